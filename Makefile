@@ -1,0 +1,43 @@
+# Lumi-Vaxel top-level commands. `make check` and `make demo` install what is missing first.
+#   make check             build and run every test (build/)
+#   make check SANITIZE=1  the same with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/)
+#   make demo              build and render the example project into out/
+#   make bench             build the benchmarks (bench/) in release mode
+
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+ifeq ($(SANITIZE),1)
+  BUILD ?= build-asan
+  CMAKE_FLAGS += -DVEMO_SANITIZE=ON -DVEMO_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug
+else
+  BUILD ?= build
+  CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
+endif
+
+.PHONY: all deps configure build check demo bench format clean
+
+all: build
+
+deps:
+	@scripts/install-deps
+
+configure: deps
+	@cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS) > /dev/null
+
+build: configure
+	@cmake --build $(BUILD) -j $(JOBS)
+
+check: build
+	@cd $(BUILD) && ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --output-on-failure -j $(JOBS)
+
+demo: build
+	@scripts/demo $(BUILD)
+
+bench: build
+	@echo "benchmarks are in $(BUILD)/bin/bench_*"
+
+format:
+	@clang-format -i $$(git ls-files '*.cpp' '*.h')
+
+clean:
+	@rm -rf build build-asan out

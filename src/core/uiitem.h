@@ -1,0 +1,68 @@
+// UIItem: the base of everything the interface shows and the macro language can address.
+//
+// Items have an ID (for most also the resource string of their label), a name, a style and a
+// state. Two string interfaces reach any item: UIItemResolve finds a named child, Command runs
+// a text command and writes a text result. Result buffers hold at least UIITEM_RESULT_SIZE bytes.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "media/pixelator.h"
+
+constexpr int UIITEM_RESULT_SIZE = 1024;
+
+enum UIItemState : int32_t {
+  UIS_NORMAL = 0,
+  UIS_HOVER = 1,
+  UIS_PRESSED = 2,
+  UIS_DISABLED = 3,
+  UIS_SELECTED = 4,
+};
+
+class UIItem : public pixelator {
+ public:
+  UIItem() = default;
+  UIItem(const UIItem &) = default;
+  UIItem &operator=(const UIItem &) = default;
+  ~UIItem() override = default;
+
+  // ---- Virtual operations added by UIItem (slots 22 to 28) ----
+  virtual void SetID(int id);                                                             // 22
+  virtual int GetID();                                                                    // 23
+  virtual bool UIItemInit(vemo *parent, surface *s, vemowin *w, int id, int enable);      // 24
+  virtual bool Command(const char *command, char *result);                                // 25
+  virtual UIItem *UIItemResolve(const char *name);                                        // 26
+ protected:
+  virtual void _draw_ui_hdc(HDC hdc);                                                     // 27
+ public:
+  // Asks the item to bring its shown state up to date; returns action flags.
+  virtual uint32_t UIItemRefresh();                                                       // 28
+
+  bool UISetName(const char *name);
+  bool UISetName(int id);
+  bool UISetStyle(int style);
+  bool UISetState(UIItemState state);
+  bool UISetIcon(HICON icon);
+  const char *UIGetName() const { return name.c_str(); }
+  int UIGetStyle() const { return style; }
+  UIItemState UIGetState() const { return state; }
+
+  // Copies path up to the first '.' into first; on a '.', the rest after it into rest and true;
+  // otherwise rest is empty and false.
+  static bool SplitUIItemString(const char *path, char *first, char *rest);
+  // Reads a decimal number with an optional leading '#' ("614", "#614"); 0 when there is none.
+  static int ResolveNumber(const char *name);
+
+ protected:
+  // Layout metrics used by the drawing code: gap, line, margin, button and label sizes.
+  int32_t metric_gap = 2;
+  int32_t metric_line = 10;
+  int32_t metric_margin = 4;
+  int32_t metric_button = 20;
+  int32_t metric_label = 50;
+  UIItemState state = UIS_NORMAL;
+  int32_t id = 0;
+  int32_t style = 0;
+  std::string name;
+};
