@@ -1,0 +1,77 @@
+// Colour conversions against values worked out by hand from the integer formulas.
+#include <gtest/gtest.h>
+
+#include "core/vemo.h"
+
+namespace {
+
+TEST(Colour, DoubleToByteTruncatesAndClamps) {
+  EXPECT_EQ(vemo::d2uc(-0.5), 0);
+  EXPECT_EQ(vemo::d2uc(0.5), 127);
+  EXPECT_EQ(vemo::d2uc(0.999), 254);
+  EXPECT_EQ(vemo::d2uc(1.0), 255);
+  EXPECT_EQ(vemo::d2uc(2.0), 255);
+  EXPECT_DOUBLE_EQ(vemo::uc2d(51), 0.2);
+}
+
+TEST(Colour, ColorRefRoundTrip) {
+  pix32 p = vemo::FromColorRef(0x00FF8000);
+  EXPECT_EQ(p.r, 0);
+  EXPECT_EQ(p.g, 128);
+  EXPECT_EQ(p.b, 255);
+  EXPECT_EQ(p.a, 0);
+  EXPECT_EQ(vemo::ToColorRef(p), 0x00FF8000u);
+  EXPECT_EQ(vemo::ToColorRef(pix32(1, 2, 3, 200)), 0x00030201u);  // alpha does not travel
+}
+
+TEST(Colour, RgbToYuvHandWorked) {
+  pix32 black = vemo::rgb2yuv(pix32(0, 0, 0));
+  EXPECT_EQ(black.r, 16);
+  EXPECT_EQ(black.g, 128);
+  EXPECT_EQ(black.b, 128);
+  // White: Y = 66 + 127 + 23 + 16; U = -39 - 71 + 111 + 128; V = 111 - 95 - 15 + 128.
+  pix32 white = vemo::rgb2yuv(pix32(255, 255, 255));
+  EXPECT_EQ(white.r, 233);
+  EXPECT_EQ(white.g, 129);
+  EXPECT_EQ(white.b, 129);
+  // Pure red 200: Y = 53 + 16; U = -1000/32 = -31 (toward zero) + 128; V = 87 + 128.
+  pix32 red = vemo::rgb2yuv(pix32(200, 0, 0));
+  EXPECT_EQ(red.r, 69);
+  EXPECT_EQ(red.g, 97);
+  EXPECT_EQ(red.b, 215);
+  // Pure blue 10: Y = 0 + 0 + 0 + 16; U = 70/16 = 4 + 128; V = -10/16 = 0 (toward zero) + 128.
+  pix32 blue = vemo::rgb2yuv(pix32(0, 0, 10));
+  EXPECT_EQ(blue.r, 16);
+  EXPECT_EQ(blue.g, 132);
+  EXPECT_EQ(blue.b, 128);
+}
+
+TEST(Colour, YuvToRgbKeepsItsQuirks) {
+  // y = 18; R = 18 + 256 - 274 = 0; G = 18 - 104 - 50 + 136 = 0; B = 18 + 3200 - 418 -> 255.
+  pix32 p = vemo::yuv2rgb(pix32(16, 128, 128));
+  EXPECT_EQ(p.r, 0);
+  EXPECT_EQ(p.g, 0);
+  EXPECT_EQ(p.b, 255);
+  // Blue reaches 0 only for very small U: Y 100 (y 112), U 10 -> 112 + 250 - 418 < 0.
+  pix32 q = vemo::yuv2rgb(pix32(100, 10, 200));
+  EXPECT_EQ(q.b, 0);
+  // R = 112 + 400 - 274 = 238; G = 112 - 8 - 78 + 136 = 162 (13*10/16 = 8, 25*200/64 = 78).
+  EXPECT_EQ(q.r, 238);
+  EXPECT_EQ(q.g, 162);
+}
+
+TEST(Colour, RgbToYuvStaysInItsRangeEverywhere) {
+  for (int r = 0; r < 256; r += 15)
+    for (int g = 0; g < 256; g += 15)
+      for (int b = 0; b < 256; b += 15) {
+        pix32 y = vemo::rgb2yuv(pix32(r, g, b));
+        ASSERT_GE(y.r, 16);
+        ASSERT_LE(y.r, 239);
+        ASSERT_GE(y.g, 16);
+        ASSERT_LE(y.g, 239);
+        ASSERT_GE(y.b, 16);
+        ASSERT_LE(y.b, 239);
+      }
+}
+
+}  // namespace

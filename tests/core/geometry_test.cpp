@@ -1,0 +1,131 @@
+// Rectangles, float rectangles and the clip-time text forms.
+#include <gtest/gtest.h>
+
+#include "core/frect.h"
+#include "core/intarray.h"
+#include "core/vemo.h"
+
+namespace {
+
+bool Same(RECT a, RECT b) { return vemo::RCEQUAL(a, b); }
+
+TEST(Rectangles, PointInRectExcludesRightAndBottom) {
+  RECT r{0, 0, 10, 5};
+  POINT in{9, 4}, right{10, 0}, below{0, 5};
+  EXPECT_EQ(vemo::PointInRect(&in, &r), 1);
+  EXPECT_EQ(vemo::PointInRect(&right, &r), 0);
+  EXPECT_EQ(vemo::PointInRect(&below, &r), 0);
+  EXPECT_FALSE(vemo::checkrec(RECT{5, 0, 5, 1}));
+  RECT e{3, 3, 9, 9};
+  EXPECT_TRUE(vemo::recrec(e));
+  EXPECT_FALSE(vemo::checkrec(e));
+}
+
+TEST(Rectangles, SplitsCutStripsAndLimitThem) {
+  RECT r{0, 0, 100, 50};
+  EXPECT_TRUE(Same(vemo::SplitTop(&r, 10), RECT{0, 0, 100, 10}));
+  EXPECT_TRUE(Same(r, RECT{0, 10, 100, 50}));
+  EXPECT_TRUE(Same(vemo::SplitBottom(&r, 15), RECT{0, 35, 100, 50}));
+  EXPECT_TRUE(Same(r, RECT{0, 10, 100, 35}));
+  EXPECT_TRUE(Same(vemo::SplitLeft(&r, 30), RECT{0, 10, 30, 35}));
+  EXPECT_TRUE(Same(vemo::SplitRight(&r, 20), RECT{80, 10, 100, 35}));
+  EXPECT_TRUE(Same(r, RECT{30, 10, 80, 35}));
+
+  RECT small{0, 0, 10, 8};
+  EXPECT_TRUE(Same(vemo::SplitTop(&small, 100), RECT{0, 0, 10, 8}));
+  EXPECT_EQ(vemo::RcHig(&small), 0);
+  RECT tiny{0, 0, 10, 8};
+  EXPECT_TRUE(Same(vemo::SplitBottom(&tiny, 100), RECT{0, 0, 10, 8}));
+  EXPECT_EQ(vemo::RcHig(&tiny), 0);
+
+  RECT box{0, 0, 5, 40};
+  EXPECT_TRUE(Same(vemo::SplitCloseButton(&box, 16), RECT{0, 0, 5, 16}));
+  EXPECT_TRUE(Same(box, RECT{0, 0, 5, 40}));
+}
+
+TEST(Rectangles, ChildBandsDivideWithTruncation) {
+  RECT r{10, 20, 110, 27};  // height 7
+  EXPECT_TRUE(Same(vemo::ChildRectY(r, 1, 2, 3), RECT{10, 22, 110, 24}));  // 7/3 = 2, 14/3 = 4
+  EXPECT_TRUE(Same(vemo::ChildRectX(r, 0, 1, 3), RECT{10, 20, 43, 27}));   // 100/3 = 33
+  EXPECT_TRUE(Same(vemo::ChildRectX(r, 3, 3, 3), RECT{110, 20, 110, 27}));
+}
+
+TEST(Rectangles, MoveAndIntersection) {
+  RECT r{0, 0, 4, 4};
+  EXPECT_EQ(vemo::Move(&r, 2, -1), 1);
+  EXPECT_TRUE(Same(r, RECT{2, -1, 6, 3}));
+  EXPECT_TRUE(Same(vemo::And(RECT{0, 0, 10, 10}, RECT{5, 5, 20, 20}), RECT{5, 5, 10, 10}));
+  EXPECT_FALSE(vemo::checkrec(vemo::And(RECT{0, 0, 2, 2}, RECT{3, 3, 4, 4})));
+  EXPECT_EQ(vemo::absdiff(-3, 4), 7);
+}
+
+TEST(FloatRect, ScaleToUnityTruncatesAndRejectsNegatives) {
+  frect f(0.1, 0.25, 0.55, 1.0);
+  RECT out;
+  EXPECT_TRUE(frect::ScaleToUnity(&f, 10, 4, &out));
+  EXPECT_TRUE(Same(out, RECT{1, 1, 5, 4}));  // 5.5 truncates to 5
+  frect neg(-0.5, 0, 1, 1);
+  EXPECT_FALSE(frect::ScaleToUnity(&neg, 10, 10, &out));
+  frect thin(0.1, 0, 0.15, 1);  // 1 to 1.5 -> empty after truncation
+  EXPECT_FALSE(frect::ScaleToUnity(&thin, 10, 10, &out));
+}
+
+TEST(FloatRect, ClipToUnityMovesThePartnerInProportion) {
+  // a spans -0.5 .. 1.5 horizontally; only its middle half is kept, so b keeps its middle half.
+  frect a(-0.5, 0.0, 1.5, 1.0), b(0.0, 0.0, 1.0, 1.0);
+  EXPECT_TRUE(frect::ClipToUnity(&a, &b));
+  EXPECT_DOUBLE_EQ(a.left, 0.0);
+  EXPECT_DOUBLE_EQ(a.right, 1.0);
+  EXPECT_DOUBLE_EQ(b.left, 0.25);
+  // After the left step a is 0 .. 1.5 and b 0.25 .. 1: b.right = 0.25 + (1/1.5) * 0.75 = 0.75.
+  EXPECT_DOUBLE_EQ(b.right, 0.75);
+  EXPECT_DOUBLE_EQ(b.top, 0.0);
+  EXPECT_DOUBLE_EQ(b.bottom, 1.0);
+
+  frect c(0.0, -1.0, 1.0, 1.0), d(0.2, 0.2, 0.6, 0.6);
+  EXPECT_TRUE(frect::ClipToUnity(&c, &d));
+  EXPECT_DOUBLE_EQ(d.top, 0.4);  // half of c was above the frame
+
+  frect off(1.5, 0, 2.5, 1), p(0, 0, 1, 1);
+  EXPECT_FALSE(frect::ClipToUnity(&off, &p));
+  frect empty(0.5, 0, 0.5, 1), q(0, 0, 1, 1);
+  EXPECT_FALSE(frect::ClipToUnity(&empty, &q));
+}
+
+TEST(ClipTime, TextFormsInSeconds) {
+  char text[64];
+  EXPECT_TRUE(vemo::CliptimeToString(1800, text));
+  EXPECT_STREQ(text, "1.800000");
+  EXPECT_TRUE(vemo::CliptimeToString(-250, text));
+  EXPECT_STREQ(text, "-0.250000");
+  int t = 0;
+  EXPECT_TRUE(vemo::StringToCliptime("1.5", &t));
+  EXPECT_EQ(t, 1500);
+  EXPECT_TRUE(vemo::StringToCliptime("-0.0019", &t));
+  EXPECT_EQ(t, -1);  // truncation toward zero
+  EXPECT_FALSE(vemo::StringToCliptime("abc", &t));
+  EXPECT_FALSE(vemo::StringToCliptime("", &t));
+}
+
+TEST(IntArray, HoldsAtMost256AndStaysZeroTerminated) {
+  intarray a;
+  for (int i = 1; i <= 256; ++i) ASSERT_TRUE(a.Add(i));
+  EXPECT_FALSE(a.Add(257));
+  EXPECT_EQ(a.Count(), 256);
+  EXPECT_EQ(a.Data()[255], 256);
+  EXPECT_EQ(a.Data()[256], 0);
+  a.Reset();
+  EXPECT_EQ(a.Count(), 0);
+  EXPECT_TRUE(a.Add(7));
+  EXPECT_EQ(a.Data()[0], 7);
+  EXPECT_EQ(a.Data()[1], 0);
+}
+
+TEST(Rotation, QuarterTurnCounterClockwise) {
+  double x = 1.0, y = 0.0;
+  vemo::rot2D(x, y, 3.14159265358979323846 / 2);
+  EXPECT_NEAR(x, 0.0, 1e-12);
+  EXPECT_NEAR(y, 1.0, 1e-12);
+}
+
+}  // namespace

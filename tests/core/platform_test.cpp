@@ -1,0 +1,175 @@
+// Platform layer: string table, dialogs, settings store, folders, dates, icons and shell files.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <fstream>
+
+#include "core/dialogs.h"
+#include "core/icons.h"
+#include "core/settings.h"
+#include "core/vemo.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A private folder per test, and XDG folders inside it.
+class PlatformTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/lv-platform-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir = pattern;
+    setenv("XDG_CONFIG_HOME", (dir + "/config").c_str(), 1);
+    setenv("XDG_DATA_HOME", (dir + "/data").c_str(), 1);
+    HeadlessDialogs().quiet = true;
+    HeadlessDialogs().answer_yes = false;
+  }
+  void TearDown() override {
+    std::error_code ec;
+    fs::remove_all(dir, ec);
+    HeadlessDialogs().quiet = false;
+  }
+  std::string dir;
+};
+
+TEST(StringTable, KnownIdsAndEmptyOutsideTheRange) {
+  EXPECT_STREQ(vemo::GetStringPtr(45), "Source Left Edge");
+  EXPECT_STREQ(vemo::GetStringPtr(394), "Forground Color");  // spelled as the product shows it
+  EXPECT_STREQ(vemo::GetStringPtr(158), "Quantize Off");
+  EXPECT_STREQ(vemo::GetStringPtr(0), "");
+  EXPECT_STREQ(vemo::GetStringPtr(1024), "");
+  EXPECT_STREQ(vemo::GetStringPtr(-3), "");
+  EXPECT_NE(vemo::GetStringPtr(1023), nullptr);
+}
+
+TEST_F(PlatformTest, MessageBoxesGoThroughTheDialogInterface) {
+  headless_dialogs &d = HeadlessDialogs();
+  EXPECT_FALSE(vemo::AskForOk("Caption", "Proceed?"));
+  d.answer_yes = true;
+  EXPECT_TRUE(vemo::AskForOk("Caption", "Proceed?"));
+  EXPECT_EQ(d.last_caption, "Caption");
+  EXPECT_TRUE(vemo::AskForDelete(99));
+  EXPECT_EQ(d.last_text, "\n\n");
+  EXPECT_EQ(d.last_caption, "");
+  vemo::BoxError(nullptr, 45);
+  EXPECT_EQ(d.last_text, "Error");  // the body is the word, the caption the message
+  EXPECT_EQ(d.last_caption, "Source Left Edge");
+  EXPECT_EQ(d.last_icon, boxicon::exclamation);
+  vemo::BoxInfo(nullptr, 46);
+  EXPECT_EQ(d.last_text, "Info");
+  EXPECT_EQ(d.last_icon, boxicon::information);
+}
+
+TEST_F(PlatformTest, DatasetValuesPersistAtomically) {
+  char value[64];
+  EXPECT_EQ(vemo::GetDatasetValue("General", "Missing", value, sizeof value), 0);
+  EXPECT_STREQ(value, "");
+  EXPECT_EQ(vemo::SetDatasetValue("General", "LastProject", "/home/a/b=c.vmp"), 1);
+  EXPECT_EQ(vemo::SetDatasetValue("General", "Multi", "line one\nline\\two"), 1);
+  EXPECT_EQ(vemo::GetDatasetValue("General", "LastProject", value, sizeof value), 15);
+  EXPECT_STREQ(value, "/home/a/b=c.vmp");
+  EXPECT_EQ(vemo::GetDatasetValue("General", "Multi", value, sizeof value), 17);
+  EXPECT_STREQ(value, "line one\nline\\two");
+  EXPECT_EQ(vemo::GetDatasetValue("General", "LastProject", value, 4), 0);  // too small
+  EXPECT_TRUE(fs::exists(dir + "/config/kor.vale.lab/General"));
+  // Sub-keys become folders and cannot climb out of the store.
+  EXPECT_EQ(vemo::SetDatasetValue("Plugins\\..\\Export", "Format", "AVI"), 1);
+  EXPECT_TRUE(fs::exists(dir + "/config/kor.vale.lab/Plugins/Export"));
+  for (const auto &e : fs::directory_iterator(dir + "/config/kor.vale.lab"))
+    EXPECT_EQ(e.path().filename().string().find(".XXXXXX"), std::string::npos);
+}
+
+TEST_F(PlatformTest, MakeDirectoryCreatesEveryLevelAndAppendsASeparator) {
+  char path[512];
+  std::snprintf(path, sizeof path, "%s/a/b/c", dir.c_str());
+  EXPECT_EQ(vemo::MakeDirectory(path), 1);
+  EXPECT_EQ(std::string(path), dir + "/a/b/c/");
+  EXPECT_TRUE(fs::is_directory(dir + "/a/b/c"));
+  EXPECT_EQ(vemo::MakeDirectory(path), 1);  // existing is fine
+  std::ofstream(dir + "/file") << "x";
+  std::snprintf(path, sizeof path, "%s/file", dir.c_str());
+  EXPECT_EQ(vemo::MakeDirectory(path), 0);
+  std::snprintf(path, sizeof path, "%s/file/sub", dir.c_str());
+  EXPECT_EQ(vemo::MakeDirectory(path), 0);
+}
+
+TEST_F(PlatformTest, FileNamesTempFilesAndFolders) {
+  char name[128];
+  vemo::SetNumberingFolder(12);
+  EXPECT_TRUE(vemo::MakeFileName('v', 42, ".avi", name));
+  EXPECT_STREQ(name, "12/v0000042.avi");
+  EXPECT_TRUE(vemo::MakeUrlName("http://example.invalid/m/", 'p', 7, ".jpg", name));
+  EXPECT_STREQ(name, "http://example.invalid/m/12/p0000007.jpg");
+  vemo::SetNumberingFolder(0);
+
+  setenv("TMPDIR", dir.c_str(), 1);
+  FILE *f = vemo::OpenTempFile("lv-temp.bin", "wb");
+  ASSERT_NE(f, nullptr);
+  std::fclose(f);
+  EXPECT_TRUE(fs::exists(dir + "/lv-temp.bin"));
+  unsetenv("TMPDIR");
+
+  const std::string exe = vemo::ExeDir();
+  EXPECT_EQ(exe.back(), '/');
+  EXPECT_TRUE(fs::exists(exe + "test_core"));
+
+  char s[] = "folder/";
+  vemo::removelastchar(s, '/');
+  EXPECT_STREQ(s, "folder");
+  vemo::removelastchar(s, '/');
+  EXPECT_STREQ(s, "folder");
+}
+
+TEST(Dates, AsctimeFormWithNewline) {
+  tm t{};
+  t.tm_year = 126;
+  t.tm_mon = 10;
+  t.tm_mday = 22;
+  t.tm_wday = 0;
+  t.tm_hour = 15;
+  t.tm_min = 26;
+  t.tm_sec = 5;
+  char text[64];
+  EXPECT_EQ(vemo::GetDateString(&t, text), 25);
+  EXPECT_STREQ(text, "Sun Nov 22 15:26:05 2026\n");
+  EXPECT_EQ(vemo::GetDateStringToday(text), 25);
+}
+
+TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
+  vemo v;
+  EXPECT_FALSE(v.SetIcon((dir + "/missing.avi").c_str()));
+  EXPECT_EQ(v.GetIcon()->name, "dialog-question");
+  std::ofstream(dir + "/clip.avi") << "x";
+  EXPECT_TRUE(v.SetIcon((dir + "/clip.avi").c_str()));
+  EXPECT_EQ(v.GetIcon()->name, "video-x-generic");
+  std::ofstream(dir + "/notes.unknownext") << "x";
+  HICON none = vemo::IconLoadByFileName((dir + "/notes.unknownext").c_str());
+  EXPECT_EQ(none, nullptr);
+  EXPECT_STREQ(IconNameForFile("a/b.WAV"), "audio-x-generic");
+  EXPECT_EQ(IconNameForFile("dir.d/noext"), nullptr);
+}
+
+TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
+  EXPECT_TRUE(vemo::SetShellExtensions());
+  std::ifstream mime(dir + "/data/mime/packages/lumi-vaxel.xml");
+  std::string xml((std::istreambuf_iterator<char>(mime)), std::istreambuf_iterator<char>());
+  EXPECT_NE(xml.find("*.vmp"), std::string::npos);
+  std::ifstream desk(dir + "/data/applications/lumi-vaxel.desktop");
+  std::string entry((std::istreambuf_iterator<char>(desk)), std::istreambuf_iterator<char>());
+  EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);
+  std::map<std::string, std::string> values;
+  ASSERT_TRUE(settings::ReadDataset(dir + "/data/kor.vale.lab/classes/.vmp", values));
+  EXPECT_EQ(values["@"], "Lumi-Vaxel.Project.File");
+  values.clear();
+  ASSERT_TRUE(settings::ReadDataset(
+      dir + "/data/kor.vale.lab/classes/Lumi-Vaxel.Project.File/shell/open/command", values));
+  EXPECT_NE(values["@"].find("lumivaxel %1"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+// The object tree: time arithmetic, extent setters, dirty marking and action-flag processing.
+#include <gtest/gtest.h>
+
+#include "core/dialogs.h"
+#include "core/vemo.h"
+
+namespace {
+
+// A child that answers QueryAction with preset flags.
+class flagged : public vemo {
+ public:
+  uint32_t answer = 0;
+  uint32_t QueryAction(HWND, uint32_t, POINT, int) override { return answer; }
+};
+
+TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
+  vemo root, arrangement, leaf;
+  root.SetChild(arrangement);
+  arrangement.SetPosition(50);
+  arrangement.SetChild(leaf);
+  leaf.SetPosition(100);
+  EXPECT_EQ(root.GetRootTimeOffset(), 0);
+  EXPECT_EQ(leaf.GetRootTimeOffset(), 150);
+
+  EXPECT_EQ(leaf.SetTime(1000), QA_UPDATE);  // acts on the root only
+  EXPECT_EQ(root.GetCurrentTime(), 1000);
+  EXPECT_EQ(leaf.MoveTime(-250), QA_UPDATE);
+  EXPECT_EQ(root.GetCurrentTime(), 750);
+
+  arrangement.SetCurrentTime(root.GetCurrentTime());
+  leaf.SetCurrentTime(arrangement.GetCurrentTime());
+  EXPECT_EQ(arrangement.GetCurrentTime(), 700);
+  EXPECT_EQ(leaf.GetCurrentTime(), 600);
+  EXPECT_EQ(leaf.ObjectOffset(&arrangement), -100);
+  EXPECT_EQ(leaf.GetRoot(), &root);
+}
+
+TEST(ObjectTree, SetChildHandsDownTimeAndContext) {
+  vemo parent, child;
+  parent.SetCurrentTime(400);
+  child.SetPosition(100);
+  EXPECT_EQ(parent.SetChild(child), QA_UPDATE);
+  EXPECT_EQ(child.GetParent(), &parent);
+  EXPECT_EQ(child.GetCurrentTime(), 300);
+}
+
+TEST(ObjectTree, PoSizClampsButSingleSettersDoNot) {
+  vemo v;
+  EXPECT_EQ(v.SetPoSiz(-5, 0), QA_CHANGED);
+  EXPECT_EQ(v.GetPosition(), 0);
+  EXPECT_EQ(v.GetSize(), 1);
+  v.SetPosition(-5);
+  v.SetSize(-7);
+  EXPECT_EQ(v.GetPosition(), -5);
+  EXPECT_EQ(v.GetSize(), -7);
+}
+
+TEST(ObjectTree, DirtyMarksEveryAncestorExitQueryActionOnlyItself) {
+  vemo root, mid, leaf;
+  root.SetChild(mid);
+  mid.SetChild(leaf);
+  root.SetClean();
+  mid.SetClean();
+  leaf.SetClean();
+  EXPECT_EQ(mid.ExitQueryAction(QA_CHANGED), 144u);
+  EXPECT_TRUE(mid.isDirty());
+  EXPECT_FALSE(root.isDirty());
+  mid.SetClean();
+  EXPECT_EQ(leaf.Dirty(), 1);
+  EXPECT_TRUE(leaf.isDirty() && mid.isDirty() && root.isDirty());
+}
+
+TEST(ObjectTree, CaptureFollowsTheChildsFlags) {
+  vemo parent;
+  flagged child;
+  RECT rc{0, 0, 10, 10};
+  child.answer = QA_CAPTURE;
+  EXPECT_EQ(parent.ExitChildQueryAction(&rc, &child, nullptr, WM_LBUTTONDOWN, POINT{}, 0), QA_CAPTURE);
+  EXPECT_EQ(parent.GetCapturedChild(), &child);
+  child.answer = QA_RELEASE;
+  EXPECT_EQ(parent.ExitChildQueryAction(&rc, &child, nullptr, WM_LBUTTONUP, POINT{}, 0), 130u);
+  EXPECT_EQ(parent.GetCapturedChild(), nullptr);
+  EXPECT_EQ(parent.ExitQueryAction(QA_RELEASE), 130u);
+}
+
+TEST(ObjectTree, QueryCapMovTakesTheCapture) {
+  flagged v;
+  v.answer = QA_UPDATE;
+  EXPECT_EQ(v.QueryCapMov(nullptr, POINT{}, 0), QA_UPDATE | QA_CAPTURE);
+  EXPECT_TRUE(HeadlessDialogs().captured);
+  v.ExitQueryAction(QA_RELEASE);
+  EXPECT_FALSE(HeadlessDialogs().captured);
+}
+
+TEST(ObjectTree, BaseVirtualsDoNothing) {
+  vemo v;
+  RECT rc{1, 2, 3, 4};
+  EXPECT_EQ(v.Save(nullptr), 0);
+  EXPECT_EQ(v.Load(nullptr), 0);
+  EXPECT_TRUE(vemo::RCEQUAL(v.Layout(rc), rc));
+  EXPECT_FALSE(v.TipTheTool("tip", rc));  // a lone root has nobody to show it
+  EXPECT_EQ(v.ShowHelp(42), 42u);
+  EXPECT_EQ(v.GetUISurface(), nullptr);
+  EXPECT_TRUE(v.isDirty());  // new objects start modified
+}
+
+TEST(BusyCounter, NestsAndShowsTheWaitCursorUntilBalanced) {
+  EXPECT_EQ(vemo::BusyStart(), 1);
+  EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::wait);
+  EXPECT_EQ(vemo::BusyStart(), 2);
+  EXPECT_EQ(vemo::BusyEnd(), 1);
+  EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::wait);
+  EXPECT_EQ(vemo::BusyEnd(), 0);
+  EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::arrow);
+}
+
+TEST(BusyCounterDeathTest, UnbalancedEndStopsTheProgram) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(vemo::BusyEnd(), "BusyEnd without a matching BusyStart");
+}
+
+}  // namespace
