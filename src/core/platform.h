@@ -2,7 +2,7 @@
 //
 // Rectangles and points are int32 records; right and bottom are exclusive. Result words of
 // editing and input operations are 32-bit (uint32_t) everywhere, as are flags and file fields.
-// Windows are opaque host handles (null when headless); device contexts are our software
+// Host windows are opaque handles (null when headless); device contexts are our software
 // drawing context; icons are small owned images.
 #pragma once
 

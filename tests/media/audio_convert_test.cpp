@@ -1,0 +1,135 @@
+// Sound formats and the converters to and from the internal format, worked by hand.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "core/dialogs.h"
+#include "media/wavcfg.h"
+
+namespace {
+
+std::vector<uint8_t> Internal(const std::vector<std::pair<int16_t, int16_t>> &frames) {
+  std::vector<uint8_t> b;
+  for (auto [l, r] : frames) {
+    b.push_back(uint8_t(l));
+    b.push_back(uint8_t(uint16_t(l) >> 8));
+    b.push_back(uint8_t(r));
+    b.push_back(uint8_t(uint16_t(r) >> 8));
+  }
+  return b;
+}
+
+int16_t S16(const uint8_t *p) { return static_cast<int16_t>(p[0] | (p[1] << 8)); }
+
+TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSize) {
+  wavcfg cfg;
+  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
+  EXPECT_EQ(cfg.IsValid(), 1);
+  const WAVEFORMATEX &f = cfg.GetFormat();
+  EXPECT_EQ(f.nSamplesPerSec, 44100u);
+  EXPECT_EQ(f.nChannels, 2);
+  EXPECT_EQ(f.wBitsPerSample, 16);
+  EXPECT_EQ(f.nBlockAlign, 4);
+  EXPECT_EQ(f.nAvgBytesPerSec, 176400u);
+  EXPECT_EQ(f.cbSize, 18);
+  cfg.InitWFX(static_cast<wavtype>(0));
+  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 11025u);
+  EXPECT_EQ(cfg.GetFormat().nChannels, 1);
+  EXPECT_EQ(cfg.GetFormat().wBitsPerSample, 8);
+  EXPECT_EQ(cfg.GetFormat().nAvgBytesPerSec, 11025u);
+  cfg.InitWFX(WT_16_MONO_22);
+  EXPECT_EQ(cfg.GetFormat().nAvgBytesPerSec, 44100u);
+  EXPECT_STREQ(WAVTYPE_TABLE[3].text, "8 Bit / Stereo / 22.05 kHz");
+}
+
+TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
+  wavcfg cfg;
+  HeadlessDialogs().choice_answer = 3;  // the third entry listed is format 6
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
+  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
+  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 22050u);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);
+  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
+  cfg.Reset();
+  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
+}
+
+TEST(FromInternal, HalfRateTakesEveryOtherFrame) {
+  std::vector<std::pair<int16_t, int16_t>> frames;
+  for (int i = 0; i < 44100; ++i) frames.emplace_back(int16_t(i), int16_t(-i));
+  const auto in = Internal(frames);
+  wavcfg cfg;
+  cfg.InitWFX(WT_16_STEREO_22);
+  std::vector<uint8_t> out(200000);
+  EXPECT_EQ(wavcfg::From44100_16_2(in.data(), &cfg.GetFormat(), 176400, out.data()), 88200);
+  EXPECT_EQ(S16(&out[4 * 10]), 20);
+  EXPECT_EQ(S16(&out[4 * 10 + 2]), -20);
+  cfg.InitWFX(static_cast<wavtype>(1));
+  EXPECT_EQ(wavcfg::From44100_16_2(in.data(), &cfg.GetFormat(), 176400, out.data()), 11025);
+}
+
+TEST(FromInternal, EightBitAndMonoArithmetic) {
+  const auto in = Internal({{-1, 0}, {-32768, 32767}, {300, -301}, {-256, -257}});
+  wavcfg cfg;
+  uint8_t out[16];
+  cfg.InitWFX(static_cast<wavtype>(1));  // 8-bit mono; rate 11025 would drop frames, so use 44.1
+  WAVEFORMATEX mono8 = cfg.GetFormat();
+  mono8.nSamplesPerSec = 44100;
+  ASSERT_EQ(wavcfg::From44100_16_2(in.data(), &mono8, 16, out), 4);
+  EXPECT_EQ(out[0], 128);  // (-1 + 0) / 2 = 0 -> 128
+  EXPECT_EQ(out[1], 128);  // (-1) / 2 = 0
+  EXPECT_EQ(out[2], 128);  // -1 / 2 = 0 (toward zero)
+  EXPECT_EQ(out[3], 127);  // -256 / 256 = -1 -> 127
+
+  WAVEFORMATEX stereo8 = mono8;
+  stereo8.nChannels = 2;
+  stereo8.nBlockAlign = 2;
+  ASSERT_EQ(wavcfg::From44100_16_2(in.data(), &stereo8, 16, out), 8);
+  EXPECT_EQ(out[0], 128);  // -1 / 256 = 0
+  EXPECT_EQ(out[1], 128);
+  EXPECT_EQ(out[2], 0);    // -32768 / 256 = -128
+  EXPECT_EQ(out[3], 255);  // 32767 / 256 = 127 -> 255
+  EXPECT_EQ(out[4], 129);  // 300 / 256 = 1
+  EXPECT_EQ(out[5], 127);  // -301 / 256 = -1
+
+  WAVEFORMATEX mono16 = mono8;
+  mono16.wBitsPerSample = 16;
+  mono16.nBlockAlign = 2;
+  ASSERT_EQ(wavcfg::From44100_16_2(in.data(), &mono16, 16, out), 8);
+  EXPECT_EQ(S16(out + 0), 0);
+  EXPECT_EQ(S16(out + 2), 0);   // (-32768 + 32767) / 2 = 0 toward zero
+  EXPECT_EQ(S16(out + 4), 0);   // (300 - 301) / 2 = 0
+  EXPECT_EQ(S16(out + 6), -256);
+}
+
+TEST(ToInternal, EightBitWidensThroughTheTable) {
+  WAVEFORMATEX src{1, 1, 8000, 8000, 1, 8, 18};
+  const uint8_t in[4] = {0, 128, 255, 1};
+  uint8_t out[16];
+  EXPECT_EQ(wavcfg::To44100_16_2(in, &src, 4, out, 16), 1);
+  EXPECT_EQ(S16(out + 0), -32640);
+  EXPECT_EQ(S16(out + 2), -32640);  // mono: right repeats left
+  EXPECT_EQ(S16(out + 4), 0);
+  EXPECT_EQ(S16(out + 8), 32385);
+  EXPECT_EQ(S16(out + 12), -32385);
+}
+
+TEST(ToInternal, StretchesByNearestEarlierFrame) {
+  // Three stereo 16-bit frames stretched over seven: j = i * 3 / 7 -> 0 0 0 1 1 2 2.
+  const auto in = Internal({{10, -10}, {20, -20}, {30, -30}});
+  WAVEFORMATEX src{1, 2, 22050, 88200, 4, 16, 18};
+  uint8_t out[28];
+  EXPECT_EQ(wavcfg::To44100_16_2(in.data(), &src, 12, out, 28), 1);
+  const int expect[7] = {10, 10, 10, 20, 20, 30, 30};
+  for (int i = 0; i < 7; ++i) {
+    EXPECT_EQ(S16(out + 4 * i), expect[i]);
+    EXPECT_EQ(S16(out + 4 * i + 2), -expect[i]);
+  }
+  // Nothing to read gives silence rather than a read past the input.
+  uint8_t quiet[8] = {1, 1, 1, 1, 1, 1, 1, 1};
+  EXPECT_EQ(wavcfg::To44100_16_2(in.data(), &src, 3, quiet, 8), 1);
+  for (uint8_t b : quiet) EXPECT_EQ(b, 0);
+}
+
+}  // namespace

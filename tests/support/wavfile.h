@@ -1,0 +1,39 @@
+// Test fixtures: wave files written byte by byte, so readers are checked against files whose
+// every byte the test knows.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace fixtures {
+
+struct wav_spec {
+  uint16_t format_tag = 1;
+  uint16_t channels = 2;
+  uint32_t rate = 44100;
+  uint16_t bits = 16;
+  uint32_t fmt_chunk_size = 16;  // 16 (plain PCM) or 18 (with the extra-size member)
+  bool junk_before_fmt = false;  // an odd-sized "JUNK" chunk (with its pad byte) before "fmt "
+  int64_t data_size_override = -1;  // lie about the data chunk's size
+};
+
+// The bytes of a wave file holding `samples` (raw PCM bytes).
+std::vector<uint8_t> WavBytes(const wav_spec &spec, const std::vector<uint8_t> &samples);
+
+// Writes bytes to a file in a fresh temporary folder; returns the path.
+std::string WriteTempFile(const std::string &name, const std::vector<uint8_t> &bytes);
+
+// A temporary folder, removed by the destructor.
+class temp_dir {
+ public:
+  temp_dir();
+  ~temp_dir();
+  const std::string &path() const { return dir_; }
+  std::string file(const std::string &name) const { return dir_ + "/" + name; }
+
+ private:
+  std::string dir_;
+};
+
+}  // namespace fixtures
