@@ -13,10 +13,12 @@ bool vemo::CliptimeToString(int t, char *dst) {
 bool vemo::StringToCliptime(const char *s, int *t) {
   float seconds = 0.0f;
   if (!s || std::sscanf(s, "%f", &seconds) != 1) return false;
-  const double ms = static_cast<double>(seconds) * 1000.0;
+  // Single-precision product, so "1.8" gives 1800 and not the 1799 a double product of the
+  // float 1.7999999 would give.
+  const float ms = seconds * 1000.0f;
   // Out-of-range text saturates instead of overflowing the int.
-  if (!(ms < 2147483647.0)) *t = INT32_MAX;
-  else if (!(ms > -2147483648.0)) *t = INT32_MIN;
+  if (!(ms < 2147483647.0f)) *t = INT32_MAX;
+  else if (!(ms > -2147483648.0f)) *t = INT32_MIN;
   else *t = static_cast<int>(ms);
   return true;
 }

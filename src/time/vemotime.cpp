@@ -97,13 +97,10 @@ bool vemotime::Command(const char *command, char *result) {
     if (result) result[0] = 0;
     int local = 0;
     if (!StringToCliptime(args[1].c_str(), &local)) return false;
-    // Each level subtracts its position and adds its offset on the way down, so undo both on
-    // the way up, the root's own included.
-    int64_t root = local;
-    for (vemo *v = this; v; v = v->GetParent()) {
-      root += v->GetPosition();
-      if (auto *timed = dynamic_cast<vemotime *>(v)) root -= timed->GetOffset();
-    }
+    // The text is taken as local time and turned into root time by adding the positions of
+    // this object and its ancestors below the root. Offsets are not undone: an object with an
+    // offset lands that many milliseconds further into its material, as it always has.
+    const int64_t root = int64_t(local) + GetRootTimeOffset();
     SetTime(Saturate(root));
     return true;
   }

@@ -101,6 +101,8 @@ TEST(ClipTime, TextFormsInSeconds) {
   int t = 0;
   EXPECT_TRUE(vemo::StringToCliptime("1.5", &t));
   EXPECT_EQ(t, 1500);
+  EXPECT_TRUE(vemo::StringToCliptime("1.8", &t));
+  EXPECT_EQ(t, 1800);
   EXPECT_TRUE(vemo::StringToCliptime("-0.0019", &t));
   EXPECT_EQ(t, -1);  // truncation toward zero
   EXPECT_FALSE(vemo::StringToCliptime("abc", &t));

@@ -136,13 +136,14 @@ TEST(TimedObject, Commands) {
   EXPECT_TRUE(obj.Command("GetOffset", result));
   EXPECT_STREQ(result, "0.300000");
 
-  // SetTime makes this object's local time the given one, through the whole tree.
+  // SetTime adds the positions up to the root; the offset then carries the object that much
+  // further into its material.
   EXPECT_TRUE(obj.Command("SetTime 2.25", result));
-  EXPECT_EQ(obj.GetCurrentTime(), 2250);
-  EXPECT_EQ(tree.root->GetCurrentTime(), 2250 + 1300 - 300);
-  EXPECT_EQ(obj.GetTimeFloatMgr().GetCurrentTime(), 2250);
+  EXPECT_EQ(tree.root->GetCurrentTime(), 2250 + 1300);
+  EXPECT_EQ(obj.GetCurrentTime(), 2250 + 300);
+  EXPECT_EQ(obj.GetTimeFloatMgr().GetCurrentTime(), 2250 + 300);
   EXPECT_FALSE(obj.Command("SetTime soon", result));
-  EXPECT_EQ(obj.GetCurrentTime(), 2250);
+  EXPECT_EQ(obj.GetCurrentTime(), 2550);
 
   obj.SetID(77);
   EXPECT_EQ(obj.GetID(), 77);
