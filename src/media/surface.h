@@ -200,7 +200,6 @@ class surface : public pixelator {
   void Progress(const char *text);
   void LoadLogos();
   void FindPlugins();
-  void ShowLogo(KORSurface *logo);
 
   bool backend = false;
   HWND owner = nullptr;
