@@ -299,7 +299,9 @@ KORSurface *DecodeICO(const uint8_t *data, size_t size) {
   for (unsigned i = 0; i < count; ++i) {
     const uint8_t *e = data + 6 + 16 * i;
     const uint32_t bytes = le32(e + 8), off = le32(e + 12);
-    if (!fits(size, off, bytes) || bytes < 16) continue;
+    // An entry reaching past the end means the file was cut: refuse it rather than fall back.
+    if (!fits(size, off, bytes)) return nullptr;
+    if (bytes < 16) continue;
     const uint8_t *img = data + off;
     int64_t w, h;
     int depth;

@@ -43,8 +43,8 @@ size_t gif_skip_blocks(const uint8_t *d, size_t size, size_t at) {
   return 0;
 }
 
-// The GIF's blocks must run through the whole first image inside the data.
-bool gif_first_frame_complete(const uint8_t *d, size_t size) {
+// The GIF's blocks must run through to its trailer inside the data.
+bool gif_complete(const uint8_t *d, size_t size) {
   if (size < 13 || (std::memcmp(d, "GIF87a", 6) != 0 && std::memcmp(d, "GIF89a", 6) != 0)) return false;
   size_t at = 13;
   if (d[10] & 0x80) at += size_t(3) << ((d[10] & 7) + 1);
@@ -60,17 +60,19 @@ bool gif_first_frame_complete(const uint8_t *d, size_t size) {
       at += 10;
       if (flags & 0x80) at += size_t(3) << ((flags & 7) + 1);
       if (!fits(size, at, 1)) return false;
-      return gif_skip_blocks(d, size, at + 1) != 0;
+      at = gif_skip_blocks(d, size, at + 1);
+      if (!at) return false;
     } else {
-      return false;  // the trailer or garbage before any image
+      return kind == 0x3B;  // the trailer, or garbage
     }
   }
   return false;
 }
 
 // Copies a decoded frame into a new surface. Alpha is kept only when the picture has some:
-// an alpha channel, or a palette with a transparent entry.
-KORSurface *frame_to_surface(const AVFrame *f) {
+// an alpha channel, or a palette with a transparent entry. With `transparency_only` an alpha
+// channel counts only when some pixel is not opaque (a decoder that always delivers alpha).
+KORSurface *frame_to_surface(const AVFrame *f, bool transparency_only) {
   if (!size_ok(f->width, f->height)) return nullptr;
   const AVPixFmtDescriptor *desc = av_pix_fmt_desc_get(AVPixelFormat(f->format));
   if (!desc) return nullptr;
@@ -84,8 +86,14 @@ KORSurface *frame_to_surface(const AVFrame *f) {
   bool ok = true;
   if (f->format == AV_PIX_FMT_PAL8) {
     const uint32_t *pal = reinterpret_cast<const uint32_t *>(f->data[1]);  // 0xAARRGGBB words
+    // Only entries the picture uses count: unused ones of a short table read as transparent.
+    bool used[256] = {};
+    for (int y = 0; y < f->height; ++y) {
+      const uint8_t *src = f->data[0] + ptrdiff_t(y) * f->linesize[0];
+      for (int x = 0; x < f->width; ++x) used[src[x]] = true;
+    }
     bool transparent = false;
-    for (int i = 0; i < 256; ++i) transparent |= (pal[i] >> 24) != 0xFF;
+    for (int i = 0; i < 256; ++i) transparent |= used[i] && (pal[i] >> 24) != 0xFF;
     for (int y = 0; y < f->height; ++y) {
       const uint8_t *src = f->data[0] + ptrdiff_t(y) * f->linesize[0];
       pix32 *o = out.bits + size_t(out.pitch) * size_t(y);
@@ -105,7 +113,15 @@ KORSurface *frame_to_surface(const AVFrame *f) {
       int dstride[4] = {out.pitch * 4, 0, 0, 0};
       ok = sws_scale(sws, f->data, f->linesize, 0, f->height, dst, dstride) == f->height;
       sws_freeContext(sws);
-      if (ok && !alpha) {
+      bool keep = alpha;
+      if (ok && keep && transparency_only) {
+        keep = false;
+        for (int y = 0; y < f->height && !keep; ++y) {
+          const pix32 *o = out.bits + size_t(out.pitch) * size_t(y);
+          for (int x = 0; x < f->width; ++x) keep |= o[x].a != 255;
+        }
+      }
+      if (ok && !keep) {
         for (int y = 0; y < f->height; ++y) {
           pix32 *o = out.bits + size_t(out.pitch) * size_t(y);
           for (int x = 0; x < f->width; ++x) o[x].a = 0;
@@ -140,7 +156,7 @@ KORSurface *decode_with(AVCodecID id, const uint8_t *data, size_t size) {
         avcodec_send_packet(ctx, nullptr);
         if (avcodec_receive_frame(ctx, frame) >= 0 && !(frame->flags & AV_FRAME_FLAG_CORRUPT) &&
             !frame->decode_error_flags)
-          result = frame_to_surface(frame);
+          result = frame_to_surface(frame, id == AV_CODEC_ID_GIF);
       }
     }
   }
@@ -158,7 +174,7 @@ KORSurface *DecodePNG(const uint8_t *data, size_t size) {
 }
 
 KORSurface *DecodeGIF(const uint8_t *data, size_t size) {
-  if (!data || !gif_first_frame_complete(data, size)) return nullptr;
+  if (!data || !gif_complete(data, size)) return nullptr;
   return decode_with(AV_CODEC_ID_GIF, data, size);
 }
 

@@ -9,6 +9,10 @@
 #if VEMO_HAVE_WMF
 #include <libwmf/api.h>
 #include <libwmf/gd.h>
+
+#include <string>
+
+#include "media/text.h"
 #endif
 
 using namespace imagebytes;
@@ -38,14 +42,53 @@ namespace {
 
 #if VEMO_HAVE_WMF
 
+namespace {
+
+// Metafile text names the standard PostScript faces; they are mapped to the installed fonts
+// fontconfig finds for the matching family, weight and slant.
+struct font_table {
+  std::string files[13];
+  wmfMapping ps[14];
+
+  font_table() {
+    struct face {
+      const char *name, *family;
+      int weight;
+      bool italic;
+    };
+    static const face faces[13] = {
+        {"Times-Roman", "serif", 400, false},          {"Times-Italic", "serif", 400, true},
+        {"Times-Bold", "serif", 700, false},           {"Times-BoldItalic", "serif", 700, true},
+        {"Helvetica", "sans-serif", 400, false},       {"Helvetica-Oblique", "sans-serif", 400, true},
+        {"Helvetica-Bold", "sans-serif", 700, false},  {"Helvetica-BoldOblique", "sans-serif", 700, true},
+        {"Courier", "monospace", 400, false},          {"Courier-Oblique", "monospace", 400, true},
+        {"Courier-Bold", "monospace", 700, false},     {"Courier-BoldOblique", "monospace", 700, true},
+        {"Symbol", "sans-serif", 400, false},
+    };
+    int n = 0;
+    for (const face &f : faces) {
+      files[n] = textengine::FontFile(f.family, f.weight, f.italic);
+      if (files[n].empty()) continue;
+      ps[n] = wmfMapping{const_cast<char *>(f.name), const_cast<char *>(files[n].c_str()), FT_ENCODING_NONE};
+      ++n;
+    }
+    ps[n] = wmfMapping{nullptr, nullptr, FT_ENCODING_NONE};
+  }
+};
+
+}  // namespace
+
 KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
   if (!data || size > IMAGE_MAX_FILE_BYTES || !wmf_well_formed(data, size)) return nullptr;
   std::vector<unsigned char> copy(data, data + size);  // the library wants writable bytes
   wmfAPI_Options options;
   std::memset(&options, 0, sizeof options);
   options.function = wmf_gd_function;
+  static const font_table fonts;
+  options.font.ps = const_cast<wmfMapping *>(fonts.ps);
   wmfAPI *api = nullptr;
-  const unsigned long flags = WMF_OPT_FUNCTION | WMF_OPT_IGNORE_NONFATAL | WMF_OPT_NO_ERROR | WMF_OPT_NO_DEBUG;
+  const unsigned long flags =
+      WMF_OPT_FUNCTION | WMF_OPT_FONTMAP | WMF_OPT_IGNORE_NONFATAL | WMF_OPT_NO_ERROR | WMF_OPT_NO_DEBUG;
   if (wmf_api_create(&api, flags, &options) != wmf_E_None) {
     if (api) wmf_api_destroy(api);
     return nullptr;

@@ -26,6 +26,31 @@ constexpr int kMaxPixels = 1000;
 constexpr size_t kPoolLimit = size_t(32) << 20;
 constexpr const char *kFallbackFile = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 
+// fontconfig's best file for the family, weight and slant; empty when there is none.
+std::string match_font(const char *family, int weight, bool italic, int *index) {
+  std::string file;
+  if (index) *index = 0;
+  if (!FcInit()) return file;
+  FcPattern *pat = FcPatternCreate();
+  FcPatternAddString(pat, FC_FAMILY, reinterpret_cast<const FcChar8 *>(family));
+  FcPatternAddInteger(pat, FC_WEIGHT, FcWeightFromOpenType(weight));
+  FcPatternAddInteger(pat, FC_SLANT, italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN);
+  FcPatternAddBool(pat, FC_SCALABLE, FcTrue);
+  FcConfigSubstitute(nullptr, pat, FcMatchPattern);
+  FcDefaultSubstitute(pat);
+  FcResult result;
+  FcPattern *match = FcFontMatch(nullptr, pat, &result);
+  if (match) {
+    FcChar8 *path = nullptr;
+    if (FcPatternGetString(match, FC_FILE, 0, &path) == FcResultMatch && path)
+      file = reinterpret_cast<const char *>(path);
+    if (index) FcPatternGetInteger(match, FC_INDEX, 0, index);
+    FcPatternDestroy(match);
+  }
+  FcPatternDestroy(pat);
+  return file;
+}
+
 struct face_entry {
   FT_Face face = nullptr;
   bool embolden = false;  // the weight asked for is bold but the face is not
@@ -121,27 +146,8 @@ class engine {
  private:
   face_entry Open(const std::string &family, int weight, bool italic) {
     face_entry e;
-    std::string file;
     int index = 0;
-    if (FcInit()) {
-      FcPattern *pat = FcPatternCreate();
-      FcPatternAddString(pat, FC_FAMILY, reinterpret_cast<const FcChar8 *>(family.c_str()));
-      FcPatternAddInteger(pat, FC_WEIGHT, FcWeightFromOpenType(weight));
-      FcPatternAddInteger(pat, FC_SLANT, italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN);
-      FcPatternAddBool(pat, FC_SCALABLE, FcTrue);
-      FcConfigSubstitute(nullptr, pat, FcMatchPattern);
-      FcDefaultSubstitute(pat);
-      FcResult result;
-      FcPattern *match = FcFontMatch(nullptr, pat, &result);
-      if (match) {
-        FcChar8 *path = nullptr;
-        if (FcPatternGetString(match, FC_FILE, 0, &path) == FcResultMatch && path)
-          file = reinterpret_cast<const char *>(path);
-        FcPatternGetInteger(match, FC_INDEX, 0, &index);
-        FcPatternDestroy(match);
-      }
-      FcPatternDestroy(pat);
-    }
+    const std::string file = match_font(family.c_str(), weight, italic, &index);
     if (file.empty() || FT_New_Face(library, file.c_str(), index, &e.face) != 0) {
       e.face = nullptr;
       if (FT_New_Face(library, kFallbackFile, 0, &e.face) != 0) e.face = nullptr;
@@ -252,6 +258,12 @@ int Render(const font &f, const char *text, int len, int x, int baseline,
     fn(c);
   });
   return int((pen + 32) >> 6);
+}
+
+std::string FontFile(const char *family, int weight, bool italic) {
+  engine &en = Engine();
+  std::lock_guard<std::mutex> guard(en.lock);
+  return match_font(family ? family : "", weight, italic, nullptr);
 }
 
 bool Underline(const font &f, int *offset, int *thickness) {

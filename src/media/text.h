@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 
 #include "media/dc.h"
 
@@ -33,5 +34,9 @@ int Render(const font &f, const char *text, int len, int x, int baseline,
 // Where the underline of the font lies relative to the baseline (positive below) and how
 // thick it is.
 bool Underline(const font &f, int *offset, int *thickness);
+
+// The file of the installed font that best matches family, weight and slant (fontconfig's
+// choice), or empty when there is none.
+std::string FontFile(const char *family, int weight, bool italic);
 
 }  // namespace textengine
