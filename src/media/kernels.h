@@ -13,13 +13,25 @@
 
 namespace kernels {
 
+// The instruction sets the fast paths may use. The best one the processor has is chosen at
+// start; tests lower it to check every tier against the references.
+enum class tier { scalar = 0, sse2 = 1, avx2 = 2 };
+tier ActiveTier();
+// Uses at most `t` from now on (never more than the processor has); returns the previous cap.
+tier LimitTier(tier t);
+
+// Every pixel of the row becomes p.
+void fill_row(pix32 *p, int n, pix32 value);
+void fill_row_ref(pix32 *p, int n, pix32 value);
+
 // Blue, green and red of dst blended with src by src alpha; dst alpha unchanged.
 void blend_row(const pix32 *src, pix32 *dst, int n);
 void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 
 // dst[i] = src[index[i]], plain or with all four channels blended by the source alpha (the
-// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8).
-void gather_row(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). Every index lies in
+// [0, limit), and the fast path may read anywhere in src[0 .. limit).
+void gather_row(const pix32 *src, int limit, const int32_t *index, pix32 *dst, int n, bool blend);
 void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
 
 // Blue, green and red of dst blended with src by the constant a; dst alpha unchanged.

@@ -190,8 +190,12 @@ TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
   EXPECT_EQ(at(s.get(), 5, 1), pix32(5, 11, 16, 9));
 }
 
-// Every fast row kernel against its scalar reference, over widths 1..67 and unaligned starts.
+// Every fast row kernel, on every tier the processor offers, against its scalar reference, over
+// widths 1..67 and unaligned starts.
 TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
+  for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {
+  const kernels::tier previous = kernels::LimitTier(t);
+  SCOPED_TRACE(int(kernels::ActiveTier()));
   std::mt19937 rng(2024);
   std::vector<pix32> src(80), a(80), b(80);
   std::vector<int32_t> index(80);
@@ -202,7 +206,10 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
       // Extreme alphas as well as random ones.
       src[off].a = 0;
       src[off + n - 1].a = 255;
-      for (int i = 0; i < n; ++i) index[i] = int32_t(rng() % 70);
+      // Random columns, or a scale-up table (runs within eight pixels), or one reaching the end.
+      const int start = int(rng() % 10);
+      for (int i = 0; i < n; ++i)
+        index[i] = (n + off) % 3 == 0 ? int32_t(rng() % 70) : (n + off) % 3 == 1 ? int32_t(start + i * 2 / 3) : int32_t(69 - (n - 1 - i) / 2);
       auto check = [&](const char *what) {
         for (int i = 0; i < 80; ++i) ASSERT_EQ(a[i], b[i]) << what << " n=" << n << " off=" << off << " i=" << i;
       };
@@ -212,7 +219,7 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
       check("blend");
       for (bool blending : {false, true}) {
         b = a;
-        kernels::gather_row(src.data(), index.data(), a.data() + off, n, blending);
+        kernels::gather_row(src.data(), 70, index.data(), a.data() + off, n, blending);
         kernels::gather_row_ref(src.data(), index.data(), b.data() + off, n, blending);
         check("gather");
       }
@@ -231,6 +238,12 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
       kernels::dimm_row(a.data() + off, n);
       kernels::dimm_row_ref(b.data() + off, n);
       check("dimm");
+      b = a;
+      kernels::fill_row(a.data() + off, n, src[3]);
+      kernels::fill_row_ref(b.data() + off, n, src[3]);
+      check("fill");
     }
+  }
+  kernels::LimitTier(previous);
   }
 }
