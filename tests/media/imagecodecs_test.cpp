@@ -331,8 +331,9 @@ TEST(ImageDamage, CutFilesAreRefusedAndFlippedBytesAreSurvived) {
       const bytes cut(s.data.begin(), s.data.begin() + ptrdiff_t(n));
       EXPECT_FALSE(decode(s.fn, cut)) << s.name << " cut to " << n;
     }
-    if (std::string(s.name) == "wmf") continue;  // the metafile library is only fed checked files
-    for (int round = 0; round < 300; ++round) {
+    // Metafiles start the library's font machinery on each decode: fewer rounds for them.
+    const int rounds = std::string(s.name) == "wmf" ? 60 : 300;
+    for (int round = 0; round < rounds; ++round) {
       bytes damaged = s.data;
       for (int k = 0; k <= round % 3; ++k) damaged[rng() % damaged.size()] ^= uint8_t(1 + rng() % 255);
       decode(s.fn, damaged);
