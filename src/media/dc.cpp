@@ -116,9 +116,7 @@ uint8_t dc::SetDrawAlpha(uint8_t a) {
   return a;
 }
 
-pix32 dc::colour(COLORREF c) const {
-  return pix32(uint8_t(c), uint8_t(c >> 8), uint8_t(c >> 16), drawalpha);
-}
+pix32 dc::colour(COLORREF c) const { return pix32(uint8_t(c), uint8_t(c >> 8), uint8_t(c >> 16), drawalpha); }
 
 // ---- Pixels, lines and areas ----
 
@@ -426,16 +424,20 @@ int dc::DrawText(const char *text, int len, RECT *r, uint32_t flags) {
   }
   int y = r->top;
   if (flags & DT_SINGLELINE) {
-    if (flags & DT_VCENTER) y = r->top + (r->bottom - r->top - tm.height) / 2;
-    else if (flags & DT_BOTTOM) y = r->bottom - tm.height;
+    if (flags & DT_VCENTER)
+      y = r->top + (r->bottom - r->top - tm.height) / 2;
+    else if (flags & DT_BOTTOM)
+      y = r->bottom - tm.height;
   }
   const RECT saved = clip;
   if (!(flags & DT_NOCLIP)) clip = intersect(clip, *r);
   for (const span &s : lines) {
     const int w = measure(s.from, s.to);
     int x = r->left;
-    if (flags & DT_CENTER) x = r->left + (boxw - w) / 2;
-    else if (flags & DT_RIGHT) x = r->right - w;
+    if (flags & DT_CENTER)
+      x = r->left + (boxw - w) / 2;
+    else if (flags & DT_RIGHT)
+      x = r->right - w;
     TextOut(x, y, text + s.from, s.to - s.from);
     y += lineh;
   }

@@ -53,7 +53,7 @@ struct brush {
 
 struct font {
   std::string family = "DejaVu Sans";
-  int height = 16;           // the em size in pixels
+  int height = 16;  // the em size in pixels
   int weight = FW_NORMAL;
   bool italic = false;
   bool underline = false;

@@ -59,12 +59,12 @@ struct font_table {
       bool italic;
     };
     static const face faces[13] = {
-        {"Times-Roman", "serif", 400, false},          {"Times-Italic", "serif", 400, true},
-        {"Times-Bold", "serif", 700, false},           {"Times-BoldItalic", "serif", 700, true},
-        {"Helvetica", "sans-serif", 400, false},       {"Helvetica-Oblique", "sans-serif", 400, true},
-        {"Helvetica-Bold", "sans-serif", 700, false},  {"Helvetica-BoldOblique", "sans-serif", 700, true},
-        {"Courier", "monospace", 400, false},          {"Courier-Oblique", "monospace", 400, true},
-        {"Courier-Bold", "monospace", 700, false},     {"Courier-BoldOblique", "monospace", 700, true},
+        {"Times-Roman", "serif", 400, false},         {"Times-Italic", "serif", 400, true},
+        {"Times-Bold", "serif", 700, false},          {"Times-BoldItalic", "serif", 700, true},
+        {"Helvetica", "sans-serif", 400, false},      {"Helvetica-Oblique", "sans-serif", 400, true},
+        {"Helvetica-Bold", "sans-serif", 700, false}, {"Helvetica-BoldOblique", "sans-serif", 700, true},
+        {"Courier", "monospace", 400, false},         {"Courier-Oblique", "monospace", 400, true},
+        {"Courier-Bold", "monospace", 700, false},    {"Courier-BoldOblique", "monospace", 700, true},
         {"Symbol", "sans-serif", 400, false},
     };
     int n = 0;

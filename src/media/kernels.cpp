@@ -55,8 +55,10 @@ inline __m128i blend4(__m128i s, __m128i d) {
   const __m128i dlo = _mm_unpacklo_epi8(d, zero), dhi = _mm_unpackhi_epi8(d, zero);
   const __m128i alo = _mm_shufflehi_epi16(_mm_shufflelo_epi16(slo, 0xFF), 0xFF);
   const __m128i ahi = _mm_shufflehi_epi16(_mm_shufflelo_epi16(shi, 0xFF), 0xFF);
-  const __m128i rlo = _mm_add_epi16(_mm_mullo_epi16(slo, alo), _mm_mullo_epi16(dlo, _mm_sub_epi16(full, alo)));
-  const __m128i rhi = _mm_add_epi16(_mm_mullo_epi16(shi, ahi), _mm_mullo_epi16(dhi, _mm_sub_epi16(full, ahi)));
+  const __m128i rlo =
+      _mm_add_epi16(_mm_mullo_epi16(slo, alo), _mm_mullo_epi16(dlo, _mm_sub_epi16(full, alo)));
+  const __m128i rhi =
+      _mm_add_epi16(_mm_mullo_epi16(shi, ahi), _mm_mullo_epi16(dhi, _mm_sub_epi16(full, ahi)));
   return _mm_packus_epi16(_mm_srli_epi16(rlo, 8), _mm_srli_epi16(rhi, 8));
 }
 
@@ -64,9 +66,11 @@ inline __m128i blend4(__m128i s, __m128i d) {
 inline __m128i mix4(__m128i s, __m128i d, __m128i va, __m128i vb) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(s, zero), va),
-                                                  _mm_mullo_epi16(_mm_unpacklo_epi8(d, zero), vb)), 8);
+                                                  _mm_mullo_epi16(_mm_unpacklo_epi8(d, zero), vb)),
+                                    8);
   const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(s, zero), va),
-                                                  _mm_mullo_epi16(_mm_unpackhi_epi8(d, zero), vb)), 8);
+                                                  _mm_mullo_epi16(_mm_unpackhi_epi8(d, zero), vb)),
+                                    8);
   return _mm_packus_epi16(lo, hi);
 }
 
@@ -139,16 +143,18 @@ int dimm_sse2(pix32 *p, int n) {
 
 // ---- AVX2: eight pixels at a time, the same arithmetic ----
 
-AVX2_FN inline __m256i load8(const pix32 *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+AVX2_FN inline __m256i load8(const pix32 *p) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+}
 AVX2_FN inline void store8(pix32 *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 
 AVX2_FN inline __m256i blend8(__m256i s, __m256i d) {
   const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(255);
   // Each pixel's alpha byte spread over its four 16-bit lanes, in the order unpack gives.
-  const __m256i pick_lo = _mm256_setr_epi8(3, -1, 3, -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1,
-                                           3, -1, 3, -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1);
-  const __m256i pick_hi = _mm256_setr_epi8(11, -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1,
-                                           11, -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1);
+  const __m256i pick_lo = _mm256_setr_epi8(3, -1, 3, -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1, 3, -1, 3,
+                                           -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1);
+  const __m256i pick_hi = _mm256_setr_epi8(11, -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1, 11,
+                                           -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1);
   const __m256i alo = _mm256_shuffle_epi8(s, pick_lo), ahi = _mm256_shuffle_epi8(s, pick_hi);
   const __m256i slo = _mm256_unpacklo_epi8(s, zero), shi = _mm256_unpackhi_epi8(s, zero);
   const __m256i dlo = _mm256_unpacklo_epi8(d, zero), dhi = _mm256_unpackhi_epi8(d, zero);
@@ -210,10 +216,14 @@ AVX2_FN int mix_avx2(const pix32 *src, pix32 *dst, int n, int a) {
   int i = 0;
   for (; i + 8 <= n; i += 8) {
     const __m256i s = load8(src + i), d = load8(dst + i);
-    const __m256i lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(s, zero), va),
-                                                          _mm256_mullo_epi16(_mm256_unpacklo_epi8(d, zero), vb)), 8);
-    const __m256i hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(s, zero), va),
-                                                          _mm256_mullo_epi16(_mm256_unpackhi_epi8(d, zero), vb)), 8);
+    const __m256i lo =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(s, zero), va),
+                                           _mm256_mullo_epi16(_mm256_unpacklo_epi8(d, zero), vb)),
+                          8);
+    const __m256i hi =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(s, zero), va),
+                                           _mm256_mullo_epi16(_mm256_unpackhi_epi8(d, zero), vb)),
+                          8);
     store8(dst + i, keep_alpha8(_mm256_packus_epi16(lo, hi), d));
   }
   return i;
@@ -236,7 +246,8 @@ AVX2_FN int dimm_avx2(pix32 *p, int n) {
   int i = 0;
   for (; i + 8 <= n; i += 8) {
     const __m256i v = load8(p + i);
-    store8(p + i, _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(v, 1), low), _mm256_and_si256(v, amask)));
+    store8(p + i,
+           _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(v, 1), low), _mm256_and_si256(v, amask)));
   }
   return i;
 }
@@ -304,8 +315,10 @@ void fill_row(pix32 *p, int n, pix32 value) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) i = fill_avx2(p, n, value);
-  else if (t == tier::sse2) i = fill_sse2(p, n, value);
+  if (t == tier::avx2)
+    i = fill_avx2(p, n, value);
+  else if (t == tier::sse2)
+    i = fill_sse2(p, n, value);
 #endif
   fill_row_ref(p + i, n - i, value);
 }
@@ -314,8 +327,10 @@ void blend_row(const pix32 *src, pix32 *dst, int n) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) i = blend_avx2(src, dst, n);
-  else if (t == tier::sse2) i = blend_sse2(src, dst, n);
+  if (t == tier::avx2)
+    i = blend_avx2(src, dst, n);
+  else if (t == tier::sse2)
+    i = blend_sse2(src, dst, n);
 #endif
   blend_row_ref(src + i, dst + i, n - i);
 }
@@ -326,7 +341,8 @@ void gather_row(const pix32 *src, int limit, const int32_t *index, pix32 *dst, i
   const tier t = use();
   if (t == tier::avx2)
     i = blend ? gather_blend_avx2(src, limit, index, dst, n) : gather_copy_avx2(src, limit, index, dst, n);
-  else if (t == tier::sse2 && blend) i = gather_blend_sse2(src, index, dst, n);
+  else if (t == tier::sse2 && blend)
+    i = gather_blend_sse2(src, index, dst, n);
 #endif
   gather_row_ref(src, index + i, dst + i, n - i, blend);
 }
@@ -335,8 +351,10 @@ void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) i = mix_avx2(src, dst, n, a);
-  else if (t == tier::sse2) i = mix_sse2(src, dst, n, a);
+  if (t == tier::avx2)
+    i = mix_avx2(src, dst, n, a);
+  else if (t == tier::sse2)
+    i = mix_sse2(src, dst, n, a);
 #endif
   mix_row_ref(src + i, dst + i, n - i, a);
 }
@@ -345,8 +363,10 @@ void alpha_add_row(pix32 *p, int n, int delta) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) i = alpha_add_avx2(p, n, delta);
-  else if (t == tier::sse2) i = alpha_add_sse2(p, n, delta);
+  if (t == tier::avx2)
+    i = alpha_add_avx2(p, n, delta);
+  else if (t == tier::sse2)
+    i = alpha_add_sse2(p, n, delta);
 #endif
   alpha_add_row_ref(p + i, n - i, delta);
 }
@@ -355,8 +375,10 @@ void dimm_row(pix32 *p, int n) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) i = dimm_avx2(p, n);
-  else if (t == tier::sse2) i = dimm_sse2(p, n);
+  if (t == tier::avx2)
+    i = dimm_avx2(p, n);
+  else if (t == tier::sse2)
+    i = dimm_sse2(p, n);
 #endif
   dimm_row_ref(p + i, n - i);
 }

@@ -16,10 +16,12 @@ TEST(FuzzSeeds, DISABLED_Write) {
     ASSERT_TRUE(write_file((dir / name).string(), b));
   };
   std::vector<pix32> px(64);
-  for (int i = 0; i < 64; ++i) px[size_t(i)] = pix32(uint8_t(i * 4), uint8_t(255 - i * 3), uint8_t(i * 7), uint8_t(i * 2));
+  for (int i = 0; i < 64; ++i)
+    px[size_t(i)] = pix32(uint8_t(i * 4), uint8_t(255 - i * 3), uint8_t(i * 7), uint8_t(i * 2));
 
   bmp_spec pal;
-  pal.width = 5, pal.height = 3, pal.bpp = 8, pal.colours_used = 3, pal.palette = {0x102030, 0x808080, 0xFFFFFF};
+  pal.width = 5, pal.height = 3, pal.bpp = 8, pal.colours_used = 3,
+  pal.palette = {0x102030, 0x808080, 0xFFFFFF};
   pal.pixels = {0, 1, 2, 1, 0, 0, 0, 0, 2, 2, 1, 1, 0, 0, 0, 0, 1, 0, 2, 0, 1, 0, 0, 0};
   put("fuzz_image_bmp", "pal8.bmp", make_bmp(pal));
   bmp_spec rle8;
