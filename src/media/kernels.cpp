@@ -185,28 +185,28 @@ AVX2_FN int blend_avx2(const pix32 *src, pix32 *dst, int n) {
   return i;
 }
 
-// Eight source pixels for index[0..7]. When they all lie within eight pixels of the first
-// (a scale up, or near 1:1) one load and a permute fetch them; otherwise a hardware gather.
-AVX2_FN inline __m256i fetch8(const pix32 *src, int limit, const int32_t *index) {
+// Eight source pixels for index[0..7], fetched as planned: one load for a consecutive run, a
+// load and a permute for a run within eight pixels (scaling up), a hardware gather otherwise.
+AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t kind) {
+  if (kind == 0) return load8(src + index[0]);
   const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(index));
-  const int base = index[0];
-  if (base + 8 <= limit) {
-    const __m256i off = _mm256_sub_epi32(idx, _mm256_set1_epi32(base));
-    const __m256i near = _mm256_cmpeq_epi32(_mm256_min_epu32(off, _mm256_set1_epi32(7)), off);
-    if (_mm256_movemask_epi8(near) == -1) return _mm256_permutevar8x32_epi32(load8(src + base), off);
-  }
+  if (kind == 1)
+    return _mm256_permutevar8x32_epi32(load8(src + index[0]),
+                                       _mm256_sub_epi32(idx, _mm256_set1_epi32(index[0])));
   return _mm256_i32gather_epi32(reinterpret_cast<const int *>(src), idx, 4);
 }
 
-AVX2_FN int gather_blend_avx2(const pix32 *src, int limit, const int32_t *index, pix32 *dst, int n) {
+AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
+                              int n) {
   int i = 0;
-  for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, limit, index + i), load8(dst + i)));
+  for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8]), load8(dst + i)));
   return i;
 }
 
-AVX2_FN int gather_copy_avx2(const pix32 *src, int limit, const int32_t *index, pix32 *dst, int n) {
+AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
+                             int n) {
   int i = 0;
-  for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, limit, index + i));
+  for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8]));
   return i;
 }
 
@@ -335,14 +335,29 @@ void blend_row(const pix32 *src, pix32 *dst, int n) {
   blend_row_ref(src + i, dst + i, n - i);
 }
 
-void gather_row(const pix32 *src, int limit, const int32_t *index, pix32 *dst, int n, bool blend) {
+void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds) {
+  for (int i = 0; i + 8 <= n; i += 8) {
+    const int32_t base = index[i];
+    bool consecutive = base + 8 <= limit, near = consecutive;
+    for (int k = 1; k < 8; ++k) {
+      const int64_t off = int64_t(index[i + k]) - base;
+      consecutive &= off == k;
+      near &= off >= 0 && off < 8;
+    }
+    kinds[i / 8] = consecutive ? 0 : near ? 1 : 2;
+  }
+}
+
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
   if (t == tier::avx2)
-    i = blend ? gather_blend_avx2(src, limit, index, dst, n) : gather_copy_avx2(src, limit, index, dst, n);
+    i = blend ? gather_blend_avx2(src, index, kinds, dst, n) : gather_copy_avx2(src, index, kinds, dst, n);
   else if (t == tier::sse2 && blend)
     i = gather_blend_sse2(src, index, dst, n);
+#else
+  (void)kinds;
 #endif
   gather_row_ref(src, index + i, dst + i, n - i, blend);
 }
@@ -418,17 +433,20 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) {
   const scale_plan p = plan(a, rs, b, rd);
   if (p.x1 <= p.x0) return;
   const int n = p.x1 - p.x0;
-  // The column table is computed once per call; its storage is kept between calls.
+  // The column table and its fetch plan are made once per call; their storage is kept
+  // between calls. The whole allocated row may be read: the pitch is its length in memory.
   thread_local std::vector<int32_t> index;
+  thread_local std::vector<uint8_t> kinds;
   if (index.size() < size_t(n)) index.resize(size_t(n));
+  if (kinds.size() < size_t(n / 8 + 1)) kinds.resize(size_t(n / 8 + 1));
   for (int i = 0; i < n; ++i) index[size_t(i)] = int32_t(source_x(rs, rd, p.sw, p.dw, p.x0 + i));
+  gather_plan(index.data(), n, a.pitch, kinds.data());
   const int y0 = std::max(rd.top, 0), y1 = std::min(rd.bottom, b.height);
   for_rows(y0, y1, [&](int r0, int r1) {
     for (int y = r0; y < r1; ++y) {
       const int64_t sy = rs.top + ((int64_t(y) - rd.top) * p.sh) / p.dh;
       if (sy >= rs.bottom || sy < 0 || sy >= a.height) continue;
-      // The whole allocated row may be read: the pitch is the row's length in memory.
-      gather_row(a.bits + size_t(a.pitch) * size_t(sy), a.pitch, index.data(),
+      gather_row(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(),
                  b.bits + size_t(b.pitch) * size_t(y) + p.x0, n, blend);
     }
   });

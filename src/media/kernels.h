@@ -29,10 +29,14 @@ void blend_row(const pix32 *src, pix32 *dst, int n);
 void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 
 // dst[i] = src[index[i]], plain or with all four channels blended by the source alpha (the
-// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). Every index lies in
-// [0, limit), and the fast path may read anywhere in src[0 .. limit).
-void gather_row(const pix32 *src, int limit, const int32_t *index, pix32 *dst, int n, bool blend);
+// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). `kinds` comes from
+// gather_plan for the same index table; the table is planned once and used for many rows.
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend);
 void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// For each full run of eight indices (n / 8 entries): 0 when they are consecutive, 1 when all
+// lie within the eight pixels from the first, 2 otherwise. Runs that would read at or past
+// `limit` (the readable pixels of a row) count as 2.
+void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds);
 
 // Blue, green and red of dst blended with src by the constant a; dst alpha unchanged.
 void mix_row(const pix32 *src, pix32 *dst, int n, int a);

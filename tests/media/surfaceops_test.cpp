@@ -216,6 +216,8 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           index[i] = (n + off) % 3 == 0   ? int32_t(rng() % 70)
                      : (n + off) % 3 == 1 ? int32_t(start + i * 2 / 3)
                                           : int32_t(69 - (n - 1 - i) / 2);
+        uint8_t kinds[16];
+        kernels::gather_plan(index.data(), n, 70, kinds);
         auto check = [&](const char *what) {
           for (int i = 0; i < 80; ++i)
             ASSERT_EQ(a[i], b[i]) << what << " n=" << n << " off=" << off << " i=" << i;
@@ -226,7 +228,7 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
         check("blend");
         for (bool blending : {false, true}) {
           b = a;
-          kernels::gather_row(src.data(), 70, index.data(), a.data() + off, n, blending);
+          kernels::gather_row(src.data(), index.data(), kinds, a.data() + off, n, blending);
           kernels::gather_row_ref(src.data(), index.data(), b.data() + off, n, blending);
           check("gather");
         }
