@@ -140,7 +140,7 @@ HDC surface::SurfaceGetDC(KORSurface *s, surf *sf) {
   if (!s || !sf) return nullptr;
   *sf = *s;
   if (!s->dds) return nullptr;
-  // The context covers the allocated width, as a context on the original surfaces did.
+  // The context covers the allocated width (the pitch), not only the visible width.
   sf->hdc = new (std::nothrow) dc(s->dds, s->desc.width, s->height, s->pitch);
   return sf->hdc;
 }

@@ -58,7 +58,7 @@ struct surfacepixelformat {
 
 // The description a surface was created with; each lock fills `memory` again.
 struct surfacedesc {
-  uint32_t size = 0;       // 108, the size the description had on the original platform
+  uint32_t size = 0;       // 108, the size the description record is known by
   uint32_t flags = 0;      // SURFACEDESC_*
   int32_t height = 0;      // rows
   int32_t width = 0;       // the allocated width: pitch, not the requested width
