@@ -29,6 +29,9 @@
 // Surfaces and media
 #include "media/pix32.h"
 #include "media/pixelator.h"
+#include "media/dc.h"
+#include "media/imagecodecs.h"
+#include "media/surface.h"
 
 // Effects
 

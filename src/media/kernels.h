@@ -1,0 +1,61 @@
+// Row kernels of the surface operations, each fast path beside its plain scalar reference.
+//
+// The fast paths must give bit-identical results to the references for every width (the tests
+// compare them over odd widths and tails). All kernels use the engine's blend rule:
+// c = (s * a + d * (255 - a)) >> 8.
+#pragma once
+
+#include <cstdint>
+
+#include "core/platform.h"
+#include "media/pix32.h"
+#include "media/surface.h"
+
+namespace kernels {
+
+// The instruction sets the fast paths may use. The best one the processor has is chosen at
+// start; tests lower it to check every tier against the references.
+enum class tier { scalar = 0, sse2 = 1, avx2 = 2 };
+tier ActiveTier();
+// Uses at most `t` from now on (never more than the processor has); returns the previous cap.
+tier LimitTier(tier t);
+
+// Every pixel of the row becomes p.
+void fill_row(pix32 *p, int n, pix32 value);
+void fill_row_ref(pix32 *p, int n, pix32 value);
+
+// Blue, green and red of dst blended with src by src alpha; dst alpha unchanged.
+void blend_row(const pix32 *src, pix32 *dst, int n);
+void blend_row_ref(const pix32 *src, pix32 *dst, int n);
+
+// dst[i] = src[index[i]], plain or with all four channels blended by the source alpha (the
+// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). `kinds` comes from
+// gather_plan for the same index table; the table is planned once and used for many rows.
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend);
+void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// For each full run of eight indices (n / 8 entries): 0 when they are consecutive, 1 when all
+// lie within the eight pixels from the first, 2 otherwise. Runs that would read at or past
+// `limit` (the readable pixels of a row) count as 2.
+void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds);
+
+// Blue, green and red of dst blended with src by the constant a; dst alpha unchanged.
+void mix_row(const pix32 *src, pix32 *dst, int n, int a);
+void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a);
+
+// Every alpha becomes clamp(alpha + delta, 0, 255).
+void alpha_add_row(pix32 *p, int n, int delta);
+void alpha_add_row_ref(pix32 *p, int n, int delta);
+
+// Blue, green, red halved (rounded down); alpha unchanged.
+void dimm_row(pix32 *p, int n);
+void dimm_row_ref(pix32 *p, int n);
+
+// Nearest-neighbour scale of rs in a onto rd in b (both locked), rows through for_rows. Source
+// position of destination (x, y): rs.left + (x - rd.left) * sw / dw, likewise for y, with
+// truncating division. Rectangles are trusted to be at least 2 x 2; pixels whose destination
+// or source falls off a surface are skipped.
+void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend);
+// The same written as the plainest per-pixel loop, for the tests.
+void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend);
+
+}  // namespace kernels
