@@ -19,6 +19,12 @@
 #include "core/vemowin.h"
 
 // Time and animation
+#include "time/declared_vars.h"
+#include "time/mtime.h"
+#include "time/tfcboard.h"
+#include "time/timefloat.h"
+#include "time/timefloatmgr.h"
+#include "time/vemotime.h"
 
 // Surfaces and media
 #include "media/pix32.h"

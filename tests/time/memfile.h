@@ -1,0 +1,53 @@
+// Byte buffers to and from FILE * for the Load/Save tests: saving into a vector, loading from
+// an exact copy of some bytes (a temporary file, so a cut buffer really ends there).
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+using bytes = std::vector<uint8_t>;
+
+struct file_closer {
+  void operator()(FILE *f) const {
+    if (f) std::fclose(f);
+  }
+};
+using file_ptr = std::unique_ptr<FILE, file_closer>;
+
+// A readable file holding exactly `data`.
+inline file_ptr FileWith(const bytes &data) {
+  file_ptr f(std::tmpfile());
+  if (f && !data.empty()) std::fwrite(data.data(), 1, data.size(), f.get());
+  if (f) std::rewind(f.get());
+  return f;
+}
+
+// Runs save(FILE *) into a temporary file and returns what it wrote; `ok` gets its result.
+template <typename Save>
+bytes SavedBytes(Save save, int *ok = nullptr) {
+  file_ptr f(std::tmpfile());
+  const int r = save(f.get());
+  if (ok) *ok = r;
+  std::fflush(f.get());
+  const long n = std::ftell(f.get());
+  bytes out(static_cast<size_t>(n < 0 ? 0 : n));
+  std::rewind(f.get());
+  if (!out.empty() && std::fread(out.data(), 1, out.size(), f.get()) != out.size()) out.clear();
+  return out;
+}
+
+// Little-endian field writers for building records by hand.
+template <typename T>
+void Put(bytes &b, size_t at, T v) {
+  if (b.size() < at + sizeof v) b.resize(at + sizeof v);
+  std::memcpy(b.data() + at, &v, sizeof v);
+}
+template <typename T>
+T Get(const bytes &b, size_t at) {
+  T v{};
+  std::memcpy(&v, b.data() + at, sizeof v);
+  return v;
+}

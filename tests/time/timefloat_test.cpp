@@ -1,0 +1,530 @@
+// Tests of the keyframed curve: lookup and interpolation against a linear-scan reference,
+// pending edits, processing arithmetic, mapping and the curve file form.
+#include "time/timefloat.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <map>
+#include <random>
+
+#include "time/memfile.h"
+
+namespace {
+
+// ---- The reference: a sorted map scanned linearly ----
+
+using keymap = std::map<int, double>;
+
+double Clamp(double v, double lo, double hi) { return v > hi ? hi : v < lo ? lo : v; }
+
+double RefValue(const keymap &k, int t, double lo, double hi, double def, bool stepped) {
+  if (k.empty()) return Clamp(def, lo, hi);
+  auto first = k.begin();
+  auto last = std::prev(k.end());
+  if (t <= first->first) return Clamp(first->second, lo, hi);
+  if (t >= last->first) return Clamp(last->second, lo, hi);
+  auto a = first;
+  for (auto it = k.begin(); it != k.end() && it->first <= t; ++it) a = it;
+  if (a->first == t || stepped) return Clamp(a->second, lo, hi);
+  auto b = std::next(a);
+  const double ta = a->first, tb = b->first, tt = t;
+  return Clamp(((tt - ta) * b->second + (tb - tt) * a->second) / (tb - ta), lo, hi);
+}
+
+bool RefPrev(const keymap &k, int t, int *out) {
+  bool found = false;
+  for (const auto &[time, v] : k)
+    if (time < t) {
+      *out = time;
+      found = true;
+    }
+  return found;
+}
+
+bool RefNext(const keymap &k, int t, int *out) {
+  for (const auto &[time, v] : k)
+    if (time > t) {
+      *out = time;
+      return true;
+    }
+  return false;
+}
+
+void ExpectSameKeys(const timefloat &tf, const keymap &k) {
+  ASSERT_EQ(tf.HasValues(), static_cast<int>(k.size()));
+  int i = 0;
+  for (const auto &[time, v] : k) {
+    EXPECT_EQ(tf.Keys()[i].time, time);
+    EXPECT_EQ(tf.Keys()[i].value, v);
+    ++i;
+  }
+}
+
+// Times worth probing: every key time, its neighbours, midpoints and far outside.
+std::vector<int> ProbeTimes(const keymap &k, std::mt19937 &rng) {
+  std::vector<int> times = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
+  int prev = INT_MIN;
+  for (const auto &[time, v] : k) {
+    for (int d : {-2, -1, 0, 1, 2}) {
+      const int64_t x = int64_t{time} + d;
+      if (x >= INT_MIN && x <= INT_MAX) times.push_back(static_cast<int>(x));
+    }
+    if (prev != INT_MIN) times.push_back(static_cast<int>((int64_t{prev} + time) / 2));
+    prev = time;
+  }
+  std::uniform_int_distribution<int> any(-200000, 200000);
+  for (int i = 0; i < 20; ++i) times.push_back(any(rng));
+  return times;
+}
+
+TEST(TimefloatLookup, MatchesLinearScanOnRandomKeySets) {
+  std::mt19937 rng(12345);
+  // Every count up to 140 and a few larger ones: the halving steps depend on the count.
+  std::vector<int> counts;
+  for (int n = 1; n <= 140; ++n) counts.push_back(n);
+  for (int n : {255, 256, 257, 511, 1000, 1023, 1025}) counts.push_back(n);
+  for (int n : counts) {
+    for (bool stepped : {false, true}) {
+      timefloat tf("IDS_TEST", -0.5, 0.75, 0.25);
+      if (stepped) tf.SetKind(TF_FLAG_STEPPED);
+      keymap ref;
+      std::uniform_int_distribution<int> spread(-100000, 100000);
+      std::uniform_real_distribution<double> value(-1.0, 1.5);
+      while (static_cast<int>(ref.size()) < n) {
+        const int t = spread(rng);
+        const double v = value(rng);
+        ASSERT_EQ(tf.SetValue(t, v), 1);
+        ref[t] = v;
+      }
+      ExpectSameKeys(tf, ref);
+      for (int t : ProbeTimes(ref, rng)) {
+        ASSERT_EQ(tf.GetValue(t), RefValue(ref, t, -0.5, 0.75, 0.25, stepped)) << "n=" << n << " t=" << t;
+        ASSERT_EQ(tf.CheckValue(t), ref.count(t) == 1) << "n=" << n << " t=" << t;
+        int got = 0, want = 0;
+        ASSERT_EQ(tf.GetPrevValueTime(t, &got), RefPrev(ref, t, &want)) << "n=" << n << " t=" << t;
+        if (RefPrev(ref, t, &want)) {
+          ASSERT_EQ(got, want);
+        }
+        ASSERT_EQ(tf.GetNextValueTime(t, &got), RefNext(ref, t, &want)) << "n=" << n << " t=" << t;
+        if (RefNext(ref, t, &want)) {
+          ASSERT_EQ(got, want);
+        }
+      }
+    }
+  }
+}
+
+TEST(TimefloatLookup, DenseKeysAndKillValue) {
+  // Keys on consecutive milliseconds leave no gaps for a sloppy search to hide in.
+  std::mt19937 rng(7);
+  for (int n : {2, 3, 6, 7, 12, 64, 65, 100}) {
+    timefloat tf;
+    keymap ref;
+    for (int t = 0; t < n; ++t) {
+      tf.SetValue(t * 1, t / 100.0);
+      ref[t] = t / 100.0;
+    }
+    for (int t = -2; t < n + 2; ++t) {
+      ASSERT_EQ(tf.CheckValue(t), ref.count(t) == 1) << n << " " << t;
+      ASSERT_EQ(tf.GetValue(t), RefValue(ref, t, 0, 1, 0, false));
+    }
+    // Removing keys in random order keeps lookups right all the way down.
+    std::vector<int> order;
+    for (int t = 0; t < n; ++t) order.push_back(t);
+    std::shuffle(order.begin(), order.end(), rng);
+    for (int t : order) {
+      ASSERT_EQ(tf.KillValue(t), 1);
+      ASSERT_EQ(tf.KillValue(t), 0);
+      ref.erase(t);
+      ExpectSameKeys(tf, ref);
+      for (int u = -1; u <= n; ++u) ASSERT_EQ(tf.GetValue(u), RefValue(ref, u, 0, 1, 0, false));
+    }
+  }
+}
+
+TEST(TimefloatValue, WorkedExamples) {
+  timefloat empty("v", 0.0, 1.0, 3.0);
+  EXPECT_EQ(empty.GetValue(0), 1.0);  // the default is clamped too
+
+  timefloat tf;
+  tf.SetValue(0, 0.0);
+  tf.SetValue(100, 1.0);
+  EXPECT_EQ(tf.GetValue(25), 0.25);
+  EXPECT_EQ(tf.GetValue(-10), 0.0);
+  EXPECT_EQ(tf.GetValue(500), 1.0);
+  tf.SetKind(TF_FLAG_STEPPED);
+  EXPECT_EQ(tf.GetValue(25), 0.0);
+  EXPECT_EQ(tf.GetValue(100), 1.0);
+
+  timefloat loud;
+  loud.SetValue(10, 5.0);
+  EXPECT_EQ(loud.Keys()[0].value, 5.0);  // stored as given
+  EXPECT_EQ(loud.GetValue(10), 1.0);     // read clamped
+  EXPECT_EQ(loud.GetValue(-1000), 1.0);  // a single key holds everywhere
+
+  // Keys at both ends of the time range: the differences exceed an int32.
+  timefloat wide;
+  wide.SetValue(INT_MIN, 0.0);
+  wide.SetValue(INT_MAX, 1.0);
+  EXPECT_DOUBLE_EQ(wide.GetValue(0), 2147483648.0 / 4294967295.0);
+}
+
+TEST(TimefloatValue, BoundsAndLoHiIndex) {
+  timefloat tf("x", 0, 1, 0);
+  EXPECT_EQ(tf.SetMinimum(-2), 0.0);
+  EXPECT_EQ(tf.SetMaximum(3), 1.0);
+  EXPECT_EQ(tf.SetDefault(0.5), 0.0);
+  EXPECT_EQ(tf.BoundedValue(4), 3.0);
+  EXPECT_EQ(tf.BoundedValue(-4), -2.0);
+  EXPECT_EQ(tf.GetLoIndex(), 0);
+  EXPECT_EQ(tf.GetHiIndex(), 0);
+  tf.SetValue(90, 1);
+  tf.SetValue(40, 2);
+  EXPECT_EQ(tf.GetLoIndex(), 40);
+  EXPECT_EQ(tf.GetHiIndex(), 90);
+  double lo = 0, hi = 0;
+  EXPECT_TRUE(tf.GetBoundValues(&lo, &hi));
+  EXPECT_EQ(lo, 1.0);
+  EXPECT_EQ(hi, 2.0);
+}
+
+TEST(TimefloatEdit, SingleValueCurveKeepsOneKey) {
+  timefloat tf;
+  tf.SetKind(TF_FLAG_SINGLE | TF_FLAG_STEPPED | TF_KIND_SWITCH);
+  EXPECT_EQ(tf.SetValue(500, 1.0), 1);  // the first key is added where asked
+  EXPECT_EQ(tf.SetValue(900, 0.0), 0);  // later ones change it in place
+  ASSERT_EQ(tf.HasValues(), 1);
+  EXPECT_EQ(tf.Keys()[0].time, 500);
+  EXPECT_EQ(tf.GetValue(0), 0.0);
+  tf.Commit();
+  tf.SetValue(0, 1.0);
+  tf.Revert();
+  EXPECT_EQ(tf.GetValue(0), 0.0);
+}
+
+TEST(TimefloatEdit, CapacityGrowsByHundreds) {
+  timefloat tf;
+  EXPECT_EQ(tf.GetCapacity(), 0);
+  tf.SetValue(0, 0);
+  EXPECT_EQ(tf.GetCapacity(), 100);
+  for (int t = 1; t < 99; ++t) tf.SetValue(t, 0);
+  EXPECT_EQ(tf.HasValues(), 99);
+  EXPECT_EQ(tf.GetCapacity(), 100);
+  tf.SetValue(99, 0);  // room is made while 99 keys fill 100 slots
+  EXPECT_EQ(tf.GetCapacity(), 200);
+  for (int t = 100; t < 1000; ++t) tf.SetValue(t, 0);
+  EXPECT_EQ(tf.GetCapacity(), 1100);
+
+  timefloat copy(tf);
+  EXPECT_EQ(copy.GetCapacity(), 1100);
+  EXPECT_EQ(copy.HasValues(), 1000);
+  copy.SetValue(5, 0.5);
+  EXPECT_EQ(tf.GetValue(5), 0.0);  // the copy owns its keys
+  timefloat assigned;
+  assigned = copy;
+  EXPECT_EQ(assigned.GetValue(5), 0.5);
+}
+
+TEST(TimefloatEdit, PendingEditsRevertAndCommit) {
+  timefloat tf;
+  tf.SetValue(10, 0.1);
+  tf.SetValue(20, 0.2);
+  tf.Commit();
+  EXPECT_FALSE(tf.IsChanged());
+
+  tf.SetValue(10, 0.5);
+  tf.SetValue(10, 0.7);  // the saved value stays the committed one
+  EXPECT_EQ(tf.Keys()[0].state, TF_KEY_MODIFIED);
+  EXPECT_EQ(tf.Keys()[0].saved, 0.1);
+  tf.SetValue(15, 0.9);
+  EXPECT_EQ(tf.Keys()[1].state, TF_KEY_ADDED);
+  EXPECT_TRUE(tf.IsChanged());
+  tf.Revert();
+  ExpectSameKeys(tf, {{10, 0.1}, {20, 0.2}});
+  EXPECT_FALSE(tf.IsChanged());
+
+  // Several additions around committed keys all go; KillValue is not undone.
+  tf.SetValue(5, 1);
+  tf.SetValue(25, 1);
+  tf.SetValue(12, 1);
+  tf.KillValue(20);
+  tf.Revert();
+  ExpectSameKeys(tf, {{10, 0.1}});
+
+  tf.SetValue(10, 0.3);
+  tf.Commit();
+  tf.Revert();
+  ExpectSameKeys(tf, {{10, 0.3}});
+}
+
+TEST(TimefloatEdit, DeletePrevNextNeedAKeyAtTheTime) {
+  timefloat tf;
+  for (int t : {10, 20, 30, 40, 50}) tf.SetValue(t, t / 100.0);
+  EXPECT_EQ(tf.DeletePrev(25), 0u);
+  EXPECT_EQ(tf.HasValues(), 5);
+  EXPECT_EQ(tf.DeletePrev(30), static_cast<uint32_t>(QA_CHANGED));
+  ExpectSameKeys(tf, {{30, 0.3}, {40, 0.4}, {50, 0.5}});
+  EXPECT_EQ(tf.DeleteNext(40), static_cast<uint32_t>(QA_CHANGED));
+  ExpectSameKeys(tf, {{30, 0.3}, {40, 0.4}});
+  EXPECT_EQ(tf.DeleteNext(40), static_cast<uint32_t>(QA_CHANGED));  // nothing after: still a key there
+  EXPECT_EQ(tf.HasValues(), 2);
+}
+
+TEST(TimefloatEdit, SetCopiesKeysAsAdditions) {
+  timefloat a, b;
+  a.SetValue(1, 0.1);
+  a.SetValue(2, 0.2);
+  b.SetValue(9, 0.9);
+  b.Commit();
+  EXPECT_EQ(b.Set(&a), 1);
+  ExpectSameKeys(b, {{1, 0.1}, {2, 0.2}});
+  EXPECT_EQ(b.Keys()[0].state, TF_KEY_ADDED);
+  EXPECT_EQ(b.Set(&b), 1);
+  ExpectSameKeys(b, {{1, 0.1}, {2, 0.2}});
+  EXPECT_EQ(b.Reset(), 1);
+  EXPECT_EQ(b.HasValues(), 0);
+}
+
+// ---- Processing ----
+
+TEST(TimefloatProcess, ScaleInvertNormalize) {
+  timefloat tf("p", 0, 1, 0);
+  EXPECT_FALSE(tf.ProcessInvert());
+  EXPECT_FALSE(tf.ProcessNormalize());
+  tf.SetValue(0, 0.25);
+  tf.SetValue(10, 0.5);
+  tf.Commit();
+
+  EXPECT_FALSE(tf.ProcessScaleValues(1, 1, 0, 1));
+  EXPECT_FALSE(tf.ProcessScaleValues(0, 1, 1, 0));
+  EXPECT_EQ(tf.Keys()[0].state, TF_KEY_COMMITTED);  // nothing happened
+  EXPECT_FALSE(tf.IsChanged());
+
+  EXPECT_TRUE(tf.ProcessScaleValues(0, 1, 2, 6));  // 2 + v * 4
+  ExpectSameKeys(tf, {{0, 3.0}, {10, 4.0}});
+  EXPECT_EQ(tf.Keys()[0].state, TF_KEY_MODIFIED);
+  EXPECT_EQ(tf.Keys()[0].saved, 0.25);
+  tf.Revert();
+  ExpectSameKeys(tf, {{0, 0.25}, {10, 0.5}});
+
+  EXPECT_TRUE(tf.ProcessInvert());  // 1 - (v - 0)
+  ExpectSameKeys(tf, {{0, 0.75}, {10, 0.5}});
+  tf.SetProperties(-1, 1, 0);
+  EXPECT_TRUE(tf.ProcessInvert());  // 1 - (v + 1)
+  ExpectSameKeys(tf, {{0, -0.75}, {10, -0.5}});
+
+  tf.SetValue(20, 0.25);  // values -0.75, -0.5, 0.25 onto [-1, 1]: slope 2
+  EXPECT_TRUE(tf.ProcessNormalize());
+  ExpectSameKeys(tf, {{0, -1.0}, {10, -0.5}, {20, 1.0}});
+
+  timefloat flat;
+  flat.SetValue(0, 0.3);
+  flat.SetValue(5, 0.3);
+  EXPECT_FALSE(flat.ProcessNormalize());
+}
+
+TEST(TimefloatProcess, Release) {
+  timefloat tf("r", 0, 1, 0);
+  EXPECT_FALSE(tf.ProcessReleaseForward(100));
+  tf.SetValue(0, 1.0);
+  tf.SetValue(10, 0.0);
+  tf.Commit();
+  EXPECT_TRUE(tf.ProcessReleaseForward(100));  // 1 - 1 * 10 / 100
+  ExpectSameKeys(tf, {{0, 1.0}, {10, 0.9}});
+  EXPECT_EQ(tf.Keys()[1].state, TF_KEY_COMMITTED);  // not a pending edit
+  tf.Revert();
+  EXPECT_EQ(tf.GetValue(10), 0.9);
+
+  // Each step sees the released value before it; values above the range count as the maximum.
+  timefloat chain("r", 0, 2, 0);
+  chain.SetValue(0, 5.0);   // read as 2
+  chain.SetValue(20, 0.0);  // floor 2 - 2 * 20 / 200 = 1.8
+  chain.SetValue(30, 0.0);  // floor 1.8 - 2 * 10 / 200 = 1.7
+  chain.SetValue(40, 1.9);  // rises pass
+  EXPECT_TRUE(chain.ProcessReleaseForward(200));
+  EXPECT_EQ(chain.Keys()[1].value, 2.0 - 2.0 * 20 / 200);
+  EXPECT_EQ(chain.Keys()[2].value, (2.0 - 2.0 * 20 / 200) - 2.0 * 10 / 200);
+  EXPECT_EQ(chain.Keys()[3].value, 1.9);
+
+  // Backward: a rise towards the end is limited from the last key down.
+  timefloat back("b", 0, 1, 0);
+  back.SetValue(0, 0.0);
+  back.SetValue(10, 0.0);
+  back.SetValue(20, 1.0);
+  EXPECT_TRUE(back.ProcessReleaseBackward(100));
+  EXPECT_EQ(back.Keys()[1].value, 1.0 - 10.0 / 100);
+  EXPECT_EQ(back.Keys()[0].value, (1.0 - 10.0 / 100) - 10.0 / 100);
+
+  timefloat both("d", 0, 1, 0);
+  both.SetValue(0, 0.0);
+  both.SetValue(10, 1.0);
+  both.SetValue(20, 0.0);
+  EXPECT_TRUE(both.ProcessReleaseBidirectional(50));
+  EXPECT_EQ(both.Keys()[2].value, 1.0 - 10.0 / 50);  // forward pass
+  EXPECT_EQ(both.Keys()[0].value, 1.0 - 10.0 / 50);  // backward pass
+  EXPECT_TRUE(both.ProcessReleaseForward(0));       // no limit at all
+}
+
+TEST(TimefloatProcess, MapTo) {
+  timefloat src("s", 0, 1, 0), dst("d", -20, 20, 0);
+  EXPECT_FALSE(src.MapTo(&dst, 0));
+  src.SetValue(10, 0.5);
+  src.SetValue(20, 1.0);
+  dst.SetValue(1, 7);
+  EXPECT_FALSE(src.MapTo(&dst, 0, 1, 1));
+  EXPECT_TRUE(src.MapTo(&dst, -15));  // the key at 10 - 15 is dropped
+  ExpectSameKeys(dst, {{5, -20.0 + 1.0 * 40.0 / 1.0}});
+  EXPECT_TRUE(src.MapTo(&dst, 5, 0, 2));  // 0.5 of [0, 2] -> -20 + 0.25 * 40
+  ExpectSameKeys(dst, {{15, -10.0}, {25, 0.0}});
+  EXPECT_FALSE(src.MapTo(&dst, -100));  // nothing arrives
+
+  timefloat narrow("n", 1, 1, 0);
+  EXPECT_FALSE(src.MapTo(&narrow, 0));
+  EXPECT_EQ(narrow.HasValues(), 2);  // keys arrived, but the range cannot take them
+
+  EXPECT_TRUE(src.MapTo(&src, 10, 0, 1));  // onto itself, shifted
+  ExpectSameKeys(src, {{20, 0.5}, {30, 1.0}});
+}
+
+// ---- File form ----
+
+bytes CurveBytes(int32_t count, const std::vector<std::pair<int32_t, double>> &keys, uint32_t size = 368) {
+  bytes b(size, 0);
+  Put<uint32_t>(b, 0, size);
+  if (size >= 8) Put<int32_t>(b, 4, count);
+  if (size >= 24) Put<double>(b, 16, 2.0);  // maximum
+  b.resize(size);
+  for (const auto &[t, v] : keys) {
+    const size_t at = b.size();
+    Put<int32_t>(b, at, t);
+    Put<uint32_t>(b, at + 4, 0xDEADBEEF);  // not interpreted
+    Put<double>(b, at + 8, v);
+  }
+  return b;
+}
+
+TEST(TimefloatFile, SaveWritesTheRecordsByteForByte) {
+  timefloat tf("IDS_VOLUME", -1.0, 2.0, 0.5);
+  tf.SetID(123);
+  tf.SetKind(72);
+  tf.Header().reserved1[3] = 0xAB;
+  tf.Header().reserved2[7] = 6.25;
+  tf.SetValue(40, 0.125);
+  tf.SetValue(-3, 1.5);
+  int ok = 0;
+  const bytes b = SavedBytes([&](FILE *f) { return tf.Save(f); }, &ok);
+  EXPECT_EQ(ok, 1);
+  ASSERT_EQ(b.size(), 368u + 2 * 16u);
+  EXPECT_EQ(Get<uint32_t>(b, 0), 368u);
+  EXPECT_EQ(Get<int32_t>(b, 4), 2);
+  EXPECT_EQ(Get<double>(b, 8), -1.0);
+  EXPECT_EQ(Get<double>(b, 16), 2.0);
+  EXPECT_EQ(Get<double>(b, 24), 0.5);
+  EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 32)), "IDS_VOLUME");
+  EXPECT_EQ(Get<uint32_t>(b, 288), 72u);
+  EXPECT_EQ(b[292 + 3], 0xAB);
+  EXPECT_EQ(Get<int32_t>(b, 300), 123);
+  EXPECT_EQ(Get<double>(b, 304 + 7 * 8), 6.25);
+  EXPECT_EQ(Get<int32_t>(b, 368), -3);
+  EXPECT_EQ(Get<uint32_t>(b, 372), 0u);
+  EXPECT_EQ(Get<double>(b, 376), 1.5);
+  EXPECT_EQ(Get<int32_t>(b, 384), 40);
+  EXPECT_EQ(Get<double>(b, 392), 0.125);
+
+  timefloat back;
+  EXPECT_EQ(back.Load(FileWith(b).get()), 1);
+  EXPECT_STREQ(back.GetName(), "IDS_VOLUME");
+  EXPECT_EQ(back.GetID(), 123);
+  EXPECT_EQ(back.GetFlags(), 72u);
+  EXPECT_EQ(back.GetMinimum(), -1.0);
+  EXPECT_EQ(back.GetDefault(), 0.5);
+  ExpectSameKeys(back, {{-3, 1.5}, {40, 0.125}});
+  EXPECT_EQ(back.Keys()[0].state, TF_KEY_COMMITTED);
+  EXPECT_FALSE(back.IsChanged());
+  EXPECT_EQ(SavedBytes([&](FILE *f) { return back.Save(f); }), b);  // reserved fields carried
+}
+
+TEST(TimefloatFile, HeaderSizes) {
+  timefloat tf;
+  tf.SetValue(1, 1);
+  // A longer header is refused and the curve stays empty.
+  EXPECT_EQ(tf.Load(FileWith(CurveBytes(0, {}, 369)).get()), 0);
+  EXPECT_EQ(tf.HasValues(), 0);
+  EXPECT_EQ(tf.Load(FileWith({}).get()), 0);
+  EXPECT_EQ(tf.Load(FileWith({4, 0, 0, 0}).get()), 0);
+  EXPECT_EQ(tf.Load(FileWith({2, 0}).get()), 0);
+
+  // A shorter one reads zero-extended: here it ends after the maximum.
+  const bytes shortheader = CurveBytes(2, {{5, 0.5}, {1, 3.0}}, 24);
+  EXPECT_EQ(tf.Load(FileWith(shortheader).get()), 1);
+  EXPECT_EQ(tf.GetMaximum(), 2.0);
+  EXPECT_EQ(tf.GetMinimum(), 0.0);
+  EXPECT_STREQ(tf.GetName(), "");
+  ExpectSameKeys(tf, {{1, 3.0}, {5, 0.5}});
+}
+
+TEST(TimefloatFile, KeysInAnyOrderLoadAsIfSetInFileOrder) {
+  timefloat tf;
+  EXPECT_EQ(tf.Load(FileWith(CurveBytes(4, {{50, 0.1}, {10, 0.2}, {50, 0.3}, {30, 0.4}})).get()), 1);
+  ExpectSameKeys(tf, {{10, 0.2}, {30, 0.4}, {50, 0.3}});
+
+  // More keys announced than stored: the stored ones load.
+  EXPECT_EQ(tf.Load(FileWith(CurveBytes(1000000000, {{7, 0.7}})).get()), 1);
+  ExpectSameKeys(tf, {{7, 0.7}});
+  EXPECT_EQ(tf.Load(FileWith(CurveBytes(-5, {{7, 0.7}})).get()), 1);
+  EXPECT_EQ(tf.HasValues(), 0);
+
+  // A single-value curve keeps its first key's time and the last value.
+  bytes single = CurveBytes(3, {{9, 0.1}, {2, 0.2}, {4, 0.3}});
+  Put<uint32_t>(single, 288, TF_FLAG_SINGLE);
+  EXPECT_EQ(tf.Load(FileWith(single).get()), 1);
+  ExpectSameKeys(tf, {{9, 0.3}});
+
+  // A name without its terminating zero is cut, never read past.
+  bytes noterm = CurveBytes(0, {});
+  std::memset(noterm.data() + 32, 'A', 256);
+  EXPECT_EQ(tf.Load(FileWith(noterm).get()), 1);
+  EXPECT_EQ(std::string(tf.GetName()), std::string(255, 'A'));
+}
+
+TEST(TimefloatFile, EveryTruncationLoadsCleanly) {
+  timefloat tf("IDS_CUT", 0, 1, 0);
+  for (int t = 0; t < 5; ++t) tf.SetValue(t * 100, t / 4.0);
+  const bytes whole = SavedBytes([&](FILE *f) { return tf.Save(f); });
+  for (size_t n = 0; n <= whole.size(); ++n) {
+    timefloat back;
+    const int r = back.Load(FileWith(bytes(whole.begin(), whole.begin() + static_cast<long>(n))).get());
+    if (n < 368) {
+      EXPECT_EQ(r, 0) << n;
+      EXPECT_EQ(back.HasValues(), 0);
+    } else {
+      EXPECT_EQ(r, 1) << n;
+      EXPECT_EQ(back.HasValues(), static_cast<int>((n - 368) / 16)) << n;
+    }
+  }
+}
+
+TEST(TimefloatCommand, ValuesAndKeys) {
+  timefloat tf("IDS_PAN", -1, 1, 0);
+  char result[UIITEM_RESULT_SIZE];
+  EXPECT_TRUE(tf.Command("SetKey 1.5 0.25", result));
+  EXPECT_TRUE(tf.Command("GetValue 1.5", result));
+  EXPECT_STREQ(result, "0.250000");
+  tf.SetCurrentTime(1500);
+  EXPECT_TRUE(tf.Command("SetValue -0.5", result));
+  EXPECT_TRUE(tf.Command("GetValue", result));
+  EXPECT_STREQ(result, "-0.500000");
+  EXPECT_TRUE(tf.Command("GetKeyCount", result));
+  EXPECT_STREQ(result, "1");
+  EXPECT_TRUE(tf.Command("KillKey 1.5", result));
+  EXPECT_FALSE(tf.Command("KillKey 1.5", result));
+  EXPECT_TRUE(tf.Command("GetName", result));
+  EXPECT_STREQ(result, "IDS_PAN");
+  EXPECT_FALSE(tf.Command("SetValue abc", result));
+  EXPECT_FALSE(tf.Command("Fly", result));
+  EXPECT_STREQ(result, "");
+}
+
+}  // namespace
