@@ -217,3 +217,34 @@ void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) 
 }
 
 }  // namespace kernels
+
+namespace kernels {
+
+void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a) {
+  for (int i = 0; i < n; ++i) {
+    dst[i].b = mix(src[i].b, dst[i].b, a);
+    dst[i].g = mix(src[i].g, dst[i].g, a);
+    dst[i].r = mix(src[i].r, dst[i].r, a);
+  }
+}
+
+void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
+  int i = 0;
+#if KERNELS_SSE2
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i va = _mm_set1_epi16(int16_t(a)), vb = _mm_set1_epi16(int16_t(255 - a));
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
+  for (; i + 4 <= n; i += 4) {
+    const __m128i s = load4(src + i), d = load4(dst + i);
+    const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(s, zero), va),
+                                                    _mm_mullo_epi16(_mm_unpacklo_epi8(d, zero), vb)), 8);
+    const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(s, zero), va),
+                                                    _mm_mullo_epi16(_mm_unpackhi_epi8(d, zero), vb)), 8);
+    const __m128i r = _mm_packus_epi16(lo, hi);
+    store4(dst + i, _mm_or_si128(_mm_andnot_si128(amask, r), _mm_and_si128(amask, d)));
+  }
+#endif
+  mix_row_ref(src + i, dst + i, n - i, a);
+}
+
+}  // namespace kernels

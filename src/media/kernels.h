@@ -22,6 +22,10 @@ void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 void gather_row(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
 void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
 
+// Blue, green and red of dst blended with src by the constant a; dst alpha unchanged.
+void mix_row(const pix32 *src, pix32 *dst, int n, int a);
+void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a);
+
 // Every alpha becomes clamp(alpha + delta, 0, 255).
 void alpha_add_row(pix32 *p, int n, int delta);
 void alpha_add_row_ref(pix32 *p, int n, int delta);

@@ -1,5 +1,10 @@
 // pixelator: the static helpers on pix32 values and surf32 frames, shared by every UI item,
 // timed object and the surface manager through inheritance.
+//
+// Common principles of the frame helpers: a surf32 holds width x height pixels, rows `pitch`
+// pixels apart, top row first. Rectangles are {left, top, right, bottom}, right and bottom
+// exclusive; the helpers keep their work inside both frames. They return 1 (0 for a null
+// frame or rectangle).
 #pragma once
 
 #include <cstdint>
@@ -18,4 +23,44 @@ struct surf32 {
 class pixelator : public vemo {
  public:
   pixelator() = default;
+
+  // ---- Pixel values ----
+  // A colour that stands out against p: each colour channel 255 where p's is below 129, else
+  // 0; alpha (or the top byte) 0.
+  static pix32 contrast(pix32 p);
+  static COLORREF contrast(COLORREF c);
+  // (red + 2 * green + blue) >> 2.
+  static int brightness(pix32 p);
+  // Grey of the same brightness; alpha kept.
+  static pix32 bnw(pix32 p);
+
+  // ---- Frames ----
+  // Sets (x, min(y1, y2)) ... (x, max(y1, y2)) to p, both ends included. Rows are stepped by
+  // the width, as frames made by Surf32Create have pitch = width.
+  static int vline(surf32 *s, int x, int y1, int y2, pix32 p);
+  // Copies r (the same coordinates in both frames), alpha included.
+  static int BitBlt(surf32 *src, surf32 *dst, RECT *r);
+  // a >= 254: the plain copy; otherwise colours blended by the constant a, dst alpha kept.
+  static int BitBlt(surf32 *src, surf32 *dst, RECT *r, unsigned char a);
+  // An int alpha (clamped to 0..255), so integer arguments are not ambiguous.
+  static int BitBlt(surf32 *src, surf32 *dst, RECT *r, int a);
+  // d clamped to 0..1 (anything not above 0 is 0), a = trunc(d * 255), then the above.
+  static int BitBlt(surf32 *src, surf32 *dst, RECT *r, double d);
+  // Swaps row y with row height - 1 - y.
+  static int UpsideDown(surf32 *s);
+  // dst(x, y) for (x, y) in r = src at (x, y) turned by deg degrees about c (nearest pixel);
+  // 0 (black, alpha 0) where that lies outside the source frame or outside r.
+  static int Rotate(surf32 *src, surf32 *dst, RECT r, POINT c, double deg);
+  // Softens a keyed alpha mask: for pixels of r whose source alpha is not 0, dst alpha comes
+  // from the sum of source alpha over an odd k x k square (k = n with its lowest bit set, at
+  // least 3; edges clamped) against lo = k * k * 255 / 2 and hi = lo + lo * soft.
+  static int RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft);
+
+  // A w x h frame (pitch = w) allocated with its record as one block; null on failure.
+  static surf32 *Surf32Create(int w, int h);
+  static void Surf32Delete(surf32 *s);
+  // Loading frames from files is not offered: always null.
+  static surf32 *Surf32Load(const char *path);
+
+  // Sound conversion (audioconvert.cpp)
 };

@@ -1,14 +1,21 @@
 // The surface manager: creation and access of surfaces, the keyed cache and start-up.
 #include "media/surface.h"
 
+#include <dirent.h>
+
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "core/dialogs.h"
 #include "core/vemowin.h"
 #include "media/dc.h"
+#include "media/logos.h"
 
 namespace {
 
@@ -210,11 +217,14 @@ surface::surface(vemowin *ctx, HWND window) : owner(window), context(ctx) {
   // Media libraries need no global start-up here; the readers open what they need.
 
   Progress("Initializing Direct Draw");
-  backend = true;
-
-  Progress("Initializing Surfaces");
+  // The surfaces live in our own memory; the backend is there unless even the two work
+  // surfaces cannot be had, which is told like a missing display driver.
   render = SurfaceCreate(RENDER_WIDTH, RENDER_HEIGHT);
   work = SurfaceCreate(RENDER_WIDTH, RENDER_HEIGHT);
+  backend = render && work;
+  if (!backend) Dialogs().MessageBox(window, "No DirectDraw Interface found.....", "Error", boxbuttons::ok, boxicon::exclamation);
+
+  Progress("Initializing Surfaces");
   cachekeys[0] = 0;
   cachesurfaces[0] = render;
   cachekeys[1] = 0;
@@ -236,6 +246,46 @@ surface::~surface() {
   cachecount = 0;
 }
 
-void surface::LoadLogos() {}
-void surface::FindPlugins() {}
-void surface::ShowLogo(KORSurface *) {}
+// The logos are drawn in code and cached directly; no temporary file is needed.
+void surface::LoadLogos() {
+  CacheSurfaceInsert(LOGO_KEY_FIRST, MakeLogo(0));
+  CacheSurfaceInsert(LOGO_KEY_SECOND, MakeLogo(1));
+}
+
+// Every shared library in the program's folder and in the folders of $LUMIVAXEL_PLUGIN_PATH
+// (separated by ':') is offered to the plugin loader, each folder in name order.
+void surface::FindPlugins() {
+  if (!plugin_loader()) return;
+  std::vector<std::string> dirs;
+  if (const char *exe = ExeDir()) dirs.emplace_back(exe);
+  if (const char *env = std::getenv("LUMIVAXEL_PLUGIN_PATH")) {
+    std::string list = env;
+    size_t start = 0;
+    while (start <= list.size()) {
+      size_t end = list.find(':', start);
+      if (end == std::string::npos) end = list.size();
+      std::string dir = list.substr(start, end - start);
+      if (!dir.empty()) {
+        if (dir.back() != PATH_SEPARATOR) dir += PATH_SEPARATOR;
+        dirs.push_back(dir);
+      }
+      start = end + 1;
+    }
+  }
+  for (const std::string &dir : dirs) {
+    DIR *d = opendir(dir.c_str());
+    if (!d) continue;
+    std::vector<std::string> names;
+    while (dirent *e = readdir(d)) {
+      const size_t n = std::strlen(e->d_name);
+      if (n > 3 && std::strcmp(e->d_name + n - 3, ".so") == 0) names.emplace_back(e->d_name);
+    }
+    closedir(d);
+    std::sort(names.begin(), names.end());
+    char path[4096];
+    for (const std::string &name : names) {
+      std::snprintf(path, sizeof path, "%s%s", dir.c_str(), name.c_str());
+      plugin_loader()(*this, path);
+    }
+  }
+}

@@ -192,7 +192,8 @@ class surface : public pixelator {
   bool CacheSurfaceLoad(int key, const char *path);
   // The cached surface under key (never 0); it stays owned by the cache.
   KORSurface *CacheSurfaceGet(int key);
-  // Stores s under key, freeing a surface held there before; false for key 0 or null s.
+  // Stores s under key, freeing a surface held there before; false for key 0 or null s (the
+  // caller keeps s). A full table (never reached in practice) frees s and answers false.
   bool CacheSurfaceInsert(int key, KORSurface *s);
   int CacheCount() const { return cachecount; }
 
@@ -200,7 +201,6 @@ class surface : public pixelator {
   void Progress(const char *text);
   void LoadLogos();
   void FindPlugins();
-  void ShowLogo(KORSurface *logo);
 
   bool backend = false;
   HWND owner = nullptr;

@@ -1,23 +1,129 @@
-// Surfaces: creation, locking, the cache and start-up.
+// Surfaces: creation, locking, cropping, the cache and start-up.
 #include "media/surface.h"
 
 #include <gtest/gtest.h>
 
-TEST(Surface, WidthFiveHasPitchEight) {
+#include <string>
+#include <vector>
+
+#include "core/dialogs.h"
+#include "core/vemowin.h"
+#include "surfacetest.h"
+
+TEST(Surface, WidthFiveHasPitchEightAndLockingLeavesTheRecordAlone) {
   KORSurface *s = surface::SurfaceCreate(5, 3);
   ASSERT_NE(s, nullptr);
   EXPECT_EQ(s->width, 5);
   EXPECT_EQ(s->height, 3);
   EXPECT_EQ(s->pitch, 8);
   EXPECT_EQ(s->desc.width, 8);
+  EXPECT_EQ(s->desc.height, 3);
   EXPECT_EQ(s->desc.pitchbytes, 32);
-  EXPECT_EQ(s->bits, nullptr);
+  EXPECT_EQ(s->desc.format.rmask, 0x00FF0000u);
+  EXPECT_EQ(s->desc.format.amask, 0u);
   surf a;
   ASSERT_TRUE(surface::SurfaceDataLock(s, &a));
   EXPECT_NE(a.bits, nullptr);
-  EXPECT_EQ(s->bits, nullptr);  // the record itself never changes by locking
+  EXPECT_EQ(a.width, 5);
+  EXPECT_EQ(s->bits, nullptr);
   EXPECT_EQ(reinterpret_cast<uintptr_t>(a.bits) % 64, 0u);
+  for (int i = 0; i < 8 * 3; ++i) EXPECT_EQ(a.bits[i].word(), 0u);  // created zeroed
   EXPECT_TRUE(surface::SurfaceDataUnlock(&a));
   EXPECT_EQ(a.bits, nullptr);
-  surface::SurfaceDelete(s);
+  EXPECT_EQ(surface::SurfaceDelete(s), 1);
+  EXPECT_EQ(surface::SurfaceDelete(nullptr), 0);
+}
+
+TEST(Surface, AbsurdSizesAreRefused) {
+  EXPECT_EQ(surface::SurfaceCreate(0, 10), nullptr);
+  EXPECT_EQ(surface::SurfaceCreate(10, -1), nullptr);
+  EXPECT_EQ(surface::SurfaceCreate(100000, 10), nullptr);
+  EXPECT_EQ(surface::SurfaceCreate(30000, 30000), nullptr);  // over the byte limit
+  surf a;
+  EXPECT_EQ(surface::SurfaceDataLock(nullptr, &a), 0);
+}
+
+TEST(Surface, CropCopiesTheRectangleOrRefuses) {
+  auto s = make_surface(6, 5);
+  fill_random(s.get(), 8);
+  owned_surface c(surface::SurfaceCrop(s.get(), RECT{2, 1, 6, 5}));
+  ASSERT_TRUE(c);
+  EXPECT_EQ(c->width, 4);
+  EXPECT_EQ(c->height, 4);
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(at(c.get(), x, y), at(s.get(), x + 2, y + 1));
+  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{2, 1, 7, 5}), nullptr);   // past the right edge
+  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{2, 1, 6, 6}), nullptr);   // past the bottom
+  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{-1, 0, 3, 3}), nullptr);  // negative
+  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{3, 3, 3, 4}), nullptr);   // empty
+}
+
+class SurfaceManager : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    texts.clear();
+    surface::SetProgressCallback([this](const char *t) { texts.emplace_back(t); });
+    manager = std::make_unique<surface>(&context, nullptr);
+    surface::SetProgressCallback(nullptr);
+  }
+  std::vector<std::string> texts;
+  vemowin context;
+  std::unique_ptr<surface> manager;
+};
+
+TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
+  const std::vector<std::string> expected = {"Initializing AVI System", "Initializing Direct Draw",
+                                             "Initializing Surfaces", "Initializing Internet Access"};
+  EXPECT_EQ(texts, expected);
+  EXPECT_TRUE(manager->CheckDirectX600());
+  EXPECT_EQ(manager->WaitForVerticalBlank(), 0);
+  ASSERT_NE(manager->RenderSurface(), nullptr);
+  EXPECT_EQ(manager->RenderWidth(), 1280);
+  EXPECT_EQ(manager->RenderHeight(), 1024);
+  EXPECT_EQ(manager->WorkSurface()->width, 1280);
+  const RECT r = surface::SurfaceGetRect(manager->RenderSurface());
+  EXPECT_TRUE(vemo::RCEQUAL(r, RECT{0, 0, 1280, 1024}));
+  for (int key : {surface::LOGO_KEY_FIRST, surface::LOGO_KEY_SECOND}) {
+    KORSurface *logo = manager->CacheSurfaceGet(key);
+    ASSERT_NE(logo, nullptr);
+    EXPECT_EQ(logo->width, 300);
+    EXPECT_EQ(logo->height, 293);
+  }
+  EXPECT_EQ(manager->CacheCount(), 4);
+}
+
+TEST_F(SurfaceManager, CacheKeysAndReplacement) {
+  EXPECT_EQ(manager->CacheSurfaceGet(0), nullptr);  // the work surfaces are never found
+  auto spare = make_surface(2, 2);
+  EXPECT_FALSE(manager->CacheSurfaceInsert(0, spare.get()));  // refused: the caller keeps it
+  EXPECT_FALSE(manager->CacheSurfaceInsert(7, nullptr));
+  EXPECT_FALSE(manager->CacheSurfaceCreate(0, 4, 4));
+  ASSERT_TRUE(manager->CacheSurfaceCreate(555, 4, 4));
+  KORSurface *first = manager->CacheSurfaceGet(555);
+  ASSERT_NE(first, nullptr);
+  const int count = manager->CacheCount();
+  ASSERT_TRUE(manager->CacheSurfaceCreate(555, 8, 2));  // replaces (and frees) the first
+  EXPECT_EQ(manager->CacheCount(), count);
+  EXPECT_EQ(manager->CacheSurfaceGet(555)->width, 8);
+  EXPECT_FALSE(manager->CacheSurfaceLoad(556, "/nonexistent/picture.bmp"));
+  EXPECT_EQ(manager->CacheSurfaceGet(556), nullptr);
+}
+
+TEST_F(SurfaceManager, PatternBlitFallsBackToColour) {
+  auto target = make_surface(40, 30);
+  surf g;
+  HDC hdc = surface::SurfaceGetDC(target.get(), &g);
+  ASSERT_NE(hdc, nullptr);
+  EXPECT_EQ(manager->SurfacePatternBlit(hdc, RECT{0, 0, 10, 10}, 593, 0x606060), 0);
+  EXPECT_EQ(at(target.get(), 9, 9).word(), 0x00606060u);
+  EXPECT_EQ(at(target.get(), 10, 10).word(), 0u);
+  // With a cached pattern the tiles are anchored at the origin of the target.
+  ASSERT_TRUE(manager->CacheSurfaceCreate(593, 7, 5));
+  KORSurface *tile = manager->CacheSurfaceGet(593);
+  fill_random(tile, 12);
+  EXPECT_NE(manager->SurfacePatternBlit(hdc, RECT{3, 4, 40, 30}, 593, 0), 0);
+  surface::SurfaceReleaseDC(&g);
+  for (int y = 4; y < 30; ++y)
+    for (int x = 3; x < 40; ++x) ASSERT_EQ(at(target.get(), x, y), at(tile, x % 7, y % 5)) << x << "," << y;
+  EXPECT_EQ(at(target.get(), 2, 20).word(), 0u);  // outside rc nothing is drawn
 }

@@ -1,0 +1,130 @@
+// Windows metafiles rendered through libwmf's raster (gd) device.
+#include <cstring>
+#include <vector>
+
+#include "media/imagebytes.h"
+#include "media/imagecodecs.h"
+#include "media/surface.h"
+
+#if VEMO_HAVE_WMF
+#include <libwmf/api.h>
+#include <libwmf/gd.h>
+
+#include <string>
+
+#include "media/text.h"
+#endif
+
+using namespace imagebytes;
+
+namespace {
+
+// The records must be well formed up to the end record inside the data before the library
+// sees them: each at least three words long and lying inside the file.
+[[maybe_unused]] bool wmf_well_formed(const uint8_t *d, size_t size) {
+  size_t at = 0;
+  if (size >= 22 && le32(d) == 0x9AC6CDD7u) at = 22;  // the placeable header
+  if (!fits(size, at, 18)) return false;
+  const unsigned type = le16(d + at), words = le16(d + at + 2);
+  if ((type != 1 && type != 2) || words != 9) return false;
+  at += 18;
+  while (fits(size, at, 6)) {
+    const uint32_t n = le32(d + at);
+    const unsigned function = le16(d + at + 4);
+    if (n < 3 || !fits(size, at, uint64_t(n) * 2)) return false;
+    if (function == 0) return true;
+    at += size_t(n) * 2;
+  }
+  return false;
+}
+
+}  // namespace
+
+#if VEMO_HAVE_WMF
+
+namespace {
+
+// Metafile text names the standard PostScript faces; they are mapped to the installed fonts
+// fontconfig finds for the matching family, weight and slant.
+struct font_table {
+  std::string files[13];
+  wmfMapping ps[14];
+
+  font_table() {
+    struct face {
+      const char *name, *family;
+      int weight;
+      bool italic;
+    };
+    static const face faces[13] = {
+        {"Times-Roman", "serif", 400, false},          {"Times-Italic", "serif", 400, true},
+        {"Times-Bold", "serif", 700, false},           {"Times-BoldItalic", "serif", 700, true},
+        {"Helvetica", "sans-serif", 400, false},       {"Helvetica-Oblique", "sans-serif", 400, true},
+        {"Helvetica-Bold", "sans-serif", 700, false},  {"Helvetica-BoldOblique", "sans-serif", 700, true},
+        {"Courier", "monospace", 400, false},          {"Courier-Oblique", "monospace", 400, true},
+        {"Courier-Bold", "monospace", 700, false},     {"Courier-BoldOblique", "monospace", 700, true},
+        {"Symbol", "sans-serif", 400, false},
+    };
+    int n = 0;
+    for (const face &f : faces) {
+      files[n] = textengine::FontFile(f.family, f.weight, f.italic);
+      if (files[n].empty()) continue;
+      ps[n] = wmfMapping{const_cast<char *>(f.name), const_cast<char *>(files[n].c_str()), FT_ENCODING_NONE};
+      ++n;
+    }
+    ps[n] = wmfMapping{nullptr, nullptr, FT_ENCODING_NONE};
+  }
+};
+
+}  // namespace
+
+KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
+  if (!data || size > IMAGE_MAX_FILE_BYTES || !wmf_well_formed(data, size)) return nullptr;
+  std::vector<unsigned char> copy(data, data + size);  // the library wants writable bytes
+  wmfAPI_Options options;
+  std::memset(&options, 0, sizeof options);
+  options.function = wmf_gd_function;
+  static const font_table fonts;
+  options.font.ps = const_cast<wmfMapping *>(fonts.ps);
+  wmfAPI *api = nullptr;
+  const unsigned long flags =
+      WMF_OPT_FUNCTION | WMF_OPT_FONTMAP | WMF_OPT_IGNORE_NONFATAL | WMF_OPT_NO_ERROR | WMF_OPT_NO_DEBUG;
+  if (wmf_api_create(&api, flags, &options) != wmf_E_None) {
+    if (api) wmf_api_destroy(api);
+    return nullptr;
+  }
+  KORSurface *result = nullptr;
+  wmfD_Rect bbox;
+  unsigned int w = 0, h = 0;
+  if (wmf_mem_open(api, copy.data(), long(copy.size())) == wmf_E_None) {
+    if (wmf_scan(api, 0, &bbox) == wmf_E_None && wmf_display_size(api, &w, &h, 96, 96) == wmf_E_None &&
+        size_ok(w, h)) {
+      wmf_gd_t *gd = WMF_GD_GetData(api);
+      gd->type = wmf_gd_image;
+      gd->bbox = bbox;
+      gd->width = w;
+      gd->height = h;
+      if (wmf_play(api, 0, &bbox) == wmf_E_None && gd->gd_image) {
+        const int *px = wmf_gd_image_pixels(gd->gd_image);
+        result = px ? surface::SurfaceCreate(int(w), int(h)) : nullptr;
+        surf out;
+        if (result && surface::SurfaceDataLock(result, &out)) {
+          // The raster holds 0x7FRRGGBB words; a metafile is a picture without alpha.
+          for (unsigned y = 0; y < h; ++y)
+            for (unsigned x = 0; x < w; ++x)
+              out.bits[size_t(out.pitch) * y + x] = pix32::from_word(uint32_t(px[size_t(y) * w + x]) & 0x00FFFFFF);
+          surface::SurfaceDataUnlock(&out);
+        }
+      }
+    }
+    wmf_mem_close(api);
+  }
+  wmf_api_destroy(api);
+  return result;
+}
+
+#else
+
+KORSurface *DecodeWMF(const uint8_t *, size_t) { return nullptr; }
+
+#endif

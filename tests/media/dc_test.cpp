@@ -1,0 +1,196 @@
+// The software drawing context: clipping, lines, fills, copies, stretching and text.
+#include "media/dc.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "media/surface.h"
+#include "surfacetest.h"
+
+namespace {
+
+// A surface with its drawing context, released at the end of the test.
+struct canvas {
+  explicit canvas(int w, int h) : s(make_surface(w, h)) { hdc = surface::SurfaceGetDC(s.get(), &grant); }
+  ~canvas() { surface::SurfaceReleaseDC(&grant); }
+  owned_surface s;
+  surf grant{};
+  HDC hdc = nullptr;
+  uint32_t word(int x, int y) { return at(s.get(), x, y).word(); }
+};
+
+}  // namespace
+
+TEST(DrawingContext, FillsAndLinesRespectTheClipAndWriteAlphaZero) {
+  canvas c(16, 8);
+  ASSERT_NE(c.hdc, nullptr);
+  EXPECT_EQ(c.hdc->Width(), 16);
+  surface::SurfaceFillRect(c.s.get(), RECT{0, 0, 16, 8}, 0xFF000000u);
+  c.hdc->SetClipRect(RECT{2, 2, 10, 6});
+  c.hdc->FillRect(RECT{0, 0, 16, 8}, RGB(1, 2, 3));
+  EXPECT_EQ(c.word(2, 2), 0x00010203u);  // COLORREF red lands in the red byte, alpha 0
+  EXPECT_EQ(c.word(9, 5), 0x00010203u);
+  EXPECT_EQ(c.word(1, 2), 0xFF000000u);
+  EXPECT_EQ(c.word(10, 5), 0xFF000000u);
+  c.hdc->ResetClip();
+  c.hdc->SetDrawAlpha(255);
+  c.hdc->SelectPen(pen{RGB(255, 0, 0), 1, false});
+  c.hdc->MoveTo(0, 0);
+  c.hdc->LineTo(4, 0);  // the end point is left out
+  for (int x = 0; x < 4; ++x) EXPECT_EQ(c.word(x, 0), 0xFFFF0000u);
+  EXPECT_EQ(c.word(4, 0), 0xFF000000u);
+  c.hdc->MoveTo(0, 7);
+  c.hdc->LineTo(7, 0);  // a diagonal touches exactly one pixel per row
+  for (int y = 1; y <= 7; ++y) EXPECT_EQ(c.word(7 - y, y), 0xFFFF0000u) << y;
+  c.hdc->LineTo(-100000, 900000);  // far off the target: clipped, no harm
+}
+
+TEST(DrawingContext, RectangleOutlinesWithThePenAndFillsWithTheBrush) {
+  canvas c(8, 8);
+  c.hdc->SelectPen(pen{RGB(9, 9, 9), 1, false});
+  c.hdc->SelectBrush(brush{RGB(200, 100, 50), false});
+  c.hdc->Rectangle(1, 1, 6, 5);
+  const char *rows[6] = {"........", ".ooooo..", ".o###o..", ".o###o..", ".ooooo..", "........"};
+  for (int y = 0; y < 6; ++y)
+    for (int x = 0; x < 8; ++x) {
+      const uint32_t expect = rows[y][x] == 'o' ? 0x090909u : rows[y][x] == '#' ? 0xC86432u : 0u;
+      EXPECT_EQ(c.word(x, y), expect) << x << "," << y;
+    }
+}
+
+TEST(DrawingContext, BitBltClipsBothSidesAndHandlesOverlap) {
+  canvas a(6, 4), b(5, 5);
+  fill_random(a.s.get(), 3);
+  EXPECT_TRUE(b.hdc->BitBlt(-1, 2, 6, 6, a.hdc, 0, 1));
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 5; ++x) {
+      const int sx = x + 1, sy = y - 1;
+      const bool from_source = y >= 2 && sy < 4 && sx < 6;
+      EXPECT_EQ(at(b.s.get(), x, y).word(), from_source ? at(a.s.get(), sx, sy).word() : 0u) << x << "," << y;
+    }
+  // Moving pixels within one surface works like a copy through a buffer.
+  auto before = copy_block(a.s.get());
+  a.hdc->BitBlt(1, 1, 5, 3, a.hdc, 0, 0);
+  for (int y = 1; y < 4; ++y)
+    for (int x = 1; x < 6; ++x) EXPECT_EQ(at(a.s.get(), x, y), at(before.get(), x - 1, y - 1));
+}
+
+TEST(DrawingContext, StretchNearestAndHalftone) {
+  canvas src(4, 2), dst(8, 4);
+  at(src.s.get(), 0, 0) = pix32(0, 0, 0, 0);
+  at(src.s.get(), 1, 0) = pix32(100, 200, 30, 255);
+  at(src.s.get(), 2, 0) = pix32(10, 20, 30, 40);
+  at(src.s.get(), 3, 0) = pix32(1, 2, 3, 4);
+  at(src.s.get(), 0, 1) = pix32(50, 60, 70, 80);
+  at(src.s.get(), 1, 1) = pix32(255, 255, 255, 255);
+  at(src.s.get(), 2, 1) = pix32(7, 7, 7, 7);
+  at(src.s.get(), 3, 1) = pix32(9, 9, 9, 9);
+  EXPECT_EQ(dst.hdc->GetStretchBltMode(), COLORONCOLOR);
+  ASSERT_TRUE(dst.hdc->StretchBlt(0, 0, 8, 4, src.hdc, 0, 0, 4, 2));
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(at(dst.s.get(), x, y), at(src.s.get(), x / 2, y / 2));
+  // Halftone down to 2 x 1: each pixel is the rounded mean of a 2 x 2 block.
+  dst.hdc->SetStretchBltMode(HALFTONE);
+  ASSERT_TRUE(dst.hdc->StretchBlt(0, 0, 2, 1, src.hdc, 0, 0, 4, 2));
+  EXPECT_EQ(at(dst.s.get(), 0, 0), pix32(101, 129, 89, 148));  // (0+100+50+255)/4 = 101.25 ...
+  EXPECT_EQ(at(dst.s.get(), 1, 0), pix32(7, 10, 12, 15));      // (10+1+7+9)/4 = 6.75 -> 7
+  // Three source pixels onto two: the middle one is shared half and half.
+  canvas line(3, 1), out(2, 1);
+  at(line.s.get(), 0, 0) = pix32(0, 0, 0, 0);
+  at(line.s.get(), 1, 0) = pix32(90, 90, 90, 90);
+  at(line.s.get(), 2, 0) = pix32(200, 200, 200, 200);
+  out.hdc->SetStretchBltMode(HALFTONE);
+  out.hdc->StretchBlt(0, 0, 2, 1, line.hdc, 0, 0, 3, 1);
+  EXPECT_EQ(at(out.s.get(), 0, 0).r, 30);   // (0 * 2 + 90 * 1) / 3
+  EXPECT_EQ(at(out.s.get(), 1, 0).r, 163);  // (90 * 1 + 200 * 2) / 3 = 163.3
+  EXPECT_FALSE(out.hdc->StretchBlt(0, 0, 0, 1, line.hdc, 0, 0, 3, 1));
+}
+
+TEST(DrawingContext, StretchedSurfaceCopyAndSurface2HDC) {
+  auto src = make_surface(2, 2), dst = make_surface(4, 4);
+  surface::SurfaceFillRect(src.get(), RECT{0, 0, 2, 2}, 0x40102030u);
+  EXPECT_TRUE(surface::SurfaceCopy(src.get(), RECT{0, 0, 2, 2}, dst.get(), RECT{1, 1, 3, 4}));
+  EXPECT_EQ(at(dst.get(), 1, 1).word(), 0x40102030u);
+  EXPECT_EQ(at(dst.get(), 2, 3).word(), 0x40102030u);
+  EXPECT_EQ(at(dst.get(), 0, 0).word(), 0u);
+  EXPECT_EQ(surface::Surface2HDC(src.get(), nullptr, RECT{0, 0, 2, 2}), 0);
+}
+
+TEST(DrawingContext, TextIsMeasuredAndDrawnInsideItsExtent) {
+  canvas c(200, 60);
+  font f;
+  f.height = 20;
+  c.hdc->SelectFont(f);
+  SIZE small{}, wide{}, bold{};
+  ASSERT_TRUE(c.hdc->GetTextExtentPoint32("Lumi", -1, &small));
+  ASSERT_TRUE(c.hdc->GetTextExtentPoint32("Lumi-Vaxel", -1, &wide));
+  EXPECT_GT(small.cx, 10);
+  EXPECT_GT(wide.cx, small.cx);
+  EXPECT_GE(small.cy, 20);
+  f.weight = FW_BOLD;
+  c.hdc->SelectFont(f);
+  c.hdc->GetTextExtentPoint32("Lumi-Vaxel", -1, &bold);
+  EXPECT_GT(bold.cx, wide.cx);
+  f.weight = FW_NORMAL;
+  c.hdc->SelectFont(f);
+
+  c.hdc->SetBkMode(TRANSPARENT);
+  c.hdc->SetTextColor(RGB(255, 255, 255));
+  ASSERT_TRUE(c.hdc->TextOut(10, 5, "Lumi-Vaxel"));
+  int inked = 0, partial = 0;
+  for (int y = 0; y < 60; ++y)
+    for (int x = 0; x < 200; ++x) {
+      const pix32 p = at(c.s.get(), x, y);
+      if (p.r == 0) continue;
+      ++inked;
+      partial += p.r < 255;
+      EXPECT_TRUE(x >= 10 && x < 10 + wide.cx + 2 && y >= 5 && y < 5 + wide.cy) << x << "," << y;
+      EXPECT_EQ(p.r, p.g);  // white ink over black stays grey at the edges
+    }
+  EXPECT_GT(inked, 100);
+  EXPECT_GT(partial, 10);  // anti-aliased edges
+
+  // Opaque mode fills the cell with the background colour first.
+  canvas o(200, 40);
+  o.hdc->SelectFont(f);
+  o.hdc->SetBkColor(RGB(0, 0, 255));
+  o.hdc->TextOut(0, 0, "Lumi-Vaxel");
+  EXPECT_EQ(o.word(0, 0), 0x000000FFu);
+  EXPECT_EQ(o.word(wide.cx - 1, wide.cy - 1), 0x000000FFu);
+  EXPECT_EQ(o.word(wide.cx + 1, 0), 0u);
+}
+
+TEST(DrawingContext, DrawTextLaysOutLines) {
+  canvas c(300, 200);
+  font f;
+  f.height = 16;
+  c.hdc->SelectFont(f);
+  textmetric tm;
+  ASSERT_TRUE(c.hdc->GetTextMetrics(&tm));
+  RECT one{0, 0, 300, 200};
+  const int h1 = c.hdc->DrawText("a\nb\nc", -1, &one, DT_CALCRECT);
+  EXPECT_EQ(h1, 3 * tm.height + 2 * tm.linegap);
+  RECT narrow{0, 0, 60, 200};
+  const int h2 = c.hdc->DrawText("one two three four", -1, &narrow, DT_WORDBREAK | DT_CALCRECT);
+  EXPECT_GT(h2, tm.height);
+  EXPECT_LE(narrow.right, 60);
+  RECT line{0, 0, 300, 200};
+  EXPECT_EQ(c.hdc->DrawText("a\nb", -1, &line, DT_SINGLELINE | DT_CALCRECT), tm.height);
+}
+
+TEST(DrawingContext, RedSlashCrossesTheSurface) {
+  auto small = make_surface(19, 10);  // allocated width 20: nothing to draw
+  EXPECT_EQ(surface::SurfaceRedSlash(small.get()), 0);
+  auto narrow = make_surface(21, 10);  // allocated width 24: x runs 0..2
+  EXPECT_EQ(surface::SurfaceRedSlash(narrow.get()), 1);
+  auto s = make_surface(64, 40);
+  ASSERT_EQ(surface::SurfaceRedSlash(s.get()), 1);
+  EXPECT_EQ(at(s.get(), 0, 0).word(), 0x00FF0000u);
+  EXPECT_EQ(at(s.get(), 9, 0).word(), 0x00FF0000u);
+  EXPECT_EQ(at(s.get(), 10, 0).word(), 0u);
+  EXPECT_EQ(at(s.get(), 1, 39).word(), 0x00FF0000u);  // the rising strokes start below the last row
+  EXPECT_EQ(at(s.get(), 10, 39).word(), 0x00FF0000u);
+  for (int y = 0; y < 40; ++y)
+    for (int x = 52; x < 64; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);  // 12 columns stay clear
+}

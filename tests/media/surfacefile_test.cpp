@@ -1,0 +1,116 @@
+// Saving surfaces as 24-bit BMP files and the packed clipboard chunk.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include "core/vemowin.h"
+#include "imagefixtures.h"
+#include "media/imagecodecs.h"
+#include "media/surface.h"
+#include "surfacetest.h"
+
+namespace {
+
+bytes read_all(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+uint32_t le32(const bytes &b, size_t at) {
+  return uint32_t(b[at]) | uint32_t(b[at + 1]) << 8 | uint32_t(b[at + 2]) << 16 | uint32_t(b[at + 3]) << 24;
+}
+
+}  // namespace
+
+TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
+  auto s = make_surface(1, 1);
+  at(s.get(), 0, 0) = pix32(0x30, 0x20, 0x10, 0x99);
+  const std::string path = temp_path("one.bmp");
+  ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
+  const bytes b = read_all(path);
+  std::remove(path.c_str());
+  const bytes expect = {'B', 'M', 58, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,         // file header
+                        40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 24, 0,      // size, w, h, planes, bits
+                        0, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,         // BI_RGB, image size 4
+                        0, 0, 0, 0, 0, 0, 0, 0,                                 // colours
+                        0x10, 0x20, 0x30, 0};                                   // blue, green, red, pad
+  EXPECT_EQ(b, expect);
+  EXPECT_FALSE(surface::SurfaceSave(s.get(), "/nonexistent/dir/x.bmp"));
+  EXPECT_FALSE(surface::SurfaceSave(nullptr, path.c_str()));
+}
+
+TEST(SurfaceSave, ReadsBackThroughOurLoaderAndFFmpeg) {
+  auto s = make_surface(5, 3);
+  fill_random(s.get(), 42);
+  const std::string path = temp_path("five.bmp");
+  ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
+  const bytes b = read_all(path);
+  std::remove(path.c_str());
+  ASSERT_EQ(b.size(), 54u + 16u * 3u);
+  EXPECT_EQ(le32(b, 2), 54u + 48u);
+
+  owned_surface ours(DecodeBMP(b.data(), b.size()));
+  ASSERT_TRUE(ours);
+  for (int y = 0; y < 3; ++y)
+    for (int x = 0; x < 5; ++x) {
+      const pix32 p = at(s.get(), x, y);
+      EXPECT_EQ(at(ours.get(), x, y), pix32(p.r, p.g, p.b, 0));
+    }
+
+  const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_BMP);
+  ASSERT_NE(codec, nullptr);
+  AVCodecContext *ctx = avcodec_alloc_context3(codec);
+  ASSERT_GE(avcodec_open2(ctx, codec, nullptr), 0);
+  AVPacket *pkt = av_packet_alloc();
+  ASSERT_GE(av_new_packet(pkt, int(b.size())), 0);
+  std::copy(b.begin(), b.end(), pkt->data);
+  AVFrame *f = av_frame_alloc();
+  ASSERT_GE(avcodec_send_packet(ctx, pkt), 0);
+  ASSERT_GE(avcodec_receive_frame(ctx, f), 0);
+  ASSERT_EQ(f->format, AV_PIX_FMT_BGR24);
+  ASSERT_EQ(f->width, 5);
+  ASSERT_EQ(f->height, 3);
+  for (int y = 0; y < 3; ++y)
+    for (int x = 0; x < 5; ++x) {
+      const uint8_t *q = f->data[0] + y * f->linesize[0] + 3 * x;
+      const pix32 p = at(s.get(), x, y);
+      EXPECT_EQ(q[0], p.b);
+      EXPECT_EQ(q[1], p.g);
+      EXPECT_EQ(q[2], p.r);
+    }
+  av_frame_free(&f);
+  av_packet_free(&pkt);
+  avcodec_free_context(&ctx);
+}
+
+TEST(SurfaceSave, ClipboardChunkIsAPackedBottomUpDib) {
+  auto s = make_surface(5, 3);
+  fill_random(s.get(), 7);
+  int w = 0, h = 0;
+  const bytes four = surface::Surface24Chunk(s.get(), &w, &h, 4);
+  EXPECT_EQ(w, 5);
+  EXPECT_EQ(h, 3);
+  ASSERT_EQ(four.size(), 16u * 3u + 44u);
+  const bytes one = surface::Surface24Chunk(s.get(), nullptr, nullptr, 1);
+  ASSERT_EQ(one.size(), 15u * 3u + 44u);
+  for (const bytes *c : {&four, &one}) {
+    EXPECT_EQ(le32(*c, 0), 40u);
+    EXPECT_EQ(le32(*c, 20), 48u);  // image size counted with 4-byte rows either way
+  }
+  // The first row stored is the bottom one.
+  const pix32 bottom = at(s.get(), 0, 2), top = at(s.get(), 4, 0);
+  EXPECT_EQ(four[40], bottom.b);
+  EXPECT_EQ(four[42], bottom.r);
+  EXPECT_EQ(one[40 + 30 + 12], top.b);
+  EXPECT_EQ(four[40 + 32 + 12], top.b);
+  EXPECT_TRUE(surface::Surface24Chunk(nullptr, &w, &h, 4).empty());
+  vemowin context;
+  surface manager(&context, nullptr);
+  EXPECT_FALSE(manager.Surface2ClipBoard(s.get()));  // no system clipboard: always false
+}

@@ -1,0 +1,236 @@
+// Direct pixel operations: hand-worked pixels, and the fast loops against plain reference loops.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "media/kernels.h"
+#include "media/surface.h"
+#include "surfacetest.h"
+
+namespace {
+
+// The blend rule worked independently of the code under test.
+uint8_t blend(int s, int d, int a) { return uint8_t((s * a + d * (255 - a)) / 256); }
+
+}  // namespace
+
+TEST(SurfaceOps, FillClearAndCopyStayInsideTheirRectangles) {
+  auto s = make_surface(5, 4);
+  fill_random(s.get(), 1);
+  const pix32 before_pad = at(s.get(), 6, 2);
+  ASSERT_TRUE(surface::SurfaceFillRect(s.get(), RECT{1, 1, 3, 3}, 0x80FFFFFFu));
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 5; ++x) {
+      const bool inside = x >= 1 && x < 3 && y >= 1 && y < 3;
+      if (inside) EXPECT_EQ(at(s.get(), x, y).word(), 0x80FFFFFFu);
+      else EXPECT_NE(at(s.get(), x, y).word(), 0x80FFFFFFu);
+    }
+  ASSERT_TRUE(surface::SurfaceClear(s.get()));
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 5; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);
+  EXPECT_EQ(at(s.get(), 6, 2), before_pad);  // loops cover the 5 visible pixels, not the pitch
+
+  auto src = make_surface(5, 4), dst = make_surface(5, 4);
+  fill_random(src.get(), 2);
+  EXPECT_EQ(surface::SurfaceCopy(src.get(), dst.get()), 0);  // always 0, by design
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 5; ++x) EXPECT_EQ(at(dst.get(), x, y), at(src.get(), x, y));
+  EXPECT_EQ(at(dst.get(), 5, 0).word(), 0u);
+
+  auto clone = owned_surface(surface::SurfaceClone(src.get()));
+  ASSERT_TRUE(clone);
+  EXPECT_EQ(clone->width, 5);
+  EXPECT_EQ(at(clone.get(), 4, 3), at(src.get(), 4, 3));
+}
+
+TEST(SurfaceOps, SingleFieldDoublesEvenRowsAndKeepsAnOddLastRow) {
+  auto s = make_surface(3, 5);
+  fill_random(s.get(), 3);
+  std::vector<pix32> rows[5];
+  for (int y = 0; y < 5; ++y) rows[y].assign(&at(s.get(), 0, y), &at(s.get(), 0, y) + 3);
+  ASSERT_TRUE(surface::SurfaceSingleField(s.get()));
+  const int from[5] = {0, 0, 2, 2, 4};
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 3; ++x) EXPECT_EQ(at(s.get(), x, y), rows[from[y]][x]) << x << "," << y;
+}
+
+TEST(SurfaceOps, ScaleRefusesRectanglesBelowTwoPixels) {
+  auto src = make_surface(8, 8), dst = make_surface(8, 8), copy = make_surface(8, 8);
+  fill_random(src.get(), 4);
+  fill_random(dst.get(), 5);
+  surface::SurfaceCopy(dst.get(), copy.get());
+  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 1, 8}, dst.get(), RECT{0, 0, 8, 8}, false), 0);
+  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 1}, dst.get(), RECT{0, 0, 8, 8}, true), 0);
+  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 8}, dst.get(), RECT{3, 3, 4, 8}, false), 0);
+  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 8}, dst.get(), RECT{3, 3, 8, 4}, false), 0);
+  EXPECT_TRUE(same_block(dst.get(), copy.get()));
+}
+
+TEST(SurfaceOps, ScaleTwoByTwoToFourByFourRepeatsBlocks) {
+  auto src = make_surface(2, 2), dst = make_surface(4, 4);
+  at(src.get(), 0, 0) = pix32(1, 2, 3, 4);
+  at(src.get(), 1, 0) = pix32(5, 6, 7, 8);
+  at(src.get(), 0, 1) = pix32(9, 10, 11, 12);
+  at(src.get(), 1, 1) = pix32(13, 14, 15, 16);
+  ASSERT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 2, 2}, dst.get(), RECT{0, 0, 4, 4}, false), 1);
+  for (int y = 0; y < 4; ++y)
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(at(dst.get(), x, y), at(src.get(), x / 2, y / 2));
+}
+
+TEST(SurfaceOps, OpaqueWhiteBlendedOverBlackIs254) {
+  auto src = make_surface(4, 4), dst = make_surface(4, 4);
+  surface::SurfaceFillRect(src.get(), RECT{0, 0, 4, 4}, 0xFFFFFFFFu);
+  surface::SurfaceFillRect(dst.get(), RECT{0, 0, 4, 4}, 0x00000000u);
+  ASSERT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 4, 4}, dst.get(), RECT{0, 0, 4, 4}, true), 1);
+  // Alpha blends too in scaling: 255 * 255 >> 8.
+  EXPECT_EQ(at(dst.get(), 2, 2).word(), 0xFEFEFEFEu);
+
+  surface::SurfaceFillRect(dst.get(), RECT{0, 0, 4, 4}, 0x10000000u);
+  EXPECT_EQ(surface::SurfaceBlend(src.get(), dst.get(), RECT{0, 0, 4, 4}), 0);
+  // SurfaceBlend leaves the destination's alpha alone.
+  EXPECT_EQ(at(dst.get(), 1, 3).word(), 0x10FEFEFEu);
+}
+
+TEST(SurfaceOps, ScaleMatchesAPlainLoopOnRandomSurfaces) {
+  std::mt19937 rng(77);
+  for (int round = 0; round < 40; ++round) {
+    const int sw = 2 + int(rng() % 37), sh = 2 + int(rng() % 29);
+    const int dw = 2 + int(rng() % 53), dh = 2 + int(rng() % 31);
+    auto src = make_surface(sw + 5, sh + 3), dst = make_surface(dw + 7, dh + 2);
+    fill_random(src.get(), rng());
+    fill_random(dst.get(), rng());
+    auto expect = copy_block(dst.get());
+    const RECT rs{int(rng() % 5), int(rng() % 3), 0, 0}, rd{int(rng() % 7), int(rng() % 2), 0, 0};
+    const RECT rs2{rs.left, rs.top, rs.left + sw, rs.top + sh}, rd2{rd.left, rd.top, rd.left + dw, rd.top + dh};
+    const bool blending = round % 2;
+    // The reference, written out here from the rule.
+    for (int y = rd2.top; y < rd2.bottom; ++y) {
+      const int sy = rs2.top + (y - rd2.top) * sh / dh;
+      for (int x = rd2.left; x < rd2.right; ++x) {
+        const int sx = rs2.left + (x - rd2.left) * sw / dw;
+        const pix32 s = at(src.get(), sx, sy);
+        pix32 &d = at(expect.get(), x, y);
+        if (!blending) {
+          d = s;
+        } else {
+          d = pix32(blend(s.r, d.r, s.a), blend(s.g, d.g, s.a), blend(s.b, d.b, s.a), blend(s.a, d.a, s.a));
+        }
+      }
+    }
+    ASSERT_EQ(surface::SurfaceScale(src.get(), rs2, dst.get(), rd2, blending), 1);
+    ASSERT_TRUE(same_block(dst.get(), expect.get())) << "round " << round;
+  }
+}
+
+TEST(SurfaceOps, BlendMatchesAPlainLoopOnRandomSurfaces) {
+  std::mt19937 rng(99);
+  for (int round = 0; round < 30; ++round) {
+    const int w = 1 + int(rng() % 41), h = 1 + int(rng() % 9);
+    auto src = make_surface(w, h), dst = make_surface(w, h);
+    fill_random(src.get(), rng());
+    fill_random(dst.get(), rng());
+    auto expect = copy_block(dst.get());
+    const int l = int(rng() % w), t = int(rng() % h);
+    const RECT r{l, t, l + 1 + int(rng() % (w - l)), t + 1 + int(rng() % (h - t))};
+    for (int y = r.top; y < r.bottom; ++y)
+      for (int x = r.left; x < r.right; ++x) {
+        const pix32 s = at(src.get(), x, y);
+        pix32 &d = at(expect.get(), x, y);
+        d = pix32(blend(s.r, d.r, s.a), blend(s.g, d.g, s.a), blend(s.b, d.b, s.a), d.a);
+      }
+    surface::SurfaceBlend(src.get(), dst.get(), r);
+    ASSERT_TRUE(same_block(dst.get(), expect.get())) << "round " << round;
+  }
+}
+
+TEST(SurfaceOps, CheckerSquaresAndClamping) {
+  auto s = make_surface(9, 6);
+  ASSERT_TRUE(surface::SurfaceChecker(s.get(), 1));  // 2 x 2 squares, the one at the origin black
+  const char *rows[6] = {"..##..##.", "..##..##.", "##..##..#", "##..##..#", "..##..##.", "..##..##."};
+  for (int y = 0; y < 6; ++y)
+    for (int x = 0; x < 9; ++x) EXPECT_EQ(at(s.get(), x, y).word(), rows[y][x] == '#' ? 0x00FFFFFFu : 0u) << x << "," << y;
+  surface::SurfaceChecker(s.get(), -3);  // squares of one pixel
+  EXPECT_EQ(at(s.get(), 0, 0).word(), 0u);
+  EXPECT_EQ(at(s.get(), 1, 0).word(), 0x00FFFFFFu);
+  EXPECT_EQ(at(s.get(), 1, 1).word(), 0u);
+  fill_random(s.get(), 5);
+  surface::SurfaceChecker(s.get(), 20);  // squares of 65536: all black here
+  for (int y = 0; y < 6; ++y)
+    for (int x = 0; x < 9; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);
+}
+
+TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
+  auto s = make_surface(6, 2);
+  const uint8_t alphas[6] = {0, 1, 100, 127, 128, 255};
+  for (int x = 0; x < 6; ++x) at(s.get(), x, 0) = at(s.get(), x, 1) = pix32(11, 22, 33, alphas[x]);
+  EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), 0.001), 1);  // 0.256 truncates to 0
+  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, alphas[x]);
+  surface::SurfaceOpacityAdjust(s.get(), 0.5);  // 128.05 -> +128
+  const uint8_t plus128[6] = {128, 129, 228, 255, 255, 255};
+  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 1).a, plus128[x]);
+  surface::SurfaceOpacityAdjust(s.get(), -0.25);  // -64.025 -> -64
+  const uint8_t minus64[6] = {64, 65, 164, 191, 191, 191};
+  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, minus64[x]);
+  surface::SurfaceOpacityAdjust(s.get(), 1.0);
+  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, 255);
+  surface::SurfaceOpacityAdjust(s.get(), -1.0);
+  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0), pix32(11, 22, 33, 0));
+
+  at(s.get(), 0, 0) = pix32(255, 1, 128, 77);
+  ASSERT_TRUE(surface::SurfaceDimm(s.get()));
+  EXPECT_EQ(at(s.get(), 0, 0), pix32(127, 0, 64, 77));
+  EXPECT_EQ(at(s.get(), 5, 1), pix32(5, 11, 16, 0));
+
+  ASSERT_TRUE(surface::SurfaceOpacity(s.get(), RECT{1, 0, 3, 1}, 200));
+  EXPECT_EQ(at(s.get(), 0, 0).a, 77);
+  EXPECT_EQ(at(s.get(), 1, 0).a, 200);
+  EXPECT_EQ(at(s.get(), 2, 0).a, 200);
+  EXPECT_EQ(at(s.get(), 1, 1).a, 0);
+  ASSERT_TRUE(surface::SurfaceOpacity(s.get(), 9));
+  EXPECT_EQ(at(s.get(), 5, 1), pix32(5, 11, 16, 9));
+}
+
+// Every fast row kernel against its scalar reference, over widths 1..67 and unaligned starts.
+TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
+  std::mt19937 rng(2024);
+  std::vector<pix32> src(80), a(80), b(80);
+  std::vector<int32_t> index(80);
+  for (int n = 1; n <= 67; ++n) {
+    for (int off = 0; off < 4; ++off) {
+      for (auto &p : src) p = pix32::from_word(uint32_t(rng()));
+      for (auto &p : a) p = pix32::from_word(uint32_t(rng()));
+      // Extreme alphas as well as random ones.
+      src[off].a = 0;
+      src[off + n - 1].a = 255;
+      for (int i = 0; i < n; ++i) index[i] = int32_t(rng() % 70);
+      auto check = [&](const char *what) {
+        for (int i = 0; i < 80; ++i) ASSERT_EQ(a[i], b[i]) << what << " n=" << n << " off=" << off << " i=" << i;
+      };
+      b = a;
+      kernels::blend_row(src.data() + off, a.data() + off, n);
+      kernels::blend_row_ref(src.data() + off, b.data() + off, n);
+      check("blend");
+      for (bool blending : {false, true}) {
+        b = a;
+        kernels::gather_row(src.data(), index.data(), a.data() + off, n, blending);
+        kernels::gather_row_ref(src.data(), index.data(), b.data() + off, n, blending);
+        check("gather");
+      }
+      const int alpha = int(rng() % 256);
+      b = a;
+      kernels::mix_row(src.data() + off, a.data() + off, n, alpha);
+      kernels::mix_row_ref(src.data() + off, b.data() + off, n, alpha);
+      check("mix");
+      for (int delta : {-300, -255, -17, 1, 77, 255, 400}) {
+        b = a;
+        kernels::alpha_add_row(a.data() + off, n, delta);
+        kernels::alpha_add_row_ref(b.data() + off, n, delta);
+        check("alpha");
+      }
+      b = a;
+      kernels::dimm_row(a.data() + off, n);
+      kernels::dimm_row_ref(b.data() + off, n);
+      check("dimm");
+    }
+  }
+}
