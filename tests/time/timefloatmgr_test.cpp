@@ -1,0 +1,424 @@
+// Tests of the variable manager (declaration, lookup, groups, time, the manager record and its
+// matching by name), the table of declared variables and the variable clipboard.
+#include "time/timefloatmgr.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include "core/dialogs.h"
+#include "time/declared_vars.h"
+#include "time/memfile.h"
+#include "time/tfcboard.h"
+
+namespace {
+
+std::unique_ptr<timefloatmgr> NewMgr() { return std::make_unique<timefloatmgr>(); }
+
+TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
+  auto m = NewMgr();
+  EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
+  EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
+  EXPECT_EQ(m->timefloatadd("ids_volume", 5, 0, 1, 1), 0);
+  EXPECT_EQ(m->GetCount(), 1);
+  EXPECT_EQ(m->timefloatget("ids_Volume"), 0);
+  EXPECT_EQ(m->timefloatget(123), 0);
+  EXPECT_EQ(m->timefloatget("IDS_PAN"), -1);
+  EXPECT_EQ(m->timefloatget(150), -1);
+  EXPECT_EQ(m->GetTimeFloatPointer("IDS_PAN"), nullptr);
+  EXPECT_EQ(m->timefloatget(nullptr), -1);
+  EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0), 0);
+  EXPECT_EQ(m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0), 0);
+}
+
+TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
+  auto m = NewMgr();
+  vemo owner;
+  m->Attach(&owner, nullptr, nullptr);
+  m->timefloatadd("IDS_PAN", 150, -1, 1, 0);
+  m->timefloatadd("MY_OWN", 1000, 2, 3, 2.5);
+  timefloat *pan = m->GetTimeFloatPointer("IDS_PAN");
+  ASSERT_NE(pan, nullptr);
+  EXPECT_STREQ(pan->GetText(), "Pan");
+  EXPECT_EQ(pan->Header().id, 150);
+  EXPECT_EQ(pan->Header().id, 150);
+  EXPECT_EQ(pan->GetGroupID(), 150);
+  EXPECT_EQ(pan->GetMinimum(), -1.0);
+  EXPECT_EQ(pan->GetParent(), &owner);
+  EXPECT_EQ(pan->GetColor1(), 0u);
+  EXPECT_EQ(pan->GetColor2(), RGB(192, 192, 192));
+  EXPECT_STREQ(m->GetTimeFloatPointer("MY_OWN")->GetText(), "MY_OWN");  // no resource text
+
+  m->timefloatadd("IDS_RED", 38, 0, 1, 0, TF_COLOR_RED, 0xFFFFFFFF, 0);
+  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor1(), TF_COLOR_RED);
+  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor2(), RGB(192, 192, 192));  // all-ones keeps the default
+  // A refused second declaration still sets kind and colours.
+  m->timefloatadd("IDS_RED", 38, 0, 1, 0, 0xFFFFFFFF, TF_COLOR_BLUE, 3);
+  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetKind(), 3u);
+  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetFlags(), 3u);
+  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor2(), TF_COLOR_BLUE);
+}
+
+TEST(TimefloatMgrDeclare, AtMost128Variables) {
+  auto m = NewMgr();
+  for (int i = 0; i < 128; ++i)
+    ASSERT_EQ(m->timefloatadd(("V" + std::to_string(i)).c_str(), 2000 + i, 0, 1, 0), 1);
+  EXPECT_EQ(m->timefloatadd("V128", 3000, 0, 1, 0), 0);
+  EXPECT_EQ(m->timefloatadd("V129", 3001, 0, 1, 0, 0, 0, 0), 1);  // refused, still 1
+  EXPECT_EQ(m->GetCount(), 128);
+  EXPECT_EQ(m->timefloatget("V129"), -1);
+}
+
+TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
+  auto m = NewMgr();
+  DeclareVariable(*m, "IDS_COLOR_FG");  // kind 7: not moved
+  EXPECT_EQ(m->GetCurrentGroup(), 0);
+  DeclareVariable(*m, "IDS_COLOR_FG_R");  // kind 0: its own ID
+  EXPECT_EQ(m->GetCurrentGroup(), 399);
+  DeclareVariable(*m, "IDS_RED", 3);  // kind 3: not moved
+  EXPECT_EQ(m->GetCurrentGroup(), 399);
+  DeclareVariable(*m, "IDS_STR_ITALIC");  // kind 72 has neither bit 1 nor 2
+  EXPECT_EQ(m->GetCurrentGroup(), 388);
+}
+
+TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
+  auto m = NewMgr();
+  DeclareVariable(*m, "IDS_VOLUME");
+  DeclareVariable(*m, "IDS_PAN");
+  EXPECT_EQ(m->timefloatset("IDS_NOPE", 0, 1), 0);
+  EXPECT_EQ(m->timefloatset(999, 0, 1), 0);
+  EXPECT_FALSE(m->IsChanged());
+  EXPECT_EQ(m->timefloatget(999, 0), 0.0);
+
+  m->SetCurrentGroup(0);
+  EXPECT_EQ(m->timefloatset("ids_pan", 100, -0.5), 1);
+  EXPECT_TRUE(m->IsChanged());
+  EXPECT_EQ(m->GetCurrentGroup(), 150);
+  EXPECT_EQ(m->timefloatset(150, 300, 0.5), 1);
+  EXPECT_EQ(m->timefloatget("IDS_PAN", 200), 0.0);
+  EXPECT_EQ(m->timefloatget(123, 200), 1.0);  // no keys: the default
+  double v = 9, lo = 9, hi = 9;
+  EXPECT_EQ(m->timefloatget(150, 150, &v, &lo, &hi), 1);
+  EXPECT_EQ(v, -0.25);
+  EXPECT_EQ(lo, -1.0);
+  EXPECT_EQ(hi, 1.0);
+  EXPECT_EQ(m->timefloatget("IDS_X", 150, &v, &lo, &hi), 0);
+
+  m->Commit();
+  EXPECT_FALSE(m->IsChanged());
+  m->timefloatset(150, 100, 1.0);
+  m->timefloatset(123, 50, 0.5);
+  m->Revert();
+  EXPECT_EQ(m->timefloatget(150, 100), -0.5);
+  EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
+
+  EXPECT_EQ(m->timefloatreset("IDS_PAN"), 1);
+  EXPECT_EQ(m->timefloatreset(777), 0);
+  EXPECT_EQ(m->GetTimeFloatPointer(150)->HasValues(), 0);
+  m->timefloatset(123, 50, 0.5);
+  m->Reset();
+  EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
+  EXPECT_EQ(m->GetCount(), 2);
+}
+
+TEST(TimefloatMgrValues, CurrentTimeReachesEveryVariable) {
+  auto m = NewMgr();
+  DeclareVariable(*m, "IDS_VOLUME");
+  DeclareVariable(*m, "IDS_PAN");
+  m->SetPoSiz(100, 1000);
+  EXPECT_EQ(m->SetCurrentTime(350), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(m->GetCurrentTime(), 250);
+  EXPECT_EQ(m->GetTimeFloatPointer(123)->GetCurrentTime(), 250);
+  EXPECT_EQ(m->GetTimeFloatPointer(150)->GetCurrentTime(), 250);
+}
+
+TEST(TimefloatMgrGroups, CountAndLookup) {
+  auto m = NewMgr();
+  EXPECT_EQ(m->FindCurrentGroup(), -1);
+  for (const char *n : {"IDS_SRC_RECT", "IDS_SRC_L", "IDS_SRC_T", "IDS_CLIP_VARS", "IDS_START_OPACITY"})
+    DeclareVariable(*m, n);
+  EXPECT_EQ(m->GroupCount(), 2);
+  m->SetCurrentGroup(46);  // a member finds its header
+  EXPECT_EQ(m->FindCurrentGroup(), 0);
+  EXPECT_EQ(m->GetSelectedGroup(), 422);
+  m->SetCurrentGroup(425);  // a header finds itself
+  EXPECT_EQ(m->FindCurrentGroup(), 3);
+  m->SetCurrentGroup(554);
+  EXPECT_EQ(m->FindCurrentGroup(), 3);
+  m->SetCurrentGroup(4242);
+  EXPECT_EQ(m->FindCurrentGroup(), -1);
+  EXPECT_EQ(m->GetSelectedGroup(), 0);
+
+  auto &ui = HeadlessDialogs();
+  ui.choice_answer = 2;
+  EXPECT_EQ(m->QAPopGroups(nullptr), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(m->GetCurrentGroup(), 425);
+  ui.choice_answer = 0;
+  EXPECT_EQ(m->QAPopGroups(nullptr), 0u);
+}
+
+TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
+  auto m = NewMgr();
+  DeclareVariable(*m, "IDS_VOLUME");
+  UIItem *next = m->UIItemResolve("#614");
+  ASSERT_NE(next, nullptr);
+  EXPECT_EQ(next->GetID(), 614);
+  EXPECT_EQ(m->UIItemResolve("614"), next);
+  EXPECT_EQ(m->UIItemResolve("NextKeyFrame"), next);
+  EXPECT_EQ(m->UIItemResolve("ids_nextkeyframe"), next);
+  EXPECT_EQ(m->UIItemResolve("615")->GetID(), 615);
+  EXPECT_EQ(m->UIItemResolve("PREVKEYFRAME"), m->UIItemResolve("#615"));
+  EXPECT_EQ(m->UIItemResolve("IDS_CLICKGROUPS")->GetID(), 191);
+  EXPECT_EQ(m->UIItemResolve("clickgroups")->GetID(), 191);
+  EXPECT_EQ(m->UIItemResolve("parameters")->GetID(), 494);
+  EXPECT_EQ(m->UIItemResolve("#494")->GetID(), 494);
+  EXPECT_EQ(m->UIItemResolve("IDS_VOLUME"), nullptr);
+  EXPECT_EQ(m->UIItemResolve("0"), nullptr);
+  EXPECT_EQ(m->UIItemResolve("#613"), nullptr);
+  EXPECT_EQ(m->UIItemResolve(nullptr), nullptr);
+
+  // A copy has its own buttons.
+  timefloatmgr copy(*m);
+  EXPECT_NE(copy.UIItemResolve("614"), next);
+  EXPECT_EQ(copy.UIItemResolve("614")->GetParent(), &copy);
+  EXPECT_EQ(copy.GetCount(), 1);
+}
+
+// ---- The manager record ----
+
+bytes SaveMgr(timefloatmgr &m) { return SavedBytes([&](FILE *f) { return m.Save(f); }); }
+
+TEST(TimefloatMgrFile, RecordLayout) {
+  auto m = NewMgr();
+  DeclareVariable(*m, "IDS_VOLUME");
+  DeclareVariable(*m, "IDS_PAN");
+  m->timefloatset(150, 10, 0.5);
+  const bytes b = SaveMgr(*m);
+  ASSERT_EQ(b.size(), 8u + 368u + 368u + 16u);
+  EXPECT_EQ(Get<uint32_t>(b, 0), 8u);
+  EXPECT_EQ(Get<int32_t>(b, 4), 2);
+  EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 8 + 32)), "IDS_VOLUME");
+  EXPECT_EQ(Get<int32_t>(b, 8 + 4), 0);
+  EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 8 + 368 + 32)), "IDS_PAN");
+  EXPECT_EQ(Get<int32_t>(b, 8 + 368 + 4), 1);
+  EXPECT_EQ(Get<int32_t>(b, 8 + 736), 10);
+  EXPECT_EQ(Get<double>(b, 8 + 736 + 8), 0.5);
+}
+
+TEST(TimefloatMgrFile, MatchesByNameOnly) {
+  auto saved = NewMgr();
+  for (const char *n : {"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY", "IDS_SATURATION"}) DeclareVariable(*saved, n);
+  saved->timefloatset("IDS_VOLUME", 0, 0.25);
+  saved->timefloatset("IDS_VOLUME", 1000, 0.75);
+  saved->timefloatset("IDS_PAN", 500, -1.0);
+  saved->timefloatset("IDS_OPACITY", 40, 0.5);
+  saved->timefloatset("IDS_SATURATION", 7, 0.125);
+  const bytes b = SaveMgr(*saved);
+
+  // Other order, other bounds, one stored name undeclared, one declared name not stored.
+  auto loaded = NewMgr();
+  loaded->timefloatadd("IDS_SATURATION", 239, 0, 1, 1);
+  loaded->timefloatadd("IDS_PAN", 150, -2, 2, 1.5);
+  loaded->timefloatadd("IDS_VOLUME", 123, 0, 1, 1);
+  loaded->timefloatadd("IDS_SMOOTHING", 277, 0.7, 0.99, 0.7);
+  loaded->timefloatset("IDS_SMOOTHING", 3, 0.8);  // wiped: the file does not hold it
+  EXPECT_EQ(loaded->Load(FileWith(b).get()), 1);
+  EXPECT_EQ(loaded->GetCount(), 4);
+  EXPECT_EQ(loaded->timefloatget("IDS_VOLUME", 500), 0.5);
+  EXPECT_EQ(loaded->timefloatget("IDS_SATURATION", 0), 0.125);
+  const timefloat *pan = loaded->GetTimeFloatPointer("IDS_PAN");
+  EXPECT_EQ(pan->GetMinimum(), -2.0);  // bounds as declared, keys from the file
+  EXPECT_EQ(pan->GetDefault(), 1.5);
+  EXPECT_EQ(pan->Header().id, 150);
+  EXPECT_EQ(pan->GetValue(0), -1.0);
+  EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues(), 0);
+  EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_OPACITY"), nullptr);
+  EXPECT_FALSE(loaded->IsChanged());
+  EXPECT_EQ(pan->Keys()[0].state, TF_KEY_COMMITTED);
+  loaded->Revert();
+  EXPECT_EQ(pan->GetValue(0), -1.0);
+}
+
+TEST(TimefloatMgrFile, BadHeadersAndStrayCurves) {
+  auto m = NewMgr();
+  DeclareVariable(*m, "IDS_VOLUME");
+  EXPECT_EQ(m->Load(FileWith({}).get()), 0);
+  EXPECT_EQ(m->Load(FileWith({9, 0, 0, 0, 1, 0, 0, 0, 0}).get()), 0);  // a longer header
+  EXPECT_EQ(m->Load(FileWith({8, 0, 0, 0, 1, 0}).get()), 0);           // cut inside it
+
+  // A count far beyond what the file holds stops at the end of the file.
+  auto src = NewMgr();
+  DeclareVariable(*src, "IDS_VOLUME");
+  src->timefloatset(123, 5, 0.5);
+  bytes b = SaveMgr(*src);
+  Put<int32_t>(b, 4, 2000000000);
+  EXPECT_EQ(m->Load(FileWith(b).get()), 1);
+  EXPECT_EQ(m->timefloatget(123, 5), 0.5);
+
+  // A curve with a longer header than ours ends the loading; what was read stays.
+  bytes two = SaveMgr(*src);
+  Put<int32_t>(two, 4, 2);
+  bytes newer(400, 0);
+  Put<uint32_t>(newer, 0, 400);
+  two.insert(two.end(), newer.begin(), newer.end());
+  EXPECT_EQ(m->Load(FileWith(two).get()), 1);
+  EXPECT_EQ(m->timefloatget(123, 5), 0.5);
+}
+
+TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
+  auto src = NewMgr();
+  for (const char *n : {"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY"}) DeclareVariable(*src, n);
+  src->timefloatset(123, 0, 0.25);
+  src->timefloatset(123, 100, 0.5);
+  src->timefloatset(104, 10, 0.75);
+  const bytes whole = SaveMgr(*src);
+  auto m = NewMgr();
+  for (const char *n : {"IDS_OPACITY", "IDS_VOLUME", "IDS_PAN"}) DeclareVariable(*m, n);
+  for (size_t n = 0; n <= whole.size(); ++n) {
+    const int r = m->Load(FileWith(bytes(whole.begin(), whole.begin() + static_cast<long>(n))).get());
+    EXPECT_EQ(r, n >= 8 ? 1 : 0) << n;
+    if (r == 0) continue;
+    // Whatever arrived is a prefix of what was saved.
+    const int volume = m->GetTimeFloatPointer(123)->HasValues();
+    const int opacity = m->GetTimeFloatPointer(104)->HasValues();
+    EXPECT_LE(volume, 2);
+    EXPECT_LE(opacity, 1);
+    if (opacity) {
+      EXPECT_EQ(volume, 2);
+    }
+    if (volume) {
+      EXPECT_EQ(m->timefloatget(123, 0), 0.25);
+    }
+  }
+  EXPECT_EQ(m->GetTimeFloatPointer(104)->HasValues(), 1);
+}
+
+// ---- Declared variables ----
+
+TEST(DeclaredVariables, TableIsConsistent) {
+  size_t n = 0;
+  const tfdecl *rows = DeclaredVariables(&n);
+  ASSERT_GT(n, 100u);
+  std::set<std::pair<std::string, uint32_t>> seen;
+  for (size_t i = 0; i < n; ++i) {
+    const tfdecl &r = rows[i];
+    SCOPED_TRACE(r.name);
+    EXPECT_TRUE(seen.insert({r.name, r.kind}).second);
+    EXPECT_EQ(std::string(r.name).rfind("IDS_", 0), 0u);
+    EXPECT_STRNE(vemo::GetStringPtr(r.id), "");  // every row has its displayed text
+    if (r.kind == TF_KIND_GROUP) {
+      EXPECT_EQ(r.minimum, 0.0);
+      EXPECT_EQ(r.maximum, 0.0);
+      EXPECT_EQ(r.defaultvalue, 0.0);
+    } else {
+      EXPECT_LT(r.minimum, r.maximum);
+      EXPECT_GE(r.defaultvalue, r.minimum);
+      EXPECT_LE(r.defaultvalue, r.maximum);
+    }
+    if (r.kind & TF_KIND_SWITCH) {
+      EXPECT_EQ(r.minimum, 0.0);
+      EXPECT_EQ(r.maximum, 1.0);
+    }
+  }
+}
+
+TEST(DeclaredVariables, RowsAsDeclared) {
+  const tfdecl *dst = FindDeclaredVariable("ids_dst_r");
+  ASSERT_NE(dst, nullptr);
+  EXPECT_EQ(dst->id, 51);
+  EXPECT_EQ(dst->minimum, -20.0);
+  EXPECT_EQ(dst->maximum, 20.0);
+  EXPECT_EQ(dst->defaultvalue, 1.0);
+  EXPECT_EQ(FindDeclaredVariable("IDS_SMOOTHING")->minimum, 0.7);
+  EXPECT_EQ(FindDeclaredVariable("IDS_SMOOTHING")->maximum, 0.99);
+  EXPECT_EQ(FindDeclaredVariable("IDS_EFFECT_ENABLE")->kind, 104u);
+  EXPECT_EQ(FindDeclaredVariable("IDS_CLIPTIMEMAPPER")->defaultvalue, 0.0);
+  const tfdecl *chroma = FindDeclaredVariable("IDS_CHROMA_TOLERANCE");
+  EXPECT_EQ(chroma->colour1, 127u);
+  EXPECT_EQ(chroma->colour2, 8323072u);
+  EXPECT_EQ(FindDeclaredVariable("IDS_COLOR_FG_G")->colour1, 32512u);
+  EXPECT_EQ(FindDeclaredVariable("IDS_VOLUME")->colour1, 0xFFFFFFFFu);
+
+  EXPECT_EQ(FindDeclaredVariable("IDS_RED")->kind, 0u);
+  EXPECT_EQ(FindDeclaredVariable("IDS_RED", 3)->kind, 3u);
+  EXPECT_EQ(FindDeclaredVariable("IDS_RED", 7), nullptr);
+  EXPECT_EQ(FindDeclaredVariable("IDS_NOTHING"), nullptr);
+  EXPECT_EQ(FindDeclaredVariable(nullptr), nullptr);
+
+  auto m = NewMgr();
+  EXPECT_EQ(DeclareVariable(*m, "IDS_NOTHING"), 0);
+  EXPECT_EQ(DeclareVariable(*m, "IDS_MATRIX_SIZE"), 1);
+  const timefloat *tf = m->GetTimeFloatPointer(73);
+  ASSERT_NE(tf, nullptr);
+  EXPECT_STREQ(tf->GetName(), "IDS_MATRIX_SIZE");
+  EXPECT_STREQ(tf->GetText(), "Matrix Size");
+  EXPECT_EQ(tf->GetMinimum(), 3.0);
+  EXPECT_EQ(tf->GetMaximum(), 32.0);
+  EXPECT_EQ(tf->GetValue(0), 3.0);
+}
+
+// ---- Variable clipboard ----
+
+TEST(VariableClipboard, ByIDThenByName) {
+  auto board = std::make_unique<tfcboard>();
+  timefloat pan("IDS_PAN", -1, 1, 0), other("IDS_PAN", -1, 1, 0);
+  pan.SetID(150);
+  other.SetID(150);
+  pan.SetValue(0, 0.5);
+  EXPECT_FALSE(board->Check(&pan));
+  EXPECT_FALSE(board->PasteTo(&other));
+  EXPECT_TRUE(board->CopyFrom(&pan));
+  EXPECT_TRUE(board->Check(&other));
+  other.SetCurrentTime(700);
+  EXPECT_TRUE(board->PasteTo(&other));
+  EXPECT_EQ(other.GetValue(700), 0.5);
+  other.Revert();  // a paste is a pending edit
+  EXPECT_EQ(other.HasValues(), 0);
+
+  pan.SetValue(0, -0.25);
+  EXPECT_TRUE(board->CopyFrom(&pan));  // overwrites its entry
+  EXPECT_EQ(board->CountByID(), 1);
+  EXPECT_TRUE(board->PasteTo(&other));
+  EXPECT_EQ(other.GetValue(700), -0.25);
+
+  timefloat unnamed;
+  EXPECT_FALSE(board->CopyFrom(&unnamed));
+  timefloat a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
+  a.SetValue(0, 0.75);
+  EXPECT_TRUE(board->CopyFrom(&a));
+  EXPECT_EQ(board->CountByName(), 1);
+  EXPECT_TRUE(board->PasteTo(&b));
+  EXPECT_EQ(b.GetValue(0), 0.75);
+
+  // Names are kept to 63 characters.
+  const std::string longname(80, 'n');
+  timefloat l1(longname.c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
+  EXPECT_TRUE(board->CopyFrom(&l1));
+  EXPECT_TRUE(board->Check(&l2));
+}
+
+TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {
+  auto board = std::make_unique<tfcboard>();
+  timefloat tf;
+  for (int id = 1; id <= 1024; ++id) {
+    tf.SetID(id);
+    ASSERT_TRUE(board->CopyFrom(&tf));
+  }
+  tf.SetID(1025);
+  EXPECT_FALSE(board->CopyFrom(&tf));
+  tf.SetID(17);
+  EXPECT_TRUE(board->CopyFrom(&tf));  // an existing entry still takes a value
+  tf.SetID(0);
+  tf.SetName("by name");
+  EXPECT_TRUE(board->CopyFrom(&tf));  // the other table has room
+  EXPECT_EQ(&tfcboard::Global(), &tfcboard::Global());
+
+  tfclip clip{1, 2.5};
+  EXPECT_TRUE(clip.Clear());
+  EXPECT_EQ(clip.flag, 0u);
+  EXPECT_EQ(clip.value, 0.0);
+}
+
+}  // namespace

@@ -1,0 +1,329 @@
+// Tests of the timed object base: slot order, local time and trimming, variable access and key
+// stepping through the tree, rectangles and colours, commands and name resolution.
+#include "time/vemotime.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "core/dialogs.h"
+#include "time/declared_vars.h"
+
+namespace {
+
+// The vtable slot of a virtual member function, read from its Itanium ABI representation
+// (1 + the byte offset into the vtable).
+template <typename F>
+long Slot(F f) {
+  struct {
+    uintptr_t ptr;
+    ptrdiff_t adj;
+  } rep;
+  static_assert(sizeof(F) == sizeof(rep));
+  std::memcpy(&rep, &f, sizeof rep);
+  return static_cast<long>((rep.ptr - 1) / sizeof(void *));
+}
+
+TEST(TimedObject, VirtualSlotsFollowUIItemInOrder) {
+  using vt = vemotime;
+  const long slots[] = {
+      Slot(&vt::SetOffset),
+      Slot(&vt::GetOffset),
+      Slot(static_cast<int (vt::*)(int, double *, double *, double *)>(&vt::GetTimeFloat)),
+      Slot(static_cast<double (vt::*)(int, int)>(&vt::GetTimeFloat)),
+      Slot(static_cast<double (vt::*)(int)>(&vt::GetTimeFloat)),
+      Slot(&vt::CheckTimeFloat),
+      Slot(&vt::DeleteTimeFloatEntry),
+      Slot(&vt::DeletePreviousTimeFloatEntries),
+      Slot(&vt::DeleteNextTimeFloatEntries),
+      Slot(&vt::NextTimeFloatTime),
+      Slot(&vt::PrevTimeFloatTime),
+      Slot(&vt::rcDraw),
+      Slot(&vt::Commit),
+      Slot(&vt::Revert),
+      Slot(&vt::Reset),
+  };
+  // Slot 22 of the interface is UIItem::SetID; 29 follows UIItem's own 28.
+  const long base = Slot(&UIItem::SetID) - 22;
+  for (int i = 0; i < 15; ++i) EXPECT_EQ(slots[i] - base, 29 + i) << i;
+  EXPECT_EQ(Slot(&UIItem::UIItemRefresh) - base, 28);
+  EXPECT_EQ(Slot(&vt::SetCurrentTime), Slot(&vemo::SetCurrentTime));  // overrides add no slots
+  EXPECT_EQ(Slot(&vt::UIItemResolve), Slot(&UIItem::UIItemResolve));
+}
+
+// A root that passes its local time down to one child, as containers do.
+class tree_root : public vemotime {
+ public:
+  vemotime *child = nullptr;
+  uint32_t SetCurrentTime(int t) override {
+    const uint32_t r = vemotime::SetCurrentTime(t);
+    if (child) child->SetCurrentTime(currenttime);
+    return r;
+  }
+};
+
+struct timed_tree {
+  std::unique_ptr<tree_root> root = std::make_unique<tree_root>();
+  std::unique_ptr<vemotime> obj = std::make_unique<vemotime>();
+  timed_tree() {
+    root->child = obj.get();
+    obj->SetParent(root.get());
+    obj->SetPoSiz(1000, 5000);
+    obj->SetOffset(300);  // position 1300, size 4700
+  }
+};
+
+TEST(TimedObject, OffsetTrimsTheHead) {
+  auto obj = std::make_unique<vemotime>();
+  obj->SetPoSiz(1000, 5000);
+  EXPECT_EQ(obj->SetOffset(300), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->GetPosition(), 1300);
+  EXPECT_EQ(obj->GetSize(), 4700);
+  EXPECT_EQ(obj->GetOffset(), 300);
+  EXPECT_EQ(obj->GetPosition() + obj->GetSize(), 6000);
+  obj->SetOffset(100);  // back out again: the head grows
+  EXPECT_EQ(obj->GetPosition(), 1100);
+  EXPECT_EQ(obj->GetSize(), 4900);
+
+  EXPECT_EQ(obj->SetPoSiz(-5, 0), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->GetPosition(), -5);
+  EXPECT_EQ(obj->GetSize(), 0);
+  obj->MovePoSiz(20);
+  EXPECT_EQ(obj->GetPosition(), 15);
+}
+
+TEST(TimedObject, LocalTimeReachesTheVariables) {
+  auto obj = std::make_unique<vemotime>();
+  obj->RectCreateSource();
+  obj->SetPoSiz(1000, 5000);
+  obj->SetOffset(300);
+  obj->SetPoSiz(1000, 5000);  // position 1000 with offset 300
+  EXPECT_EQ(obj->SetCurrentTime(2500), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(obj->GetCurrentTime(), 1800);
+  EXPECT_EQ(obj->GetTimeFloatMgr().GetCurrentTime(), 1800);
+  EXPECT_EQ(obj->FindTimeFloat(45)->GetCurrentTime(), 1800);
+
+  EXPECT_EQ(obj->SetTimeFloat(45, 0.5), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->SetTimeFloat(999, 0.5), 0u);
+  EXPECT_EQ(obj->FindTimeFloat(45)->Keys()[0].time, 1800);
+  EXPECT_TRUE(obj->CheckTimeFloat(45));
+  EXPECT_FALSE(obj->CheckTimeFloat(46));
+  EXPECT_FALSE(obj->CheckTimeFloat(999));
+  obj->FindTimeFloat(45)->SetValue(2800, 1.0);
+  EXPECT_EQ(obj->GetTimeFloat(45), 0.5);
+  EXPECT_EQ(obj->GetTimeFloat(45, 2300), 0.75);
+  double v = 0, lo = 9, hi = 9;
+  EXPECT_EQ(obj->GetTimeFloat(45, &v, &lo, &hi), 1);
+  EXPECT_EQ(v, 0.5);
+  EXPECT_EQ(lo, 0.0);
+  EXPECT_EQ(hi, 1.0);
+  EXPECT_EQ(obj->GetTimeFloat(999, &v, &lo, &hi), 0);
+  EXPECT_EQ(obj->GetTimeFloat(999), 0.0);
+}
+
+TEST(TimedObject, Commands) {
+  timed_tree tree;
+  vemotime &obj = *tree.obj;
+  tree.root->SetTime(2500);
+  char result[UIITEM_RESULT_SIZE];
+  EXPECT_TRUE(obj.Command("GetTime", result));
+  EXPECT_STREQ(result, "1.500000");
+  EXPECT_TRUE(obj.Command("GetPosition", result));
+  EXPECT_STREQ(result, "1.300000");
+  EXPECT_TRUE(obj.Command("GetSize", result));
+  EXPECT_STREQ(result, "4.700000");
+  EXPECT_TRUE(obj.Command("GetOffset", result));
+  EXPECT_STREQ(result, "0.300000");
+
+  // SetTime makes this object's local time the given one, through the whole tree.
+  EXPECT_TRUE(obj.Command("SetTime 2.25", result));
+  EXPECT_EQ(obj.GetCurrentTime(), 2250);
+  EXPECT_EQ(tree.root->GetCurrentTime(), 2250 + 1300 - 300);
+  EXPECT_EQ(obj.GetTimeFloatMgr().GetCurrentTime(), 2250);
+  EXPECT_FALSE(obj.Command("SetTime soon", result));
+  EXPECT_EQ(obj.GetCurrentTime(), 2250);
+
+  obj.SetID(77);
+  EXPECT_EQ(obj.GetID(), 77);
+  EXPECT_EQ(obj.GetTimeFloatMgr().GetID(), 77);
+  EXPECT_EQ(obj.GetMTime().GetID(), 77);
+  EXPECT_TRUE(obj.Command("GetID", result));
+  EXPECT_STREQ(result, "77");
+  EXPECT_FALSE(obj.Command("GetTime now", result));
+  EXPECT_STREQ(result, "");
+}
+
+TEST(TimedObject, KeyDeletionAndStepping) {
+  timed_tree tree;
+  vemotime &obj = *tree.obj;
+  obj.RectCreateDestination();
+  timefloat *l = obj.FindTimeFloat(49);
+  for (int t : {100, 200, 300, 400}) l->SetValue(t, t / 1000.0);
+  tree.root->SetTime(1000 + 250);  // local 250
+  ASSERT_EQ(obj.GetCurrentTime(), 250);
+
+  EXPECT_EQ(obj.DeleteTimeFloatEntry(49), 0u);  // no key here
+  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), 0u);
+  EXPECT_EQ(l->HasValues(), 4);
+
+  EXPECT_EQ(obj.NextTimeFloatTime(49), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(obj.GetCurrentTime(), 300);
+  EXPECT_EQ(obj.PrevTimeFloatTime(49), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(obj.PrevTimeFloatTime(49), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(obj.GetCurrentTime(), 100);
+  EXPECT_EQ(obj.PrevTimeFloatTime(49), 0u);  // before the first key: nowhere to go
+  EXPECT_EQ(obj.GetCurrentTime(), 100);
+
+  obj.NextTimeFloatTime(49);  // 200
+  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(l->GetLoIndex(), 200);
+  EXPECT_EQ(obj.DeleteTimeFloatEntry(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(l->HasValues(), 2);
+  obj.NextTimeFloatTime(49);  // 300
+  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(l->HasValues(), 1);
+  EXPECT_EQ(obj.NextTimeFloatTime(49), 0u);  // after the last key the time stays
+  EXPECT_EQ(obj.GetCurrentTime(), 300);
+  EXPECT_EQ(obj.NextTimeFloatTime(999), 0u);
+
+  EXPECT_EQ(obj.ResetTimeFloat(49), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(l->HasValues(), 0);
+}
+
+TEST(TimedObject, SelectingTheCurrentVariable) {
+  auto obj = std::make_unique<vemotime>();
+  EXPECT_EQ(obj->GuessCurrentTimeFloat(), 0);
+  obj->RectCreateSource();
+  EXPECT_EQ(obj->SetCurrentTimeFloat(46), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(obj->GetCurrentTimeFloat(), 46);
+  EXPECT_EQ(obj->SetCurrentTimeFloat(9999), 0u);
+  EXPECT_EQ(obj->GetCurrentTimeFloat(), 0);
+  EXPECT_EQ(obj->GuessCurrentTimeFloat(), 45);  // the group header is skipped
+
+  HeadlessDialogs().choice_answer = 3;  // the third variable, headers left out
+  EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), static_cast<uint32_t>(QA_UPDATE));
+  EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), 0u);
+  EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
+}
+
+TEST(TimedObject, Rectangles) {
+  auto obj = std::make_unique<vemotime>();
+  EXPECT_TRUE(obj->RectCreateSource());
+  EXPECT_TRUE(obj->RectCreateDestination());
+  EXPECT_TRUE(obj->RectCreateDestination());  // again: nothing new
+  timefloatmgr &m = obj->GetTimeFloatMgr();
+  EXPECT_EQ(m.GetCount(), 10);
+  EXPECT_EQ(m.GroupCount(), 2);
+  EXPECT_STREQ(m.GetTimeFloatByIndex(0)->GetName(), "IDS_SRC_RECT");
+  EXPECT_STREQ(m.GetTimeFloatByIndex(5)->GetName(), "IDS_DST_RECT");
+  EXPECT_STREQ(obj->FindTimeFloat(51)->GetText(), "Destination Right");
+  EXPECT_EQ(obj->FindTimeFloat(51)->GetMinimum(), -20.0);
+  EXPECT_EQ(obj->FindTimeFloat(423)->GetKind(), 7u);
+
+  const frect src = obj->GetTimeRect(45, 46, 47, 48);
+  EXPECT_EQ(src.left, 0.0);
+  EXPECT_EQ(src.top, 0.0);
+  EXPECT_EQ(src.right, 1.0);
+  EXPECT_EQ(src.bottom, 1.0);
+
+  obj->SetCurrentTime(100);
+  EXPECT_EQ(obj->SetTimeRect(49, 50, 51, 52, frect(-3, -0.5, 25, 2)), static_cast<uint32_t>(QA_CHANGED));
+  frect dst;
+  EXPECT_EQ(obj->GetTimeRect(dst, 49, 50, 51, 52), 1);
+  EXPECT_EQ(dst.left, -3.0);
+  EXPECT_EQ(dst.top, -0.5);
+  EXPECT_EQ(dst.right, 20.0);  // clamped on reading
+  EXPECT_EQ(dst.bottom, 2.0);
+  EXPECT_EQ(obj->DeleteTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(obj->FindTimeFloat(50)->HasValues(), 0);
+  obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
+  EXPECT_EQ(obj->ResetTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->FindTimeFloat(49)->HasValues(), 0);
+}
+
+TEST(TimedObject, Colours) {
+  auto obj = std::make_unique<vemotime>();
+  for (const char *n : {"IDS_COLOR_LB_R", "IDS_COLOR_LB_G", "IDS_COLOR_LB_B", "IDS_COLOR_LB_A"})
+    DeclareVariable(obj->GetTimeFloatMgr(), n);
+  EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(255, 0, 0, 255));
+  obj->SetCurrentTime(10);
+  EXPECT_EQ(obj->SetTimeColor(671, 672, 673, 674, pix32(12, 128, 254, 7)), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(12, 128, 254, 7));
+  obj->SetCurrentTime(20);
+  obj->SetTimeColor(671, 672, 673, 674, pix32(0, 0, 0, 0));
+  obj->SetCurrentTime(10);
+  EXPECT_EQ(obj->DeleteNextTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(obj->FindTimeFloat(672)->HasValues(), 1);
+  obj->SetCurrentTime(0);
+  obj->SetTimeColor(671, 672, 673, 674, pix32(1, 1, 1, 1));
+  obj->SetCurrentTime(10);
+  EXPECT_EQ(obj->DeletePrevTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(obj->DeleteTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(obj->FindTimeFloat(673)->HasValues(), 0);
+  obj->SetTimeColor(671, 672, 673, 674, pix32(1, 1, 1, 1));
+  EXPECT_EQ(obj->ResetTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->FindTimeFloat(674)->HasValues(), 0);
+}
+
+TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
+  auto obj = std::make_unique<vemotime>();
+  obj->RectCreateSource();
+  obj->SetTimeFloat(45, 0.5);
+  obj->GetMTime().SetBPM(120);
+  EXPECT_EQ(obj->Commit(), 1u);
+  obj->SetTimeFloat(45, 0.25);
+  obj->GetMTime().SetBPM(90);
+  EXPECT_EQ(obj->Revert(), 1u);
+  EXPECT_EQ(obj->GetTimeFloat(45), 0.5);
+  EXPECT_EQ(obj->GetMTime().GetBPM(), 120.0);
+  EXPECT_EQ(obj->Reset(), 1u);
+  EXPECT_EQ(obj->FindTimeFloat(45)->HasValues(), 0);
+  EXPECT_EQ(obj->GetMTime().GetBPM(), 60.0);
+  EXPECT_EQ(obj->GetTimeFloatMgr().GetCount(), 5);
+}
+
+TEST(TimedObject, Resolve) {
+  auto obj = std::make_unique<vemotime>();
+  obj->RectCreateSource();
+  EXPECT_EQ(obj->UIItemResolve("."), obj.get());
+  EXPECT_EQ(obj->UIItemResolve("mt"), &obj->GetMTime());
+  EXPECT_EQ(obj->UIItemResolve("mt.336")->GetID(), 336);
+  EXPECT_EQ(obj->UIItemResolve("mt.tempo"), &obj->GetMTime());
+  UIItem *prefs = obj->UIItemResolve("prefs");
+  ASSERT_NE(prefs, nullptr);
+  EXPECT_EQ(obj->UIItemResolve(".prefs"), prefs);
+  EXPECT_EQ(obj->UIItemResolve("*.prefs"), prefs);
+  char result[UIITEM_RESULT_SIZE];
+  EXPECT_TRUE(prefs->Command("GetType", result));
+  EXPECT_STREQ(result, "UIItemPrefs");
+  UIItem *help = obj->UIItemResolve("help");
+  ASSERT_NE(help, nullptr);
+  EXPECT_NE(help, prefs);
+  EXPECT_EQ(obj->UIItemResolve("*.help"), help);
+  EXPECT_EQ(vemotime().UIItemResolve(".help"), help);  // application-wide
+
+  EXPECT_EQ(obj->UIItemResolve("IDS_NEXTKEYFRAME")->GetID(), 614);
+  EXPECT_EQ(obj->UIItemResolve("IDS_SRC_T"), obj->FindTimeFloat(46));
+  EXPECT_EQ(obj->UIItemResolve("IDS_NOPE"), nullptr);
+  EXPECT_EQ(obj->UIItemResolve("614"), nullptr);
+  EXPECT_EQ(obj->UIItemResolve("something"), nullptr);
+  EXPECT_FALSE(obj->rcDraw(nullptr, RECT{}));
+}
+
+TEST(TimedObject, CopiesOwnTheirMembers) {
+  auto obj = std::make_unique<vemotime>();
+  obj->RectCreateSource();
+  obj->SetTimeFloat(45, 0.5);
+  auto copy = std::make_unique<vemotime>(*obj);
+  EXPECT_EQ(copy->FindTimeFloat(45)->GetParent(), copy.get());
+  EXPECT_EQ(copy->GetTimeFloatMgr().GetParent(), copy.get());
+  EXPECT_EQ(copy->GetMTime().GetParent(), copy.get());
+  copy->SetTimeFloat(45, 0.75);
+  EXPECT_EQ(obj->GetTimeFloat(45), 0.5);
+  EXPECT_EQ(copy->GetTimeFloat(45), 0.75);
+}
+
+}  // namespace
