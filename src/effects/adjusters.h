@@ -43,4 +43,11 @@ void Map(const surf &s, RECT r, const maptables &t);
 // alpha = clamp(alpha + k, 0, 255) over r (alpha 0 is raised too).
 void AlphaAdd(const surf &s, RECT r, int k);
 
+// The adjustments as plain per-pixel loops, the reference their vector paths must match bit for
+// bit.
+namespace ref {
+void Adjust(const surf &s, RECT r, const adjustlevels &l);
+void AdjustMasked(const surf &mask, const surf &target, RECT r, const adjustlevels &l);
+}  // namespace ref
+
 }  // namespace fxkernels

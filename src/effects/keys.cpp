@@ -6,6 +6,11 @@
 
 #include "media/rows.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#define FX_SSE2 1
+#endif
+
 namespace fxkernels {
 namespace {
 
@@ -20,31 +25,41 @@ RECT clip_to(const surf &s, RECT r) {
 
 inline pix32 *row(const surf &s, int y) { return s.bits + size_t(s.pitch) * size_t(y); }
 
-// Clears the alpha of every pixel of r for which keyed(pixel) holds. A pixel already at alpha 0
-// stays at 0 either way, so it needs no test of its own.
-template <class Keyed>
-void key_colour(const surf &s, RECT r, Keyed keyed) {
+// Walks the clipped rectangle a row at a time: row(first pixel, count).
+template <class Row>
+void walk(const surf &s, RECT r, Row row) {
   const RECT c = clip_to(s, r);
+  if (c.right <= c.left) return;
+  const int n = c.right - c.left;
   for_rows(c, [&](int y0, int y1) {
-    const int n = c.right - c.left;
-    for (int y = y0; y < y1; ++y) {
-      pix32 *p = row(s, y) + c.left;
-      for (int x = 0; x < n; ++x) p[x].a = keyed(p[x]) ? 0 : p[x].a;
-    }
+    for (int y = y0; y < y1; ++y) row(s.bits + size_t(s.pitch) * size_t(y) + c.left, n);
   });
 }
 
 inline int clamp_byte(int v) { return std::clamp(v, 0, 255); }
 
+// ---- Colour keys ----
+//
+// Keying clears alpha where the pixel lies in the key's box (plain) or outside it (inverted).
+// A pixel already at alpha 0 stays at 0 either way, so it needs no test of its own.
+
+struct rgbbox {
+  int lr, hr, lg, hg, lb, hb;
+};
+
+rgbbox make_box(const rgbkey &k) {
+  return {clamp_byte(k.red - k.redtol),     clamp_byte(k.red + k.redtol),
+          clamp_byte(k.green - k.greentol), clamp_byte(k.green + k.greentol),
+          clamp_byte(k.blue - k.bluetol),   clamp_byte(k.blue + k.bluetol)};
+}
+
 template <bool Inv>
-void key_rgb(const surf &s, RECT r, const rgbkey &k) {
-  const int lr = clamp_byte(k.red - k.redtol), hr = clamp_byte(k.red + k.redtol);
-  const int lg = clamp_byte(k.green - k.greentol), hg = clamp_byte(k.green + k.greentol);
-  const int lb = clamp_byte(k.blue - k.bluetol), hb = clamp_byte(k.blue + k.bluetol);
-  key_colour(s, r, [=](pix32 p) {
-    const bool in = (p.r >= lr) & (p.r <= hr) & (p.g >= lg) & (p.g <= hg) & (p.b >= lb) & (p.b <= hb);
-    return in != Inv;
-  });
+void rgb_row_ref(pix32 *p, int n, const rgbbox &b) {
+  for (int i = 0; i < n; ++i) {
+    const bool in = p[i].r >= b.lr && p[i].r <= b.hr && p[i].g >= b.lg && p[i].g <= b.hg && p[i].b >= b.lb &&
+                    p[i].b <= b.hb;
+    if (in != Inv) p[i].a = 0;
+  }
 }
 
 // The byte arithmetic of the chroma conversion: each term is a truncating division of a possibly
@@ -57,42 +72,181 @@ inline int chroma_v(int r, int g, int b) {
   return (128 + (7 * r) / 16 + (-3 * g) / 8 + (-b) / 16) & 0xFF;
 }
 
-template <bool Inv>
-void key_chroma(const surf &s, RECT r, const chromakey &k) {
+struct chromabox {
+  int ly, hy, lu, lv, hv;
+};
+
+chromabox make_box(const chromakey &k) {
   const int yk = chroma_y(k.red, k.green, k.blue);
   const int uk = chroma_u(k.red, k.green, k.blue);
   const int vk = chroma_v(k.red, k.green, k.blue);
-  const int ly = clamp_byte(yk - k.lumatol), hy = clamp_byte(yk + k.lumatol);
-  const int lv = clamp_byte(vk - k.chromatol), hv = clamp_byte(vk + k.chromatol);
   // U is tested against its own lower bound but V's upper bound: the keyed box is lopsided on
   // purpose, and with a key whose U lies above its V a tight tolerance keys nothing at all.
-  const int lu = clamp_byte(uk - k.chromatol);
-  key_colour(s, r, [=](pix32 p) {
-    const int y = chroma_y(p.r, p.g, p.b), u = chroma_u(p.r, p.g, p.b), v = chroma_v(p.r, p.g, p.b);
-    const bool in = (y >= ly) & (y <= hy) & (v >= lv) & (v <= hv) & (u >= lu) & (u <= hv);
-    return in != Inv;
-  });
+  return {clamp_byte(yk - k.lumatol), clamp_byte(yk + k.lumatol), clamp_byte(uk - k.chromatol),
+          clamp_byte(vk - k.chromatol), clamp_byte(vk + k.chromatol)};
+}
+
+template <bool Inv>
+void chroma_row_ref(pix32 *p, int n, const chromabox &b) {
+  for (int i = 0; i < n; ++i) {
+    const int y = chroma_y(p[i].r, p[i].g, p[i].b), u = chroma_u(p[i].r, p[i].g, p[i].b),
+              v = chroma_v(p[i].r, p[i].g, p[i].b);
+    const bool in = y >= b.ly && y <= b.hy && v >= b.lv && v <= b.hv && u >= b.lu && u <= b.hv;
+    if (in != Inv) p[i].a = 0;
+  }
+}
+
+struct brightrange {
+  int lo, hi;
+};
+
+template <dominance D, bool Inv>
+void bright_row_ref(pix32 *p, int n, const brightrange &b) {
+  for (int i = 0; i < n; ++i) {
+    const int l = (p[i].b + p[i].r + 2 * p[i].g) / 4;
+    bool in = l >= b.lo && l <= b.hi;
+    if (D == dominance::red) in = in && p[i].g <= p[i].r && p[i].b <= p[i].r;
+    if (D == dominance::green) in = in && p[i].r <= p[i].g && p[i].b <= p[i].g;
+    if (D == dominance::blue) in = in && p[i].r <= p[i].b && p[i].g <= p[i].b;
+    if (in != Inv) p[i].a = 0;
+  }
+}
+
+#if FX_SSE2
+inline __m128i load4(const pix32 *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
+inline void store4(pix32 *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
+
+// Clears the alpha of the four pixels v whose lane of `in` is all ones (plain) or zero (inverted).
+template <bool Inv>
+inline __m128i key4(__m128i v, __m128i in) {
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
+  const __m128i keyed = Inv ? _mm_andnot_si128(in, amask) : _mm_and_si128(in, amask);
+  return _mm_andnot_si128(keyed, v);
+}
+
+// lo <= x <= hi on 32-bit lanes holding small non-negative values.
+inline __m128i within4(__m128i x, int lo, int hi) {
+  return _mm_and_si128(_mm_cmpgt_epi32(x, _mm_set1_epi32(lo - 1)), _mm_cmpgt_epi32(_mm_set1_epi32(hi + 1), x));
+}
+#endif
+
+template <bool Inv>
+void rgb_row(pix32 *p, int n, const rgbbox &b) {
+  int i = 0;
+#if FX_SSE2
+  // A channel lies in its bounds when both saturating differences are 0; alpha's bounds are
+  // 0..255, so a pixel is inside when its whole word of differences is 0.
+  const __m128i lo = _mm_set1_epi32(int(pix32(uint8_t(b.lr), uint8_t(b.lg), uint8_t(b.lb), 0).word()));
+  const __m128i hi = _mm_set1_epi32(int(pix32(uint8_t(b.hr), uint8_t(b.hg), uint8_t(b.hb), 255).word()));
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    const __m128i out = _mm_or_si128(_mm_subs_epu8(lo, v), _mm_subs_epu8(v, hi));
+    store4(p + i, key4<Inv>(v, _mm_cmpeq_epi32(out, zero)));
+  }
+#endif
+  rgb_row_ref<Inv>(p + i, n - i, b);
+}
+
+template <bool Inv>
+void chroma_row(pix32 *p, int n, const chromabox &b) {
+  int i = 0;
+#if FX_SSE2
+  // On 32-bit lanes. Channels are not negative, so (-5r) / 32 is -((5r) >> 5), and so on.
+  const __m128i m8 = _mm_set1_epi32(0xFF);
+  const __m128i c16 = _mm_set1_epi32(16), c128 = _mm_set1_epi32(128);
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    const __m128i bl = _mm_and_si128(v, m8);
+    const __m128i gr = _mm_and_si128(_mm_srli_epi32(v, 8), m8);
+    const __m128i rd = _mm_and_si128(_mm_srli_epi32(v, 16), m8);
+    const __m128i r5 = _mm_add_epi32(_mm_slli_epi32(rd, 2), rd);
+    const __m128i r7 = _mm_sub_epi32(_mm_slli_epi32(rd, 3), rd);
+    const __m128i r17 = _mm_add_epi32(_mm_slli_epi32(rd, 4), rd);
+    const __m128i g3 = _mm_add_epi32(_mm_slli_epi32(gr, 1), gr);
+    const __m128i g9 = _mm_add_epi32(_mm_slli_epi32(gr, 3), gr);
+    const __m128i b3 = _mm_add_epi32(_mm_slli_epi32(bl, 1), bl);
+    const __m128i b7 = _mm_sub_epi32(_mm_slli_epi32(bl, 3), bl);
+    __m128i y = _mm_add_epi32(_mm_add_epi32(_mm_srli_epi32(r17, 6), _mm_srli_epi32(gr, 1)),
+                              _mm_add_epi32(c16, _mm_srli_epi32(b3, 5)));
+    __m128i u = _mm_sub_epi32(_mm_add_epi32(c128, _mm_srli_epi32(b7, 4)),
+                              _mm_add_epi32(_mm_srli_epi32(r5, 5), _mm_srli_epi32(g9, 5)));
+    __m128i w = _mm_sub_epi32(_mm_add_epi32(c128, _mm_srli_epi32(r7, 4)),
+                              _mm_add_epi32(_mm_srli_epi32(g3, 3), _mm_srli_epi32(bl, 4)));
+    y = _mm_and_si128(y, m8);
+    u = _mm_and_si128(u, m8);
+    w = _mm_and_si128(w, m8);
+    const __m128i in =
+        _mm_and_si128(_mm_and_si128(within4(y, b.ly, b.hy), within4(w, b.lv, b.hv)), within4(u, b.lu, b.hv));
+    store4(p + i, key4<Inv>(v, in));
+  }
+#endif
+  chroma_row_ref<Inv>(p + i, n - i, b);
 }
 
 template <dominance D, bool Inv>
-void key_bright(const surf &s, RECT r, const brightkey &k) {
-  const int lo = std::min(k.level1, k.level2), hi = std::max(k.level1, k.level2);
-  key_colour(s, r, [=](pix32 p) {
-    const int l = (p.b + p.r + 2 * p.g) / 4;
-    bool in = (l >= lo) & (l <= hi);
-    if constexpr (D == dominance::red) in = in & (p.g <= p.r) & (p.b <= p.r);
-    if constexpr (D == dominance::green) in = in & (p.r <= p.g) & (p.b <= p.g);
-    if constexpr (D == dominance::blue) in = in & (p.r <= p.b) & (p.g <= p.b);
-    return in != Inv;
-  });
+void bright_row(pix32 *p, int n, const brightrange &b) {
+  int i = 0;
+#if FX_SSE2
+  const __m128i m8 = _mm_set1_epi32(0xFF);
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    const __m128i bl = _mm_and_si128(v, m8);
+    const __m128i gr = _mm_and_si128(_mm_srli_epi32(v, 8), m8);
+    const __m128i rd = _mm_and_si128(_mm_srli_epi32(v, 16), m8);
+    const __m128i l = _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(bl, rd), _mm_slli_epi32(gr, 1)), 2);
+    __m128i in = within4(l, b.lo, b.hi);
+    // x <= y is "not x > y".
+    if constexpr (D == dominance::red) in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(gr, rd), _mm_cmpgt_epi32(bl, rd)), in);
+    if constexpr (D == dominance::green) in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, gr), _mm_cmpgt_epi32(bl, gr)), in);
+    if constexpr (D == dominance::blue) in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, bl), _mm_cmpgt_epi32(gr, bl)), in);
+    store4(p + i, key4<Inv>(v, in));
+  }
+#endif
+  bright_row_ref<D, Inv>(p + i, n - i, b);
 }
 
-template <dominance D>
-void key_bright_pick(const surf &s, RECT r, const brightkey &k, bool inverted) {
-  if (inverted)
-    key_bright<D, true>(s, r, k);
+// The kernels whole: fast rows, or (Ref) the plain loops.
+template <bool Ref>
+void key_rgb(const surf &s, RECT r, const rgbkey &k, bool inv) {
+  const rgbbox b = make_box(k);
+  if (inv)
+    walk(s, r, [&](pix32 *p, int n) { Ref ? rgb_row_ref<true>(p, n, b) : rgb_row<true>(p, n, b); });
   else
-    key_bright<D, false>(s, r, k);
+    walk(s, r, [&](pix32 *p, int n) { Ref ? rgb_row_ref<false>(p, n, b) : rgb_row<false>(p, n, b); });
+}
+
+template <bool Ref>
+void key_chroma(const surf &s, RECT r, const chromakey &k, bool inv) {
+  const chromabox b = make_box(k);
+  if (inv)
+    walk(s, r, [&](pix32 *p, int n) { Ref ? chroma_row_ref<true>(p, n, b) : chroma_row<true>(p, n, b); });
+  else
+    walk(s, r, [&](pix32 *p, int n) { Ref ? chroma_row_ref<false>(p, n, b) : chroma_row<false>(p, n, b); });
+}
+
+template <bool Ref, dominance D, bool Inv>
+void key_bright_rows(const surf &s, RECT r, const brightrange &b) {
+  walk(s, r, [&](pix32 *p, int n) { Ref ? bright_row_ref<D, Inv>(p, n, b) : bright_row<D, Inv>(p, n, b); });
+}
+
+template <bool Ref, dominance D>
+void key_bright_pick(const surf &s, RECT r, const brightrange &b, bool inv) {
+  if (inv)
+    key_bright_rows<Ref, D, true>(s, r, b);
+  else
+    key_bright_rows<Ref, D, false>(s, r, b);
+}
+
+template <bool Ref>
+void key_bright(const surf &s, RECT r, const brightkey &k, bool inv) {
+  const brightrange b{std::min(k.level1, k.level2), std::max(k.level1, k.level2)};
+  switch (k.dominant) {
+    case dominance::none: key_bright_pick<Ref, dominance::none>(s, r, b, inv); break;
+    case dominance::red: key_bright_pick<Ref, dominance::red>(s, r, b, inv); break;
+    case dominance::green: key_bright_pick<Ref, dominance::green>(s, r, b, inv); break;
+    case dominance::blue: key_bright_pick<Ref, dominance::blue>(s, r, b, inv); break;
+  }
 }
 
 // ---- Shape keys ----
@@ -245,30 +399,32 @@ uint8_t ChromaU(int red, int green, int blue) { return uint8_t(chroma_u(red, gre
 uint8_t ChromaV(int red, int green, int blue) { return uint8_t(chroma_v(red, green, blue)); }
 
 void KeyRGB(const surf &s, RECT r, const rgbkey &k, bool inverted) {
-  if (!s.bits) return;
-  if (inverted)
-    key_rgb<true>(s, r, k);
-  else
-    key_rgb<false>(s, r, k);
+  if (s.bits) key_rgb<false>(s, r, k, inverted);
 }
 
 void KeyChroma(const surf &s, RECT r, const chromakey &k, bool inverted) {
-  if (!s.bits) return;
-  if (inverted)
-    key_chroma<true>(s, r, k);
-  else
-    key_chroma<false>(s, r, k);
+  if (s.bits) key_chroma<false>(s, r, k, inverted);
 }
 
 void KeyBright(const surf &s, RECT r, const brightkey &k, bool inverted) {
-  if (!s.bits) return;
-  switch (k.dominant) {
-    case dominance::none: key_bright_pick<dominance::none>(s, r, k, inverted); break;
-    case dominance::red: key_bright_pick<dominance::red>(s, r, k, inverted); break;
-    case dominance::green: key_bright_pick<dominance::green>(s, r, k, inverted); break;
-    case dominance::blue: key_bright_pick<dominance::blue>(s, r, k, inverted); break;
-  }
+  if (s.bits) key_bright<false>(s, r, k, inverted);
 }
+
+namespace ref {
+
+void KeyRGB(const surf &s, RECT r, const rgbkey &k, bool inverted) {
+  if (s.bits) key_rgb<true>(s, r, k, inverted);
+}
+
+void KeyChroma(const surf &s, RECT r, const chromakey &k, bool inverted) {
+  if (s.bits) key_chroma<true>(s, r, k, inverted);
+}
+
+void KeyBright(const surf &s, RECT r, const brightkey &k, bool inverted) {
+  if (s.bits) key_bright<true>(s, r, k, inverted);
+}
+
+}  // namespace ref
 
 void KeyCircle(const surf &s, RECT r, double v1, double v2, bool inverted) {
   if (!s.bits) return;

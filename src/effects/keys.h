@@ -57,4 +57,12 @@ void KeyCircle(const surf &s, RECT r, double v1, double v2, bool inverted);
 void KeyOval(const surf &s, RECT r, double v1, double v2, bool inverted);
 void KeyRect(const surf &s, RECT r, double v1, double v2, bool inverted);
 
+// The colour keys as plain per-pixel loops, the reference their vector paths must match bit for
+// bit.
+namespace ref {
+void KeyRGB(const surf &s, RECT r, const rgbkey &k, bool inverted);
+void KeyChroma(const surf &s, RECT r, const chromakey &k, bool inverted);
+void KeyBright(const surf &s, RECT r, const brightkey &k, bool inverted);
+}  // namespace ref
+
 }  // namespace fxkernels

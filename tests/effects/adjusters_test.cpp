@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 #include "effects/fxtest.h"
 #include "effects/levels.h"
@@ -117,4 +118,33 @@ TEST(AlphaAdd, SaturatesBothWaysAndRaisesTransparent) {
   EXPECT_EQ(c.at(0, 1).a, 200);
   fxkernels::AlphaAdd(c.locked(), RECT{0, 0, 9, 2}, -255);
   for (int x = 0; x < 9; ++x) EXPECT_EQ(c.at(x, 1).a, 0);
+}
+
+TEST(Adjust, VectorPathsMatchTheReferenceOverEveryWidthAndTail) {
+  std::mt19937 rng(21);
+  std::uniform_int_distribution<int> level(-255, 255), unsig(0, 255);
+  for (int w = 1; w <= 37; ++w) {
+    for (int round = 0; round < 6; ++round) {
+      adjustlevels l;
+      l.red = level(rng);
+      l.green = round == 0 ? 0 : level(rng);
+      l.blue = level(rng);
+      l.opacity = level(rng);
+      // Every other round desaturates (k > 1); the others stay at k 0 or 1.
+      l.saturation = round % 2 ? unsig(rng) % 254 : 254 + round % 4 / 2;
+      canvas a(w, 3), b(w, 3), mask(w, 3), c(w, 3), d(w, 3);
+      a.randomise(rng);
+      b.set(a.pixels());
+      mask.randomise(rng);
+      c.set(a.pixels());
+      d.set(a.pixels());
+      const RECT r{w > 2 ? 1 : 0, 0, w, 3};
+      fxkernels::Adjust(a.locked(), r, l);
+      fxkernels::ref::Adjust(b.locked(), r, l);
+      ASSERT_EQ(a.pixels(), b.pixels()) << "width " << w << " round " << round;
+      fxkernels::AdjustMasked(mask.locked(), c.locked(), r, l);
+      fxkernels::ref::AdjustMasked(mask.locked(), d.locked(), r, l);
+      ASSERT_EQ(c.pixels(), d.pixels()) << "width " << w << " round " << round;
+    }
+  }
 }

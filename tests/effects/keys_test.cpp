@@ -348,3 +348,58 @@ TEST(ShapeKeys, RectangleOffTheSurfaceKeepsItsGeometry) {
   EXPECT_EQ(c.at(4, 5).a, 204);  // dx 6
   EXPECT_EQ(c.at(0, 5).a, 0);
 }
+
+TEST(Keys, ColourVectorPathsMatchTheReferenceOverEveryWidthAndTail) {
+  std::mt19937 rng(17);
+  std::uniform_int_distribution<int> byte(0, 255), tol(0, 60);
+  auto u8 = [](int v) { return uint8_t(v); };
+  for (int w = 1; w <= 37; ++w) {
+    for (int round = 0; round < 8; ++round) {
+      canvas a(w, 2), b(w, 2);
+      a.randomise(rng);
+      // Some pixels on the key colour, so the boxes are not empty.
+      const pix32 key = a.at(0, 0);
+      for (int x = 0; x < w; x += 3) a.at(x, 1) = pix32(key.r, key.g, key.b, 200);
+      b.set(a.pixels());
+      const RECT r{w > 2 ? 1 : 0, 0, w, 2};
+      const bool inv = round % 2;
+      switch (round / 2) {
+        case 0: {
+          const rgbkey k{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng)), u8(tol(rng))};
+          fxkernels::KeyRGB(a.locked(), r, k, inv);
+          fxkernels::ref::KeyRGB(b.locked(), r, k, inv);
+          break;
+        }
+        case 1: {
+          const chromakey k{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng))};
+          fxkernels::KeyChroma(a.locked(), r, k, inv);
+          fxkernels::ref::KeyChroma(b.locked(), r, k, inv);
+          break;
+        }
+        default: {
+          const brightkey k{u8(byte(rng)), u8(byte(rng)), dominance(w % 4)};
+          fxkernels::KeyBright(a.locked(), r, k, inv);
+          fxkernels::ref::KeyBright(b.locked(), r, k, inv);
+        }
+      }
+      ASSERT_EQ(a.pixels(), b.pixels()) << "width " << w << " round " << round;
+    }
+  }
+}
+
+TEST(KeyChroma, VectorPathAgreesOnEveryColourOfACoarseGrid) {
+  // Every red, green and blue in steps of 5, 0 to 255, keyed against a few boxes.
+  std::vector<pix32> colours;
+  for (int r = 0; r <= 255; r += 5)
+    for (int g = 0; g <= 255; g += 5)
+      for (int b = 0; b <= 255; b += 5) colours.push_back(rgba(r, g, b));
+  const int w = 64, h = int((colours.size() + w - 1) / w);
+  for (const chromakey &k : {chromakey{0, 255, 0, 40, 60}, chromakey{255, 0, 0, 10, 10}, chromakey{30, 60, 90, 25, 5}}) {
+    canvas a(w, h), b(w, h);
+    for (size_t i = 0; i < colours.size(); ++i) a.at(int(i % w), int(i / w)) = colours[i];
+    b.set(a.pixels());
+    fxkernels::KeyChroma(a.locked(), RECT{0, 0, w, h}, k, false);
+    fxkernels::ref::KeyChroma(b.locked(), RECT{0, 0, w, h}, k, false);
+    ASSERT_EQ(a.pixels(), b.pixels());
+  }
+}
