@@ -21,7 +21,8 @@ KORSurface *noisy_frame(uint32_t seed) {
     for (int x = 0; x < kW; ++x) {
       const uint32_t v = rng();
       // Mostly opaque, some transparent pixels, as a keyed picture has.
-      a.bits[size_t(y) * a.pitch + x] = pix32::from_word((v & 0x00FFFFFF) | ((v & 0x7000000) ? 0xFF000000u : 0));
+      a.bits[size_t(y) * a.pitch + x] =
+          pix32::from_word((v & 0x00FFFFFF) | ((v & 0x7000000) ? 0xFF000000u : 0));
     }
   surface::SurfaceDataUnlock(&a);
   return s;
@@ -39,8 +40,8 @@ void run(benchmark::State &state, int type, Setup setup) {
   KORSurface *src = noisy_frame(1), *dst = noisy_frame(2);
   const RECT r{0, 0, kW, kH};
   for (auto _ : state) benchmark::DoNotOptimize(e->Process(src, dst, r));
-  state.counters["MP/s"] = benchmark::Counter(double(kW) * kH * double(state.iterations()) / 1e6,
-                                              benchmark::Counter::kIsRate);
+  state.counters["MP/s"] =
+      benchmark::Counter(double(kW) * kH * double(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
   surface::SurfaceDelete(src);
   surface::SurfaceDelete(dst);
 }

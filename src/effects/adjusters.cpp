@@ -95,7 +95,8 @@ struct desat2 {
   explicit desat2(const adjuster &a) {
     weights = _mm_setr_epi16(1, 2, 1, 0, 1, 2, 1, 0);
     kv = _mm_setr_epi16(short(a.k), short(a.k), short(a.k), 0, short(a.k), short(a.k), short(a.k), 0);
-    kcv = _mm_setr_epi16(short(a.kc), short(a.kc), short(a.kc), 256, short(a.kc), short(a.kc), short(a.kc), 256);
+    kcv = _mm_setr_epi16(short(a.kc), short(a.kc), short(a.kc), 256, short(a.kc), short(a.kc), short(a.kc),
+                         256);
   }
   __m128i operator()(__m128i x) const {
     __m128i s = _mm_madd_epi16(x, weights);  // b + 2g, r per pixel
@@ -149,8 +150,10 @@ void masked_row(const pix32 *m, pix32 *p, int n, const adjuster &a) {
     const __m128i old = load4(p + i);
     const __m128i ma = _mm_srli_epi32(load4(m + i), 24);
     const __m128i adj = adjust4<Desat>(old, sh, ds);
-    const __m128i lo = mix2(_mm_unpacklo_epi8(adj, zero), _mm_unpacklo_epi8(old, zero), _mm_unpacklo_epi32(ma, ma));
-    const __m128i hi = mix2(_mm_unpackhi_epi8(adj, zero), _mm_unpackhi_epi8(old, zero), _mm_unpackhi_epi32(ma, ma));
+    const __m128i lo =
+        mix2(_mm_unpacklo_epi8(adj, zero), _mm_unpacklo_epi8(old, zero), _mm_unpacklo_epi32(ma, ma));
+    const __m128i hi =
+        mix2(_mm_unpackhi_epi8(adj, zero), _mm_unpackhi_epi8(old, zero), _mm_unpackhi_epi32(ma, ma));
     const __m128i mixed = _mm_packus_epi16(lo, hi);
     const __m128i untouched = _mm_cmpeq_epi32(ma, zero);
     store4(p + i, _mm_or_si128(_mm_and_si128(untouched, old), _mm_andnot_si128(untouched, mixed)));

@@ -26,6 +26,7 @@ class surface;
 class vemowin;
 struct KORSurface;
 
+// clang-format off
 // The variables of the effects: key and ID (its resource string). X(key, id). The IDs are fixed
 // numbers of the project file format; the tests check them against the declaration table.
 #define VEMO_EFFECT_SWITCH_VARIABLES(X) \
@@ -59,6 +60,7 @@ struct KORSurface;
 #define VEMO_EFFECT_AUDIO_VARIABLES(X)                                                       \
   X(IDS_VOLUME, 123) X(IDS_PAN, 150) X(IDS_COMPRESS4, 514) X(IDS_COMP1, 515) X(IDS_COMP2, 516) \
   X(IDS_COMP3, 517) X(IDS_COMP4, 518)
+// clang-format on
 
 // Variable IDs by key: fxid::IDS_RED is 38.
 namespace fxid {

@@ -22,9 +22,12 @@ int locked(KORSurface *s, Kernel k) {
 uint8_t byte_of(effectVideo &e, int id) { return fxlevels::ColourByte(e.GetTimeFloat(id)); }
 
 fxkernels::rgbkey read_rgb(effectVideo &e) {
-  return {byte_of(e, fxid::IDS_RED),           byte_of(e, fxid::IDS_GREEN),
-          byte_of(e, fxid::IDS_BLUE),          byte_of(e, fxid::IDS_RED_TOLERANCE),
-          byte_of(e, fxid::IDS_GREEN_TOLERANCE), byte_of(e, fxid::IDS_BLUE_TOLERANCE)};
+  return {byte_of(e, fxid::IDS_RED),
+          byte_of(e, fxid::IDS_GREEN),
+          byte_of(e, fxid::IDS_BLUE),
+          byte_of(e, fxid::IDS_RED_TOLERANCE),
+          byte_of(e, fxid::IDS_GREEN_TOLERANCE),
+          byte_of(e, fxid::IDS_BLUE_TOLERANCE)};
 }
 
 fxkernels::chromakey read_chroma(effectVideo &e) {
@@ -70,14 +73,26 @@ int effectVideo::KeyRGBProcess(KORSurface *s, RECT rc) { return rgb(*this, s, rc
 int effectVideo::KeyRGBIProcess(KORSurface *s, RECT rc) { return rgb(*this, s, rc, true); }
 int effectVideo::KeyChromaProcess(KORSurface *s, RECT rc) { return chroma(*this, s, rc, false); }
 int effectVideo::KeyChromaIProcess(KORSurface *s, RECT rc) { return chroma(*this, s, rc, true); }
-int effectVideo::KeyGreenProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::green, false); }
-int effectVideo::KeyGreenIProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::green, true); }
+int effectVideo::KeyGreenProcess(KORSurface *s, RECT rc) {
+  return bright(*this, s, rc, dominance::green, false);
+}
+int effectVideo::KeyGreenIProcess(KORSurface *s, RECT rc) {
+  return bright(*this, s, rc, dominance::green, true);
+}
 int effectVideo::KeyRedProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::red, false); }
 int effectVideo::KeyRedIProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::red, true); }
-int effectVideo::KeyBlueProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::blue, false); }
-int effectVideo::KeyBlueIProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::blue, true); }
-int effectVideo::KeyBrightProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::none, false); }
-int effectVideo::KeyBrightIProcess(KORSurface *s, RECT rc) { return bright(*this, s, rc, dominance::none, true); }
+int effectVideo::KeyBlueProcess(KORSurface *s, RECT rc) {
+  return bright(*this, s, rc, dominance::blue, false);
+}
+int effectVideo::KeyBlueIProcess(KORSurface *s, RECT rc) {
+  return bright(*this, s, rc, dominance::blue, true);
+}
+int effectVideo::KeyBrightProcess(KORSurface *s, RECT rc) {
+  return bright(*this, s, rc, dominance::none, false);
+}
+int effectVideo::KeyBrightIProcess(KORSurface *s, RECT rc) {
+  return bright(*this, s, rc, dominance::none, true);
+}
 
 int effectVideo::KeyCircleProcess(KORSurface *s, RECT rc) {
   return shape(*this, s, rc, fxid::IDS_RADIUS_1, fxid::IDS_RADIUS_2, false, fxkernels::KeyCircle);

@@ -20,10 +20,10 @@ class effectKeyOf : public effectVideo {
   }
 };
 
-#define VEMO_KEY_EFFECT(name, type, vars, worker)                                            \
-  class name : public effectKeyOf<type, &effectVideo::vars, &effectVideo::worker> {          \
-   public:                                                                                   \
-    using effectKeyOf::effectKeyOf;                                                          \
+#define VEMO_KEY_EFFECT(name, type, vars, worker)                                   \
+  class name : public effectKeyOf<type, &effectVideo::vars, &effectVideo::worker> { \
+   public:                                                                          \
+    using effectKeyOf::effectKeyOf;                                                 \
   };
 
 VEMO_KEY_EFFECT(effectKeyRGB, 28, KeyRGBVars, KeyRGBProcess)

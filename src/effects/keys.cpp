@@ -48,9 +48,8 @@ struct rgbbox {
 };
 
 rgbbox make_box(const rgbkey &k) {
-  return {clamp_byte(k.red - k.redtol),     clamp_byte(k.red + k.redtol),
-          clamp_byte(k.green - k.greentol), clamp_byte(k.green + k.greentol),
-          clamp_byte(k.blue - k.bluetol),   clamp_byte(k.blue + k.bluetol)};
+  return {clamp_byte(k.red - k.redtol),     clamp_byte(k.red + k.redtol),   clamp_byte(k.green - k.greentol),
+          clamp_byte(k.green + k.greentol), clamp_byte(k.blue - k.bluetol), clamp_byte(k.blue + k.bluetol)};
 }
 
 template <bool Inv>
@@ -68,9 +67,7 @@ inline int chroma_y(int r, int g, int b) { return ((17 * r) / 64 + g / 2 + 16 + 
 inline int chroma_u(int r, int g, int b) {
   return (128 + (7 * b) / 16 + (-5 * r) / 32 + (-9 * g) / 32) & 0xFF;
 }
-inline int chroma_v(int r, int g, int b) {
-  return (128 + (7 * r) / 16 + (-3 * g) / 8 + (-b) / 16) & 0xFF;
-}
+inline int chroma_v(int r, int g, int b) { return (128 + (7 * r) / 16 + (-3 * g) / 8 + (-b) / 16) & 0xFF; }
 
 struct chromabox {
   int ly, hy, lu, lv, hv;
@@ -126,7 +123,8 @@ inline __m128i key4(__m128i v, __m128i in) {
 
 // lo <= x <= hi on 32-bit lanes holding small non-negative values.
 inline __m128i within4(__m128i x, int lo, int hi) {
-  return _mm_and_si128(_mm_cmpgt_epi32(x, _mm_set1_epi32(lo - 1)), _mm_cmpgt_epi32(_mm_set1_epi32(hi + 1), x));
+  return _mm_and_si128(_mm_cmpgt_epi32(x, _mm_set1_epi32(lo - 1)),
+                       _mm_cmpgt_epi32(_mm_set1_epi32(hi + 1), x));
 }
 #endif
 
@@ -197,9 +195,12 @@ void bright_row(pix32 *p, int n, const brightrange &b) {
     const __m128i l = _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(bl, rd), _mm_slli_epi32(gr, 1)), 2);
     __m128i in = within4(l, b.lo, b.hi);
     // x <= y is "not x > y".
-    if constexpr (D == dominance::red) in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(gr, rd), _mm_cmpgt_epi32(bl, rd)), in);
-    if constexpr (D == dominance::green) in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, gr), _mm_cmpgt_epi32(bl, gr)), in);
-    if constexpr (D == dominance::blue) in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, bl), _mm_cmpgt_epi32(gr, bl)), in);
+    if constexpr (D == dominance::red)
+      in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(gr, rd), _mm_cmpgt_epi32(bl, rd)), in);
+    if constexpr (D == dominance::green)
+      in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, gr), _mm_cmpgt_epi32(bl, gr)), in);
+    if constexpr (D == dominance::blue)
+      in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, bl), _mm_cmpgt_epi32(gr, bl)), in);
     store4(p + i, key4<Inv>(v, in));
   }
 #endif
@@ -242,10 +243,18 @@ template <bool Ref>
 void key_bright(const surf &s, RECT r, const brightkey &k, bool inv) {
   const brightrange b{std::min(k.level1, k.level2), std::max(k.level1, k.level2)};
   switch (k.dominant) {
-    case dominance::none: key_bright_pick<Ref, dominance::none>(s, r, b, inv); break;
-    case dominance::red: key_bright_pick<Ref, dominance::red>(s, r, b, inv); break;
-    case dominance::green: key_bright_pick<Ref, dominance::green>(s, r, b, inv); break;
-    case dominance::blue: key_bright_pick<Ref, dominance::blue>(s, r, b, inv); break;
+    case dominance::none:
+      key_bright_pick<Ref, dominance::none>(s, r, b, inv);
+      break;
+    case dominance::red:
+      key_bright_pick<Ref, dominance::red>(s, r, b, inv);
+      break;
+    case dominance::green:
+      key_bright_pick<Ref, dominance::green>(s, r, b, inv);
+      break;
+    case dominance::blue:
+      key_bright_pick<Ref, dominance::blue>(s, r, b, inv);
+      break;
   }
 }
 
@@ -328,12 +337,18 @@ void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, const
     }
   };
   int e = upto(b0);
-  if (Inv) x = e; else clear(e);
+  if constexpr (Inv)
+    x = e;
+  else
+    clear(e);
   ramp(upto(b1));
   e = upto(b2);
-  if (Inv) clear(e); else x = e;
+  if constexpr (Inv)
+    clear(e);
+  else
+    x = e;
   ramp(upto(b3));
-  if (!Inv) clear(xr);
+  if constexpr (!Inv) clear(xr);
 }
 
 bool geometry_ok(RECT r) {
@@ -361,9 +376,8 @@ void key_round(const surf &s, RECT r, double v1, double v2) {
       const int64_t e = dy * dy;
       const int64_t a = z.ti - e < 0 ? -1 : isqrt(z.ti - e);
       const int64_t t = z.to - e;
-      int64_t b = t <= 0 ? 0 : isqrt(t - 1) + 1;  // the smallest n with n^2 >= t
-      shape_row<Inv>(row(s, y), c.left, c.right, cx, a, b, z, div,
-                     [e](int64_t dx) { return dx * dx + e; });
+      const int64_t b = t <= 0 ? 0 : isqrt(t - 1) + 1;  // the smallest n with n^2 >= t
+      shape_row<Inv>(row(s, y), c.left, c.right, cx, a, b, z, div, [e](int64_t dx) { return dx * dx + e; });
     }
   });
 }
@@ -437,7 +451,8 @@ void KeyCircle(const surf &s, RECT r, double v1, double v2, bool inverted) {
 // The oval is the circle measured in horizontal units: the vertical offset is scaled by w / h
 // (truncating, as the rectangle key scales it) before squaring, and d = dx^2 + dy^2 is held
 // against the circle's own bounds D * radius with D = 2 * (max(w, h) / 2 - 2)^2. On a rectangle
-// wider than high the oval at radius 0.5 so touches the middle of all four sides.
+// wider than high the oval at radius 0.5 so comes within about two pixels of all four sides; on
+// a taller one it reaches past the left and right sides, as the circle does.
 void KeyOval(const surf &s, RECT r, double v1, double v2, bool inverted) {
   if (!s.bits) return;
   if (inverted)

@@ -26,8 +26,8 @@ RECT whole(const canvas &c) { return RECT{0, 0, c.width(), c.height()}; }
 // Gives every value variable of the effect (not the rectangle or the switches) a random value
 // within its bounds.
 void randomise_variables(effectVideo &e, std::mt19937 &rng) {
-  static const std::set<int> keep = {fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B,
-                                     fxid::IDS_EFFECT_ENABLE, fxid::IDS_EFFECT_TOGGLE};
+  static const std::set<int> keep = {fxid::IDS_EFF_L, fxid::IDS_EFF_T,         fxid::IDS_EFF_R,
+                                     fxid::IDS_EFF_B, fxid::IDS_EFFECT_ENABLE, fxid::IDS_EFFECT_TOGGLE};
   timefloatmgr &m = e.GetTimeFloatMgr();
   for (int i = 0; i < m.GetCount(); ++i) {
     timefloat *v = m.GetTimeFloatByIndex(i);
@@ -39,7 +39,8 @@ void randomise_variables(effectVideo &e, std::mt19937 &rng) {
 
 // Shape values at least 0.3 apart, so the ramp never collapses.
 void spread_shape(effectVideo &e) {
-  for (auto [a, b] : {std::pair{fxid::IDS_RADIUS_1, fxid::IDS_RADIUS_2}, std::pair{fxid::IDS_SIZE1, fxid::IDS_SIZE2}})
+  for (auto [a, b] :
+       {std::pair{fxid::IDS_RADIUS_1, fxid::IDS_RADIUS_2}, std::pair{fxid::IDS_SIZE1, fxid::IDS_SIZE2}})
     if (e.FindTimeFloat(a)) {
       const double v = e.GetTimeFloat(a);
       e.SetTimeFloat(b, v < 0.5 ? v + 0.3 : v - 0.3);
