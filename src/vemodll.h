@@ -30,6 +30,7 @@
 #include "media/pix32.h"
 #include "media/pixelator.h"
 #include "media/dc.h"
+#include "media/imagecodecs.h"
 #include "media/surface.h"
 
 // Effects

@@ -116,9 +116,7 @@ uint8_t dc::SetDrawAlpha(uint8_t a) {
   return a;
 }
 
-pix32 dc::colour(COLORREF c) const {
-  return pix32(uint8_t(c), uint8_t(c >> 8), uint8_t(c >> 16), drawalpha);
-}
+pix32 dc::colour(COLORREF c) const { return pix32(uint8_t(c), uint8_t(c >> 8), uint8_t(c >> 16), drawalpha); }
 
 // ---- Pixels, lines and areas ----
 
@@ -166,15 +164,18 @@ bool dc::LineTo(int x, int y) {
   const int64_t dx = std::llabs(int64_t(x) - x0), dy = -std::llabs(int64_t(y) - y0);
   const int sx = x0 < x ? 1 : -1, sy = y0 < y ? 1 : -1;
   int64_t err = dx + dy;
-  // Steps that can touch the clip rectangle are bounded by its size plus the line's length
-  // inside it; a line far outside is skipped by the bounding-box test.
+  // A line whose bounding box misses the clip (widened by the pen) draws nothing.
   const int64_t margin = w;
   if (std::max<int64_t>(x0, x) < clip.left - margin || std::min<int64_t>(x0, x) >= clip.right + margin ||
       std::max<int64_t>(y0, y) < clip.top - margin || std::min<int64_t>(y0, y) >= clip.bottom + margin)
     return true;
   while (x0 != x || y0 != y) {
-    if (x0 >= INT32_MIN && x0 <= INT32_MAX && y0 >= INT32_MIN && y0 <= INT32_MAX)
-      plot(int(x0), int(y0), p, w);
+    // A line only moves one way: once it has left the clip box in its direction of travel, no
+    // later point can come back into it.
+    if ((sx > 0 ? x0 >= clip.right + margin : x0 < clip.left - margin) ||
+        (sy > 0 ? y0 >= clip.bottom + margin : y0 < clip.top - margin))
+      break;
+    plot(int(x0), int(y0), p, w);
     const int64_t e2 = 2 * err;
     if (e2 >= dy) {
       err += dy;
@@ -426,16 +427,20 @@ int dc::DrawText(const char *text, int len, RECT *r, uint32_t flags) {
   }
   int y = r->top;
   if (flags & DT_SINGLELINE) {
-    if (flags & DT_VCENTER) y = r->top + (r->bottom - r->top - tm.height) / 2;
-    else if (flags & DT_BOTTOM) y = r->bottom - tm.height;
+    if (flags & DT_VCENTER)
+      y = r->top + (r->bottom - r->top - tm.height) / 2;
+    else if (flags & DT_BOTTOM)
+      y = r->bottom - tm.height;
   }
   const RECT saved = clip;
   if (!(flags & DT_NOCLIP)) clip = intersect(clip, *r);
   for (const span &s : lines) {
     const int w = measure(s.from, s.to);
     int x = r->left;
-    if (flags & DT_CENTER) x = r->left + (boxw - w) / 2;
-    else if (flags & DT_RIGHT) x = r->right - w;
+    if (flags & DT_CENTER)
+      x = r->left + (boxw - w) / 2;
+    else if (flags & DT_RIGHT)
+      x = r->right - w;
     TextOut(x, y, text + s.from, s.to - s.from);
     y += lineh;
   }

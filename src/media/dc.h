@@ -5,7 +5,7 @@
 //   bottom exclusive. Every write is clipped to the clip rectangle, which is always inside the
 //   target.
 // - Colours are COLORREF (0x00BBGGRR). Drawing writes the context's draw alpha (0 unless set)
-//   into the pixels it covers, as the drawing layer of the original surfaces left alpha 0; text
+//   into the pixels it covers, so drawn pictures arrive without alpha like decoded ones; text
 //   edges blend alpha towards it by coverage like the colours.
 // - Pens, brushes and fonts are small values selected into the context; Select* returns the
 //   one selected before so it can be restored. Nothing needs deleting.
@@ -53,7 +53,7 @@ struct brush {
 
 struct font {
   std::string family = "DejaVu Sans";
-  int height = 16;           // the em size in pixels
+  int height = 16;  // the em size in pixels
   int weight = FW_NORMAL;
   bool italic = false;
   bool underline = false;

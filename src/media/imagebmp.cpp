@@ -102,16 +102,31 @@ bool parse_dib(const uint8_t *d, size_t size, size_t h0, size_t bits_at, bool ic
   }
   if (!size_ok(info.width, info.height)) return false;
   switch (info.bpp) {
-    case 1: case 4: case 8: case 16: case 24: case 32: break;
-    default: return false;
+    case 1:
+    case 4:
+    case 8:
+    case 16:
+    case 24:
+    case 32:
+      break;
+    default:
+      return false;
   }
   switch (info.compression) {
-    case BI_RGB: break;
-    case BI_RLE8: if (info.bpp != 8 || info.topdown) return false; break;
-    case BI_RLE4: if (info.bpp != 4 || info.topdown) return false; break;
+    case BI_RGB:
+      break;
+    case BI_RLE8:
+      if (info.bpp != 8 || info.topdown) return false;
+      break;
+    case BI_RLE4:
+      if (info.bpp != 4 || info.topdown) return false;
+      break;
     case BI_BITFIELDS:
-    case BI_ALPHABITFIELDS: if (info.bpp != 16 && info.bpp != 32) return false; break;
-    default: return false;
+    case BI_ALPHABITFIELDS:
+      if (info.bpp != 16 && info.bpp != 32) return false;
+      break;
+    default:
+      return false;
   }
   if (info.compression == BI_RGB || info.compression == BI_RLE8 || info.compression == BI_RLE4) {
     if (info.bpp == 16) {
@@ -259,7 +274,7 @@ KORSurface *decode_dib(const uint8_t *d, size_t size, size_t h0, size_t bits_at,
   bool ok = surface::SurfaceDataLock(s, &out) != 0;
   if (ok) {
     ok = info.compression == BI_RLE8 || info.compression == BI_RLE4 ? decode_rle(d, size, info, out)
-                                                                     : decode_rows(d, size, info, icon, out);
+                                                                    : decode_rows(d, size, info, icon, out);
     surface::SurfaceDataUnlock(&out);
   }
   if (!ok) {
@@ -352,7 +367,8 @@ HICON IconFromFile(const char *path) {
   surf a;
   if (surface::SurfaceDataLock(s, &a)) {
     for (int y = 0; y < s->height; ++y)
-      for (int x = 0; x < s->width; ++x) h->pixels[size_t(y) * s->width + x] = a.bits[size_t(a.pitch) * y + x].word();
+      for (int x = 0; x < s->width; ++x)
+        h->pixels[size_t(y) * s->width + x] = a.bits[size_t(a.pitch) * y + x].word();
     surface::SurfaceDataUnlock(&a);
   }
   surface::SurfaceDelete(s);

@@ -2,8 +2,8 @@
 #include <csetjmp>
 #include <cstdio>
 
-#include <jpeglib.h>
 #include <jerror.h>
+#include <jpeglib.h>
 
 #include "media/imagebytes.h"
 #include "media/imagecodecs.h"
@@ -32,7 +32,8 @@ void no_output(j_common_ptr) {}
 void cmyk_row(const uint8_t *in, pix32 *out, int w) {
   for (int x = 0; x < w; ++x) {
     const int c = in[4 * x], m = in[4 * x + 1], y = in[4 * x + 2], k = in[4 * x + 3];
-    out[x] = pix32(uint8_t((c * k + 127) / 255), uint8_t((m * k + 127) / 255), uint8_t((y * k + 127) / 255), 0);
+    out[x] =
+        pix32(uint8_t((c * k + 127) / 255), uint8_t((m * k + 127) / 255), uint8_t((y * k + 127) / 255), 0);
   }
 }
 

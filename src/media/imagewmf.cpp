@@ -1,4 +1,6 @@
 // Windows metafiles rendered through libwmf's raster (gd) device.
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -57,12 +59,12 @@ struct font_table {
       bool italic;
     };
     static const face faces[13] = {
-        {"Times-Roman", "serif", 400, false},          {"Times-Italic", "serif", 400, true},
-        {"Times-Bold", "serif", 700, false},           {"Times-BoldItalic", "serif", 700, true},
-        {"Helvetica", "sans-serif", 400, false},       {"Helvetica-Oblique", "sans-serif", 400, true},
-        {"Helvetica-Bold", "sans-serif", 700, false},  {"Helvetica-BoldOblique", "sans-serif", 700, true},
-        {"Courier", "monospace", 400, false},          {"Courier-Oblique", "monospace", 400, true},
-        {"Courier-Bold", "monospace", 700, false},     {"Courier-BoldOblique", "monospace", 700, true},
+        {"Times-Roman", "serif", 400, false},         {"Times-Italic", "serif", 400, true},
+        {"Times-Bold", "serif", 700, false},          {"Times-BoldItalic", "serif", 700, true},
+        {"Helvetica", "sans-serif", 400, false},      {"Helvetica-Oblique", "sans-serif", 400, true},
+        {"Helvetica-Bold", "sans-serif", 700, false}, {"Helvetica-BoldOblique", "sans-serif", 700, true},
+        {"Courier", "monospace", 400, false},         {"Courier-Oblique", "monospace", 400, true},
+        {"Courier-Bold", "monospace", 700, false},    {"Courier-BoldOblique", "monospace", 700, true},
         {"Symbol", "sans-serif", 400, false},
     };
     int n = 0;
@@ -99,22 +101,33 @@ KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
   if (wmf_mem_open(api, copy.data(), long(copy.size())) == wmf_E_None) {
     if (wmf_scan(api, 0, &bbox) == wmf_E_None && wmf_display_size(api, &w, &h, 96, 96) == wmf_E_None &&
         size_ok(w, h)) {
+      // The raster device hands its picture over as a PNG written to a memory stream: asked
+      // for the raw image instead, it would leave that image for us to free, which its
+      // interface gives no way to do.
+      char *png = nullptr;
+      size_t pngsize = 0;
+      FILE *sink = open_memstream(&png, &pngsize);
       wmf_gd_t *gd = WMF_GD_GetData(api);
-      gd->type = wmf_gd_image;
-      gd->bbox = bbox;
-      gd->width = w;
-      gd->height = h;
-      if (wmf_play(api, 0, &bbox) == wmf_E_None && gd->gd_image) {
-        const int *px = wmf_gd_image_pixels(gd->gd_image);
-        result = px ? surface::SurfaceCreate(int(w), int(h)) : nullptr;
-        surf out;
-        if (result && surface::SurfaceDataLock(result, &out)) {
-          // The raster holds 0x7FRRGGBB words; a metafile is a picture without alpha.
-          for (unsigned y = 0; y < h; ++y)
-            for (unsigned x = 0; x < w; ++x)
-              out.bits[size_t(out.pitch) * y + x] = pix32::from_word(uint32_t(px[size_t(y) * w + x]) & 0x00FFFFFF);
-          surface::SurfaceDataUnlock(&out);
-        }
+      if (sink && (gd->flags & WMF_GD_SUPPORTS_PNG)) {
+        gd->type = wmf_gd_png;
+        gd->file = sink;
+        gd->flags |= WMF_GD_OUTPUT_FILE;
+        gd->bbox = bbox;
+        gd->width = w;
+        gd->height = h;
+        const bool played = wmf_play(api, 0, &bbox) == wmf_E_None;
+        std::fclose(sink);
+        sink = nullptr;
+        if (played) result = DecodePNG(reinterpret_cast<const uint8_t *>(png), pngsize);
+      }
+      if (sink) std::fclose(sink);
+      std::free(png);
+      // A metafile is a picture without alpha.
+      surf out;
+      if (result && surface::SurfaceDataLock(result, &out)) {
+        for (int y = 0; y < out.height; ++y)
+          for (int x = 0; x < out.width; ++x) out.bits[size_t(out.pitch) * y + x].a = 0;
+        surface::SurfaceDataUnlock(&out);
       }
     }
     wmf_mem_close(api);

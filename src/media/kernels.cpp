@@ -1,15 +1,18 @@
-// Row kernels of the surface operations: SSE2 fast paths and their scalar references.
+// Row kernels of the surface operations: AVX2 and SSE2 fast paths, chosen once by what the
+// processor offers, and the scalar references they must match bit for bit.
 #include "media/kernels.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <vector>
 
 #include "media/rows.h"
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#define KERNELS_SSE2 1
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define KERNELS_X86 1
+#define AVX2_FN __attribute__((target("avx2")))
 #endif
 
 namespace kernels {
@@ -18,33 +21,249 @@ namespace {
 
 inline uint8_t mix(int s, int d, int a) { return uint8_t((s * a + d * (255 - a)) >> 8); }
 
-#if KERNELS_SSE2
-// Four pixels with every channel blended by the source alpha. s * a + d * (255 - a) is at most
-// 255 * 255, so it fits an unsigned 16-bit lane and the shift is logical.
-inline __m128i blend4(__m128i s, __m128i d) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i full = _mm_set1_epi16(255);
-  __m128i slo = _mm_unpacklo_epi8(s, zero), shi = _mm_unpackhi_epi8(s, zero);
-  __m128i dlo = _mm_unpacklo_epi8(d, zero), dhi = _mm_unpackhi_epi8(d, zero);
-  __m128i alo = _mm_shufflehi_epi16(_mm_shufflelo_epi16(slo, 0xFF), 0xFF);
-  __m128i ahi = _mm_shufflehi_epi16(_mm_shufflelo_epi16(shi, 0xFF), 0xFF);
-  __m128i rlo = _mm_add_epi16(_mm_mullo_epi16(slo, alo), _mm_mullo_epi16(dlo, _mm_sub_epi16(full, alo)));
-  __m128i rhi = _mm_add_epi16(_mm_mullo_epi16(shi, ahi), _mm_mullo_epi16(dhi, _mm_sub_epi16(full, ahi)));
-  return _mm_packus_epi16(_mm_srli_epi16(rlo, 8), _mm_srli_epi16(rhi, 8));
+tier detect() {
+#if KERNELS_X86
+  __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx2")) return tier::avx2;
+  return tier::sse2;
+#else
+  return tier::scalar;
+#endif
 }
+
+const tier kBest = detect();
+std::atomic<int> g_cap{int(tier::avx2)};
+
+inline tier use() { return tier(std::min(int(kBest), g_cap.load(std::memory_order_relaxed))); }
+
+#if KERNELS_X86
+// ---- SSE2: four pixels at a time ----
 
 inline __m128i load4(const pix32 *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
 inline void store4(pix32 *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
-inline uint32_t word_at(const pix32 *p) {
-  uint32_t w;
+inline int word_at(const pix32 *p) {
+  int w;
   std::memcpy(&w, p, 4);
   return w;
+}
+
+// Every channel of four pixels blended by the source alpha. s * a + d * (255 - a) is at most
+// 255 * 255, so it fits an unsigned 16-bit lane and the shift is logical.
+inline __m128i blend4(__m128i s, __m128i d) {
+  const __m128i zero = _mm_setzero_si128(), full = _mm_set1_epi16(255);
+  const __m128i slo = _mm_unpacklo_epi8(s, zero), shi = _mm_unpackhi_epi8(s, zero);
+  const __m128i dlo = _mm_unpacklo_epi8(d, zero), dhi = _mm_unpackhi_epi8(d, zero);
+  const __m128i alo = _mm_shufflehi_epi16(_mm_shufflelo_epi16(slo, 0xFF), 0xFF);
+  const __m128i ahi = _mm_shufflehi_epi16(_mm_shufflelo_epi16(shi, 0xFF), 0xFF);
+  const __m128i rlo =
+      _mm_add_epi16(_mm_mullo_epi16(slo, alo), _mm_mullo_epi16(dlo, _mm_sub_epi16(full, alo)));
+  const __m128i rhi =
+      _mm_add_epi16(_mm_mullo_epi16(shi, ahi), _mm_mullo_epi16(dhi, _mm_sub_epi16(full, ahi)));
+  return _mm_packus_epi16(_mm_srli_epi16(rlo, 8), _mm_srli_epi16(rhi, 8));
+}
+
+// Colours of four pixels blended by the constant weights va = a and vb = 255 - a (16-bit).
+inline __m128i mix4(__m128i s, __m128i d, __m128i va, __m128i vb) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(s, zero), va),
+                                                  _mm_mullo_epi16(_mm_unpacklo_epi8(d, zero), vb)),
+                                    8);
+  const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(s, zero), va),
+                                                  _mm_mullo_epi16(_mm_unpackhi_epi8(d, zero), vb)),
+                                    8);
+  return _mm_packus_epi16(lo, hi);
+}
+
+// Keeps the colours of r and the alpha of d.
+inline __m128i keep_alpha4(__m128i r, __m128i d) {
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
+  return _mm_or_si128(_mm_andnot_si128(amask, r), _mm_and_si128(amask, d));
+}
+
+int fill_sse2(pix32 *p, int n, pix32 value) {
+  const __m128i v = _mm_set1_epi32(int(value.word()));
+  int i = 0;
+  for (; i + 4 <= n; i += 4) store4(p + i, v);
+  return i;
+}
+
+int blend_sse2(const pix32 *src, pix32 *dst, int n) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i d = load4(dst + i);
+    store4(dst + i, keep_alpha4(blend4(load4(src + i), d), d));
+  }
+  return i;
+}
+
+int gather_blend_sse2(const pix32 *src, const int32_t *index, pix32 *dst, int n) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i s = _mm_set_epi32(word_at(src + index[i + 3]), word_at(src + index[i + 2]),
+                                    word_at(src + index[i + 1]), word_at(src + index[i]));
+    store4(dst + i, blend4(s, load4(dst + i)));
+  }
+  return i;
+}
+
+int mix_sse2(const pix32 *src, pix32 *dst, int n, int a) {
+  const __m128i va = _mm_set1_epi16(int16_t(a)), vb = _mm_set1_epi16(int16_t(255 - a));
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i d = load4(dst + i);
+    store4(dst + i, keep_alpha4(mix4(load4(src + i), d, va, vb), d));
+  }
+  return i;
+}
+
+// clamp(a + delta, 0, 255) is a saturating add (or subtract) of |delta| capped at 255.
+int alpha_add_sse2(pix32 *p, int n, int delta) {
+  const int mag = std::min(delta < 0 ? -delta : delta, 255);
+  const __m128i step = _mm_set1_epi32(int(uint32_t(mag) << 24));
+  int i = 0;
+  if (delta > 0) {
+    for (; i + 4 <= n; i += 4) store4(p + i, _mm_adds_epu8(load4(p + i), step));
+  } else {
+    for (; i + 4 <= n; i += 4) store4(p + i, _mm_subs_epu8(load4(p + i), step));
+  }
+  return i;
+}
+
+// Shifting the whole word moves each channel's low bit into its neighbour's top bit; the mask
+// drops those, and alpha comes back from the original word.
+int dimm_sse2(pix32 *p, int n) {
+  const __m128i low = _mm_set1_epi32(0x007F7F7F), amask = _mm_set1_epi32(int(0xFF000000u));
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    store4(p + i, _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 1), low), _mm_and_si128(v, amask)));
+  }
+  return i;
+}
+
+// ---- AVX2: eight pixels at a time, the same arithmetic ----
+
+AVX2_FN inline __m256i load8(const pix32 *p) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+}
+AVX2_FN inline void store8(pix32 *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+
+AVX2_FN inline __m256i blend8(__m256i s, __m256i d) {
+  const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(255);
+  // Each pixel's alpha byte spread over its four 16-bit lanes, in the order unpack gives.
+  const __m256i pick_lo = _mm256_setr_epi8(3, -1, 3, -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1, 3, -1, 3,
+                                           -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1);
+  const __m256i pick_hi = _mm256_setr_epi8(11, -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1, 11,
+                                           -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1);
+  const __m256i alo = _mm256_shuffle_epi8(s, pick_lo), ahi = _mm256_shuffle_epi8(s, pick_hi);
+  const __m256i slo = _mm256_unpacklo_epi8(s, zero), shi = _mm256_unpackhi_epi8(s, zero);
+  const __m256i dlo = _mm256_unpacklo_epi8(d, zero), dhi = _mm256_unpackhi_epi8(d, zero);
+  const __m256i rlo =
+      _mm256_add_epi16(_mm256_mullo_epi16(slo, alo), _mm256_mullo_epi16(dlo, _mm256_sub_epi16(full, alo)));
+  const __m256i rhi =
+      _mm256_add_epi16(_mm256_mullo_epi16(shi, ahi), _mm256_mullo_epi16(dhi, _mm256_sub_epi16(full, ahi)));
+  return _mm256_packus_epi16(_mm256_srli_epi16(rlo, 8), _mm256_srli_epi16(rhi, 8));
+}
+
+AVX2_FN inline __m256i keep_alpha8(__m256i r, __m256i d) {
+  return _mm256_blendv_epi8(r, d, _mm256_set1_epi32(int(0xFF000000u)));
+}
+
+AVX2_FN int fill_avx2(pix32 *p, int n, pix32 value) {
+  const __m256i v = _mm256_set1_epi32(int(value.word()));
+  int i = 0;
+  for (; i + 8 <= n; i += 8) store8(p + i, v);
+  return i;
+}
+
+AVX2_FN int blend_avx2(const pix32 *src, pix32 *dst, int n) {
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i d = load8(dst + i);
+    store8(dst + i, keep_alpha8(blend8(load8(src + i), d), d));
+  }
+  return i;
+}
+
+// Eight source pixels for index[0..7], fetched as planned: one load for a consecutive run, a
+// load and a permute for a run within eight pixels (scaling up), a hardware gather otherwise.
+AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t kind) {
+  if (kind == 0) return load8(src + index[0]);
+  const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(index));
+  if (kind == 1)
+    return _mm256_permutevar8x32_epi32(load8(src + index[0]),
+                                       _mm256_sub_epi32(idx, _mm256_set1_epi32(index[0])));
+  return _mm256_i32gather_epi32(reinterpret_cast<const int *>(src), idx, 4);
+}
+
+AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
+                              int n) {
+  int i = 0;
+  for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8]), load8(dst + i)));
+  return i;
+}
+
+AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
+                             int n) {
+  int i = 0;
+  for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8]));
+  return i;
+}
+
+AVX2_FN int mix_avx2(const pix32 *src, pix32 *dst, int n, int a) {
+  const __m256i zero = _mm256_setzero_si256();
+  const __m256i va = _mm256_set1_epi16(int16_t(a)), vb = _mm256_set1_epi16(int16_t(255 - a));
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i s = load8(src + i), d = load8(dst + i);
+    const __m256i lo =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(s, zero), va),
+                                           _mm256_mullo_epi16(_mm256_unpacklo_epi8(d, zero), vb)),
+                          8);
+    const __m256i hi =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(s, zero), va),
+                                           _mm256_mullo_epi16(_mm256_unpackhi_epi8(d, zero), vb)),
+                          8);
+    store8(dst + i, keep_alpha8(_mm256_packus_epi16(lo, hi), d));
+  }
+  return i;
+}
+
+AVX2_FN int alpha_add_avx2(pix32 *p, int n, int delta) {
+  const int mag = std::min(delta < 0 ? -delta : delta, 255);
+  const __m256i step = _mm256_set1_epi32(int(uint32_t(mag) << 24));
+  int i = 0;
+  if (delta > 0) {
+    for (; i + 8 <= n; i += 8) store8(p + i, _mm256_adds_epu8(load8(p + i), step));
+  } else {
+    for (; i + 8 <= n; i += 8) store8(p + i, _mm256_subs_epu8(load8(p + i), step));
+  }
+  return i;
+}
+
+AVX2_FN int dimm_avx2(pix32 *p, int n) {
+  const __m256i low = _mm256_set1_epi32(0x007F7F7F), amask = _mm256_set1_epi32(int(0xFF000000u));
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i v = load8(p + i);
+    store8(p + i,
+           _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(v, 1), low), _mm256_and_si256(v, amask)));
+  }
+  return i;
 }
 #endif
 
 }  // namespace
 
+tier ActiveTier() { return use(); }
+
+tier LimitTier(tier t) { return tier(g_cap.exchange(int(t))); }
+
 // ---- References ----
+
+void fill_row_ref(pix32 *p, int n, pix32 value) {
+  for (int i = 0; i < n; ++i) p[i] = value;
+}
 
 void blend_row_ref(const pix32 *src, pix32 *dst, int n) {
   for (int i = 0; i < n; ++i) {
@@ -70,6 +289,14 @@ void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, b
   }
 }
 
+void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a) {
+  for (int i = 0; i < n; ++i) {
+    dst[i].b = mix(src[i].b, dst[i].b, a);
+    dst[i].g = mix(src[i].g, dst[i].g, a);
+    dst[i].r = mix(src[i].r, dst[i].r, a);
+  }
+}
+
 void alpha_add_row_ref(pix32 *p, int n, int delta) {
   for (int i = 0; i < n; ++i) p[i].a = uint8_t(std::clamp(p[i].a + delta, 0, 255));
 }
@@ -82,62 +309,91 @@ void dimm_row_ref(pix32 *p, int n) {
   }
 }
 
-// ---- Fast paths ----
+// ---- Fast paths: the widest tier for the body, the reference for the tail ----
+
+void fill_row(pix32 *p, int n, pix32 value) {
+  int i = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = fill_avx2(p, n, value);
+  else if (t == tier::sse2)
+    i = fill_sse2(p, n, value);
+#endif
+  fill_row_ref(p + i, n - i, value);
+}
 
 void blend_row(const pix32 *src, pix32 *dst, int n) {
   int i = 0;
-#if KERNELS_SSE2
-  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
-  for (; i + 4 <= n; i += 4) {
-    const __m128i s = load4(src + i), d = load4(dst + i);
-    const __m128i r = blend4(s, d);
-    store4(dst + i, _mm_or_si128(_mm_andnot_si128(amask, r), _mm_and_si128(amask, d)));
-  }
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = blend_avx2(src, dst, n);
+  else if (t == tier::sse2)
+    i = blend_sse2(src, dst, n);
 #endif
   blend_row_ref(src + i, dst + i, n - i);
 }
 
-void gather_row(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend) {
-  if (!blend) {
-    for (int i = 0; i < n; ++i) dst[i] = src[index[i]];
-    return;
+void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds) {
+  for (int i = 0; i + 8 <= n; i += 8) {
+    const int32_t base = index[i];
+    bool consecutive = base + 8 <= limit, near = consecutive;
+    for (int k = 1; k < 8; ++k) {
+      const int64_t off = int64_t(index[i + k]) - base;
+      consecutive &= off == k;
+      near &= off >= 0 && off < 8;
+    }
+    kinds[i / 8] = consecutive ? 0 : near ? 1 : 2;
   }
+}
+
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend) {
   int i = 0;
-#if KERNELS_SSE2
-  for (; i + 4 <= n; i += 4) {
-    const __m128i s = _mm_set_epi32(int(word_at(src + index[i + 3])), int(word_at(src + index[i + 2])),
-                                    int(word_at(src + index[i + 1])), int(word_at(src + index[i])));
-    store4(dst + i, blend4(s, load4(dst + i)));
-  }
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = blend ? gather_blend_avx2(src, index, kinds, dst, n) : gather_copy_avx2(src, index, kinds, dst, n);
+  else if (t == tier::sse2 && blend)
+    i = gather_blend_sse2(src, index, dst, n);
+#else
+  (void)kinds;
 #endif
   gather_row_ref(src, index + i, dst + i, n - i, blend);
 }
 
+void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
+  int i = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = mix_avx2(src, dst, n, a);
+  else if (t == tier::sse2)
+    i = mix_sse2(src, dst, n, a);
+#endif
+  mix_row_ref(src + i, dst + i, n - i, a);
+}
+
 void alpha_add_row(pix32 *p, int n, int delta) {
   int i = 0;
-#if KERNELS_SSE2
-  // clamp(a + delta, 0, 255) is a saturating add (or subtract) of |delta| capped at 255.
-  const int mag = std::min(delta < 0 ? -delta : delta, 255);
-  const __m128i step = _mm_set1_epi32(int(uint32_t(mag) << 24));
-  if (delta > 0) {
-    for (; i + 4 <= n; i += 4) store4(p + i, _mm_adds_epu8(load4(p + i), step));
-  } else {
-    for (; i + 4 <= n; i += 4) store4(p + i, _mm_subs_epu8(load4(p + i), step));
-  }
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = alpha_add_avx2(p, n, delta);
+  else if (t == tier::sse2)
+    i = alpha_add_sse2(p, n, delta);
 #endif
   alpha_add_row_ref(p + i, n - i, delta);
 }
 
 void dimm_row(pix32 *p, int n) {
   int i = 0;
-#if KERNELS_SSE2
-  // Shifting the whole word moves each channel's low bit into its neighbour's top bit; the
-  // mask drops those, and alpha comes back from the original word.
-  const __m128i low = _mm_set1_epi32(0x007F7F7F), amask = _mm_set1_epi32(int(0xFF000000u));
-  for (; i + 4 <= n; i += 4) {
-    const __m128i v = load4(p + i);
-    store4(p + i, _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 1), low), _mm_and_si128(v, amask)));
-  }
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = dimm_avx2(p, n);
+  else if (t == tier::sse2)
+    i = dimm_sse2(p, n);
 #endif
   dimm_row_ref(p + i, n - i);
 }
@@ -177,16 +433,20 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) {
   const scale_plan p = plan(a, rs, b, rd);
   if (p.x1 <= p.x0) return;
   const int n = p.x1 - p.x0;
-  // The column table is computed once per call; its storage is kept between calls.
+  // The column table and its fetch plan are made once per call; their storage is kept
+  // between calls. The whole allocated row may be read: the pitch is its length in memory.
   thread_local std::vector<int32_t> index;
+  thread_local std::vector<uint8_t> kinds;
   if (index.size() < size_t(n)) index.resize(size_t(n));
-  for (int i = 0; i < n; ++i) index[i] = int32_t(source_x(rs, rd, p.sw, p.dw, p.x0 + i));
+  if (kinds.size() < size_t(n / 8 + 1)) kinds.resize(size_t(n / 8 + 1));
+  for (int i = 0; i < n; ++i) index[size_t(i)] = int32_t(source_x(rs, rd, p.sw, p.dw, p.x0 + i));
+  gather_plan(index.data(), n, a.pitch, kinds.data());
   const int y0 = std::max(rd.top, 0), y1 = std::min(rd.bottom, b.height);
   for_rows(y0, y1, [&](int r0, int r1) {
     for (int y = r0; y < r1; ++y) {
       const int64_t sy = rs.top + ((int64_t(y) - rd.top) * p.sh) / p.dh;
       if (sy >= rs.bottom || sy < 0 || sy >= a.height) continue;
-      gather_row(a.bits + size_t(a.pitch) * size_t(sy), index.data(),
+      gather_row(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(),
                  b.bits + size_t(b.pitch) * size_t(y) + p.x0, n, blend);
     }
   });
@@ -214,37 +474,6 @@ void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) 
       }
     }
   }
-}
-
-}  // namespace kernels
-
-namespace kernels {
-
-void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a) {
-  for (int i = 0; i < n; ++i) {
-    dst[i].b = mix(src[i].b, dst[i].b, a);
-    dst[i].g = mix(src[i].g, dst[i].g, a);
-    dst[i].r = mix(src[i].r, dst[i].r, a);
-  }
-}
-
-void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
-  int i = 0;
-#if KERNELS_SSE2
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i va = _mm_set1_epi16(int16_t(a)), vb = _mm_set1_epi16(int16_t(255 - a));
-  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
-  for (; i + 4 <= n; i += 4) {
-    const __m128i s = load4(src + i), d = load4(dst + i);
-    const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(s, zero), va),
-                                                    _mm_mullo_epi16(_mm_unpacklo_epi8(d, zero), vb)), 8);
-    const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(s, zero), va),
-                                                    _mm_mullo_epi16(_mm_unpackhi_epi8(d, zero), vb)), 8);
-    const __m128i r = _mm_packus_epi16(lo, hi);
-    store4(dst + i, _mm_or_si128(_mm_andnot_si128(amask, r), _mm_and_si128(amask, d)));
-  }
-#endif
-  mix_row_ref(src + i, dst + i, n - i, a);
 }
 
 }  // namespace kernels

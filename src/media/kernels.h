@@ -13,14 +13,30 @@
 
 namespace kernels {
 
+// The instruction sets the fast paths may use. The best one the processor has is chosen at
+// start; tests lower it to check every tier against the references.
+enum class tier { scalar = 0, sse2 = 1, avx2 = 2 };
+tier ActiveTier();
+// Uses at most `t` from now on (never more than the processor has); returns the previous cap.
+tier LimitTier(tier t);
+
+// Every pixel of the row becomes p.
+void fill_row(pix32 *p, int n, pix32 value);
+void fill_row_ref(pix32 *p, int n, pix32 value);
+
 // Blue, green and red of dst blended with src by src alpha; dst alpha unchanged.
 void blend_row(const pix32 *src, pix32 *dst, int n);
 void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 
 // dst[i] = src[index[i]], plain or with all four channels blended by the source alpha (the
-// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8).
-void gather_row(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). `kinds` comes from
+// gather_plan for the same index table; the table is planned once and used for many rows.
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend);
 void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// For each full run of eight indices (n / 8 entries): 0 when they are consecutive, 1 when all
+// lie within the eight pixels from the first, 2 otherwise. Runs that would read at or past
+// `limit` (the readable pixels of a row) count as 2.
+void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds);
 
 // Blue, green and red of dst blended with src by the constant a; dst alpha unchanged.
 void mix_row(const pix32 *src, pix32 *dst, int n, int a);

@@ -71,7 +71,8 @@ int pixelator::BitBlt(surf32 *src, surf32 *dst, RECT *r, unsigned char a) {
   const RECT c = inside(src, dst, *r);
   if (c.right <= c.left) return 1;
   for_rows(c, [&](int y0, int y1) {
-    for (int y = y0; y < y1; ++y) kernels::mix_row(row(src, y) + c.left, row(dst, y) + c.left, c.right - c.left, a);
+    for (int y = y0; y < y1; ++y)
+      kernels::mix_row(row(src, y) + c.left, row(dst, y) + c.left, c.right - c.left, a);
   });
   return 1;
 }
@@ -100,7 +101,8 @@ int pixelator::Rotate(surf32 *src, surf32 *dst, RECT r, POINT c, double deg) {
   // pixel gives what it gives for each vector, without a sine and cosine per pixel.
   double cs = 1.0, sn = 0.0;
   rot2D(cs, sn, theta);
-  const RECT out{std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, dst->width), std::min(r.bottom, dst->height)};
+  const RECT out{std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, dst->width),
+                 std::min(r.bottom, dst->height)};
   const pix32 black;
   for_rows(out, [&](int y0, int y1) {
     for (int y = y0; y < y1; ++y) {
@@ -160,9 +162,12 @@ int pixelator::RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft)
         for (int dy = -half; dy <= half; ++dy)
           sum += horiz[size_t(std::clamp(y + dy, 0, h - 1) - ry0) * size_t(cw) + size_t(x - c.left)];
         uint8_t a;
-        if (sum <= lo) a = 0;
-        else if (sum >= hi) a = 255;
-        else a = uint8_t((sum - lo) * 255 / (hi - lo));
+        if (sum <= lo)
+          a = 0;
+        else if (sum >= hi)
+          a = 255;
+        else
+          a = uint8_t((sum - lo) * 255 / (hi - lo));
         dp[x].a = a;
       }
     }

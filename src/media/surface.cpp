@@ -60,8 +60,8 @@ KORSurface *surface::SurfaceCreate(int w, int h) {
   s->height = h;
   surfacedesc &d = s->desc;
   d.size = 108;
-  d.flags = SURFACEDESC_CAPS | SURFACEDESC_HEIGHT | SURFACEDESC_WIDTH | SURFACEDESC_PITCH |
-            SURFACEDESC_PIXELFORMAT;
+  d.flags =
+      SURFACEDESC_CAPS | SURFACEDESC_HEIGHT | SURFACEDESC_WIDTH | SURFACEDESC_PITCH | SURFACEDESC_PIXELFORMAT;
   d.height = h;
   d.width = pitch;
   d.pitchbytes = pitch * int(sizeof(pix32));
@@ -110,8 +110,7 @@ KORSurface *surface::SurfaceCrop(KORSurface *s, RECT r) {
   if (s->height >= r.bottom && s->width >= r.right && SurfaceDataLock(c, &b)) {
     const size_t rowbytes = size_t(c->width) * sizeof(pix32);
     for (int y = 0; y < c->height; ++y)
-      std::memcpy(b.bits + size_t(b.pitch) * y,
-                  a.bits + size_t(a.pitch) * (y + r.top) + r.left, rowbytes);
+      std::memcpy(b.bits + size_t(b.pitch) * y, a.bits + size_t(a.pitch) * (y + r.top) + r.left, rowbytes);
     SurfaceDataUnlock(&b);
     SurfaceDataUnlock(&a);
     return c;
@@ -141,7 +140,7 @@ HDC surface::SurfaceGetDC(KORSurface *s, surf *sf) {
   if (!s || !sf) return nullptr;
   *sf = *s;
   if (!s->dds) return nullptr;
-  // The context covers the allocated width, as a context on the original surfaces did.
+  // The context covers the allocated width (the pitch), not only the visible width.
   sf->hdc = new (std::nothrow) dc(s->dds, s->desc.width, s->height, s->pitch);
   return sf->hdc;
 }
@@ -222,7 +221,9 @@ surface::surface(vemowin *ctx, HWND window) : owner(window), context(ctx) {
   render = SurfaceCreate(RENDER_WIDTH, RENDER_HEIGHT);
   work = SurfaceCreate(RENDER_WIDTH, RENDER_HEIGHT);
   backend = render && work;
-  if (!backend) Dialogs().MessageBox(window, "No DirectDraw Interface found.....", "Error", boxbuttons::ok, boxicon::exclamation);
+  if (!backend)
+    Dialogs().MessageBox(window, "No DirectDraw Interface found.....", "Error", boxbuttons::ok,
+                         boxicon::exclamation);
 
   Progress("Initializing Surfaces");
   cachekeys[0] = 0;

@@ -58,12 +58,12 @@ struct surfacepixelformat {
 
 // The description a surface was created with; each lock fills `memory` again.
 struct surfacedesc {
-  uint32_t size = 0;        // 108, the size the description had on the original platform
-  uint32_t flags = 0;       // SURFACEDESC_*
-  int32_t height = 0;       // rows
-  int32_t width = 0;        // the allocated width: pitch, not the requested width
-  int32_t pitchbytes = 0;   // row stride in bytes (pitch * 4)
-  uint32_t caps = 0;        // SURFACECAPS_*
+  uint32_t size = 0;       // 108, the size the description record is known by
+  uint32_t flags = 0;      // SURFACEDESC_*
+  int32_t height = 0;      // rows
+  int32_t width = 0;       // the allocated width: pitch, not the requested width
+  int32_t pitchbytes = 0;  // row stride in bytes (pitch * 4)
+  uint32_t caps = 0;       // SURFACECAPS_*
   surfacepixelformat format;
   pix32 *memory = nullptr;  // first pixel while locked
 };
@@ -76,7 +76,7 @@ struct KORSurface {
   pix32 *bits;     // row 0 while locked (in a surf); null otherwise
   pix32 *dds;      // the 64-byte aligned block that owns the pixels; null once released
   surfacedesc desc;
-  HDC hdc;         // the drawing context while one is granted (in a surf)
+  HDC hdc;  // the drawing context while one is granted (in a surf)
 
   // Frees the pixel block and the record (the record must come from SurfaceCreate). Returns 0.
   int Release();

@@ -67,12 +67,18 @@ KORSurface *surface::SurfaceLoad(const char *path) {
   if (!path) return nullptr;
   using decoder = KORSurface *(*)(const uint8_t *, size_t);
   decoder decode = nullptr;
-  if (has_extension(path, ".jpg") || has_extension(path, ".jpeg")) decode = DecodeJPEG;
-  else if (has_extension(path, ".wmf")) decode = DecodeWMF;
-  else if (has_extension(path, ".bmp") || has_extension(path, ".dib")) decode = DecodeBMP;
-  else if (has_extension(path, ".ico") || has_extension(path, ".cur")) decode = DecodeICO;
-  else if (has_extension(path, ".png")) decode = DecodePNG;
-  else if (has_extension(path, ".gif")) decode = DecodeGIF;
+  if (has_extension(path, ".jpg") || has_extension(path, ".jpeg"))
+    decode = DecodeJPEG;
+  else if (has_extension(path, ".wmf"))
+    decode = DecodeWMF;
+  else if (has_extension(path, ".bmp") || has_extension(path, ".dib"))
+    decode = DecodeBMP;
+  else if (has_extension(path, ".ico") || has_extension(path, ".cur"))
+    decode = DecodeICO;
+  else if (has_extension(path, ".png"))
+    decode = DecodePNG;
+  else if (has_extension(path, ".gif"))
+    decode = DecodeGIF;
   // Enhanced metafiles have no renderer here; they fail like any unknown type.
   if (!decode) return nullptr;
   std::vector<uint8_t> bytes;

@@ -29,7 +29,7 @@ int surface::SurfaceFillRect(KORSurface *s, RECT r, pix32 p) {
   if (!SurfaceDataLock(s, &a)) return 0;
   r = clip_to(a, r);
   for_rows(r, [&](int y0, int y1) {
-    for (int y = y0; y < y1; ++y) std::fill_n(row(a, y) + r.left, r.right - r.left, p);
+    for (int y = y0; y < y1; ++y) kernels::fill_row(row(a, y) + r.left, r.right - r.left, p);
   });
   SurfaceDataUnlock(&a);
   return 1;

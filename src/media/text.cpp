@@ -246,16 +246,15 @@ bool Measure(const font &f, const char *text, int len, int *width) {
   return true;
 }
 
-int Render(const font &f, const char *text, int len, int x, int baseline,
-           const std::function<void(const coverage &)> &fn) {
+int Render(const font &f, const char *text, int len, int x, int baseline, coverage_fn fn, void *context) {
   engine &en = Engine();
   std::lock_guard<std::mutex> guard(en.lock);
   face_entry *e = en.Face(f);
   if (!e) return -1;
   const FT_Pos pen = walk(en, e, text, len, [&](const glyph_entry &g, FT_Pos at) {
     if (g.w <= 0 || g.h <= 0) return;
-    coverage c{en.Pool(g.offset), g.w, g.h, x + int((at + 32) >> 6) + g.left, baseline - g.top};
-    fn(c);
+    const coverage c{en.Pool(g.offset), g.w, g.h, x + int((at + 32) >> 6) + g.left, baseline - g.top};
+    fn(context, c);
   });
   return int((pen + 32) >> 6);
 }

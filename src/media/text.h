@@ -7,8 +7,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
+#include <type_traits>
 
 #include "media/dc.h"
 
@@ -27,10 +27,20 @@ struct coverage {
 bool Metrics(const font &f, textmetric *tm);
 // Width in pixels of the first len bytes of UTF-8 text set on one line (advances and kerning).
 bool Measure(const font &f, const char *text, int len, int *width);
-// Lays the text out from pen position (x, baseline) and hands each inked glyph to fn. Returns
-// the pen advance (the text's width); -1 when no font could be loaded.
-int Render(const font &f, const char *text, int len, int x, int baseline,
-           const std::function<void(const coverage &)> &fn);
+// Lays the text out from pen position (x, baseline) and hands each inked glyph to
+// fn(context, glyph). Returns the pen advance (the text's width); -1 when no font could be
+// loaded.
+using coverage_fn = void (*)(void *context, const coverage &glyph);
+int Render(const font &f, const char *text, int len, int x, int baseline, coverage_fn fn, void *context);
+
+// The same with any callable, without allocating for it.
+template <class F>
+int Render(const font &f, const char *text, int len, int x, int baseline, F &&fn) {
+  using callable = std::remove_reference_t<F>;
+  return Render(
+      f, text, len, x, baseline, [](void *c, const coverage &g) { (*static_cast<callable *>(c))(g); },
+      const_cast<void *>(static_cast<const void *>(&fn)));
+}
 // Where the underline of the font lies relative to the baseline (positive below) and how
 // thick it is.
 bool Underline(const font &f, int *offset, int *thickness);

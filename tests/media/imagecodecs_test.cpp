@@ -30,7 +30,7 @@ std::vector<uint32_t> words(KORSurface *s) {
 bytes icon32() {
   bmp_spec s;
   s.width = 2, s.height = 4, s.bpp = 32, s.file_header = false;
-  s.pixels = {1, 2, 3, 0x80, 4, 5, 6, 0xFF,  // bottom row
+  s.pixels = {1, 2, 3, 0x80, 4,  5,  6,  0xFF,  // bottom row
               7, 8, 9, 0x00, 10, 11, 12, 0x40};
   s.pixels.resize(s.pixels.size() + 8, 0);  // AND mask: two rows of 4 bytes
   return make_bmp(s);
@@ -45,8 +45,8 @@ bytes icon4() {
   s.palette[2] = 0x445566;
   s.pixels = {0x12, 0x21, 0, 0,   // bottom row: 1 2 2 1
               0x22, 0x11, 0, 0,   // top row: 2 2 1 1
-              0x50, 0, 0, 0,      // AND mask bottom: 0101 -> pixels 1 and 3 transparent
-              0x80, 0, 0, 0};     // AND mask top: 1000 -> pixel 0 transparent
+              0x50, 0,    0, 0,   // AND mask bottom: 0101 -> pixels 1 and 3 transparent
+              0x80, 0,    0, 0};  // AND mask top: 1000 -> pixel 0 transparent
   return make_bmp(s);
 }
 
@@ -98,28 +98,29 @@ TEST(ImageBMP, RunLengthEncodings) {
   rle8.width = 5, rle8.height = 3, rle8.bpp = 8, rle8.compression = 1;
   rle8.palette = {0, 0x111111, 0x222222, 0x333333};
   rle8.colours_used = 4;
-  rle8.pixels = {3, 1, 0, 0,           // bottom: 1 1 1, end of line
-                 0, 3, 2, 3, 2, 0,     // middle: absolute 2 3 2 (padded)
-                 2, 1, 0, 0,           // then 1 1, end of line
-                 0, 2, 3, 0,           // delta (+3, 0) on the top row
-                 2, 3, 0, 1};          // 3 3, end of bitmap
+  rle8.pixels = {3, 1, 0, 0,        // bottom: 1 1 1, end of line
+                 0, 3, 2, 3, 2, 0,  // middle: absolute 2 3 2 (padded)
+                 2, 1, 0, 0,        // then 1 1, end of line
+                 0, 2, 3, 0,        // delta (+3, 0) on the top row
+                 2, 3, 0, 1};       // 3 3, end of bitmap
   auto s = decode(DecodeBMP, make_bmp(rle8));
   ASSERT_TRUE(s);
-  EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0, 0, 0, 0x333333, 0x333333,                    // top
-                                                   0x222222, 0x333333, 0x222222, 0x111111, 0x111111,  // middle
-                                                   0x111111, 0x111111, 0x111111, 0, 0}));
+  EXPECT_EQ(words(s.get()),
+            (std::vector<uint32_t>{0, 0, 0, 0x333333, 0x333333,                       // top
+                                   0x222222, 0x333333, 0x222222, 0x111111, 0x111111,  // middle
+                                   0x111111, 0x111111, 0x111111, 0, 0}));
 
   bmp_spec rle4;  // 5 x 2
   rle4.width = 5, rle4.height = 2, rle4.bpp = 4, rle4.compression = 2;
   rle4.palette.assign(16, 0);
   rle4.palette[1] = 0x010101, rle4.palette[2] = 0x020202, rle4.palette[3] = 0x030303;
-  rle4.pixels = {5, 0x12, 0, 0,        // bottom: 1 2 1 2 1
-                 0, 3, 0x32, 0x10,     // top: absolute 3 2 1 (two bytes, already even)
-                 2, 0x33, 0, 1};       // then 3 3, end of bitmap
+  rle4.pixels = {5, 0x12, 0,    0,     // bottom: 1 2 1 2 1
+                 0, 3,    0x32, 0x10,  // top: absolute 3 2 1 (two bytes, already even)
+                 2, 0x33, 0,    1};    // then 3 3, end of bitmap
   s = decode(DecodeBMP, make_bmp(rle4));
   ASSERT_TRUE(s);
-  EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x030303, 0x020202, 0x010101, 0x030303, 0x030303,
-                                                   0x010101, 0x020202, 0x010101, 0x020202, 0x010101}));
+  EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x030303, 0x020202, 0x010101, 0x030303, 0x030303, 0x010101,
+                                                   0x020202, 0x010101, 0x020202, 0x010101}));
   // Without its end-of-bitmap mark the data counts as cut.
   rle4.pixels.resize(rle4.pixels.size() - 2);
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(rle4)));
@@ -188,8 +189,8 @@ TEST(ImageICO, LargestImageWithAlphaFromMaskOrChannel) {
   ASSERT_TRUE(s);
   ASSERT_EQ(s->width, 4);
   ASSERT_EQ(s->height, 2);
-  EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00445566, 0xFF445566, 0xFF112233, 0xFF112233,
-                                                   0xFF112233, 0x00445566, 0xFF445566, 0x00112233}));
+  EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00445566, 0xFF445566, 0xFF112233, 0xFF112233, 0xFF112233,
+                                                   0x00445566, 0xFF445566, 0x00112233}));
   s = decode(DecodeICO, make_ico({icon32()}, 2));  // a cursor; the channel is the alpha
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00090807, 0x400C0B0A, 0x80030201, 0xFF060504}));
@@ -242,8 +243,8 @@ TEST(ImageJPEG, ColourAndGreyWithinTolerance) {
 }
 
 TEST(ImagePNGAndGIF, AlphaKeptOnlyWhereThePictureHasIt) {
-  std::vector<pix32> px = {pix32(255, 0, 0, 255), pix32(0, 255, 0, 128), pix32(0, 0, 255, 0),
-                           pix32(1, 2, 3, 4), pix32(250, 251, 252, 253), pix32(9, 8, 7, 6)};
+  std::vector<pix32> px = {pix32(255, 0, 0, 255), pix32(0, 255, 0, 128),     pix32(0, 0, 255, 0),
+                           pix32(1, 2, 3, 4),     pix32(250, 251, 252, 253), pix32(9, 8, 7, 6)};
   auto s = decode(DecodePNG, make_png(3, 2, px, true));
   ASSERT_TRUE(s);
   for (int i = 0; i < 6; ++i) EXPECT_EQ(at(s.get(), i % 3, i / 3), px[size_t(i)]);
@@ -331,8 +332,9 @@ TEST(ImageDamage, CutFilesAreRefusedAndFlippedBytesAreSurvived) {
       const bytes cut(s.data.begin(), s.data.begin() + ptrdiff_t(n));
       EXPECT_FALSE(decode(s.fn, cut)) << s.name << " cut to " << n;
     }
-    if (std::string(s.name) == "wmf") continue;  // the metafile library is only fed checked files
-    for (int round = 0; round < 300; ++round) {
+    // Metafiles start the library's font machinery on each decode: fewer rounds for them.
+    const int rounds = std::string(s.name) == "wmf" ? 60 : 300;
+    for (int round = 0; round < rounds; ++round) {
       bytes damaged = s.data;
       for (int k = 0; k <= round % 3; ++k) damaged[rng() % damaged.size()] ^= uint8_t(1 + rng() % 255);
       decode(s.fn, damaged);

@@ -177,7 +177,8 @@ bytes make_gif(int w, int h, const std::vector<uint8_t> &indices, const std::vec
   f->height = h;
   f->format = AV_PIX_FMT_PAL8;
   av_frame_get_buffer(f, 0);
-  for (int y = 0; y < h; ++y) std::memcpy(f->data[0] + y * f->linesize[0], indices.data() + size_t(y) * w, size_t(w));
+  for (int y = 0; y < h; ++y)
+    std::memcpy(f->data[0] + y * f->linesize[0], indices.data() + size_t(y) * w, size_t(w));
   uint32_t *pal = reinterpret_cast<uint32_t *>(f->data[1]);
   for (int i = 0; i < 256; ++i) {
     const uint32_t c = i < int(palette.size()) ? palette[size_t(i)] : 0;
@@ -196,14 +197,14 @@ bytes make_wmf(int w, int h) {
     put16(records, function);
     for (uint16_t p : params) put16(records, p);
   };
-  record(0x020B, {0, 0});                                   // window origin (y, x)
-  record(0x020C, {uint16_t(h), uint16_t(w)});               // window extent (y, x)
-  record(0x02FC, {0, 0x00FF, 0x0000, 0});                   // solid brush, COLORREF red
-  record(0x012D, {0});                                      // select it
-  record(0x02FA, {5, 0, 0, 0, 0});                          // null pen
-  record(0x012D, {1});                                      // select it
-  record(0x041B, {uint16_t(h), uint16_t(w), 0, 0});         // rectangle (bottom, right, top, left)
-  record(0x0000, {});                                       // end
+  record(0x020B, {0, 0});                            // window origin (y, x)
+  record(0x020C, {uint16_t(h), uint16_t(w)});        // window extent (y, x)
+  record(0x02FC, {0, 0x00FF, 0x0000, 0});            // solid brush, COLORREF red
+  record(0x012D, {0});                               // select it
+  record(0x02FA, {5, 0, 0, 0, 0});                   // null pen
+  record(0x012D, {1});                               // select it
+  record(0x041B, {uint16_t(h), uint16_t(w), 0, 0});  // rectangle (bottom, right, top, left)
+  record(0x0000, {});                                // end
   bytes out;
   put32(out, 0x9AC6CDD7);
   put16(out, 0);

@@ -70,11 +70,11 @@ TEST(Pixelator, BitBltCopiesOrBlendsByConstantAlpha) {
   auto a = make_frame(2, 1), b = make_frame(2, 1);
   RECT all{0, 0, 2, 1};
   px(a.get(), 0, 0) = pix32(200, 200, 200, 10);
-  pixelator::BitBlt(a.get(), b.get(), &all, 0.5);  // a = 127
+  pixelator::BitBlt(a.get(), b.get(), &all, 0.5);      // a = 127
   EXPECT_EQ(px(b.get(), 0, 0), pix32(99, 99, 99, 0));  // 200 * 127 >> 8
   pixelator::BitBlt(a.get(), b.get(), &all, -3.0);     // a = 0: (d * 255) >> 8
   EXPECT_EQ(px(b.get(), 0, 0), pix32(98, 98, 98, 0));
-  pixelator::BitBlt(a.get(), b.get(), &all, 7.0);      // clamped to 1: a copy
+  pixelator::BitBlt(a.get(), b.get(), &all, 7.0);  // clamped to 1: a copy
   EXPECT_EQ(px(b.get(), 0, 0), pix32(200, 200, 200, 10));
   EXPECT_EQ(pixelator::BitBlt(a.get(), b.get(), &all, 300), 1);  // an int alpha is clamped
 }

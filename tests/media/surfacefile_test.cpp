@@ -35,11 +35,12 @@ TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
   ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
   const bytes b = read_all(path);
   std::remove(path.c_str());
-  const bytes expect = {'B', 'M', 58, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,         // file header
-                        40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 24, 0,      // size, w, h, planes, bits
-                        0, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,         // BI_RGB, image size 4
-                        0, 0, 0, 0, 0, 0, 0, 0,                                 // colours
-                        0x10, 0x20, 0x30, 0};                                   // blue, green, red, pad
+  const bytes expect = {
+      'B',  'M',  58,   0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,         // file header
+      40,   0,    0,    0, 1, 0, 0, 0, 1, 0, 0,  0, 1, 0, 24, 0,  // size, w, h, planes, bits
+      0,    0,    0,    0, 4, 0, 0, 0, 0, 0, 0,  0, 0, 0, 0,  0,  // BI_RGB, image size 4
+      0,    0,    0,    0, 0, 0, 0, 0,                            // colours
+      0x10, 0x20, 0x30, 0};                                       // blue, green, red, pad
   EXPECT_EQ(b, expect);
   EXPECT_FALSE(surface::SurfaceSave(s.get(), "/nonexistent/dir/x.bmp"));
   EXPECT_FALSE(surface::SurfaceSave(nullptr, path.c_str()));

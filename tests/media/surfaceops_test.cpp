@@ -22,8 +22,10 @@ TEST(SurfaceOps, FillClearAndCopyStayInsideTheirRectangles) {
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 5; ++x) {
       const bool inside = x >= 1 && x < 3 && y >= 1 && y < 3;
-      if (inside) EXPECT_EQ(at(s.get(), x, y).word(), 0x80FFFFFFu);
-      else EXPECT_NE(at(s.get(), x, y).word(), 0x80FFFFFFu);
+      if (inside)
+        EXPECT_EQ(at(s.get(), x, y).word(), 0x80FFFFFFu);
+      else
+        EXPECT_NE(at(s.get(), x, y).word(), 0x80FFFFFFu);
     }
   ASSERT_TRUE(surface::SurfaceClear(s.get()));
   for (int y = 0; y < 4; ++y)
@@ -101,7 +103,8 @@ TEST(SurfaceOps, ScaleMatchesAPlainLoopOnRandomSurfaces) {
     fill_random(dst.get(), rng());
     auto expect = copy_block(dst.get());
     const RECT rs{int(rng() % 5), int(rng() % 3), 0, 0}, rd{int(rng() % 7), int(rng() % 2), 0, 0};
-    const RECT rs2{rs.left, rs.top, rs.left + sw, rs.top + sh}, rd2{rd.left, rd.top, rd.left + dw, rd.top + dh};
+    const RECT rs2{rs.left, rs.top, rs.left + sw, rs.top + sh},
+        rd2{rd.left, rd.top, rd.left + dw, rd.top + dh};
     const bool blending = round % 2;
     // The reference, written out here from the rule.
     for (int y = rd2.top; y < rd2.bottom; ++y) {
@@ -148,7 +151,8 @@ TEST(SurfaceOps, CheckerSquaresAndClamping) {
   ASSERT_TRUE(surface::SurfaceChecker(s.get(), 1));  // 2 x 2 squares, the one at the origin black
   const char *rows[6] = {"..##..##.", "..##..##.", "##..##..#", "##..##..#", "..##..##.", "..##..##."};
   for (int y = 0; y < 6; ++y)
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(at(s.get(), x, y).word(), rows[y][x] == '#' ? 0x00FFFFFFu : 0u) << x << "," << y;
+    for (int x = 0; x < 9; ++x)
+      EXPECT_EQ(at(s.get(), x, y).word(), rows[y][x] == '#' ? 0x00FFFFFFu : 0u) << x << "," << y;
   surface::SurfaceChecker(s.get(), -3);  // squares of one pixel
   EXPECT_EQ(at(s.get(), 0, 0).word(), 0u);
   EXPECT_EQ(at(s.get(), 1, 0).word(), 0x00FFFFFFu);
@@ -190,47 +194,98 @@ TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
   EXPECT_EQ(at(s.get(), 5, 1), pix32(5, 11, 16, 9));
 }
 
-// Every fast row kernel against its scalar reference, over widths 1..67 and unaligned starts.
+// Every fast row kernel, on every tier the processor offers, against its scalar reference, over
+// widths 1..67 and unaligned starts.
 TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
-  std::mt19937 rng(2024);
-  std::vector<pix32> src(80), a(80), b(80);
-  std::vector<int32_t> index(80);
-  for (int n = 1; n <= 67; ++n) {
-    for (int off = 0; off < 4; ++off) {
-      for (auto &p : src) p = pix32::from_word(uint32_t(rng()));
-      for (auto &p : a) p = pix32::from_word(uint32_t(rng()));
-      // Extreme alphas as well as random ones.
-      src[off].a = 0;
-      src[off + n - 1].a = 255;
-      for (int i = 0; i < n; ++i) index[i] = int32_t(rng() % 70);
-      auto check = [&](const char *what) {
-        for (int i = 0; i < 80; ++i) ASSERT_EQ(a[i], b[i]) << what << " n=" << n << " off=" << off << " i=" << i;
-      };
-      b = a;
-      kernels::blend_row(src.data() + off, a.data() + off, n);
-      kernels::blend_row_ref(src.data() + off, b.data() + off, n);
-      check("blend");
-      for (bool blending : {false, true}) {
+  for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {
+    const kernels::tier previous = kernels::LimitTier(t);
+    SCOPED_TRACE(int(kernels::ActiveTier()));
+    std::mt19937 rng(2024);
+    std::vector<pix32> src(80), a(80), b(80);
+    std::vector<int32_t> index(80);
+    for (int n = 1; n <= 67; ++n) {
+      for (int off = 0; off < 4; ++off) {
+        for (auto &p : src) p = pix32::from_word(uint32_t(rng()));
+        for (auto &p : a) p = pix32::from_word(uint32_t(rng()));
+        // Extreme alphas as well as random ones.
+        src[off].a = 0;
+        src[off + n - 1].a = 255;
+        // Random columns, or a scale-up table (runs within eight pixels), or one reaching the end.
+        const int start = int(rng() % 10);
+        for (int i = 0; i < n; ++i)
+          index[i] = (n + off) % 3 == 0   ? int32_t(rng() % 70)
+                     : (n + off) % 3 == 1 ? int32_t(start + i * 2 / 3)
+                                          : int32_t(69 - (n - 1 - i) / 2);
+        uint8_t kinds[16];
+        kernels::gather_plan(index.data(), n, 70, kinds);
+        auto check = [&](const char *what) {
+          for (int i = 0; i < 80; ++i)
+            ASSERT_EQ(a[i], b[i]) << what << " n=" << n << " off=" << off << " i=" << i;
+        };
         b = a;
-        kernels::gather_row(src.data(), index.data(), a.data() + off, n, blending);
-        kernels::gather_row_ref(src.data(), index.data(), b.data() + off, n, blending);
-        check("gather");
-      }
-      const int alpha = int(rng() % 256);
-      b = a;
-      kernels::mix_row(src.data() + off, a.data() + off, n, alpha);
-      kernels::mix_row_ref(src.data() + off, b.data() + off, n, alpha);
-      check("mix");
-      for (int delta : {-300, -255, -17, 1, 77, 255, 400}) {
+        kernels::blend_row(src.data() + off, a.data() + off, n);
+        kernels::blend_row_ref(src.data() + off, b.data() + off, n);
+        check("blend");
+        for (bool blending : {false, true}) {
+          b = a;
+          kernels::gather_row(src.data(), index.data(), kinds, a.data() + off, n, blending);
+          kernels::gather_row_ref(src.data(), index.data(), b.data() + off, n, blending);
+          check("gather");
+        }
+        const int alpha = int(rng() % 256);
         b = a;
-        kernels::alpha_add_row(a.data() + off, n, delta);
-        kernels::alpha_add_row_ref(b.data() + off, n, delta);
-        check("alpha");
+        kernels::mix_row(src.data() + off, a.data() + off, n, alpha);
+        kernels::mix_row_ref(src.data() + off, b.data() + off, n, alpha);
+        check("mix");
+        for (int delta : {-300, -255, -17, 1, 77, 255, 400}) {
+          b = a;
+          kernels::alpha_add_row(a.data() + off, n, delta);
+          kernels::alpha_add_row_ref(b.data() + off, n, delta);
+          check("alpha");
+        }
+        b = a;
+        kernels::dimm_row(a.data() + off, n);
+        kernels::dimm_row_ref(b.data() + off, n);
+        check("dimm");
+        b = a;
+        kernels::fill_row(a.data() + off, n, src[3]);
+        kernels::fill_row_ref(b.data() + off, n, src[3]);
+        check("fill");
       }
-      b = a;
-      kernels::dimm_row(a.data() + off, n);
-      kernels::dimm_row_ref(b.data() + off, n);
-      check("dimm");
     }
+    kernels::LimitTier(previous);
+  }
+}
+
+// Rectangles reaching off either surface: the fast scaler skips what falls off, exactly as the
+// plain per-pixel loop does, on every tier (the sanitizer build checks nothing is touched
+// outside the blocks).
+TEST(SurfaceKernels, ScaleOffTheEdgesMatchesThePlainLoop) {
+  std::mt19937 rng(31);
+  for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {
+    const kernels::tier previous = kernels::LimitTier(t);
+    for (int round = 0; round < 60; ++round) {
+      auto src = make_surface(3 + int(rng() % 30), 3 + int(rng() % 20));
+      auto dst = make_surface(3 + int(rng() % 40), 3 + int(rng() % 20));
+      fill_random(src.get(), rng());
+      fill_random(dst.get(), rng());
+      auto expect = copy_block(dst.get());
+      auto pick = [&](int extent) {
+        const int a = int(rng() % (extent + 10)) - 5;
+        return RECT{a, 0, a + 2 + int(rng() % (extent + 8)), 0};
+      };
+      RECT rs = pick(src->width), rd = pick(dst->width);
+      const RECT ys = pick(src->height), yd = pick(dst->height);
+      rs.top = ys.left, rs.bottom = ys.right, rd.top = yd.left, rd.bottom = yd.right;
+      const bool blending = round % 2;
+      surf a, b, c;
+      surface::SurfaceDataLock(src.get(), &a);
+      surface::SurfaceDataLock(dst.get(), &b);
+      surface::SurfaceDataLock(expect.get(), &c);
+      kernels::scale_rect(a, rs, b, rd, blending);
+      kernels::scale_rect_ref(a, rs, c, rd, blending);
+      ASSERT_TRUE(same_block(dst.get(), expect.get())) << "round " << round;
+    }
+    kernels::LimitTier(previous);
   }
 }
