@@ -9,7 +9,8 @@
 #include "time/timefloatmgr.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  static const char *const kNames[] = {"IDS_VOLUME", "IDS_PAN", "IDS_EFFECT_ENABLE", "IDS_STR_ITALIC", "IDS_DST_L"};
+  static const char *const kNames[] = {"IDS_VOLUME", "IDS_PAN", "IDS_EFFECT_ENABLE", "IDS_STR_ITALIC",
+                                       "IDS_DST_L"};
   auto mgr = std::make_unique<timefloatmgr>();
   for (const char *name : kNames) DeclareVariable(*mgr, name);
 

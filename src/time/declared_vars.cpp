@@ -181,8 +181,8 @@ const tfdecl *FindDeclaredVariable(const char *name, uint32_t kind) {
 }
 
 int DeclareVariable(timefloatmgr &mgr, const tfdecl &row) {
-  return mgr.timefloatadd(row.name, row.id, row.minimum, row.maximum, row.defaultvalue, row.colour1, row.colour2,
-                          static_cast<int>(row.kind));
+  return mgr.timefloatadd(row.name, row.id, row.minimum, row.maximum, row.defaultvalue, row.colour1,
+                          row.colour2, static_cast<int>(row.kind));
 }
 
 int DeclareVariable(timefloatmgr &mgr, const char *name) {

@@ -5,9 +5,23 @@
 #include <cstdint>
 
 const int32_t mtime::QUANTIZATION_IDS[17] = {
-    QUANTIZE_OFF,   QUANTIZE_SEC100, QUANTIZE_SEC30, QUANTIZE_SEC25, QUANTIZE_SEC24, QUANTIZE_SEC20,
-    QUANTIZE_SEC15, QUANTIZE_SEC10,  QUANTIZE_SECOND, QUANTIZE_BAR,  QUANTIZE_2,     QUANTIZE_4,
-    QUANTIZE_8,     QUANTIZE_16,     QUANTIZE_32,    QUANTIZE_64,    0,
+    QUANTIZE_OFF,
+    QUANTIZE_SEC100,
+    QUANTIZE_SEC30,
+    QUANTIZE_SEC25,
+    QUANTIZE_SEC24,
+    QUANTIZE_SEC20,
+    QUANTIZE_SEC15,
+    QUANTIZE_SEC10,
+    QUANTIZE_SECOND,
+    QUANTIZE_BAR,
+    QUANTIZE_2,
+    QUANTIZE_4,
+    QUANTIZE_8,
+    QUANTIZE_16,
+    QUANTIZE_32,
+    QUANTIZE_64,
+    0,
 };
 
 namespace {
@@ -86,29 +100,47 @@ uint32_t mtime::SetQuantize(enum_quantize q) {
   return QA_CHANGED;
 }
 
-uint32_t mtime::SetQuantize(int q) { return SetQuantize(static_cast<enum_quantize>(IsQuantizeID(q) ? q : QUANTIZE_OFF)); }
+uint32_t mtime::SetQuantize(int q) {
+  return SetQuantize(static_cast<enum_quantize>(IsQuantizeID(q) ? q : QUANTIZE_OFF));
+}
 
 // ---- Grid ----
 
 double mtime::GetQuantizeUnit() const {
   const double beat = 60000.0 / bpm;
   switch (quantize) {
-    case QUANTIZE_SEC100: return 10.0;
-    case QUANTIZE_SEC30: return 1000.0 / 30.0;
-    case QUANTIZE_SEC25: return 40.0;
-    case QUANTIZE_SEC24: return 1000.0 / 24.0;
-    case QUANTIZE_SEC20: return 50.0;
-    case QUANTIZE_SEC15: return 1000.0 / 15.0;
-    case QUANTIZE_SEC10: return 100.0;
-    case QUANTIZE_SECOND: return 1000.0;
-    case QUANTIZE_BAR: return beat * (unitsperbar * 4.0 / unitsize);
-    case QUANTIZE_2: return beat * 2.0;
-    case QUANTIZE_4: return beat;
-    case QUANTIZE_8: return beat * 0.5;
-    case QUANTIZE_16: return beat * 0.25;
-    case QUANTIZE_32: return beat * 0.125;
-    case QUANTIZE_64: return beat * 0.0625;
-    default: return 0.0;
+    case QUANTIZE_SEC100:
+      return 10.0;
+    case QUANTIZE_SEC30:
+      return 1000.0 / 30.0;
+    case QUANTIZE_SEC25:
+      return 40.0;
+    case QUANTIZE_SEC24:
+      return 1000.0 / 24.0;
+    case QUANTIZE_SEC20:
+      return 50.0;
+    case QUANTIZE_SEC15:
+      return 1000.0 / 15.0;
+    case QUANTIZE_SEC10:
+      return 100.0;
+    case QUANTIZE_SECOND:
+      return 1000.0;
+    case QUANTIZE_BAR:
+      return beat * (unitsperbar * 4.0 / unitsize);
+    case QUANTIZE_2:
+      return beat * 2.0;
+    case QUANTIZE_4:
+      return beat;
+    case QUANTIZE_8:
+      return beat * 0.5;
+    case QUANTIZE_16:
+      return beat * 0.25;
+    case QUANTIZE_32:
+      return beat * 0.125;
+    case QUANTIZE_64:
+      return beat * 0.0625;
+    default:
+      return 0.0;
   }
 }
 
@@ -172,8 +204,11 @@ void mtime::InitItems() {
   const struct {
     UIItemDummy *item;
     int id;
-  } items[] = {{&bpmitem, ID_BPM}, {&unititem, ID_UNIT_SIZE}, {&slashitem, ID_SLASH},
-               {&baritem, ID_BAR_SIZE}, {&quantizeitem, ID_QUANTIZE}};
+  } items[] = {{&bpmitem, ID_BPM},
+               {&unititem, ID_UNIT_SIZE},
+               {&slashitem, ID_SLASH},
+               {&baritem, ID_BAR_SIZE},
+               {&quantizeitem, ID_QUANTIZE}};
   for (const auto &it : items) {
     // Without a surface manager and a window (batch use) the item still gets its ID and place.
     if (!it.item->UIItemInit(this, surfaces, wincontext, it.id, 1)) {
@@ -185,10 +220,15 @@ void mtime::InitItems() {
 
 UIItem *mtime::UIItemResolve(const char *n) {
   switch (ResolveNumber(n)) {
-    case ID_BPM: return &bpmitem;
-    case ID_BAR_SIZE: return &baritem;
-    case ID_UNIT_SIZE: return &unititem;
-    case ID_QUANTIZE: return &quantizeitem;
-    default: return nullptr;
+    case ID_BPM:
+      return &bpmitem;
+    case ID_BAR_SIZE:
+      return &baritem;
+    case ID_UNIT_SIZE:
+      return &unititem;
+    case ID_QUANTIZE:
+      return &quantizeitem;
+    default:
+      return nullptr;
   }
 }

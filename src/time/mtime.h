@@ -36,7 +36,7 @@ class mtime : public UIItem {
  public:
   // IDs of the settings items (also their resource strings).
   static constexpr int ID_BPM = 336;
-  static constexpr int ID_BAR_SIZE = 337;   // units per bar
+  static constexpr int ID_BAR_SIZE = 337;  // units per bar
   static constexpr int ID_UNIT_SIZE = 338;
   static constexpr int ID_QUANTIZE = 339;
   static constexpr int ID_SLASH = 635;

@@ -456,7 +456,8 @@ int timefloat::Load(FILE *f) {
   bool ordered = true;
   for (size_t n = 1; n < read.size() && ordered; ++n) ordered = read[n - 1].time < read[n].time;
   if (!ordered && !(data.flags & TF_FLAG_SINGLE)) {
-    std::stable_sort(read.begin(), read.end(), [](const diskkey &a, const diskkey &b) { return a.time < b.time; });
+    std::stable_sort(read.begin(), read.end(),
+                     [](const diskkey &a, const diskkey &b) { return a.time < b.time; });
     size_t kept = 0;
     for (size_t n = 0; n < read.size(); ++n) {
       if (kept && read[kept - 1].time == read[n].time)

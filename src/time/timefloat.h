@@ -20,12 +20,12 @@
 
 // Kind bits of a variable, kept in the curve's flags.
 enum : uint32_t {
-  TF_KIND_PLAIN = 0,    // an animatable number
-  TF_KIND_MEMBER = 3,   // a member whose declaration leaves the current group alone
-  TF_KIND_GROUP = 7,    // a group header: holds no values, heads the variables after it
-  TF_KIND_SWITCH = 8,   // an on/off switch ranging 0..1
-  TF_FLAG_SINGLE = 32,  // one key only; its time is ignored
-  TF_FLAG_STEPPED = 64, // the value holds until the next key (no interpolation)
+  TF_KIND_PLAIN = 0,     // an animatable number
+  TF_KIND_MEMBER = 3,    // a member whose declaration leaves the current group alone
+  TF_KIND_GROUP = 7,     // a group header: holds no values, heads the variables after it
+  TF_KIND_SWITCH = 8,    // an on/off switch ranging 0..1
+  TF_FLAG_SINGLE = 32,   // one key only; its time is ignored
+  TF_FLAG_STEPPED = 64,  // the value holds until the next key (no interpolation)
 };
 
 // Pending-edit state of a key.
@@ -37,16 +37,16 @@ enum : int32_t {
 
 // The curve header, persisted as it stands (little-endian, 368 bytes).
 struct tfData {
-  uint32_t size;          // record size, 368
-  int32_t count;          // number of keys
-  double minimum;         // lower bound of the value
-  double maximum;         // upper bound of the value
-  double defaultvalue;    // the value of a curve without keys
-  char name[256];         // the variable's name, zero-terminated
-  uint32_t flags;         // kind bits (TF_KIND_*, TF_FLAG_*)
-  uint8_t reserved1[8];   // carried and written back unchanged
-  int32_t id;             // the variable's ID
-  double reserved2[8];    // carried and written back unchanged
+  uint32_t size;         // record size, 368
+  int32_t count;         // number of keys
+  double minimum;        // lower bound of the value
+  double maximum;        // upper bound of the value
+  double defaultvalue;   // the value of a curve without keys
+  char name[256];        // the variable's name, zero-terminated
+  uint32_t flags;        // kind bits (TF_KIND_*, TF_FLAG_*)
+  uint8_t reserved1[8];  // carried and written back unchanged
+  int32_t id;            // the variable's ID
+  double reserved2[8];   // carried and written back unchanged
 };
 static_assert(sizeof(tfData) == 368);
 static_assert(offsetof(tfData, size) == 0);

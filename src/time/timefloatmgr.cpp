@@ -73,11 +73,12 @@ int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max
   return 1;
 }
 
-int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max, double def, uint32_t colour1,
-                               uint32_t colour2, int kind) {
+int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max, double def,
+                               uint32_t colour1, uint32_t colour2, int kind) {
   timefloatadd(n, new_id, min, max, def);
   if (timefloat *v = GetTimeFloatPointer(n)) {
-    v->SetColors(colour1 != kNoColour ? colour1 : v->GetColor1(), colour2 != kNoColour ? colour2 : v->GetColor2());
+    v->SetColors(colour1 != kNoColour ? colour1 : v->GetColor1(),
+                 colour2 != kNoColour ? colour2 : v->GetColor2());
     v->SetKind(static_cast<uint32_t>(kind));
   }
   if ((kind & 3) == 0) currentgroup = new_id;

@@ -54,7 +54,9 @@ class timefloatmgr : public UIItem {
   int timefloatget(int id) const;            // index, -1 when undeclared
   timefloat *GetTimeFloatPointer(const char *name);
   timefloat *GetTimeFloatPointer(int id);
-  timefloat *GetTimeFloatByIndex(int index) { return index >= 0 && index < data.count ? &vars[index] : nullptr; }
+  timefloat *GetTimeFloatByIndex(int index) {
+    return index >= 0 && index < data.count ? &vars[index] : nullptr;
+  }
   int GetCount() const { return data.count; }
 
   // ---- Values ----

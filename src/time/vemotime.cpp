@@ -202,9 +202,13 @@ uint32_t vemotime::PrevTimeFloatTime(int var_id) {
 
 bool vemotime::rcDraw(HDC, RECT) { return false; }
 
-uint32_t vemotime::Commit() { return static_cast<uint32_t>(tfmgr.Commit()) | static_cast<uint32_t>(mt.Commit()); }
+uint32_t vemotime::Commit() {
+  return static_cast<uint32_t>(tfmgr.Commit()) | static_cast<uint32_t>(mt.Commit());
+}
 
-uint32_t vemotime::Revert() { return static_cast<uint32_t>(tfmgr.Revert()) | static_cast<uint32_t>(mt.Revert()); }
+uint32_t vemotime::Revert() {
+  return static_cast<uint32_t>(tfmgr.Revert()) | static_cast<uint32_t>(mt.Revert());
+}
 
 uint32_t vemotime::Reset() { return static_cast<uint32_t>(tfmgr.Reset()) | mt.Reset(); }
 

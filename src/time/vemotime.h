@@ -67,8 +67,8 @@ class vemotime : public UIItem {
   uint32_t MovePoSiz(int delta);  // SetPosition(GetPosition() + delta)
 
   // ---- Variables (by ID, at the manager's local time) ----
-  int AddTimeFloat(const char *name, int id, double min, double max, double def, uint32_t colour1, uint32_t colour2,
-                   int kind);
+  int AddTimeFloat(const char *name, int id, double min, double max, double def, uint32_t colour1,
+                   uint32_t colour2, int kind);
   // Sets a key at the current time; QA_CHANGED, or 0 when undeclared.
   uint32_t SetTimeFloat(int id, double v);
   uint32_t ResetTimeFloat(int id);  // drops the variable's keys; QA_CHANGED
@@ -98,7 +98,7 @@ class vemotime : public UIItem {
   int TV_IDS_DST_B();
   // The four edges (variable IDs) at the current time.
   frect GetTimeRect(int l, int t, int r, int b);
-  int GetTimeRect(frect &out, int l, int t, int r, int b);  // 1
+  int GetTimeRect(frect &out, int l, int t, int r, int b);            // 1
   uint32_t SetTimeRect(int l, int t, int r, int b, const frect &rc);  // keys for all four; QA_CHANGED
   uint32_t ResetTimeRect(int l, int t, int r, int b);
   uint32_t DeleteTimeRect(int l, int t, int r, int b);
@@ -106,7 +106,7 @@ class vemotime : public UIItem {
   uint32_t DeleteNextTimeRect(int l, int t, int r, int b);
 
   // ---- Animated colours: four variables (0..1) hold red, green, blue and alpha ----
-  pix32 GetTimeColor(int r, int g, int b, int a);  // each channel through vemo::d2uc
+  pix32 GetTimeColor(int r, int g, int b, int a);              // each channel through vemo::d2uc
   uint32_t SetTimeColor(int r, int g, int b, int a, pix32 c);  // each channel through vemo::uc2d
   uint32_t ResetTimeColor(int r, int g, int b, int a);
   uint32_t DeleteTimeColor(int r, int g, int b, int a);

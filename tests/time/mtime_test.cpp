@@ -32,12 +32,14 @@ TEST(MusicalTime, SettingsAndLimits) {
   EXPECT_EQ(mt.SetBarSize(16), static_cast<uint32_t>(QA_CHANGED));
   EXPECT_EQ(mt.GetBarSize(), 16.0);
   for (int bad : {0, 3, 5, 128, -4}) EXPECT_EQ(mt.SetUnitSize(bad), 0u) << bad;
-  for (int good : {1, 2, 8, 16, 32, 64}) EXPECT_EQ(mt.SetUnitSize(good), static_cast<uint32_t>(QA_CHANGED)) << good;
+  for (int good : {1, 2, 8, 16, 32, 64})
+    EXPECT_EQ(mt.SetUnitSize(good), static_cast<uint32_t>(QA_CHANGED)) << good;
   EXPECT_EQ(mt.GetUnitSize(), 64.0);
 }
 
 TEST(MusicalTime, QuantizationTable) {
-  const int32_t expected[] = {158, 159, 634, 633, 632, 631, 588, 160, 161, 162, 163, 164, 165, 166, 167, 168, 0};
+  const int32_t expected[] = {158, 159, 634, 633, 632, 631, 588, 160, 161,
+                              162, 163, 164, 165, 166, 167, 168, 0};
   for (int i = 0; i < 17; ++i) EXPECT_EQ(mtime::QUANTIZATION_IDS[i], expected[i]) << i;
   EXPECT_STREQ(vemo::GetStringPtr(mtime::QUANTIZATION_IDS[2]), "Quantize Sec/30");
   EXPECT_STREQ(vemo::GetStringPtr(mtime::QUANTIZATION_IDS[6]), "Quantize Sec/15");
@@ -49,10 +51,10 @@ TEST(MusicalTime, QuantizationTable) {
   const struct {
     int id;
     double unit;
-  } units[] = {{158, 0},    {159, 10},          {634, 1000.0 / 30}, {633, 40},   {632, 1000.0 / 24},
-               {631, 50},   {588, 1000.0 / 15}, {160, 100},         {161, 1000}, {162, 2000},
-               {163, 1000}, {164, 500},         {165, 250},         {166, 125},  {167, 62.5},
-               {168, 31.25}};
+  } units[] = {{158, 0},           {159, 10},   {634, 1000.0 / 30}, {633, 40},
+               {632, 1000.0 / 24}, {631, 50},   {588, 1000.0 / 15}, {160, 100},
+               {161, 1000},        {162, 2000}, {163, 1000},        {164, 500},
+               {165, 250},         {166, 125},  {167, 62.5},        {168, 31.25}};
   for (const auto &u : units) {
     mt.SetQuantize(u.id);
     EXPECT_EQ(mt.GetQuantize(), u.id);
@@ -99,9 +101,9 @@ TEST(MusicalTime, QuantizeAndSnap) {
 
   mt.SetQuantize(QUANTIZE_SEC30);
   EXPECT_EQ(mt.GetTimeSnapped(50), 33);
-  EXPECT_EQ(mt.GetTimeSnapped(51), 66);  // 2 * 33.33 truncated
+  EXPECT_EQ(mt.GetTimeSnapped(51), 66);      // 2 * 33.33 truncated
   EXPECT_EQ(mt.GetTimeQuantized(100), 100);  // three units of 1000 / 30 in double precision
-  EXPECT_EQ(mt.Increment(0), 33);  // one unit truncated to 33 ms
+  EXPECT_EQ(mt.Increment(0), 33);            // one unit truncated to 33 ms
   EXPECT_EQ(mt.Increment(33), 66);
   EXPECT_EQ(mt.Decrement(66), 33);
 

@@ -13,27 +13,28 @@
 
 namespace {
 
-// ---- The reference: a sorted map scanned linearly ----
+// ---- The reference: keys in a sorted map, read by a linear scan ----
 
 using keymap = std::map<int, double>;
+using keylist = std::vector<std::pair<int, double>>;
 
 double Clamp(double v, double lo, double hi) { return v > hi ? hi : v < lo ? lo : v; }
 
-double RefValue(const keymap &k, int t, double lo, double hi, double def, bool stepped) {
+double RefValue(const keylist &k, int t, double lo, double hi, double def, bool stepped) {
   if (k.empty()) return Clamp(def, lo, hi);
-  auto first = k.begin();
-  auto last = std::prev(k.end());
-  if (t <= first->first) return Clamp(first->second, lo, hi);
-  if (t >= last->first) return Clamp(last->second, lo, hi);
-  auto a = first;
-  for (auto it = k.begin(); it != k.end() && it->first <= t; ++it) a = it;
-  if (a->first == t || stepped) return Clamp(a->second, lo, hi);
-  auto b = std::next(a);
-  const double ta = a->first, tb = b->first, tt = t;
-  return Clamp(((tt - ta) * b->second + (tb - tt) * a->second) / (tb - ta), lo, hi);
+  if (t <= k.front().first) return Clamp(k.front().second, lo, hi);
+  if (t >= k.back().first) return Clamp(k.back().second, lo, hi);
+  size_t a = 0;
+  while (a + 1 < k.size() && k[a + 1].first <= t) ++a;
+  if (k[a].first == t || stepped) return Clamp(k[a].second, lo, hi);
+  const double ta = k[a].first, tb = k[a + 1].first, tt = t;
+  return Clamp(((tt - ta) * k[a + 1].second + (tb - tt) * k[a].second) / (tb - ta), lo, hi);
+}
+double RefValue(const keymap &k, int t, double lo, double hi, double def, bool stepped) {
+  return RefValue(keylist(k.begin(), k.end()), t, lo, hi, def, stepped);
 }
 
-bool RefPrev(const keymap &k, int t, int *out) {
+bool RefPrev(const keylist &k, int t, int *out) {
   bool found = false;
   for (const auto &[time, v] : k)
     if (time < t) {
@@ -43,7 +44,7 @@ bool RefPrev(const keymap &k, int t, int *out) {
   return found;
 }
 
-bool RefNext(const keymap &k, int t, int *out) {
+bool RefNext(const keylist &k, int t, int *out) {
   for (const auto &[time, v] : k)
     if (time > t) {
       *out = time;
@@ -99,16 +100,19 @@ TEST(TimefloatLookup, MatchesLinearScanOnRandomKeySets) {
         ref[t] = v;
       }
       ExpectSameKeys(tf, ref);
+      const keylist list(ref.begin(), ref.end());
       for (int t : ProbeTimes(ref, rng)) {
-        ASSERT_EQ(tf.GetValue(t), RefValue(ref, t, -0.5, 0.75, 0.25, stepped)) << "n=" << n << " t=" << t;
+        ASSERT_EQ(tf.GetValue(t), RefValue(list, t, -0.5, 0.75, 0.25, stepped)) << "n=" << n << " t=" << t;
         ASSERT_EQ(tf.CheckValue(t), ref.count(t) == 1) << "n=" << n << " t=" << t;
         int got = 0, want = 0;
-        ASSERT_EQ(tf.GetPrevValueTime(t, &got), RefPrev(ref, t, &want)) << "n=" << n << " t=" << t;
-        if (RefPrev(ref, t, &want)) {
+        const bool has_prev = RefPrev(list, t, &want);
+        ASSERT_EQ(tf.GetPrevValueTime(t, &got), has_prev) << "n=" << n << " t=" << t;
+        if (has_prev) {
           ASSERT_EQ(got, want);
         }
-        ASSERT_EQ(tf.GetNextValueTime(t, &got), RefNext(ref, t, &want)) << "n=" << n << " t=" << t;
-        if (RefNext(ref, t, &want)) {
+        const bool has_next = RefNext(list, t, &want);
+        ASSERT_EQ(tf.GetNextValueTime(t, &got), has_next) << "n=" << n << " t=" << t;
+        if (has_next) {
           ASSERT_EQ(got, want);
         }
       }
@@ -169,23 +173,15 @@ TEST(TimefloatValue, WorkedExamples) {
   wide.SetValue(INT_MIN, 0.0);
   wide.SetValue(INT_MAX, 1.0);
   EXPECT_DOUBLE_EQ(wide.GetValue(0), 2147483648.0 / 4294967295.0);
-}
 
-TEST(TimefloatValue, BoundsAndLoHiIndex) {
-  timefloat tf("x", 0, 1, 0);
-  EXPECT_EQ(tf.SetMinimum(-2), 0.0);
-  EXPECT_EQ(tf.SetMaximum(3), 1.0);
-  EXPECT_EQ(tf.SetDefault(0.5), 0.0);
-  EXPECT_EQ(tf.BoundedValue(4), 3.0);
-  EXPECT_EQ(tf.BoundedValue(-4), -2.0);
-  EXPECT_EQ(tf.GetLoIndex(), 0);
-  EXPECT_EQ(tf.GetHiIndex(), 0);
-  tf.SetValue(90, 1);
-  tf.SetValue(40, 2);
-  EXPECT_EQ(tf.GetLoIndex(), 40);
-  EXPECT_EQ(tf.GetHiIndex(), 90);
+  timefloat range("x", 0, 1, 0);
+  EXPECT_EQ(range.SetMaximum(3), 1.0);  // setters give the previous bound
+  range.SetValue(90, 1);
+  range.SetValue(40, 2);
+  EXPECT_EQ(range.GetHiIndex(), 90);  // times, not indices
+  EXPECT_EQ(range.GetLoIndex(), 40);
   double lo = 0, hi = 0;
-  EXPECT_TRUE(tf.GetBoundValues(&lo, &hi));
+  EXPECT_TRUE(range.GetBoundValues(&lo, &hi));
   EXPECT_EQ(lo, 1.0);
   EXPECT_EQ(hi, 2.0);
 }
@@ -364,7 +360,7 @@ TEST(TimefloatProcess, Release) {
   EXPECT_TRUE(both.ProcessReleaseBidirectional(50));
   EXPECT_EQ(both.Keys()[2].value, 1.0 - 10.0 / 50);  // forward pass
   EXPECT_EQ(both.Keys()[0].value, 1.0 - 10.0 / 50);  // backward pass
-  EXPECT_TRUE(both.ProcessReleaseForward(0));       // no limit at all
+  EXPECT_TRUE(both.ProcessReleaseForward(0));        // no limit at all
 }
 
 TEST(TimefloatProcess, MapTo) {
@@ -512,19 +508,9 @@ TEST(TimefloatCommand, ValuesAndKeys) {
   EXPECT_TRUE(tf.Command("SetKey 1.5 0.25", result));
   EXPECT_TRUE(tf.Command("GetValue 1.5", result));
   EXPECT_STREQ(result, "0.250000");
-  tf.SetCurrentTime(1500);
-  EXPECT_TRUE(tf.Command("SetValue -0.5", result));
-  EXPECT_TRUE(tf.Command("GetValue", result));
-  EXPECT_STREQ(result, "-0.500000");
-  EXPECT_TRUE(tf.Command("GetKeyCount", result));
-  EXPECT_STREQ(result, "1");
   EXPECT_TRUE(tf.Command("KillKey 1.5", result));
   EXPECT_FALSE(tf.Command("KillKey 1.5", result));
-  EXPECT_TRUE(tf.Command("GetName", result));
-  EXPECT_STREQ(result, "IDS_PAN");
   EXPECT_FALSE(tf.Command("SetValue abc", result));
-  EXPECT_FALSE(tf.Command("Fly", result));
-  EXPECT_STREQ(result, "");
 }
 
 }  // namespace

@@ -252,20 +252,8 @@ TEST(TimedObject, Colours) {
   obj->SetCurrentTime(10);
   EXPECT_EQ(obj->SetTimeColor(671, 672, 673, 674, pix32(12, 128, 254, 7)), static_cast<uint32_t>(QA_CHANGED));
   EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(12, 128, 254, 7));
-  obj->SetCurrentTime(20);
-  obj->SetTimeColor(671, 672, 673, 674, pix32(0, 0, 0, 0));
-  obj->SetCurrentTime(10);
-  EXPECT_EQ(obj->DeleteNextTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
-  EXPECT_EQ(obj->FindTimeFloat(672)->HasValues(), 1);
-  obj->SetCurrentTime(0);
-  obj->SetTimeColor(671, 672, 673, 674, pix32(1, 1, 1, 1));
-  obj->SetCurrentTime(10);
-  EXPECT_EQ(obj->DeletePrevTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
   EXPECT_EQ(obj->DeleteTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
   EXPECT_EQ(obj->FindTimeFloat(673)->HasValues(), 0);
-  obj->SetTimeColor(671, 672, 673, 674, pix32(1, 1, 1, 1));
-  EXPECT_EQ(obj->ResetTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->FindTimeFloat(674)->HasValues(), 0);
 }
 
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
