@@ -23,6 +23,8 @@
 // Surfaces and media
 #include "media/pix32.h"
 #include "media/pixelator.h"
+#include "media/dc.h"
+#include "media/surface.h"
 
 // Effects
 

@@ -1,0 +1,241 @@
+// The surface manager: creation and access of surfaces, the keyed cache and start-up.
+#include "media/surface.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "core/dialogs.h"
+#include "core/vemowin.h"
+#include "media/dc.h"
+
+namespace {
+
+// Sides and total size beyond which a surface is refused rather than attempted: far above any
+// picture the engine handles, low enough that width * height * 4 never overflows.
+constexpr int kMaxSide = 32768;
+constexpr size_t kMaxBytes = size_t(1) << 30;
+
+surface::progress_fn &progress_callback() {
+  static surface::progress_fn fn;
+  return fn;
+}
+
+surface::plugin_fn &plugin_loader() {
+  static surface::plugin_fn fn;
+  return fn;
+}
+
+}  // namespace
+
+int KORSurface::Release() {
+  std::free(dds);
+  dds = nullptr;
+  delete this;
+  return 0;
+}
+
+void surface::SetProgressCallback(progress_fn fn) { progress_callback() = std::move(fn); }
+void surface::SetPluginLoader(plugin_fn fn) { plugin_loader() = std::move(fn); }
+
+// ---- Creation and access ----
+
+KORSurface *surface::SurfaceCreate(int w, int h) {
+  if (w < 1 || h < 1 || w > kMaxSide || h > kMaxSide) return nullptr;
+  const int pitch = (w + 3) & ~3;
+  const size_t bytes = size_t(pitch) * size_t(h) * sizeof(pix32);
+  if (bytes > kMaxBytes) return nullptr;
+  KORSurface *s = new (std::nothrow) KORSurface{};
+  if (!s) return nullptr;
+  s->pitch = pitch;
+  s->width = pitch;
+  s->height = h;
+  surfacedesc &d = s->desc;
+  d.size = 108;
+  d.flags = SURFACEDESC_CAPS | SURFACEDESC_HEIGHT | SURFACEDESC_WIDTH | SURFACEDESC_PITCH |
+            SURFACEDESC_PIXELFORMAT;
+  d.height = h;
+  d.width = pitch;
+  d.pitchbytes = pitch * int(sizeof(pix32));
+  d.caps = SURFACECAPS_SYSTEMMEMORY | SURFACECAPS_OFFSCREENPLAIN | SURFACECAPS_OWNDC;
+  d.format.size = 32;
+  d.format.flags = PIXELFORMAT_RGB;
+  d.format.bitcount = 32;
+  d.format.rmask = 0x00FF0000;
+  d.format.gmask = 0x0000FF00;
+  d.format.bmask = 0x000000FF;
+  d.format.amask = 0;
+  // Rows start on 16-byte boundaries (pitch is a multiple of 4 pixels) and the block on a
+  // cache line, so row loops can use aligned vector loads at their start.
+  const size_t alloc = (bytes + 63) & ~size_t(63);
+  void *mem = std::aligned_alloc(64, alloc);
+  if (!mem) {
+    delete s;
+    return nullptr;
+  }
+  std::memset(mem, 0, alloc);
+  s->dds = static_cast<pix32 *>(mem);
+  s->width = w;
+  return s;
+}
+
+int surface::SurfaceDelete(KORSurface *s) {
+  if (!s) return 0;
+  s->Release();
+  return 1;
+}
+
+KORSurface *surface::SurfaceClone(KORSurface *s) {
+  if (!s) return nullptr;
+  KORSurface *c = SurfaceCreate(s->width, s->height);
+  if (!c) return nullptr;
+  SurfaceCopy(s, c);
+  return c;
+}
+
+KORSurface *surface::SurfaceCrop(KORSurface *s, RECT r) {
+  if (!s || r.left < 0 || r.top < 0 || r.right <= r.left || r.bottom <= r.top) return nullptr;
+  KORSurface *c = SurfaceCreate(r.right - r.left, r.bottom - r.top);
+  if (!c) return nullptr;
+  surf a, b;
+  if (!SurfaceDataLock(s, &a)) return c;
+  if (s->height >= r.bottom && s->width >= r.right && SurfaceDataLock(c, &b)) {
+    const size_t rowbytes = size_t(c->width) * sizeof(pix32);
+    for (int y = 0; y < c->height; ++y)
+      std::memcpy(b.bits + size_t(b.pitch) * y,
+                  a.bits + size_t(a.pitch) * (y + r.top) + r.left, rowbytes);
+    SurfaceDataUnlock(&b);
+    SurfaceDataUnlock(&a);
+    return c;
+  }
+  SurfaceDataUnlock(&a);
+  SurfaceDelete(c);
+  return nullptr;
+}
+
+int surface::SurfaceDataLock(KORSurface *s, surf *sf) {
+  if (!s || !sf) return 0;
+  *sf = *s;
+  if (!s->dds) return 0;
+  sf->bits = s->dds;
+  sf->desc.memory = s->dds;
+  return 1;
+}
+
+int surface::SurfaceDataUnlock(surf *sf) {
+  if (!sf) return 0;
+  sf->bits = nullptr;
+  sf->desc.memory = nullptr;
+  return 1;
+}
+
+HDC surface::SurfaceGetDC(KORSurface *s, surf *sf) {
+  if (!s || !sf) return nullptr;
+  *sf = *s;
+  if (!s->dds) return nullptr;
+  // The context covers the allocated width, as a context on the original surfaces did.
+  sf->hdc = new (std::nothrow) dc(s->dds, s->desc.width, s->height, s->pitch);
+  return sf->hdc;
+}
+
+int surface::SurfaceReleaseDC(surf *sf) {
+  if (!sf) return 0;
+  delete sf->hdc;
+  sf->hdc = nullptr;
+  return 1;
+}
+
+int surface::WaitForVerticalBlank() { return 0; }
+
+// ---- Render surfaces and the cache ----
+
+int surface::RenderWidth() const { return render ? render->width : 0; }
+int surface::RenderHeight() const { return render ? render->height : 0; }
+
+RECT surface::SurfaceGetRect(const KORSurface *s) {
+  if (!s) return RECT{};
+  return RECT{0, 0, s->width, s->height};
+}
+
+KORSurface *surface::CacheSurfaceGet(int key) {
+  if (key == 0) return nullptr;
+  for (int i = 1; i < cachecount; ++i)
+    if (cachekeys[i] == key) return cachesurfaces[i];
+  return nullptr;
+}
+
+bool surface::CacheSurfaceInsert(int key, KORSurface *s) {
+  if (key == 0 || !s) return false;
+  for (int i = 1; i < cachecount; ++i) {
+    if (cachekeys[i] == key) {
+      if (cachesurfaces[i] != s) SurfaceDelete(cachesurfaces[i]);
+      cachesurfaces[i] = s;
+      return true;
+    }
+  }
+  // The engine never needs more entries; a full table refuses rather than overrun.
+  if (cachecount >= CACHE_SIZE) {
+    SurfaceDelete(s);
+    return false;
+  }
+  cachekeys[cachecount] = key;
+  cachesurfaces[cachecount] = s;
+  ++cachecount;
+  return true;
+}
+
+bool surface::CacheSurfaceCreate(int key, int w, int h) {
+  if (key == 0) return false;
+  return CacheSurfaceInsert(key, SurfaceCreate(w, h));
+}
+
+bool surface::CacheSurfaceLoad(int key, const char *path) {
+  if (key == 0) return false;
+  return CacheSurfaceInsert(key, SurfaceLoad(path));
+}
+
+// ---- Start-up and shut-down ----
+
+void surface::Progress(const char *text) {
+  if (progress_callback()) progress_callback()(text);
+}
+
+surface::surface(vemowin *ctx, HWND window) : owner(window), context(ctx) {
+  surfaces = this;
+  wincontext = ctx;
+  this->window = window;
+
+  Progress("Initializing AVI System");
+  // Media libraries need no global start-up here; the readers open what they need.
+
+  Progress("Initializing Direct Draw");
+  backend = true;
+
+  Progress("Initializing Surfaces");
+  render = SurfaceCreate(RENDER_WIDTH, RENDER_HEIGHT);
+  work = SurfaceCreate(RENDER_WIDTH, RENDER_HEIGHT);
+  cachekeys[0] = 0;
+  cachesurfaces[0] = render;
+  cachekeys[1] = 0;
+  cachesurfaces[1] = work;
+  cachecount = 2;
+
+  LoadLogos();
+  FindPlugins();
+
+  Progress("Initializing Internet Access");
+}
+
+surface::~surface() {
+  for (int i = 0; i < cachecount; ++i) {
+    SurfaceDelete(cachesurfaces[i]);
+    cachesurfaces[i] = nullptr;
+  }
+  render = work = nullptr;
+  cachecount = 0;
+}
+
+void surface::LoadLogos() {}
+void surface::FindPlugins() {}
+void surface::ShowLogo(KORSurface *) {}

@@ -1,0 +1,181 @@
+// Direct pixel operations on surfaces: fill, copy, field doubling, scale, blend, checkerboard,
+// opacity and dimming. Every loop walks rows through for_rows over a locked copy.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "media/kernels.h"
+#include "media/rows.h"
+#include "media/surface.h"
+
+namespace {
+
+// The part of r that lies on the surface. Rectangles inside the surface are unchanged; the
+// clip only keeps a wrong caller from writing outside the pixel block.
+RECT clip_to(const surf &s, RECT r) {
+  r.left = std::max(r.left, 0);
+  r.top = std::max(r.top, 0);
+  r.right = std::min(r.right, s.width);
+  r.bottom = std::min(r.bottom, s.height);
+  return r;
+}
+
+inline pix32 *row(const surf &s, int y) { return s.bits + size_t(s.pitch) * size_t(y); }
+
+}  // namespace
+
+int surface::SurfaceFillRect(KORSurface *s, RECT r, pix32 p) {
+  surf a;
+  if (!SurfaceDataLock(s, &a)) return 0;
+  r = clip_to(a, r);
+  for_rows(r, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) std::fill_n(row(a, y) + r.left, r.right - r.left, p);
+  });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceFillRect(KORSurface *s, RECT r, uint32_t word) {
+  return SurfaceFillRect(s, r, pix32::from_word(word));
+}
+
+int surface::SurfaceClear(KORSurface *s) {
+  if (!s) return 0;
+  return SurfaceFillRect(s, RECT{0, 0, s->width, s->height}, pix32());
+}
+
+int surface::SurfaceCopy(KORSurface *src, KORSurface *dst) {
+  surf a, b;
+  if (!SurfaceDataLock(src, &a)) return 0;
+  if (!SurfaceDataLock(dst, &b)) {
+    SurfaceDataUnlock(&a);
+    return 0;
+  }
+  // A smaller destination is not overrun.
+  const int w = std::min(a.width, b.width);
+  const int h = std::min(a.height, b.height);
+  if (w > 0) {
+    for_rows(0, h, [&](int y0, int y1) {
+      for (int y = y0; y < y1; ++y) std::memcpy(row(b, y), row(a, y), size_t(w) * sizeof(pix32));
+    });
+  }
+  SurfaceDataUnlock(&b);
+  SurfaceDataUnlock(&a);
+  return 0;
+}
+
+int surface::SurfaceSingleField(KORSurface *s) {
+  surf a;
+  if (!SurfaceDataLock(s, &a)) return 0;
+  const size_t bytes = size_t(a.width) * sizeof(pix32);
+  // Bands start on even rows so each pair stays within one band.
+  for_rows(0, a.height / 2, [&](int p0, int p1) {
+    for (int p = p0; p < p1; ++p) {
+      const int y = 2 * p;
+      if (y + 1 < a.height) std::memcpy(row(a, y + 1), row(a, y), bytes);
+    }
+  });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend) {
+  const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
+  const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;
+  if (sw < 2 || sh < 2 || dw < 2 || dh < 2) return 0;
+  surf a, b;
+  if (!SurfaceDataLock(src, &a)) return 0;
+  if (!SurfaceDataLock(dst, &b)) {
+    SurfaceDataUnlock(&a);
+    return 0;
+  }
+  kernels::scale_rect(a, rs, b, rd, blend);
+  SurfaceDataUnlock(&b);
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceBlend(KORSurface *src, KORSurface *dst, RECT r) {
+  surf a, b;
+  if (!SurfaceDataLock(src, &a)) return 0;
+  if (!SurfaceDataLock(dst, &b)) {
+    SurfaceDataUnlock(&a);
+    return 0;
+  }
+  r = clip_to(a, clip_to(b, r));
+  for_rows(r, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y)
+      kernels::blend_row(row(a, y) + r.left, row(b, y) + r.left, r.right - r.left);
+  });
+  SurfaceDataUnlock(&b);
+  SurfaceDataUnlock(&a);
+  return 0;
+}
+
+int surface::SurfaceChecker(KORSurface *s, int n) {
+  surf a;
+  if (!SurfaceDataLock(s, &a)) return 0;
+  n = std::clamp(n, 0, 16);
+  const int size = 1 << n;
+  const pix32 white = pix32::from_word(0x00FFFFFF), black;
+  for_rows(0, a.height, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
+      pix32 *p = row(a, y);
+      const bool ybit = (y & size) != 0;
+      // Runs of `size` pixels alternate; fill run by run rather than testing each pixel.
+      for (int x = 0; x < a.width;) {
+        const int end = std::min(a.width, (x | (size - 1)) + 1);
+        const bool xbit = (x & size) != 0;
+        std::fill(p + x, p + end, xbit != ybit ? white : black);
+        x = end;
+      }
+    }
+  });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceOpacityAdjust(KORSurface *s, double d) {
+  // d * 256.1 lets d = 1 reach +256 and so saturate every alpha. Values far outside -1..1
+  // saturate the same way; NaN adjusts nothing.
+  if (std::isnan(d)) return 1;
+  const double v = std::clamp(d * 256.1, -1000.0, 1000.0);
+  const int delta = int(v);
+  if (delta == 0) return 1;
+  surf a;
+  if (!SurfaceDataLock(s, &a)) return 0;
+  for_rows(0, a.height, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) kernels::alpha_add_row(row(a, y), a.width, delta);
+  });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceDimm(KORSurface *s) {
+  surf a;
+  if (!SurfaceDataLock(s, &a)) return 0;
+  for_rows(0, a.height, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) kernels::dimm_row(row(a, y), a.width);
+  });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceOpacity(KORSurface *s, unsigned char alpha) {
+  if (!s) return 0;
+  return SurfaceOpacity(s, RECT{0, 0, s->width, s->height}, alpha);
+}
+
+int surface::SurfaceOpacity(KORSurface *s, RECT r, unsigned char alpha) {
+  surf a;
+  if (!SurfaceDataLock(s, &a)) return 0;
+  r = clip_to(a, r);
+  for_rows(r, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
+      pix32 *p = row(a, y);
+      for (int x = r.left; x < r.right; ++x) p[x].a = alpha;
+    }
+  });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
