@@ -25,6 +25,7 @@
 #include "media/pixelator.h"
 #include "media/dc.h"
 #include "media/surface.h"
+#include "media/mediareaders.h"
 
 // Effects
 
