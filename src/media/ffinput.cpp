@@ -21,7 +21,7 @@ constexpr int64_t kMaxPixels = int64_t(16384) * 8192;
 void QuietLibraries() {
   static std::once_flag once;
   std::call_once(once, [] {
-    if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_FATAL);
+    if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
   });
 }
 

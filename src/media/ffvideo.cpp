@@ -422,11 +422,35 @@ bool Show(ffvideo *v, KORSurface *dst) {
   if (!surface::SurfaceDataLock(dst, &s)) return false;
   uint8_t *planes[4] = {reinterpret_cast<uint8_t *>(s.bits), nullptr, nullptr, nullptr};
   int strides[4] = {s.pitch * int(sizeof(pix32)), 0, 0, 0};
-  const int rows = sws_scale(v->sws, f->data, f->linesize, 0, f->height, planes, strides);
   // Video has no opacity of its own: alpha 0, as pictures without an alpha channel arrive.
-  pix32 *p = s.bits;
-  const size_t n = size_t(s.pitch) * size_t(s.height);
-  for (size_t i = 0; i < n; ++i) p[i].a = 0;
+  // The picture is converted in bands of source rows and each band's alpha cleared while its
+  // rows are still in the cache; whole pixels as words (little-endian 0xAARRGGBB).
+  using word = uint32_t __attribute__((may_alias));
+  constexpr int kBand = 16;  // a multiple of every vertical chroma subsampling
+  int rows = 0;
+  const AVPixFmtDescriptor *d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(f->format));
+  if (!d) {
+    surface::SurfaceDataUnlock(&s);
+    return false;
+  }
+  for (int y = 0; y < f->height; y += kBand) {
+    // The converter takes pointers to the band's first row of each plane; chroma planes of
+    // subsampled formats are fewer rows, the palette of paletted ones is not rows at all.
+    const uint8_t *band[4] = {};
+    for (int p = 0; p < 4 && f->data[p]; ++p) {
+      const bool palette = (d->flags & AV_PIX_FMT_FLAG_PAL) && p == 1;
+      const bool chroma = !(d->flags & AV_PIX_FMT_FLAG_RGB) && (p == 1 || p == 2);
+      const int row = palette ? 0 : chroma ? (y >> d->log2_chroma_h) : y;
+      band[p] = f->data[p] + ptrdiff_t(row) * f->linesize[p];
+    }
+    const int n = sws_scale(v->sws, band, f->linesize, y, std::min(kBand, f->height - y), planes, strides);
+    if (n <= 0) continue;
+    const int end = std::min(rows + n, s.height);
+    word *p = reinterpret_cast<word *>(s.bits + size_t(rows) * s.pitch);
+    const size_t count = size_t(end - rows) * size_t(s.pitch);
+    for (size_t i = 0; i < count; ++i) p[i] &= 0x00FFFFFFu;
+    rows = end;
+  }
   surface::SurfaceDataUnlock(&s);
   if (rows <= 0) return false;
   ++v->stats.converted;

@@ -248,7 +248,7 @@ int ShownFrame(KORSurface *s, int count) {
 bool HaveEncoder(const char *name) { return avcodec_find_encoder_by_name(name) != nullptr; }
 
 bool WriteMedia(const std::string &path, const media_spec &s, std::string *error) {
-  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_FATAL);
+  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
   writer w;
   if (avformat_alloc_output_context2(&w.oc, nullptr, s.format.c_str(), path.c_str()) < 0 || !w.oc)
     return Fail(error, "no muxer " + s.format);
