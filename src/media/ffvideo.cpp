@@ -58,11 +58,14 @@ struct ffvideo {
   bool still = false;
 
   // Program streams and bare elementary streams: their time stamps are right when decoding
-  // runs on from the start, but after a seek the parser pins them on the wrong pictures. There
-  // a seek goes to the byte position of a key frame met earlier (checkpoints, by frame index)
-  // and the frames from it are counted instead of timed.
+  // runs on from the start, but after a seek the parser pins them on the wrong pictures until
+  // it is back in step. There a seek near ground already covered goes to the byte position of
+  // a key frame met earlier (checkpoints, by frame index) and counts the frames from it; a long
+  // jump into new ground seeks by time a second early, and key frames are only remembered
+  // once that second has passed.
   bool counted = false;
   bool counting = false;
+  int64_t trust_from = INT64_MIN;
   std::map<int64_t, int64_t> checkpoints;
 
   // What the destination surface holds, so reading the same frame twice costs nothing.
@@ -167,7 +170,7 @@ bool DecodeOne(ffvideo *v, AVFrame *out, int64_t *idx) {
       }
       v->last_idx = i;
 #if LIBAVUTIL_VERSION_MAJOR < 59
-      if (key && v->counted && out->pkt_pos >= 0) v->checkpoints[i] = out->pkt_pos;
+      if (key && v->counted && i >= v->trust_from && out->pkt_pos >= 0) v->checkpoints[i] = out->pkt_pos;
 #endif
       *idx = i;
       return true;
@@ -229,6 +232,7 @@ bool Rewind(ffvideo *v) {
   v->started = true;
   v->at_origin = false;
   v->counting = false;
+  v->trust_from = INT64_MIN;
   if (!ffinput::Reopen(&v->fmt, v->path.c_str(), v->kind, v->stream)) return false;
   v->st = v->fmt->streams[v->stream];
   v->started = false;
@@ -244,12 +248,9 @@ const std::pair<const int64_t, int64_t> *CheckpointFor(const ffvideo *v, int64_t
   return &*--it;
 }
 
-// A seek of the counted kind: to the key frame's packet by its byte position; that frame is
-// the checkpoint's index and the frames after it follow one by one.
-bool SeekCounted(ffvideo *v, int64_t t) {
-  const auto *cp = CheckpointFor(v, t);
-  if (!cp) return Rewind(v);
-  const int64_t idx = cp->first, pos = cp->second;
+// To a checkpoint: the key frame's packet by its byte position; that frame is the
+// checkpoint's index and the frames after it follow one by one.
+bool SeekToCheckpoint(ffvideo *v, int64_t idx, int64_t pos) {
   ResetPosition(v);
   v->at_origin = false;
   v->started = true;
@@ -258,6 +259,7 @@ bool SeekCounted(ffvideo *v, int64_t t) {
   avcodec_flush_buffers(v->dec);
   if (!ReadKeyPacket(v, &ignored)) return Rewind(v);
   v->counting = true;
+  v->trust_from = INT64_MIN;
   v->last_idx = idx - 1;
   v->read_idx = idx;
   v->await_key = true;
@@ -270,12 +272,18 @@ bool SeekCounted(ffvideo *v, int64_t t) {
 // file as the last resort.
 bool Seek(ffvideo *v, int64_t t) {
   ++v->stats.seeks;
-  if (v->counted) return SeekCounted(v, std::max<int64_t>(t, 0));
+  t = std::max<int64_t>(t, 0);
+  if (v->counted) {
+    // Within ten seconds of known ground: exactly, from a checkpoint or from the start.
+    const int64_t reach = UnitsIn(v, 10, 1);
+    const auto *cp = CheckpointFor(v, t);
+    if (cp && t - cp->first <= reach) return SeekToCheckpoint(v, cp->first, cp->second);
+    if (!cp && t <= reach) return Rewind(v);
+  }
   // Without an index the demuxer finds its place by searching time stamps, and in program
   // streams (several pictures in one packet) the stamps of the first pictures after the place
   // found can be off until the parser is back in step: land a second early.
   const bool searched = avformat_index_get_entries_count(v->st) == 0;
-  t = std::max<int64_t>(t, 0);
   const int64_t target = TsOfIndex(v, searched ? std::max<int64_t>(0, t - UnitsIn(v, 1, 1)) : t);
   const int64_t second = std::max<int64_t>(1, av_rescale_q(1, AVRational{1, 1}, v->st->time_base));
   int64_t seek_ts = target;
@@ -294,6 +302,8 @@ bool Seek(ffvideo *v, int64_t t) {
       if (key != AV_NOPTS_VALUE && key > INT64_MIN) v->last_idx = key - 1;
       v->await_key = true;
       v->started = false;
+      v->counting = false;
+      v->trust_from = key == AV_NOPTS_VALUE ? INT64_MAX : SatAdd(key, UnitsIn(v, 1, 1));
       return true;
     }
     seek_ts = SatAdd(target, -(second << attempt));
@@ -311,7 +321,7 @@ bool SeekPaysOff(const ffvideo *v, int64_t t) {
   const int64_t half_second = UnitsIn(v, 1, 2);
   if (v->counted) {
     const auto *cp = CheckpointFor(v, t);
-    return cp && cp->first > SatAdd(pos, half_second);
+    return (cp && cp->first > SatAdd(pos, half_second)) || t - pos > UnitsIn(v, 10, 1);
   }
   if (avformat_index_get_entries_count(v->st) > 0) {
     const AVIndexEntry *e = avformat_index_get_entry_from_timestamp(v->st, TsOfIndex(v, t), AVSEEK_FLAG_BACKWARD);
@@ -420,6 +430,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
   }
   surf s;
   if (!surface::SurfaceDataLock(dst, &s)) return false;
+  v->shown = false;  // until the conversion is through, the surface holds no whole frame
   uint8_t *planes[4] = {reinterpret_cast<uint8_t *>(s.bits), nullptr, nullptr, nullptr};
   int strides[4] = {s.pitch * int(sizeof(pix32)), 0, 0, 0};
   // Video has no opacity of its own: alpha 0, as pictures without an alpha channel arrive.

@@ -6,9 +6,6 @@
 #include <cstdlib>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "media/ffdecoder.h"
 #include "media/mediareaders.h"
@@ -20,34 +17,11 @@ namespace {
 
 using namespace fixtures;
 
-temp_dir &Dir() {
-  static temp_dir d;
-  return d;
-}
-
-std::string Make(const std::string &name, const media_spec &s) {
-  const std::string path = Dir().file(name);
-  std::string why;
-  EXPECT_TRUE(WriteMedia(path, s, &why)) << name << ": " << why;
-  return path;
-}
-
-std::vector<uint8_t> ReadBytes(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-// The frame whose span holds ms at num/den frames per second, worked in integers.
 int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
 
 int16_t Left16(const uint8_t *buf, int64_t frame, int channels, int c = 0) {
   const uint8_t *p = buf + (frame * channels + c) * 2;
   return static_cast<int16_t>(p[0] | (p[1] << 8));
-}
-
-uint32_t Lcg(uint32_t &state) {
-  state = state * 1664525u + 1013904223u;
-  return state >> 8;
 }
 
 struct rate_case {
@@ -68,7 +42,7 @@ TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
   s.audio_rate = 8000;
   s.audio_channels = 2;
   s.audio_samples = 26000;  // 3.25 s
-  const std::string path = Make("rate" + std::to_string(rc.num) + ".avi", s);
+  const std::string path = WriteTempMedia("rate" + std::to_string(rc.num) + ".avi", s);
 
   roa *r = mediareaders::AVIReadOpen(path.c_str());
   ASSERT_NE(r, nullptr);
@@ -90,7 +64,7 @@ TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
 
   uint32_t state = 7;
   for (int k = 0; k < 300; ++k) {
-    const int ms = static_cast<int>(Lcg(state) % uint32_t(r->duration));
+    const int ms = static_cast<int>(NextRandom(state) % uint32_t(r->duration));
     ASSERT_TRUE(mediareaders::AVIRead(r, ms)) << ms;
     ASSERT_EQ(ShownFrame(r->frame, rc.frames), FrameAt(ms, rc.num, rc.den)) << "ms " << ms;
   }
@@ -136,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, AVIFrameAccuracy,
 TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
   media_spec s;
   s.frames = 10;
-  roa *r = mediareaders::AVIReadOpen(Make("silent.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->audiovalid, 0);
   EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 0), nullptr);
@@ -151,7 +125,7 @@ TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   media_spec s;
   s.frames = 10;
-  std::vector<uint8_t> bytes = ReadBytes(Make("long.avi", s));
+  std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", s));
   const uint8_t strh[] = {'s', 't', 'r', 'h'};
   auto it = std::search(bytes.begin(), bytes.end(), std::begin(strh), std::end(strh));
   ASSERT_NE(it, bytes.end());
@@ -172,7 +146,7 @@ TEST(AVIReader, EightBitSoundIsPaddedWith128) {
   s.audio_channels = 1;
   s.audio_rate = 11025;
   s.audio_samples = 16537;  // 1.5 s
-  roa *r = mediareaders::AVIReadOpen(Make("u8.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("u8.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
   EXPECT_EQ(r->wfx.wBitsPerSample, 8);
@@ -192,7 +166,7 @@ TEST(AVIReader, WiderSoundIsDeliveredAs16Bit) {
   s.audio_channels = 2;
   s.audio_rate = 8000;
   s.audio_samples = 8000;
-  roa *r = mediareaders::AVIReadOpen(Make("s24.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("s24.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
   EXPECT_EQ(r->wfx.wFormatTag, 1);
@@ -227,7 +201,7 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
     s.width = l.w;
     s.height = l.h;
     s.frames = 6;
-    roa *r = mediareaders::AVIReadOpen(Make(l.name, s).c_str());
+    roa *r = mediareaders::AVIReadOpen(WriteTempMedia(l.name, s).c_str());
     ASSERT_NE(r, nullptr) << l.name;
     for (int i : {0, 5, 2, 3}) {
       ASSERT_TRUE(mediareaders::AVIRead(r, i * 40 + 20)) << l.name;
@@ -252,7 +226,7 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
 TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
   EXPECT_EQ(mediareaders::AVIReadOpen(nullptr), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(""), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(Dir().file("missing.avi").c_str()), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadOpen(std::string("/nonexistent/missing.avi").c_str()), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("empty.avi", {}).c_str()), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')).c_str()), nullptr);
   wav_spec ws;
@@ -261,13 +235,13 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
   mp4.format = "mp4";
   mp4.video_codec = "mpeg4";
   mp4.frames = 5;
-  EXPECT_EQ(mediareaders::AVIReadOpen(Make("notavi.mp4", mp4).c_str()), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempMedia("notavi.mp4", mp4).c_str()), nullptr);
 
   media_spec s;
   s.frames = 20;
   s.audio_codec = "pcm_s16le";
   s.audio_samples = 6400;
-  const std::vector<uint8_t> whole = ReadBytes(Make("whole.avi", s));
+  const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia("whole.avi", s));
   ASSERT_GT(whole.size(), 1000u);
   auto exercise = [](const std::string &path) {
     roa *r = mediareaders::AVIReadOpen(path.c_str());
@@ -285,7 +259,7 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
   uint32_t state = 99;
   for (int round = 0; round < 24; ++round) {
     std::vector<uint8_t> bad(whole);
-    for (int k = 0; k < 4; ++k) bad[Lcg(state) % bad.size()] ^= uint8_t(1 + Lcg(state) % 255);
+    for (int k = 0; k < 4; ++k) bad[NextRandom(state) % bad.size()] ^= uint8_t(1 + NextRandom(state) % 255);
     exercise(WriteTempFile("flipped.avi", bad));
   }
 }

@@ -4,8 +4,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "media/ffdecoder.h"
 #include "media/mediareaders.h"
@@ -17,33 +15,11 @@ namespace {
 
 using namespace fixtures;
 
-temp_dir &Dir() {
-  static temp_dir d;
-  return d;
-}
-
-std::string Make(const std::string &name, const media_spec &s) {
-  const std::string path = Dir().file(name);
-  std::string why;
-  EXPECT_TRUE(WriteMedia(path, s, &why)) << name << ": " << why;
-  return path;
-}
-
-std::vector<uint8_t> ReadBytes(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
 int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
 
 int16_t At16(const uint8_t *buf, int64_t frame, int channels, int c) {
   const uint8_t *p = buf + (frame * channels + c) * 2;
   return static_cast<int16_t>(p[0] | (p[1] << 8));
-}
-
-uint32_t Lcg(uint32_t &state) {
-  state = state * 1664525u + 1013904223u;
-  return state >> 8;
 }
 
 struct family {
@@ -68,7 +44,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   s.rate_den = f.den;
   s.frames = 75;
   s.gop = 12;
-  const std::string path = Make(std::string(f.name) + std::to_string(f.num), s);
+  const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
 
   mmstream *m = mediareaders::StreamOpenRead(path.c_str());
   ASSERT_NE(m, nullptr);
@@ -93,7 +69,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);
   uint32_t state = 11;
   for (int k = 0; k < 150; ++k) {
-    const int ms = static_cast<int>(Lcg(state) % uint32_t(length));
+    const int ms = static_cast<int>(NextRandom(state) % uint32_t(length));
     KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
     ASSERT_NE(frame, nullptr) << "ms " << ms;
     ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
@@ -131,7 +107,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   s.audio_rate = 8000;
   s.audio_channels = 2;
   s.audio_samples = 20000;  // 2.5 s
-  mmstream *m = mediareaders::StreamOpenRead(Make("sound.mkv", s).c_str());
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound.mkv", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->audiovalid, 1);
   ASSERT_EQ(m->videovalid, 1);
@@ -168,7 +144,7 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   s.audio_channels = 1;
   s.audio_rate = 8000;
   s.audio_samples = 12000;
-  mmstream *m = mediareaders::StreamOpenRead(Make("sound_only.mka", s).c_str());
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound_only.mka", s).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 0);
   EXPECT_EQ(m->frame, nullptr);
@@ -207,7 +183,7 @@ TEST(StreamReader, CompressedSoundArrivesAs16BitPCM) {
   s.audio_rate = 44100;
   s.audio_channels = 2;
   s.audio_samples = 88200;
-  mmstream *m = mediareaders::StreamOpenRead(Make("aac.mp4", s).c_str());
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("aac.mp4", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->audiovalid, 1);
   EXPECT_EQ(m->wfx.wFormatTag, 1);
@@ -242,7 +218,7 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
   s.rate_num = 10;
   s.pts = {0, 10, 30, 35, 60, 100};
   s.frames = 6;
-  mmstream *m = mediareaders::StreamOpenRead(Make("uneven.gif", s).c_str());
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("uneven.gif", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
   for (int i = 0; i + 1 < s.frames; ++i) {
@@ -268,7 +244,7 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
   s.height = 21;
   s.frames = 1;
   // The name holds a pattern character on purpose: it names one file, not a sequence.
-  mmstream *m = mediareaders::StreamOpenRead(Make("still%d.png", s).c_str());
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("still%d.png", s).c_str());
   ASSERT_NE(m, nullptr);
   for (int ms : {0, 5000, 40, 100000}) {
     KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
@@ -284,7 +260,7 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
 
 TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
   EXPECT_EQ(mediareaders::StreamOpenRead(nullptr), nullptr);
-  EXPECT_EQ(mediareaders::StreamOpenRead(Dir().file("missing.mp4").c_str()), nullptr);
+  EXPECT_EQ(mediareaders::StreamOpenRead(std::string("/nonexistent/missing.mp4").c_str()), nullptr);
   EXPECT_EQ(mediareaders::StreamOpenRead(WriteTempFile("empty.mp4", {}).c_str()), nullptr);
   mediareaders::StreamCloseRead(nullptr);
 
@@ -309,21 +285,21 @@ TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
     s.audio_codec = k.audio;
     s.audio_rate = 44100;
     s.audio_samples = *k.audio ? 44100 : 0;
-    const std::vector<uint8_t> whole = ReadBytes(Make(k.name, s));
+    const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia(k.name, s));
     ASSERT_GT(whole.size(), 500u) << k.name;
     for (size_t len : {size_t(4), size_t(64), size_t(300), whole.size() / 4, whole.size() / 2, whole.size() - 100})
       exercise(WriteTempFile(std::string("cut_") + k.name, std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
     uint32_t state = 5;
     for (int round = 0; round < 16; ++round) {
       std::vector<uint8_t> bad(whole);
-      for (int j = 0; j < 4; ++j) bad[Lcg(state) % bad.size()] ^= uint8_t(1 + Lcg(state) % 255);
+      for (int j = 0; j < 4; ++j) bad[NextRandom(state) % bad.size()] ^= uint8_t(1 + NextRandom(state) % 255);
       exercise(WriteTempFile(std::string("bad_") + k.name, bad));
     }
   }
   // Noise that no demuxer should take for a medium.
   uint32_t state = 3;
   std::vector<uint8_t> noise(4096);
-  for (uint8_t &b : noise) b = uint8_t(Lcg(state));
+  for (uint8_t &b : noise) b = uint8_t(NextRandom(state));
   exercise(WriteTempFile("noise.bin", noise));
 }
 

@@ -6,7 +6,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
 #include "media/surface.h"
+#include "support/wavfile.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -292,6 +298,24 @@ bool WriteMedia(const std::string &path, const media_spec &s, std::string *error
   if (w.aenc && !w.Encode(w.aenc, w.ast, nullptr)) return Fail(error, "audio flush");
   if (av_write_trailer(w.oc) < 0) return Fail(error, "trailer");
   return true;
+}
+
+std::string WriteTempMedia(const std::string &name, const media_spec &spec) {
+  static temp_dir dir;
+  const std::string path = dir.file(name);
+  std::string why;
+  if (!WriteMedia(path, spec, &why)) ADD_FAILURE() << "cannot write " << name << ": " << why;
+  return path;
+}
+
+std::vector<uint8_t> ReadFileBytes(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+uint32_t NextRandom(uint32_t &state) {
+  state = state * 1664525u + 1013904223u;
+  return state >> 8;
 }
 
 }  // namespace fixtures

@@ -63,4 +63,12 @@ bool WriteMedia(const std::string &path, const media_spec &spec, std::string *er
 // Whether this FFmpeg has the encoder.
 bool HaveEncoder(const char *name);
 
+// Writes the medium into the test program's temporary folder (a test failure when it cannot)
+// and returns its path.
+std::string WriteTempMedia(const std::string &name, const media_spec &spec);
+// A whole file's bytes (empty when it cannot be read).
+std::vector<uint8_t> ReadFileBytes(const std::string &path);
+// A small deterministic generator for scattered times and damaged bytes: 24 bits per call.
+uint32_t NextRandom(uint32_t &state);
+
 }  // namespace fixtures
