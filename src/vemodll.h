@@ -34,6 +34,12 @@
 #include "media/surface.h"
 
 // Effects
+#include "effects/adjusteffects.h"
+#include "effects/adjusters.h"
+#include "effects/effect.h"
+#include "effects/keyeffects.h"
+#include "effects/keys.h"
+#include "effects/levels.h"
 
 // Clip engine
 

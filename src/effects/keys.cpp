@@ -1,0 +1,472 @@
+// Key kernels: colour boxes, luma ranges and soft-edged circles, ovals and rectangles on alpha.
+#include "effects/keys.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "media/rows.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#define FX_SSE2 1
+#endif
+
+namespace fxkernels {
+namespace {
+
+// The part of r that lies on the surface; only the walk is clipped, never the geometry.
+RECT clip_to(const surf &s, RECT r) {
+  r.left = std::max(r.left, 0);
+  r.top = std::max(r.top, 0);
+  r.right = std::min(r.right, s.width);
+  r.bottom = std::min(r.bottom, s.height);
+  return r;
+}
+
+inline pix32 *row(const surf &s, int y) { return s.bits + size_t(s.pitch) * size_t(y); }
+
+// Walks the clipped rectangle a row at a time: row(first pixel, count).
+template <class Row>
+void walk(const surf &s, RECT r, Row row) {
+  const RECT c = clip_to(s, r);
+  if (c.right <= c.left) return;
+  const int n = c.right - c.left;
+  for_rows(c, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) row(s.bits + size_t(s.pitch) * size_t(y) + c.left, n);
+  });
+}
+
+inline int clamp_byte(int v) { return std::clamp(v, 0, 255); }
+
+// ---- Colour keys ----
+//
+// Keying clears alpha where the pixel lies in the key's box (plain) or outside it (inverted).
+// A pixel already at alpha 0 stays at 0 either way, so it needs no test of its own.
+
+struct rgbbox {
+  int lr, hr, lg, hg, lb, hb;
+};
+
+rgbbox make_box(const rgbkey &k) {
+  return {clamp_byte(k.red - k.redtol),     clamp_byte(k.red + k.redtol),   clamp_byte(k.green - k.greentol),
+          clamp_byte(k.green + k.greentol), clamp_byte(k.blue - k.bluetol), clamp_byte(k.blue + k.bluetol)};
+}
+
+template <bool Inv>
+void rgb_row_ref(pix32 *p, int n, const rgbbox &b) {
+  for (int i = 0; i < n; ++i) {
+    const bool in = p[i].r >= b.lr && p[i].r <= b.hr && p[i].g >= b.lg && p[i].g <= b.hg && p[i].b >= b.lb &&
+                    p[i].b <= b.hb;
+    if (in != Inv) p[i].a = 0;
+  }
+}
+
+// The byte arithmetic of the chroma conversion: each term is a truncating division of a possibly
+// negative product, and the sum wraps as a byte would.
+inline int chroma_y(int r, int g, int b) { return ((17 * r) / 64 + g / 2 + 16 + (3 * b) / 32) & 0xFF; }
+inline int chroma_u(int r, int g, int b) {
+  return (128 + (7 * b) / 16 + (-5 * r) / 32 + (-9 * g) / 32) & 0xFF;
+}
+inline int chroma_v(int r, int g, int b) { return (128 + (7 * r) / 16 + (-3 * g) / 8 + (-b) / 16) & 0xFF; }
+
+struct chromabox {
+  int ly, hy, lu, lv, hv;
+};
+
+chromabox make_box(const chromakey &k) {
+  const int yk = chroma_y(k.red, k.green, k.blue);
+  const int uk = chroma_u(k.red, k.green, k.blue);
+  const int vk = chroma_v(k.red, k.green, k.blue);
+  // U is tested against its own lower bound but V's upper bound: the keyed box is lopsided on
+  // purpose, and with a key whose U lies above its V a tight tolerance keys nothing at all.
+  return {clamp_byte(yk - k.lumatol), clamp_byte(yk + k.lumatol), clamp_byte(uk - k.chromatol),
+          clamp_byte(vk - k.chromatol), clamp_byte(vk + k.chromatol)};
+}
+
+template <bool Inv>
+void chroma_row_ref(pix32 *p, int n, const chromabox &b) {
+  for (int i = 0; i < n; ++i) {
+    const int y = chroma_y(p[i].r, p[i].g, p[i].b), u = chroma_u(p[i].r, p[i].g, p[i].b),
+              v = chroma_v(p[i].r, p[i].g, p[i].b);
+    const bool in = y >= b.ly && y <= b.hy && v >= b.lv && v <= b.hv && u >= b.lu && u <= b.hv;
+    if (in != Inv) p[i].a = 0;
+  }
+}
+
+struct brightrange {
+  int lo, hi;
+};
+
+template <dominance D, bool Inv>
+void bright_row_ref(pix32 *p, int n, const brightrange &b) {
+  for (int i = 0; i < n; ++i) {
+    const int l = (p[i].b + p[i].r + 2 * p[i].g) / 4;
+    bool in = l >= b.lo && l <= b.hi;
+    if (D == dominance::red) in = in && p[i].g <= p[i].r && p[i].b <= p[i].r;
+    if (D == dominance::green) in = in && p[i].r <= p[i].g && p[i].b <= p[i].g;
+    if (D == dominance::blue) in = in && p[i].r <= p[i].b && p[i].g <= p[i].b;
+    if (in != Inv) p[i].a = 0;
+  }
+}
+
+#if FX_SSE2
+inline __m128i load4(const pix32 *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
+inline void store4(pix32 *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
+
+// Clears the alpha of the four pixels v whose lane of `in` is all ones (plain) or zero (inverted).
+template <bool Inv>
+inline __m128i key4(__m128i v, __m128i in) {
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
+  const __m128i keyed = Inv ? _mm_andnot_si128(in, amask) : _mm_and_si128(in, amask);
+  return _mm_andnot_si128(keyed, v);
+}
+
+// lo <= x <= hi on 32-bit lanes holding small non-negative values.
+inline __m128i within4(__m128i x, int lo, int hi) {
+  return _mm_and_si128(_mm_cmpgt_epi32(x, _mm_set1_epi32(lo - 1)),
+                       _mm_cmpgt_epi32(_mm_set1_epi32(hi + 1), x));
+}
+#endif
+
+template <bool Inv>
+void rgb_row(pix32 *p, int n, const rgbbox &b) {
+  int i = 0;
+#if FX_SSE2
+  // A channel lies in its bounds when both saturating differences are 0; alpha's bounds are
+  // 0..255, so a pixel is inside when its whole word of differences is 0.
+  const __m128i lo = _mm_set1_epi32(int(pix32(uint8_t(b.lr), uint8_t(b.lg), uint8_t(b.lb), 0).word()));
+  const __m128i hi = _mm_set1_epi32(int(pix32(uint8_t(b.hr), uint8_t(b.hg), uint8_t(b.hb), 255).word()));
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    const __m128i out = _mm_or_si128(_mm_subs_epu8(lo, v), _mm_subs_epu8(v, hi));
+    store4(p + i, key4<Inv>(v, _mm_cmpeq_epi32(out, zero)));
+  }
+#endif
+  rgb_row_ref<Inv>(p + i, n - i, b);
+}
+
+template <bool Inv>
+void chroma_row(pix32 *p, int n, const chromabox &b) {
+  int i = 0;
+#if FX_SSE2
+  // On 32-bit lanes. Channels are not negative, so (-5r) / 32 is -((5r) >> 5), and so on.
+  const __m128i m8 = _mm_set1_epi32(0xFF);
+  const __m128i c16 = _mm_set1_epi32(16), c128 = _mm_set1_epi32(128);
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    const __m128i bl = _mm_and_si128(v, m8);
+    const __m128i gr = _mm_and_si128(_mm_srli_epi32(v, 8), m8);
+    const __m128i rd = _mm_and_si128(_mm_srli_epi32(v, 16), m8);
+    const __m128i r5 = _mm_add_epi32(_mm_slli_epi32(rd, 2), rd);
+    const __m128i r7 = _mm_sub_epi32(_mm_slli_epi32(rd, 3), rd);
+    const __m128i r17 = _mm_add_epi32(_mm_slli_epi32(rd, 4), rd);
+    const __m128i g3 = _mm_add_epi32(_mm_slli_epi32(gr, 1), gr);
+    const __m128i g9 = _mm_add_epi32(_mm_slli_epi32(gr, 3), gr);
+    const __m128i b3 = _mm_add_epi32(_mm_slli_epi32(bl, 1), bl);
+    const __m128i b7 = _mm_sub_epi32(_mm_slli_epi32(bl, 3), bl);
+    __m128i y = _mm_add_epi32(_mm_add_epi32(_mm_srli_epi32(r17, 6), _mm_srli_epi32(gr, 1)),
+                              _mm_add_epi32(c16, _mm_srli_epi32(b3, 5)));
+    __m128i u = _mm_sub_epi32(_mm_add_epi32(c128, _mm_srli_epi32(b7, 4)),
+                              _mm_add_epi32(_mm_srli_epi32(r5, 5), _mm_srli_epi32(g9, 5)));
+    __m128i w = _mm_sub_epi32(_mm_add_epi32(c128, _mm_srli_epi32(r7, 4)),
+                              _mm_add_epi32(_mm_srli_epi32(g3, 3), _mm_srli_epi32(bl, 4)));
+    y = _mm_and_si128(y, m8);
+    u = _mm_and_si128(u, m8);
+    w = _mm_and_si128(w, m8);
+    const __m128i in =
+        _mm_and_si128(_mm_and_si128(within4(y, b.ly, b.hy), within4(w, b.lv, b.hv)), within4(u, b.lu, b.hv));
+    store4(p + i, key4<Inv>(v, in));
+  }
+#endif
+  chroma_row_ref<Inv>(p + i, n - i, b);
+}
+
+template <dominance D, bool Inv>
+void bright_row(pix32 *p, int n, const brightrange &b) {
+  int i = 0;
+#if FX_SSE2
+  const __m128i m8 = _mm_set1_epi32(0xFF);
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = load4(p + i);
+    const __m128i bl = _mm_and_si128(v, m8);
+    const __m128i gr = _mm_and_si128(_mm_srli_epi32(v, 8), m8);
+    const __m128i rd = _mm_and_si128(_mm_srli_epi32(v, 16), m8);
+    const __m128i l = _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(bl, rd), _mm_slli_epi32(gr, 1)), 2);
+    __m128i in = within4(l, b.lo, b.hi);
+    // x <= y is "not x > y".
+    if constexpr (D == dominance::red)
+      in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(gr, rd), _mm_cmpgt_epi32(bl, rd)), in);
+    if constexpr (D == dominance::green)
+      in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, gr), _mm_cmpgt_epi32(bl, gr)), in);
+    if constexpr (D == dominance::blue)
+      in = _mm_andnot_si128(_mm_or_si128(_mm_cmpgt_epi32(rd, bl), _mm_cmpgt_epi32(gr, bl)), in);
+    store4(p + i, key4<Inv>(v, in));
+  }
+#endif
+  bright_row_ref<D, Inv>(p + i, n - i, b);
+}
+
+// The kernels whole: fast rows, or (Ref) the plain loops.
+template <bool Ref>
+void key_rgb(const surf &s, RECT r, const rgbkey &k, bool inv) {
+  const rgbbox b = make_box(k);
+  if (inv)
+    walk(s, r, [&](pix32 *p, int n) { Ref ? rgb_row_ref<true>(p, n, b) : rgb_row<true>(p, n, b); });
+  else
+    walk(s, r, [&](pix32 *p, int n) { Ref ? rgb_row_ref<false>(p, n, b) : rgb_row<false>(p, n, b); });
+}
+
+template <bool Ref>
+void key_chroma(const surf &s, RECT r, const chromakey &k, bool inv) {
+  const chromabox b = make_box(k);
+  if (inv)
+    walk(s, r, [&](pix32 *p, int n) { Ref ? chroma_row_ref<true>(p, n, b) : chroma_row<true>(p, n, b); });
+  else
+    walk(s, r, [&](pix32 *p, int n) { Ref ? chroma_row_ref<false>(p, n, b) : chroma_row<false>(p, n, b); });
+}
+
+template <bool Ref, dominance D, bool Inv>
+void key_bright_rows(const surf &s, RECT r, const brightrange &b) {
+  walk(s, r, [&](pix32 *p, int n) { Ref ? bright_row_ref<D, Inv>(p, n, b) : bright_row<D, Inv>(p, n, b); });
+}
+
+template <bool Ref, dominance D>
+void key_bright_pick(const surf &s, RECT r, const brightrange &b, bool inv) {
+  if (inv)
+    key_bright_rows<Ref, D, true>(s, r, b);
+  else
+    key_bright_rows<Ref, D, false>(s, r, b);
+}
+
+template <bool Ref>
+void key_bright(const surf &s, RECT r, const brightkey &k, bool inv) {
+  const brightrange b{std::min(k.level1, k.level2), std::max(k.level1, k.level2)};
+  switch (k.dominant) {
+    case dominance::none:
+      key_bright_pick<Ref, dominance::none>(s, r, b, inv);
+      break;
+    case dominance::red:
+      key_bright_pick<Ref, dominance::red>(s, r, b, inv);
+      break;
+    case dominance::green:
+      key_bright_pick<Ref, dominance::green>(s, r, b, inv);
+      break;
+    case dominance::blue:
+      key_bright_pick<Ref, dominance::blue>(s, r, b, inv);
+      break;
+  }
+}
+
+// ---- Shape keys ----
+//
+// Every shape key sorts a pixel by a distance d from the rectangle's centre into three zones:
+// d >= outer (keyed by the plain key), d <= inner (keyed by the inverted one) and a ramp between,
+// where alpha falls to min(alpha, ramp). When outer == inner the plain key also keys d == outer
+// and the inverted key d == inner, as the zone tests run in that order. Along one row d only
+// grows with |x - cx|, so each row splits into at most five runs: outer, ramp, inner, ramp,
+// outer. Only the ramp runs compute d per pixel; the others are a fill or nothing.
+
+// Rectangles farther out than this are refused, so every product below fits in 64 bits.
+constexpr int64_t kMaxCoord = int64_t(1) << 24;
+// Threshold products are limited to this; distances on an accepted rectangle stay well below.
+constexpr double kMaxThreshold = double(int64_t(1) << 52);
+
+int64_t threshold(double scale, double v) {
+  const double t = scale * v;
+  if (!(t == t)) return 0;
+  return int64_t(std::clamp(t, -kMaxThreshold, kMaxThreshold));
+}
+
+// Floor of the square root of t >= 0, exact.
+int64_t isqrt(int64_t t) {
+  int64_t n = int64_t(std::sqrt(double(t)));
+  while (n > 0 && n * n > t) --n;
+  while ((n + 1) * (n + 1) <= t) ++n;
+  return n;
+}
+
+// Division by a divisor fixed for the call through its reciprocal, corrected to the exact
+// truncated quotient (n >= 0, q > 0, quotients below 256 here).
+struct exactdiv {
+  int64_t q;
+  double inv;
+  explicit exactdiv(int64_t divisor) : q(divisor), inv(1.0 / double(divisor)) {}
+  int64_t operator()(int64_t n) const {
+    int64_t a = int64_t(double(n) * inv);
+    if (a * q > n)
+      --a;
+    else if ((a + 1) * q <= n)
+      ++a;
+    return a;
+  }
+};
+
+struct shapezones {
+  int64_t outer, inner;  // the bounds as the key defines them
+  int64_t ti, to;        // d <= ti: inner zone, d >= to: outer zone, ti < to
+};
+
+shapezones make_zones(int64_t outer, int64_t inner, bool inverted) {
+  shapezones z{outer, inner, 0, 0};
+  // The plain key tests the outer zone first, the inverted key the inner zone first.
+  z.ti = inverted ? inner : std::min(inner, outer - 1);
+  z.to = inverted ? std::max(outer, inner + 1) : outer;
+  return z;
+}
+
+// One row: A is the largest |dx| of the inner zone (-1: none), B the smallest |dx| of the outer
+// zone (B > A). dist(dx) gives d for the ramp pixels.
+template <bool Inv, class Dist>
+void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, const shapezones &z,
+               const exactdiv &div, Dist dist) {
+  const int64_t b0 = cx - b + 1;
+  const int64_t b1 = a >= 0 ? cx - a : cx;
+  const int64_t b2 = a >= 0 ? cx + a + 1 : cx;
+  const int64_t b3 = cx + b;
+  int x = xl;
+  auto upto = [&](int64_t bound) { return int(std::clamp<int64_t>(bound, x, xr)); };
+  auto clear = [&](int e) {
+    for (; x < e; ++x) p[x].a = 0;
+  };
+  auto ramp = [&](int e) {
+    for (; x < e; ++x) {
+      const int64_t d = dist(int64_t(x) - cx);
+      const int64_t level = Inv ? div((d - z.inner) * 255) : div((z.outer - d) * 255);
+      p[x].a = uint8_t(std::min<int64_t>(p[x].a, level));
+    }
+  };
+  int e = upto(b0);
+  if constexpr (Inv)
+    x = e;
+  else
+    clear(e);
+  ramp(upto(b1));
+  e = upto(b2);
+  if constexpr (Inv)
+    clear(e);
+  else
+    x = e;
+  ramp(upto(b3));
+  if constexpr (!Inv) clear(xr);
+}
+
+bool geometry_ok(RECT r) {
+  return r.right > r.left && r.bottom > r.top && r.left > -kMaxCoord && r.top > -kMaxCoord &&
+         r.right < kMaxCoord && r.bottom < kMaxCoord;
+}
+
+// Circle and oval: d = dx^2 + dy^2 with dy scaled by w / h for the oval.
+template <bool Inv, bool Oval>
+void key_round(const surf &s, RECT r, double v1, double v2) {
+  if (!geometry_ok(r)) return;
+  const int64_t w = int64_t(r.right) - r.left, h = int64_t(r.bottom) - r.top;
+  const int64_t cx = r.left + w / 2, cy = r.top + h / 2;
+  const int64_t m = std::max(w, h) / 2 - 2;
+  const double scale = 2.0 * double(m) * double(m);
+  const shapezones z =
+      make_zones(threshold(scale, std::max(v1, v2)), threshold(scale, std::min(v1, v2)), Inv);
+  const exactdiv div(std::max<int64_t>(z.outer - z.inner, 1));
+  const RECT c = clip_to(s, r);
+  if (c.right <= c.left) return;
+  for_rows(c, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
+      int64_t dy = y - cy;
+      if (Oval) dy = dy * w / h;
+      const int64_t e = dy * dy;
+      const int64_t a = z.ti - e < 0 ? -1 : isqrt(z.ti - e);
+      const int64_t t = z.to - e;
+      const int64_t b = t <= 0 ? 0 : isqrt(t - 1) + 1;  // the smallest n with n^2 >= t
+      shape_row<Inv>(row(s, y), c.left, c.right, cx, a, b, z, div, [e](int64_t dx) { return dx * dx + e; });
+    }
+  });
+}
+
+// Rectangle: d = max(|dx|, |dy| scaled by w / h), plain distances.
+template <bool Inv>
+void key_rect(const surf &s, RECT r, double v1, double v2) {
+  if (!geometry_ok(r)) return;
+  const int64_t w = int64_t(r.right) - r.left, h = int64_t(r.bottom) - r.top;
+  const int64_t cx = r.left + w / 2, cy = r.top + h / 2;
+  const double scale = double(w / 2);
+  const shapezones z =
+      make_zones(threshold(scale, std::max(v1, v2)), threshold(scale, std::min(v1, v2)), Inv);
+  const exactdiv div(std::max<int64_t>(z.outer - z.inner, 1));
+  const RECT c = clip_to(s, r);
+  if (c.right <= c.left) return;
+  for_rows(c, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) {
+      const int64_t q = (int64_t(y) - cy) * w / h;
+      const int64_t e = q < 0 ? -q : q;
+      const int64_t a = e <= z.ti ? z.ti : -1;
+      const int64_t b = e >= z.to ? 0 : z.to;
+      shape_row<Inv>(row(s, y), c.left, c.right, cx, a, b, z, div,
+                     [e](int64_t dx) { return std::max(dx < 0 ? -dx : dx, e); });
+    }
+  });
+}
+
+}  // namespace
+
+uint8_t ChromaY(int red, int green, int blue) { return uint8_t(chroma_y(red, green, blue)); }
+uint8_t ChromaU(int red, int green, int blue) { return uint8_t(chroma_u(red, green, blue)); }
+uint8_t ChromaV(int red, int green, int blue) { return uint8_t(chroma_v(red, green, blue)); }
+
+void KeyRGB(const surf &s, RECT r, const rgbkey &k, bool inverted) {
+  if (s.bits) key_rgb<false>(s, r, k, inverted);
+}
+
+void KeyChroma(const surf &s, RECT r, const chromakey &k, bool inverted) {
+  if (s.bits) key_chroma<false>(s, r, k, inverted);
+}
+
+void KeyBright(const surf &s, RECT r, const brightkey &k, bool inverted) {
+  if (s.bits) key_bright<false>(s, r, k, inverted);
+}
+
+namespace ref {
+
+void KeyRGB(const surf &s, RECT r, const rgbkey &k, bool inverted) {
+  if (s.bits) key_rgb<true>(s, r, k, inverted);
+}
+
+void KeyChroma(const surf &s, RECT r, const chromakey &k, bool inverted) {
+  if (s.bits) key_chroma<true>(s, r, k, inverted);
+}
+
+void KeyBright(const surf &s, RECT r, const brightkey &k, bool inverted) {
+  if (s.bits) key_bright<true>(s, r, k, inverted);
+}
+
+}  // namespace ref
+
+void KeyCircle(const surf &s, RECT r, double v1, double v2, bool inverted) {
+  if (!s.bits) return;
+  if (inverted)
+    key_round<true, false>(s, r, v1, v2);
+  else
+    key_round<false, false>(s, r, v1, v2);
+}
+
+// The oval is the circle measured in horizontal units: the vertical offset is scaled by w / h
+// (truncating, as the rectangle key scales it) before squaring, and d = dx^2 + dy^2 is held
+// against the circle's own bounds D * radius with D = 2 * (max(w, h) / 2 - 2)^2. On a rectangle
+// wider than high the oval at radius 0.5 so comes within about two pixels of all four sides; on
+// a taller one it reaches past the left and right sides, as the circle does.
+void KeyOval(const surf &s, RECT r, double v1, double v2, bool inverted) {
+  if (!s.bits) return;
+  if (inverted)
+    key_round<true, true>(s, r, v1, v2);
+  else
+    key_round<false, true>(s, r, v1, v2);
+}
+
+void KeyRect(const surf &s, RECT r, double v1, double v2, bool inverted) {
+  if (!s.bits) return;
+  if (inverted)
+    key_rect<true>(s, r, v1, v2);
+  else
+    key_rect<false>(s, r, v1, v2);
+}
+
+}  // namespace fxkernels

@@ -1,0 +1,150 @@
+// Adjuster kernels and level readers: hand-worked colours at the saturation edges, the masked mix,
+// the mapper's tables and the alpha offset.
+#include "effects/adjusters.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "effects/fxtest.h"
+#include "effects/levels.h"
+
+using fxkernels::adjustlevels;
+using fxtest::canvas;
+
+namespace {
+pix32 rgba(int r, int g, int b, int a = 255) { return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a)); }
+}  // namespace
+
+TEST(Levels, TruncateAndClampByUse) {
+  EXPECT_EQ(fxlevels::ColourByte(0.5), 127);
+  EXPECT_EQ(fxlevels::ColourByte(1.7), 255);
+  EXPECT_EQ(fxlevels::ColourByte(-0.2), 0);
+  EXPECT_EQ(fxlevels::ColourByte(0.999), 254);
+  EXPECT_EQ(fxlevels::SignedLevel(-0.5), -127);  // truncation toward zero, not the floor -128
+  EXPECT_EQ(fxlevels::SignedLevel(-3.0), -255);
+  EXPECT_EQ(fxlevels::SignedLevel(2.0), 255);
+  EXPECT_EQ(fxlevels::SignedLevel(0.001), 0);
+  EXPECT_EQ(fxlevels::UnsignedLevel(-0.5), 0);
+  EXPECT_EQ(fxlevels::SignedLevel(std::nan("")), 0);
+  EXPECT_EQ(fxlevels::ColourByte(std::nan("")), 0);
+}
+
+TEST(AdjustColour, ShiftsSaturateAndDesaturationNeedsKAboveOne) {
+  adjustlevels l;
+  l.red = 50;
+  l.blue = -255;
+  // Saturation 255 (k 0) and 254 (k 1): no mixing step.
+  EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30, 9), l), rgba(60, 200, 0, 9));
+  l.saturation = 254;
+  EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30, 9), l), rgba(60, 200, 0, 9));
+  l.red = 255;
+  l.saturation = 255;
+  EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30), l), rgba(255, 200, 0));
+
+  // Saturation 0: pure red has L = 63 and every channel becomes 63 * 255 / 256 = 62.
+  adjustlevels grey;
+  grey.saturation = 0;
+  EXPECT_EQ(fxkernels::AdjustColour(rgba(255, 0, 0), grey), rgba(62, 62, 62));
+  // Saturation 128 (k 127): L = 100, r = (100*127 + 200*128) / 256 = 149, g = 99, b = 49.
+  adjustlevels half;
+  half.saturation = 128;
+  EXPECT_EQ(fxkernels::AdjustColour(rgba(200, 100, 0), half), rgba(149, 99, 49));
+}
+
+TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
+  canvas c(4, 2);
+  c.fill(rgba(100, 100, 100, 200));
+  c.at(1, 0) = rgba(100, 100, 100, 0);
+  adjustlevels l;
+  l.green = 20;
+  l.opacity = 100;
+  fxkernels::Adjust(c.locked(), RECT{0, 0, 3, 1}, l);
+  EXPECT_EQ(c.at(0, 0), rgba(100, 120, 100, 255));
+  EXPECT_EQ(c.at(1, 0), rgba(100, 120, 100, 100));  // alpha 0 is adjusted and raised too
+  EXPECT_EQ(c.at(3, 0), rgba(100, 100, 100, 200));  // outside the rectangle
+  EXPECT_EQ(c.at(0, 1), rgba(100, 100, 100, 200));
+}
+
+TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
+  canvas mask(4, 1), target(4, 1);
+  mask.at(0, 0) = rgba(0, 0, 0, 0);
+  mask.at(1, 0) = rgba(0, 0, 0, 255);
+  mask.at(2, 0) = rgba(0, 0, 0, 128);
+  mask.at(3, 0) = rgba(0, 0, 0, 255);
+  target.fill(rgba(100, 150, 200, 77));
+  adjustlevels l;
+  l.red = 50;
+  l.opacity = 255;  // read by the keyed adjusters, never written by them
+  fxkernels::AdjustMasked(mask.locked(), target.locked(), RECT{0, 0, 3, 1}, l);
+  EXPECT_EQ(target.at(0, 0), rgba(100, 150, 200, 77));
+  // Mask 255: (150*255 + 100*0) / 256 = 149, and unchanged channels lose one step.
+  EXPECT_EQ(target.at(1, 0), rgba(149, 149, 199, 77));
+  // Mask 128: (150*128 + 100*127) / 256 = 124; (150*128 + 150*127) / 256 = 149.
+  EXPECT_EQ(target.at(2, 0), rgba(124, 149, 199, 77));
+  EXPECT_EQ(target.at(3, 0), rgba(100, 150, 200, 77));  // outside the rectangle
+}
+
+TEST(Map, TablesFallRiseAndFlatten) {
+  fxkernels::maptables t;
+  fxkernels::MakeMapTable(t.red, 255, 0);
+  EXPECT_EQ(t.red[0], 255);
+  EXPECT_EQ(t.red[128], 128);  // 255 + (-32640 / 256 = -127)
+  EXPECT_EQ(t.red[255], 1);    // 255 + (-65025 / 256 = -254)
+  fxkernels::MakeMapTable(t.green, 0, 255);
+  EXPECT_EQ(t.green[255], 254);  // the default map is one step short of the identity at the top
+  EXPECT_EQ(t.green[1], 0);
+  fxkernels::MakeMapTable(t.blue, 0, 0);
+  fxkernels::MakeMapTable(t.alpha, 10, 20);
+  EXPECT_EQ(t.alpha[255], 19);
+
+  canvas c(3, 1);
+  c.fill(rgba(0, 255, 77, 255));
+  c.at(2, 0) = rgba(255, 1, 3, 0);
+  fxkernels::Map(c.locked(), RECT{1, 0, 3, 1}, t);
+  EXPECT_EQ(c.at(0, 0), rgba(0, 255, 77, 255));
+  EXPECT_EQ(c.at(1, 0), rgba(255, 254, 0, 19));
+  EXPECT_EQ(c.at(2, 0), rgba(1, 0, 0, 10));
+}
+
+TEST(AlphaAdd, SaturatesBothWaysAndRaisesTransparent) {
+  canvas c(9, 2);  // wider than one vector step, with a tail
+  c.fill(rgba(5, 6, 7, 200));
+  c.at(8, 0) = rgba(5, 6, 7, 0);
+  fxkernels::AlphaAdd(c.locked(), RECT{0, 0, 9, 1}, 100);
+  EXPECT_EQ(c.at(0, 0), rgba(5, 6, 7, 255));
+  EXPECT_EQ(c.at(8, 0), rgba(5, 6, 7, 100));
+  EXPECT_EQ(c.at(0, 1).a, 200);
+  fxkernels::AlphaAdd(c.locked(), RECT{0, 0, 9, 2}, -255);
+  for (int x = 0; x < 9; ++x) EXPECT_EQ(c.at(x, 1).a, 0);
+}
+
+TEST(Adjust, VectorPathsMatchTheReferenceOverEveryWidthAndTail) {
+  std::mt19937 rng(21);
+  std::uniform_int_distribution<int> level(-255, 255), unsig(0, 255);
+  for (int w = 1; w <= 37; ++w) {
+    for (int round = 0; round < 6; ++round) {
+      adjustlevels l;
+      l.red = level(rng);
+      l.green = round == 0 ? 0 : level(rng);
+      l.blue = level(rng);
+      l.opacity = level(rng);
+      // Every other round desaturates (k > 1); the others stay at k 0 or 1.
+      l.saturation = round % 2 ? unsig(rng) % 254 : 254 + round % 4 / 2;
+      canvas a(w, 3), b(w, 3), mask(w, 3), c(w, 3), d(w, 3);
+      a.randomise(rng);
+      b.set(a.pixels());
+      mask.randomise(rng);
+      c.set(a.pixels());
+      d.set(a.pixels());
+      const RECT r{w > 2 ? 1 : 0, 0, w, 3};
+      fxkernels::Adjust(a.locked(), r, l);
+      fxkernels::ref::Adjust(b.locked(), r, l);
+      ASSERT_EQ(a.pixels(), b.pixels()) << "width " << w << " round " << round;
+      fxkernels::AdjustMasked(mask.locked(), c.locked(), r, l);
+      fxkernels::ref::AdjustMasked(mask.locked(), d.locked(), r, l);
+      ASSERT_EQ(c.pixels(), d.pixels()) << "width " << w << " round " << round;
+    }
+  }
+}

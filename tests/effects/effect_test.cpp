@@ -1,0 +1,288 @@
+// The effect framework: the type table and factories, defaults and declarations, the selection
+// menu, and the effect record with its plugin block.
+#include "effects/effect.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "core/dialogs.h"
+#include "effects/adjusteffects.h"
+#include "effects/keyeffects.h"
+#include "time/declared_vars.h"
+#include "time/memfile.h"
+
+namespace {
+
+std::unique_ptr<effectVideo> video(int type) {
+  return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
+}
+
+// The types of this families: keys, adjusters, mapper, opacity.
+const std::set<int> kBuilt = {28,  130, 29,  131, 30,  288, 546, 547, 548, 549, 31,  289, 181,
+                              241, 244, 243, 247, 248, 106, 252, 253, 254, 255, 290, 291, 550,
+                              551, 552, 553, 292, 293, 256, 257, 258, 259, 260, 261, 111, 103};
+
+}  // namespace
+
+TEST(EffectTable, HoldsEveryTypeOnceWithItsName) {
+  size_t n = 0;
+  const effecttype *t = EffectTypes(&n);
+  std::set<std::pair<int, int>> seen;
+  int video_rows = 0, audio_rows = 0;
+  for (size_t i = 0; i < n; ++i) {
+    EXPECT_TRUE(seen.insert({t[i].type, int(t[i].kind)}).second) << t[i].type;
+    EXPECT_STRNE(EffectName(t[i].type), "") << t[i].type;
+    (t[i].kind == effectkind::video ? video_rows : audio_rows)++;
+  }
+  EXPECT_EQ(video_rows, 59);
+  EXPECT_EQ(audio_rows, 3);
+  EXPECT_STREQ(EffectName(292), "Brightness Key");
+  EXPECT_STREQ(EffectName(31), "Brightness Key");
+  EXPECT_STREQ(EffectName(293), "Brightness Key Inverted");
+  EXPECT_STREQ(EffectName(514), "4-Band Compressor / Expander");
+  EXPECT_STREQ(EffectName(12345), "");
+}
+
+TEST(EffectTable, FactoriesMakeTheClassOfTheTypeWithItsID) {
+  size_t n = 0;
+  const effecttype *t = EffectTypes(&n);
+  for (size_t i = 0; i < n; ++i) {
+    if (t[i].kind != effectkind::video) continue;
+    auto e = video(t[i].type);
+    if (!kBuilt.count(t[i].type)) {
+      EXPECT_EQ(e, nullptr) << t[i].type;
+      continue;
+    }
+    ASSERT_NE(e, nullptr) << t[i].type;
+    EXPECT_EQ(e->GetID(), t[i].type);
+  }
+  // The shown name is shared; the type tells the classes apart.
+  EXPECT_NE(dynamic_cast<effectAdjBright *>(video(292).get()), nullptr);
+  EXPECT_NE(dynamic_cast<effectKeyBright *>(video(31).get()), nullptr);
+  EXPECT_NE(dynamic_cast<effectKeyOvalI *>(video(243).get()), nullptr);
+  EXPECT_NE(dynamic_cast<effectAdjYUVI *>(video(255).get()), nullptr);
+  EXPECT_EQ(video(0), nullptr);
+  EXPECT_EQ(video(142), nullptr);  // a sound type is not a video effect
+  EXPECT_EQ(effectAudio::EffectNew(28, nullptr, nullptr, nullptr), nullptr);
+}
+
+TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
+  auto e = video(28);
+  double v = -1, lo = -1, hi = -1;
+  ASSERT_TRUE(e->GetTimeFloat(fxid::IDS_EFF_L, &v, &lo, &hi));
+  EXPECT_EQ(v, 0.0);
+  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_T), 0.0);
+  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_R), 1.0);
+  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_B), 1.0);
+  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFFECT_ENABLE), 1.0);
+  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFFECT_TOGGLE), 1.0);
+  EXPECT_TRUE(e->IsActive());
+  RECT r;
+  ASSERT_TRUE(e->GetEffectRect(720, 576, &r));
+  EXPECT_EQ(r.left, 0);
+  EXPECT_EQ(r.top, 0);
+  EXPECT_EQ(r.right, 720);
+  EXPECT_EQ(r.bottom, 576);
+  EXPECT_EQ(e->GetPluginBlock(), nullptr);
+
+  e->SetTimeFloat(fxid::IDS_EFFECT_TOGGLE, 0.4);
+  EXPECT_FALSE(e->IsActive());
+  EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_TOGGLE, false), "Effect Toggle Off");
+  EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_ENABLE, false), "Effect Disabled");
+  EXPECT_TRUE(e->ResetEffect());
+  EXPECT_TRUE(e->IsActive());
+}
+
+TEST(Effect, VariableIDsMatchTheDeclarationTable) {
+  auto check = [](const char *key, int number) {
+    const tfdecl *row = FindDeclaredVariable(key);
+    ASSERT_NE(row, nullptr) << key;
+    EXPECT_EQ(row->id, number) << key;
+  };
+#define VEMO_CHECK(key, number) check(#key, number);
+  VEMO_EFFECT_SWITCH_VARIABLES(VEMO_CHECK)
+  VEMO_EFFECT_VIDEO_VARIABLES(VEMO_CHECK)
+  VEMO_EFFECT_AUDIO_VARIABLES(VEMO_CHECK)
+#undef VEMO_CHECK
+}
+
+TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
+  auto names = [](effectVideo &e) {
+    std::string s;
+    timefloatmgr &m = e.GetTimeFloatMgr();
+    for (int i = 0; i < m.GetCount(); ++i) s += std::string(m.GetTimeFloatByIndex(i)->GetName()) + " ";
+    return s;
+  };
+  const std::string common =
+      "IDS_EFF_RECT IDS_EFF_L IDS_EFF_T IDS_EFF_R IDS_EFF_B IDS_EFFECT_SWITCHES IDS_EFFECT_ENABLE "
+      "IDS_EFFECT_TOGGLE ";
+  const std::string adjust =
+      "IDS_ADJVARS_01 IDS_ADJ_RED IDS_ADJ_GREEN IDS_ADJ_BLUE IDS_ADJ_SATURATION IDS_ADJ_OPACITY ";
+  EXPECT_EQ(names(*video(111)),
+            common +
+                "IDS_MAPVARS_01 IDS_MAP_RED_1 IDS_MAP_RED_0 IDS_MAP_GREEN_1 IDS_MAP_GREEN_0 "
+                "IDS_MAP_BLUE_1 IDS_MAP_BLUE_0 IDS_MAP_OPACITY_1 IDS_MAP_OPACITY_0 ");
+  EXPECT_EQ(names(*video(103)), common + "IDS_EFFECT_VARS IDS_OPACITY ");
+  EXPECT_EQ(names(*video(257)), common + adjust + "IDS_RADII_01 IDS_RADIUS_1 IDS_RADIUS_2 ");
+  EXPECT_EQ(names(*video(260)), common + adjust + "IDS_SIZE_01 IDS_SIZE1 IDS_SIZE2 ");
+  EXPECT_EQ(names(*video(30)), common + "IDS_EFFECT_VARS IDS_BRIGHTNESS1 IDS_BRIGHTNESS2 ");
+
+  // The chroma key declares its colour as members (kind 3), the RGB key as plain values.
+  auto chroma = video(29), rgb = video(28);
+  EXPECT_EQ(chroma->FindTimeFloat("IDS_RED")->GetKind(), 3u);
+  EXPECT_EQ(rgb->FindTimeFloat("IDS_RED")->GetKind(), 0u);
+  EXPECT_EQ(rgb->FindTimeFloat("IDS_RED_TOLERANCE")->GetDefault(), 0.1);
+  EXPECT_EQ(chroma->FindTimeFloat("IDS_CHROMA_TOLERANCE")->GetColor2(), RGB(0, 0, 127));
+  EXPECT_EQ(chroma->FindTimeFloat("IDS_EFFECT_ENABLE")->GetKind(), 104u);
+  EXPECT_EQ(video(181)->GetTimeFloat(fxid::IDS_RADIUS_2), 0.25);
+}
+
+// ---- Selection ----
+
+namespace {
+
+struct recording_dialogs : headless_dialogs {
+  std::vector<std::string> offered;
+  std::string title;
+  int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
+    offered = entries;
+    title = t;
+    return headless_dialogs::Choose(owner, t, entries);
+  }
+};
+
+}  // namespace
+
+TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
+  recording_dialogs d;
+  d.quiet = true;
+  SetDialogs(&d);
+  d.choice_answer = 0;
+  EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 0);
+  EXPECT_EQ(d.title, "Effect");
+  ASSERT_EQ(d.offered.size(), kBuilt.size());
+  EXPECT_EQ(d.offered.front(), "Basic Effects > Opacity");
+  int chosen_rgb = 0;
+  for (size_t i = 0; i < d.offered.size(); ++i)
+    if (d.offered[i] == "Video Effects > RGB Key Color Excluded") chosen_rgb = int(i) + 1;
+  ASSERT_GT(chosen_rgb, 0);
+  d.choice_answer = chosen_rgb;
+  EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 253);
+  // No sound effect is built yet: nothing to offer, nothing chosen.
+  EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, true), 0);
+  SetDialogs(nullptr);
+}
+
+// ---- The effect record ----
+
+namespace {
+
+// Keys at two times on an effect's variables, so a round trip has something to carry.
+void animate(effectVideo &e) {
+  e.SetCurrentTime(0);
+  e.SetTimeFloat(fxid::IDS_RED, 0.25);
+  e.SetCurrentTime(1500);
+  e.SetTimeFloat(fxid::IDS_RED, 0.75);
+  e.SetTimeFloat(fxid::IDS_EFF_R, 0.5);
+  e.Commit();
+}
+
+void fill_block(effect &e, uint32_t count) {
+  uint8_t *b = e.GetPluginBlock();
+  std::memcpy(b, &count, 4);
+  for (uint32_t i = 4; i < count; ++i) b[i] = uint8_t(i * 7 + 1);
+}
+
+}  // namespace
+
+TEST(EffectRecord, WithoutPluginBlockItIsTheVariableRecordAlone) {
+  auto a = video(28);
+  animate(*a);
+  int ok = 0;
+  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); }, &ok);
+  EXPECT_EQ(ok, 1);
+  EXPECT_EQ(saved, SavedBytes([&](FILE *f) { return a->tfSave(f); }));
+
+  auto b = video(28);
+  auto f = FileWith(saved);
+  EXPECT_EQ(b->Load(f.get()), 1);
+  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 750), 0.5);
+  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_EFF_R, 1500), 0.5);
+  // Saving the loaded effect writes the same bytes.
+  EXPECT_EQ(SavedBytes([&](FILE *fl) { return b->Save(fl); }), saved);
+}
+
+TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {
+  auto a = video(252);
+  ASSERT_TRUE(a->CreatePluginBlock(16));
+  animate(*a);
+  fill_block(*a, 16);
+  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); });
+  ASSERT_GE(saved.size(), 16u);
+  EXPECT_EQ(Get<uint32_t>(saved, 0), 16u);
+
+  auto b = video(252);
+  ASSERT_TRUE(b->CreatePluginBlock(16));
+  auto f = FileWith(saved);
+  EXPECT_EQ(b->Load(f.get()), 1);
+  EXPECT_EQ(std::memcmp(a->GetPluginBlock(), b->GetPluginBlock(), 16), 0);
+  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 0), 0.25);
+
+  // A block whose count uses only part of the capacity writes only that part.
+  fill_block(*a, 9);
+  const bytes part = SavedBytes([&](FILE *fl) { return a->Save(fl); });
+  EXPECT_EQ(part.size(), saved.size() - 7);
+}
+
+TEST(EffectRecord, OneByteBeyondTheCapacityIsRefusedAndTheVariablesStillLoad) {
+  auto a = video(252);
+  ASSERT_TRUE(a->CreatePluginBlock(17));
+  animate(*a);
+  fill_block(*a, 17);
+  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); });
+
+  auto b = video(252);
+  ASSERT_TRUE(b->CreatePluginBlock(16));
+  auto f = FileWith(saved);
+  EXPECT_EQ(b->Load(f.get()), 0);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(b->GetPluginBlock()[i], 0) << i;
+  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 0), 0.25);
+  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 1500), 0.75);
+}
+
+TEST(EffectRecord, DamagedRecordsFailCleanly) {
+  auto a = video(252);
+  ASSERT_TRUE(a->CreatePluginBlock(12));
+  animate(*a);
+  fill_block(*a, 12);
+  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); });
+  for (size_t cut : {size_t(0), size_t(2), size_t(8), size_t(14)}) {
+    auto b = video(252);
+    ASSERT_TRUE(b->CreatePluginBlock(12));
+    auto f = FileWith(bytes(saved.begin(), saved.begin() + cut));
+    EXPECT_EQ(b->Load(f.get()), 0) << cut;
+    // Cut inside the block: the block stays zero. Cut in the variables' header: only they fail.
+    if (cut < 12) {
+      for (int i = 0; i < 12; ++i) EXPECT_EQ(b->GetPluginBlock()[i], 0) << cut;
+    }
+  }
+  // A count too small to hold itself is refused too.
+  bytes small = saved;
+  Put<uint32_t>(small, 0, 3);
+  auto b = video(252);
+  ASSERT_TRUE(b->CreatePluginBlock(12));
+  auto f = FileWith(small);
+  EXPECT_EQ(b->Load(f.get()), 0);
+  // A count beyond the capacity cannot be written.
+  uint32_t too_big = 13;
+  std::memcpy(a->GetPluginBlock(), &too_big, 4);
+  int ok = 1;
+  SavedBytes([&](FILE *fl) { return a->Save(fl); }, &ok);
+  EXPECT_EQ(ok, 0);
+  EXPECT_FALSE(a->CreatePluginBlock(3));
+}

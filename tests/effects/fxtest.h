@@ -1,0 +1,60 @@
+// Small locked surfaces for the effect tests: create, lock, set and read pixels, free.
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "media/surface.h"
+
+namespace fxtest {
+
+// A w x h surface, locked for its whole life.
+class canvas {
+ public:
+  canvas(int w, int h) : s(surface::SurfaceCreate(w, h)) { surface::SurfaceDataLock(s, &lk); }
+  ~canvas() {
+    surface::SurfaceDataUnlock(&lk);
+    surface::SurfaceDelete(s);
+  }
+  canvas(const canvas &) = delete;
+  canvas &operator=(const canvas &) = delete;
+
+  pix32 &at(int x, int y) { return lk.bits[size_t(y) * lk.pitch + x]; }
+  const surf &locked() const { return lk; }
+  KORSurface *kor() const { return s; }
+  int width() const { return lk.width; }
+  int height() const { return lk.height; }
+
+  void fill(pix32 p) {
+    for (int y = 0; y < height(); ++y)
+      for (int x = 0; x < width(); ++x) at(x, y) = p;
+  }
+  // Random colours; alpha random, a quarter of the pixels at 0 unless `opaque`.
+  void randomise(std::mt19937 &rng, bool opaque = false) {
+    std::uniform_int_distribution<int> byte(0, 255);
+    for (int y = 0; y < height(); ++y)
+      for (int x = 0; x < width(); ++x) {
+        int a = opaque ? 255 : byte(rng);
+        if (!opaque && byte(rng) < 64) a = 0;
+        at(x, y) = pix32(uint8_t(byte(rng)), uint8_t(byte(rng)), uint8_t(byte(rng)), uint8_t(a));
+      }
+  }
+  std::vector<pix32> pixels() {
+    std::vector<pix32> v;
+    for (int y = 0; y < height(); ++y)
+      for (int x = 0; x < width(); ++x) v.push_back(at(x, y));
+    return v;
+  }
+  void set(const std::vector<pix32> &v) {
+    size_t i = 0;
+    for (int y = 0; y < height(); ++y)
+      for (int x = 0; x < width(); ++x) at(x, y) = v[i++];
+  }
+
+ private:
+  KORSurface *s;
+  surf lk{};
+};
+
+}  // namespace fxtest

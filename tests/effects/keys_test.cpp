@@ -1,0 +1,325 @@
+// Key kernels: hand-worked pixels at the bounds, the twins' complement, and the run-splitting
+// shape kernels against a plain per-pixel walk.
+#include "effects/keys.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+
+#include "effects/fxtest.h"
+
+using fxkernels::brightkey;
+using fxkernels::chromakey;
+using fxkernels::dominance;
+using fxkernels::rgbkey;
+using fxtest::canvas;
+
+namespace {
+
+// Puts the colours in row 0 of a fresh canvas, runs the kernel and returns the alphas.
+template <class Run>
+std::vector<int> alphas_after(const std::vector<pix32> &in, Run run) {
+  canvas c(int(in.size()), 1);
+  for (size_t i = 0; i < in.size(); ++i) c.at(int(i), 0) = in[i];
+  run(c.locked(), RECT{0, 0, int(in.size()), 1});
+  std::vector<int> out;
+  for (size_t i = 0; i < in.size(); ++i) {
+    // A key never writes a colour byte.
+    EXPECT_EQ(c.at(int(i), 0).r, in[i].r);
+    EXPECT_EQ(c.at(int(i), 0).g, in[i].g);
+    EXPECT_EQ(c.at(int(i), 0).b, in[i].b);
+    out.push_back(c.at(int(i), 0).a);
+  }
+  return out;
+}
+
+pix32 rgba(int r, int g, int b, int a = 255) { return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a)); }
+
+}  // namespace
+
+TEST(KeyRGB, ToleranceZeroKeysOnlyTheColourAndSkipsTransparent) {
+  const rgbkey k{100, 150, 200, 0, 0, 0};
+  const std::vector<pix32> in = {rgba(100, 150, 200), rgba(101, 150, 200),    rgba(100, 149, 200),
+                                 rgba(100, 150, 201), rgba(100, 150, 200, 0), rgba(1, 2, 3, 0)};
+  auto run = [&](bool inv) {
+    return alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyRGB(s, r, k, inv); });
+  };
+  EXPECT_EQ(run(false), (std::vector<int>{0, 255, 255, 255, 0, 0}));
+  EXPECT_EQ(run(true), (std::vector<int>{255, 0, 0, 0, 0, 0}));
+}
+
+TEST(KeyRGB, BoundsSaturateInsteadOfWrapping) {
+  // 250 + 26 would wrap to 20 as a byte; saturated it is 255. 10 - 26 saturates to 0.
+  const rgbkey k{250, 10, 128, 26, 26, 2};
+  const std::vector<pix32> in = {rgba(255, 0, 126), rgba(224, 36, 130), rgba(223, 0, 128), rgba(255, 37, 128),
+                                 rgba(255, 0, 131)};
+  auto plain = alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyRGB(s, r, k, false); });
+  EXPECT_EQ(plain, (std::vector<int>{0, 0, 255, 255, 255}));
+}
+
+TEST(KeyChroma, ConversionTruncatesTowardZeroAndWrapsAsAByte) {
+  // (-5 * 10) / 32 is -1, not the floor -2; (-9 * 20) / 32 is -5, not -6.
+  EXPECT_EQ(fxkernels::ChromaU(10, 20, 30), 135);
+  EXPECT_EQ(fxkernels::ChromaY(10, 20, 30), 30);
+  EXPECT_EQ(fxkernels::ChromaV(10, 20, 30), 124);
+  EXPECT_EQ(fxkernels::ChromaY(255, 255, 255), 233);
+  EXPECT_EQ(fxkernels::ChromaU(255, 255, 255), 129);
+  EXPECT_EQ(fxkernels::ChromaV(255, 255, 255), 129);
+  EXPECT_EQ(fxkernels::ChromaU(0, 0, 255), 239);
+  EXPECT_EQ(fxkernels::ChromaV(0, 255, 0), 33);
+  // Out of byte range inputs wrap: 16 + 512 / 2 = 272 -> 16.
+  EXPECT_EQ(fxkernels::ChromaY(0, 512, 0), 16);
+}
+
+TEST(KeyChroma, UpperUBoundIsTheVBound) {
+  // Pure blue: U 239 above V 113. With chroma tolerance 0 the U test is 239 <= U <= 113: nothing
+  // is keyed, not even the key colour itself.
+  const chromakey blue{0, 0, 255, 0, 0};
+  const std::vector<pix32> in = {rgba(0, 0, 255), rgba(0, 0, 254)};
+  EXPECT_EQ(alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, blue, false); }),
+            (std::vector<int>{255, 255}));
+  EXPECT_EQ(alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, blue, true); }),
+            (std::vector<int>{0, 0}));
+
+  // Pure red: Y 83, U 89, V 239. Tolerance 10 allows U up to V's 249, not 99: (255, 0, 60) with
+  // Y 88, U 115, V 236 is keyed. A luma tolerance of 4 (Y 79..87) lets it go.
+  const chromakey red{255, 0, 0, 10, 10};
+  const chromakey tight{255, 0, 0, 10, 4};
+  const std::vector<pix32> near = {rgba(255, 0, 60), rgba(255, 0, 0), rgba(0, 0, 0, 7)};
+  EXPECT_EQ(alphas_after(near, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, red, false); }),
+            (std::vector<int>{0, 0, 7}));
+  EXPECT_EQ(alphas_after(near, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, tight, false); }),
+            (std::vector<int>{255, 0, 7}));
+  EXPECT_EQ(alphas_after(near, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, tight, true); }),
+            (std::vector<int>{0, 255, 0}));
+}
+
+TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
+  // Levels 127 and 51 given high first. Luma (b + r + 2g) / 4.
+  auto keyed = [](dominance d, bool inv, const std::vector<pix32> &in) {
+    const brightkey k{127, 51, d};
+    return alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyBright(s, r, k, inv); });
+  };
+  const std::vector<pix32> in = {
+      rgba(100, 100, 100),  // grey, luma 100: every dominance ties
+      rgba(0, 102, 0),      // luma 51, the low bound
+      rgba(0, 101, 0),      // luma 50
+      rgba(0, 254, 0),      // luma 127, the high bound
+      rgba(4, 254, 0),      // luma 128
+      rgba(101, 100, 100),  // red strictly largest, luma 100
+      rgba(100, 100, 101),  // blue strictly largest
+      rgba(50, 50, 50, 0),  // transparent
+  };
+  EXPECT_EQ(keyed(dominance::none, false, in), (std::vector<int>{0, 0, 255, 0, 255, 0, 0, 0}));
+  EXPECT_EQ(keyed(dominance::green, false, in), (std::vector<int>{0, 0, 255, 0, 255, 255, 255, 0}));
+  EXPECT_EQ(keyed(dominance::red, false, in), (std::vector<int>{0, 255, 255, 255, 255, 0, 255, 0}));
+  EXPECT_EQ(keyed(dominance::blue, false, in), (std::vector<int>{0, 255, 255, 255, 255, 255, 0, 0}));
+  EXPECT_EQ(keyed(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
+}
+
+// ---- Shape keys ----
+
+namespace {
+
+// A 10 x 10 rectangle: centre (5, 5), m = 3, D = 18. Radii 0.5 / 0.25 give outer 9, inner 4.
+struct shapecase {
+  int x, y, alpha_in, plain, inverted;
+};
+
+template <class Kernel>
+void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vector<shapecase> &cases) {
+  for (bool inv : {false, true}) {
+    canvas c(w, h);
+    for (const auto &e : cases) c.at(e.x, e.y) = rgba(9, 8, 7, e.alpha_in);
+    k(c.locked(), RECT{0, 0, w, h}, v1, v2, inv);
+    for (const auto &e : cases)
+      EXPECT_EQ(c.at(e.x, e.y).a, inv ? e.inverted : e.plain)
+          << "pixel " << e.x << "," << e.y << (inv ? " inverted" : " plain");
+  }
+}
+
+}  // namespace
+
+TEST(KeyCircle, ZonesAndRampsOnSquaredDistance) {
+  expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
+               {
+                   {5, 5, 255, 255, 0},   // d 0
+                   {7, 5, 255, 255, 0},   // d 4 = inner
+                   {8, 5, 255, 0, 255},   // d 9 = outer
+                   {7, 6, 255, 204, 51},  // d 5: (9-5)*255/5, (5-4)*255/5
+                   {6, 7, 100, 100, 51},  // d 5 with alpha 100 below the ramp
+                   {7, 7, 255, 51, 204},  // d 8
+                   {0, 0, 255, 0, 255},   // corner
+                   {8, 6, 0, 0, 0},       // transparent stays transparent in every zone
+                   {6, 5, 0, 0, 0},
+                   {3, 6, 0, 0, 0},
+               });
+}
+
+TEST(KeyCircle, EqualRadiiMeanNoRampAndBothKeyTheBoundary) {
+  // outer = inner = 9: the plain key keys d >= 9, the inverted one d <= 9.
+  expect_shape(fxkernels::KeyCircle, 10, 10, 0.5, 0.5,
+               {{8, 5, 255, 0, 0}, {7, 7, 255, 255, 0}, {5, 9, 255, 0, 255}, {5, 5, 255, 255, 0}});
+}
+
+TEST(KeyRect, ScaledRowsAndPlainDistances) {
+  // 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
+  expect_shape(fxkernels::KeyRect, 20, 10, 0.5, 1.0,
+               {
+                   {10, 5, 255, 255, 0},   // d 0
+                   {16, 5, 255, 204, 51},  // dx 6
+                   {10, 8, 255, 204, 51},  // dy 6
+                   {13, 7, 255, 255, 0},   // dx 3, dy 4
+                   {15, 5, 255, 255, 0},   // d 5 = inner
+                   {0, 5, 255, 0, 255},    // dx 10 = outer
+                   {10, 0, 255, 0, 255},   // dy 10
+                   {19, 9, 255, 51, 204},  // dx 9, dy 8: d 9
+               });
+}
+
+TEST(KeyOval, CircleWithTheVerticalOffsetScaled) {
+  // 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32;
+  // dy = (y - 5) * 20 / 10.
+  expect_shape(fxkernels::KeyOval, 20, 10, 0.5, 0.25,
+               {
+                   {10, 9, 255, 0, 255},    // dy 8: d 64
+                   {10, 8, 255, 223, 31},   // dy 6: d 36, 28*255/32 and 4*255/32
+                   {15, 5, 255, 255, 0},    // d 25
+                   {17, 5, 255, 119, 135},  // d 49: 15*255/32, 17*255/32
+                   {18, 5, 255, 0, 255},    // d 64
+                   {10, 1, 255, 0, 255},    // dy -8
+               });
+}
+
+namespace {
+
+// The shape keys written as the plainest per-pixel walk over the zones, for comparison with the
+// run-splitting kernels.
+enum class shape { circle, oval, rect };
+
+void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv) {
+  const int64_t w = r.right - r.left, h = r.bottom - r.top;
+  if (w <= 0 || h <= 0) return;
+  const int64_t cx = r.left + w / 2, cy = r.top + h / 2;
+  int64_t outer, inner;
+  if (sh == shape::rect) {
+    outer = int64_t(double(w / 2) * std::max(v1, v2));
+    inner = int64_t(double(w / 2) * std::min(v1, v2));
+  } else {
+    const int64_t m = std::max(w, h) / 2 - 2;
+    outer = int64_t(double(2 * m * m) * std::max(v1, v2));
+    inner = int64_t(double(2 * m * m) * std::min(v1, v2));
+  }
+  for (int y = std::max(r.top, 0); y < std::min<int>(r.bottom, c.height()); ++y)
+    for (int x = std::max(r.left, 0); x < std::min<int>(r.right, c.width()); ++x) {
+      const int64_t dx = x - cx;
+      int64_t d;
+      if (sh == shape::circle)
+        d = dx * dx + (y - cy) * (y - cy);
+      else if (sh == shape::oval)
+        d = dx * dx + ((y - cy) * w / h) * ((y - cy) * w / h);
+      else
+        d = std::max(std::abs(dx), std::abs((y - cy) * w / h));
+      pix32 &p = c.at(x, y);
+      if (p.a == 0) continue;
+      if (!inv) {
+        if (d >= outer)
+          p.a = 0;
+        else if (d > inner)
+          p.a = uint8_t(std::min<int64_t>(p.a, ((outer - d) * 255) / (outer - inner)));
+      } else {
+        if (d <= inner)
+          p.a = 0;
+        else if (d < outer)
+          p.a = uint8_t(std::min<int64_t>(p.a, ((d - inner) * 255) / (outer - inner)));
+      }
+    }
+}
+
+void run_shape(const surf &s, RECT r, shape sh, double v1, double v2, bool inv) {
+  if (sh == shape::circle) fxkernels::KeyCircle(s, r, v1, v2, inv);
+  if (sh == shape::oval) fxkernels::KeyOval(s, r, v1, v2, inv);
+  if (sh == shape::rect) fxkernels::KeyRect(s, r, v1, v2, inv);
+}
+
+}  // namespace
+
+TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
+  std::mt19937 rng(7);
+  std::uniform_int_distribution<int> coord(-12, 40);
+  std::uniform_real_distribution<double> val(0.0, 1.0);
+  for (int round = 0; round < 600; ++round) {
+    const int w = 1 + round % 37, h = 1 + (round / 3) % 29;
+    canvas a(w, h), b(w, h);
+    a.randomise(rng);
+    b.set(a.pixels());
+    RECT r{coord(rng), coord(rng), 0, 0};
+    r.right = r.left + 1 + std::abs(coord(rng));
+    r.bottom = r.top + 1 + std::abs(coord(rng));
+    const shape sh = shape(round % 3);
+    // Every fourth round the two values are equal: no ramp at all.
+    const double v1 = val(rng), v2 = round % 4 == 0 ? v1 : val(rng);
+    const bool inv = round % 2;
+    run_shape(a.locked(), r, sh, v1, v2, inv);
+    shape_reference(b, r, sh, v1, v2, inv);
+    ASSERT_EQ(a.pixels(), b.pixels()) << "round " << round;
+  }
+}
+
+TEST(Keys, ColourVectorPathsMatchTheReferenceOverEveryWidthAndTail) {
+  std::mt19937 rng(17);
+  std::uniform_int_distribution<int> byte(0, 255), tol(0, 60);
+  auto u8 = [](int v) { return uint8_t(v); };
+  for (int w = 1; w <= 37; ++w) {
+    for (int round = 0; round < 8; ++round) {
+      canvas a(w, 2), b(w, 2);
+      a.randomise(rng);
+      // Some pixels on the key colour, so the boxes are not empty.
+      const pix32 key = a.at(0, 0);
+      for (int x = 0; x < w; x += 3) a.at(x, 1) = pix32(key.r, key.g, key.b, 200);
+      b.set(a.pixels());
+      const RECT r{w > 2 ? 1 : 0, 0, w, 2};
+      const bool inv = round % 2;
+      switch (round / 2) {
+        case 0: {
+          const rgbkey k{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng)), u8(tol(rng))};
+          fxkernels::KeyRGB(a.locked(), r, k, inv);
+          fxkernels::ref::KeyRGB(b.locked(), r, k, inv);
+          break;
+        }
+        case 1: {
+          const chromakey k{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng))};
+          fxkernels::KeyChroma(a.locked(), r, k, inv);
+          fxkernels::ref::KeyChroma(b.locked(), r, k, inv);
+          break;
+        }
+        default: {
+          const brightkey k{u8(byte(rng)), u8(byte(rng)), dominance(w % 4)};
+          fxkernels::KeyBright(a.locked(), r, k, inv);
+          fxkernels::ref::KeyBright(b.locked(), r, k, inv);
+        }
+      }
+      ASSERT_EQ(a.pixels(), b.pixels()) << "width " << w << " round " << round;
+    }
+  }
+}
+
+TEST(KeyChroma, VectorPathAgreesOnEveryColourOfACoarseGrid) {
+  // Every red, green and blue in steps of 5, 0 to 255, keyed against a few boxes.
+  std::vector<pix32> colours;
+  for (int r = 0; r <= 255; r += 5)
+    for (int g = 0; g <= 255; g += 5)
+      for (int b = 0; b <= 255; b += 5) colours.push_back(rgba(r, g, b));
+  const int w = 64, h = int((colours.size() + w - 1) / w);
+  for (const chromakey &k :
+       {chromakey{0, 255, 0, 40, 60}, chromakey{255, 0, 0, 10, 10}, chromakey{30, 60, 90, 25, 5}}) {
+    canvas a(w, h), b(w, h);
+    for (size_t i = 0; i < colours.size(); ++i) a.at(int(i % w), int(i / w)) = colours[i];
+    b.set(a.pixels());
+    fxkernels::KeyChroma(a.locked(), RECT{0, 0, w, h}, k, false);
+    fxkernels::ref::KeyChroma(b.locked(), RECT{0, 0, w, h}, k, false);
+    ASSERT_EQ(a.pixels(), b.pixels());
+  }
+}
