@@ -3,8 +3,9 @@
 
 #include "core/platform.h"
 
-// Reads the first icon held by a file (an .ico or .cur file); null when it holds none. The
-// image codecs install this at start-up; until then files yield no icon of their own.
+// Reads the icon held by a file (the largest image of an .ico or .cur file); null when it holds
+// none. The image codecs install this when the library loads; without it files yield no icon of
+// their own.
 using icon_file_reader = HICON (*)(const char *path);
 void SetIconFileReader(icon_file_reader reader);
 
