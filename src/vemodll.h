@@ -43,5 +43,9 @@
 #include "effects/levels.h"
 
 // Clip engine
+#include "engine/clipblock.h"
+#include "engine/clip.h"
+#include "engine/clipsource.h"
+#include "engine/project.h"
 
 // Macros

@@ -1,0 +1,487 @@
+// clip: one node of the clip tree: the root arrangement, a sub-arrangement, a media clip or a
+// generated clip, with its record, children on tracks, effects, composition and mixing.
+//
+// Common principles of this header:
+// - Times are int32 milliseconds. A clip lies at its position (start) for its size (length) in
+//   its parent's local time; its own local time is parent time - start + offset. A child is
+//   active while its local time lies within offset .. offset + length, both ends included.
+// - Rectangles of the animated variables are fractions of a picture: 0..1 spans it.
+// - The tree is changed between ClipCriticalStart and ClipCriticalEnd. A parent owns its
+//   children, effects, readers, generator and surfaces; deleting a clip deletes its subtree.
+// - A frame is a pure function of the tree and the time: nothing carries over between two
+//   compositions except the last source frame each media clip read (and pictures derived from
+//   it that are rebuilt whenever their inputs change).
+// - Failures are return values (false, 0, null); texts for the user go through the host's
+//   dialogs and processing messages through the root's message callback.
+//
+// The members are grouped by the file that implements them: clip.cpp (record, tree, tracks,
+// variables, formats, time mapper, queries), compose.cpp, mixing.cpp, projectfile.cpp,
+// clipimport.cpp and arrangement.cpp.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <string>
+
+#include "core/frect.h"
+#include "engine/clipblock.h"
+#include "media/mediareaders.h"
+#include "media/surface.h"
+#include "time/vemotime.h"
+
+class clipsrc;
+class effectVideo;
+class effectAudio;
+class vemowin;
+struct clipworker;
+
+// Source types of the clip block.
+enum : int32_t {
+  CLIP_SRC_NONE = 0,
+  CLIP_SRC_TEXT = 172,
+  CLIP_SRC_GRADIENT = 568,
+  CLIP_SRC_ARRANGEMENT = 412,
+};
+
+// Bits of the composition flags: the interactive editing view (marks the current effect) and
+// making (the picture leaves the program).
+enum : uint32_t {
+  CLIP_COMPOSE_EDIT = 1,
+  CLIP_COMPOSE_MAKE = 2,
+};
+
+// Places of the six work surfaces of an arrangement.
+enum : int {
+  CLIP_SURFACE_OUTPUT = 0,       // finished picture of a sub-arrangement
+  CLIP_SURFACE_DISPLAY = 1,      // what the window shows
+  CLIP_SURFACE_EFFECT1 = 2,      // the two effect surfaces the chains ping-pong between
+  CLIP_SURFACE_EFFECT2 = 3,
+  CLIP_SURFACE_DESTINATION = 4,  // cleared at each composition; children are scaled onto it
+  CLIP_SURFACE_SCRATCH = 5,      // the edit marks of the interactive view
+  CLIP_WORK_SURFACES = 6,
+};
+
+// Sizes of the audio machinery.
+// Sub-arrangements nest at most this deep in a project file.
+constexpr int CLIP_MAX_DEPTH = 64;
+
+constexpr int CLIP_AUDIO_BLOCKS = 10;
+constexpr int CLIP_AUDIO_HEADER = 44;       // bytes before the end of a block's samples
+constexpr int CLIP_AUDIO_DATA_OFFSET = 40;  // where a block's samples begin
+constexpr int CLIP_AUDIO_WINDOW = 6000;     // ms of blocks kept around the current time
+constexpr int32_t CLIP_AUDIO_EMPTY = INT32_MIN;
+constexpr int CLIP_AUDIO_WORK_BYTES = 352800;  // two seconds of the internal format
+
+// The clip's variable declarations, one row of the table each: X(key).
+// clang-format off
+#define VEMO_CLIP_VARIABLES(X)                                                                    \
+  X(IDS_CLIP_VARS) X(IDS_START_OPACITY) X(IDS_CLIPTIMEMAPPER)                                     \
+  X(IDS_COLOR_FG) X(IDS_COLOR_FG_R) X(IDS_COLOR_FG_G) X(IDS_COLOR_FG_B) X(IDS_COLOR_FG_A)        \
+  X(IDS_COLOR_BG) X(IDS_COLOR_BG_R) X(IDS_COLOR_BG_G) X(IDS_COLOR_BG_B) X(IDS_COLOR_BG_A)        \
+  X(IDS_STR_FONTVARS) X(IDS_STR_FONTSIZE) X(IDS_STR_FONTWEIGHT) X(IDS_STR_ITALIC)                \
+  X(IDS_STR_UNDERLINE) X(IDS_STR_SHADOWVARS) X(IDS_STR_SDIST) X(IDS_STR_SANG) X(IDS_STR_SINS)    \
+  X(IDS_COLOR_LT) X(IDS_COLOR_LT_R) X(IDS_COLOR_LT_G) X(IDS_COLOR_LT_B) X(IDS_COLOR_LT_A)        \
+  X(IDS_COLOR_LB) X(IDS_COLOR_LB_R) X(IDS_COLOR_LB_G) X(IDS_COLOR_LB_B) X(IDS_COLOR_LB_A)        \
+  X(IDS_COLOR_RT) X(IDS_COLOR_RT_R) X(IDS_COLOR_RT_G) X(IDS_COLOR_RT_B) X(IDS_COLOR_RT_A)        \
+  X(IDS_COLOR_RB) X(IDS_COLOR_RB_R) X(IDS_COLOR_RB_G) X(IDS_COLOR_RB_B) X(IDS_COLOR_RB_A)
+// clang-format on
+
+// Variable IDs of the clip by key: clipvar::IDS_START_OPACITY is 554.
+namespace clipvar {
+enum : int {
+  IDS_SRC_L = 45, IDS_SRC_T = 46, IDS_SRC_R = 47, IDS_SRC_B = 48,
+  IDS_DST_L = 49, IDS_DST_T = 50, IDS_DST_R = 51, IDS_DST_B = 52,
+  IDS_CLIP_VARS = 425, IDS_START_OPACITY = 554, IDS_CLIPTIMEMAPPER = 231,
+  IDS_COLOR_FG = 394, IDS_COLOR_FG_R = 399, IDS_COLOR_FG_G = 400, IDS_COLOR_FG_B = 401, IDS_COLOR_FG_A = 402,
+  IDS_COLOR_BG = 393, IDS_COLOR_BG_R = 395, IDS_COLOR_BG_G = 396, IDS_COLOR_BG_B = 397, IDS_COLOR_BG_A = 398,
+  IDS_STR_FONTVARS = 426, IDS_STR_FONTSIZE = 280, IDS_STR_FONTWEIGHT = 281, IDS_STR_ITALIC = 388,
+  IDS_STR_UNDERLINE = 389, IDS_STR_SHADOWVARS = 427, IDS_STR_SDIST = 390, IDS_STR_SANG = 391,
+  IDS_STR_SINS = 392,
+  IDS_COLOR_LT = 655, IDS_COLOR_LT_R = 656, IDS_COLOR_LT_G = 657, IDS_COLOR_LT_B = 658, IDS_COLOR_LT_A = 659,
+  IDS_COLOR_RT = 660, IDS_COLOR_RT_R = 661, IDS_COLOR_RT_G = 662, IDS_COLOR_RT_B = 663, IDS_COLOR_RT_A = 664,
+  IDS_COLOR_RB = 665, IDS_COLOR_RB_R = 666, IDS_COLOR_RB_G = 667, IDS_COLOR_RB_B = 668, IDS_COLOR_RB_A = 669,
+  IDS_COLOR_LB = 670, IDS_COLOR_LB_R = 671, IDS_COLOR_LB_G = 672, IDS_COLOR_LB_B = 673, IDS_COLOR_LB_A = 674,
+};
+}  // namespace clipvar
+
+// One picture size of the project: resource ID, width, height.
+struct clipformat {
+  int32_t id;
+  int32_t width;
+  int32_t height;
+};
+// One frame rate: resource ID, frames per second.
+struct clipfps {
+  int32_t id;
+  int32_t fps;
+};
+
+#define VEMO_CLIP_TV_DECLARE(key) int TV_##key();
+
+class clip : public vemotime {
+ public:
+  // The picture sizes and frame rates in menu order, each list ending with 0. "24 fps" comes
+  // after "25 fps" on purpose.
+  static const int CLIP_VIDEO_FORMATS[14];
+  static const int CLIP_FPS_OPTIONS[10];
+  // The same tables with their values.
+  static const clipformat VIDEO_FORMAT_TABLE[13];
+  static const clipfps FPS_TABLE[9];
+  static constexpr int kDefaultFormat = 82;  // 320 / 240
+  static constexpr int kDefaultFps = 134;    // 15 fps
+
+  // A clip without a window: a child of some arrangement (or a root without window, which
+  // becomes an arrangement through ChangeVideoFormat or loading).
+  explicit clip(vemowin *context);
+  // The root arrangement of a window (`window` may be null for a headless root).
+  clip(vemowin *context, HWND window);
+  ~clip() override;
+  // Clips are not copied by value: a deep copy goes through ClipDuplicate.
+  clip(const clip &) = delete;
+  clip &operator=(const clip &) = delete;
+
+  // ---- Overrides ----
+  int Save(FILE *f) override;
+  int Load(FILE *f) override;
+  // Local time as any timed object, then children, effects and generator follow it.
+  uint32_t SetCurrentTime(int t) override;
+  uint32_t SetPosition(int position) override;
+  // Keeps the effects spanning the clip.
+  uint32_t SetSize(int size) override;
+  // Trims the head as any timed object; effects follow the new length.
+  uint32_t SetOffset(int offset) override;
+  uint32_t Commit() override;
+  uint32_t Revert() override;
+  // Empties the clip completely (see the spec of the record): generator, children, effects,
+  // buffers, readers, surfaces, then the timed-object reset.
+  uint32_t Reset() override;
+  // Children by name, "fxN" the N-th video effect (1-based), "afxN" the N-th audio effect,
+  // then the timed-object names.
+  UIItem *UIItemResolve(const char *name) override;
+
+  // ---- Record ----
+  // Puts every field into its empty state (used by the constructors).
+  void null();
+  // The surface manager handed to effects; children take their parent's when inserted.
+  void SetSurfaces(surface *s) { surfaces = s; }
+  bool SetName(const char *name);
+  const char *GetName() const { return block.name; }
+  bool SetFileName(const char *path);
+  const char *GetFileName() const { return block.filename; }
+  // The text generator's string.
+  bool ClipSetText(const char *text);
+  const char *ClipGetText() const { return block.text; }
+  // The font family of the text ("DejaVu Sans" when none is set).
+  const char *GetFont() const;
+  bool ClipSetFont(const char *family);
+  int ClipGetTextAlign() const { return block.textalign; }
+  void ClipSetTextAlign(int align) { block.textalign = align < 0 || align > 2 ? 0 : align; }
+  const clipData &GetBlock() const { return block; }
+
+  // ---- Tree and tracks ----
+  // Links the child (parent, window context, surface manager, time), appends it, makes it
+  // current and passes the musical-time settings down. No check of the 512 limit is made by
+  // the spec; a full list refuses here (false) so the array never overflows.
+  bool ClipInsertChild(clip *child);
+  // Destroys the child and closes the gap in the list; QA_UPDATE.
+  uint32_t ChildDelete(clip *child);
+  // Asks before deleting the current child, then closes the time gap and compresses tracks.
+  uint32_t ArrangeChildDelete();
+  void SelectCurrent(clip *child) { currentchild = child; }
+  clip *GetCurrentChild() const { return currentchild; }
+  int ClipTrackCount();
+  int ClipTrackFree(int track);
+  bool ClipChildTrackCheck(clip *child, int track);
+  int ClipCompressTracks();
+  // A deep copy through the temporary file "lvtClipDuplicate.vmp"; its parent is this clip
+  // (not yet linked as a child). Null on failure.
+  clip *ClipDuplicate(clip *source);
+  int GetChildCount() const { return childcount; }
+  clip *GetChild(int i) const { return i >= 0 && i < childcount ? children[i] : nullptr; }
+  clip *GetParentClip() const { return parentclip; }
+  clip *GetRootClip();
+  int GetTrack() const { return track; }
+  void SetTrack(int t) { track = t < 0 ? 0 : t; }
+  // Passes this clip's musical time down to every descendant.
+  void PropagateMTimeParms();
+
+  // ---- Kinds, sources, format ----
+  static bool check_clip_src_type(int id);
+  bool AddClipSource(int id);
+  clipsrc *GetClipSource() const { return source; }
+  bool IsArrangement() const { return arrangement; }
+  // Turns a clip without media into an arrangement of the given picture size (used to build
+  // sub-arrangements); false when the work surfaces cannot be made.
+  bool MakeArrangement(int format_id);
+  bool ChangeVideoFormat(int id);
+  bool ChangeVideoFps(int id);
+  int GetVideoFormat() const { return videoformat; }
+  int GetFpsOption() const { return fpsoption; }
+  int GetFps() const { return fps; }
+  // Width and height of a picture-size ID (320 x 240 for an unknown one).
+  static clipformat FormatOf(int id);
+  static clipfps FpsOf(int id);
+  bool CheckVideo();
+  bool CheckAudio();
+  bool CheckVideoStream();
+  bool CheckAudioStream();
+  void ClipCollectState();
+  bool GetCollectedVideo() const { return statevideo; }
+  bool GetCollectedAudio() const { return stateaudio; }
+  RECT GetSurfaceRectangle() const { return outputrect; }
+  HWND GetWindow();
+  int ctEnd() { return GetPosition() + GetSize(); }
+  bool ClipIsActive() const { return currenttime >= offset && int64_t(currenttime) <= int64_t(offset) + size; }
+  bool GetAudioMute() const { return audiomuted; }
+  bool GetVideoMute() const { return videomuted; }
+  void SetAudioMute(bool m) { audiomuted = m; }
+  void SetVideoMute(bool m) { videomuted = m; }
+  clip *GetAudioMaster() const { return audiomaster; }
+  // "Make Audio Master": only this child is heard; null removes the master.
+  bool SetAudioMaster(clip *child);
+
+  // ---- Media ----
+  mmstream *GetStreamReader() const { return stream; }
+  roa *GetAVIReader() const { return avi; }
+  rwav *GetWaveReader() const { return wav; }
+  KORSurface *GetFrameSurface() const { return frame; }
+  // True after a load or import whose media file could not be found or opened.
+  bool IsMediaMissing() const { return mediamissing; }
+  // Opens a media file into this clip (image, WAV, stream, in this order); see the spec of
+  // the import. 1 on success, 0 on failure.
+  int ClipImport(const char *file);
+  static bool AskForSave();
+
+  // ---- Clip time mapper ----
+  int CTMGetValue(int t);
+  uint32_t CTMReset();
+  // The source's duration in ms (0 without a stream or AVI reader).
+  int MediaDuration() const;
+
+  // ---- Effects ----
+  // Appends a new effect of that type (null for an unknown type or a full chain).
+  effectVideo *VideoEffectAdd(int type);
+  effectAudio *AudioEffectAdd(int type);
+  // Removes and destroys the effect at index i; false when there is none.
+  bool VideoEffectDelete(int i);
+  bool AudioEffectDelete(int i);
+  int GetVideoEffectCount() const { return videoeffectcount; }
+  int GetAudioEffectCount() const { return audioeffectcount; }
+  effectVideo *GetVideoEffect(int i) const { return i >= 0 && i < videoeffectcount ? videoeffects[i] : nullptr; }
+  effectAudio *GetAudioEffect(int i) const { return i >= 0 && i < audioeffectcount ? audioeffects[i] : nullptr; }
+  void SetCurrentVideoEffect(int i) { currentvideoeffect = i; }
+  int GetCurrentVideoEffect() const { return currentvideoeffect; }
+  // True for a clip that is not an arrangement and has an "Extra Output" effect.
+  bool ExtraOutputs();
+  // The clip's opacity and volume variables from its effects exist (opacity: the pre-effect
+  // opacity or an "Opacity" effect; volume: a "Volume/Pan" effect).
+  bool HasOpacity();
+  bool HasVolume();
+
+  // ---- Variables (one declaration each from the table) ----
+  bool ClipAddVarsSrcDstRect();
+  bool ClipAddVarsColor();
+  bool ClipAddVarsFont();
+  bool ClipAddVarsShadow();
+  bool ClipAddVarsGradient();
+  VEMO_CLIP_VARIABLES(VEMO_CLIP_TV_DECLARE)
+
+  // ---- Worker and critical section ----
+  // The worker thread comes with making; until then these return at once.
+  bool WaitForIdle();
+  int ClipCriticalStart();
+  int ClipCriticalEnd();
+  int GetCriticalCount() const { return criticalcount; }
+  // Shows a processing message through the root's callback; false when nobody listens.
+  bool ProcessingMessage(const char *text);
+  // The receiver of the processing messages of this root's tree (empty: none).
+  using message_fn = std::function<void(const char *text)>;
+  void SetProcessingCallback(message_fn fn) { messagefn = std::move(fn); }
+
+  // ---- Composition (compose.cpp) ----
+  // Composes an arrangement's picture at its current time into its destination surface.
+  int ClipVideoComposite(uint32_t flags);
+  // Brings one child's picture up to date and adds it to the parent's destination surface.
+  int ClipVideoUpdate(clip *parent, uint32_t flags, bool blend);
+  int CompositeToParent(KORSurface *picture, frect source, frect destination, clip *parent, bool blend);
+  // The root's composition for the display (flags 1); "Done!"; 1.
+  int ClipComposite();
+  KORSurface *GetWorkSurface(int place) const {
+    return place >= 0 && place < CLIP_WORK_SURFACES ? worksurfaces[place] : nullptr;
+  }
+  // The finished picture: the destination surface of the root.
+  KORSurface *GetDestinationSurface() const { return worksurfaces[CLIP_SURFACE_DESTINATION]; }
+  // Gives the clip a 1280 x 1024 current frame surface; the surface, or null.
+  KORSurface *AddDrawingSurface();
+
+  // ---- Audio (mixing.cpp) ----
+  bool AudioBufferAllocate(int size);
+  static int ClipTime2AudioBlockTime(int t);
+  bool ClipAudioUpdate(uint32_t flags);
+  bool ClipAudioGetData(void *out, int ms, int *bytes);
+  int ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms, int bytes);
+  // One allocation of three two-second internal buffers; the first, the others through
+  // `second` and `third`. Kept by the clip and freed by Reset.
+  int16_t *ClipAllocAudioProcessingBuffer(int16_t **second, int16_t **third);
+  // The wave format of the clip's sound (stream, else AVI, else WAVE reader); null without.
+  const WAVEFORMATEX *AudioFormat() const;
+  int GetAudioTime() const { return audiotime; }
+  int GetFirstBlockTime() const { return firstblocktime; }
+  int GetCurrentBlockCount() const { return currentblockcount; }
+
+  // ---- Arrangement view (arrangement.cpp) ----
+  uint32_t ArrZoomIn();
+  uint32_t ArrZoomOut();
+  uint32_t ArrZoomAll();
+  uint32_t ArrBandIn();
+  uint32_t ArrBandOut();
+  uint32_t ArrBandAll();
+  uint32_t ClipZoomOut();
+  int ArrDragDelta();
+  int ClipResetArrangeSlider();
+  // Closes the time gap the last deletion left on its track: later children on that track
+  // move earlier by the deleted clip's length. QA_UPDATE when something moved, else 0.
+  uint32_t ArrMakeSpace();
+  // Places every child's arrangement rectangle for the track area `area`; an empty area
+  // lays out one pixel per millisecond of the visible span.
+  RECT ArrLayout(RECT area);
+  // The drag: where it started and where the mouse is now (client x).
+  void ArrSetDrag(int start_x, int now_x) {
+    dragstartx = start_x;
+    dragnowx = now_x;
+  }
+  int GetVisibleSpan() const { return visiblespan; }
+  void SetVisibleSpan(int span) { visiblespan = span; }
+  int GetViewStart() const { return viewstart; }
+  int GetBandHeight() const { return bandheight; }
+  void SetBandHeight(int h) { bandheight = h < 10 ? 10 : h > 512 ? 512 : h; }
+  RECT GetArrangeArea() const { return arrarea; }
+  void SetArrangeArea(RECT r) { arrarea = r; }
+  RECT GetArrangeRect() const { return arrrect; }
+  int GetMakeStart() const { return makestart; }
+  int GetMakeEnd() const { return makeend; }
+  void SetMakeRange(int from, int to) {
+    makestart = from;
+    makeend = to;
+  }
+  int GetDisplayState() const { return displaystate; }
+  void SetDisplayState(int s) { displaystate = s & 0xFF; }
+
+  // ---- Project files (projectfile.cpp) ----
+  // Saves this clip as a project at `path` through a temporary file in the same folder that
+  // is renamed over the target. False (the old file untouched) on any failure.
+  bool ProjectSave(const char *path);
+  // Loads the project at `path` into this clip; its folder is searched for missing media.
+  bool ProjectLoad(const char *path);
+  // The project file this root was loaded from or saved to (empty for a new project).
+  const char *GetProjectPath();
+
+ private:
+  friend class clipsrc;
+  void ClipClear();  // destroys children, effects (the first steps of Load and Reset)
+  void CloseMedia();
+  void FreeWorkSurfaces();
+  void DeclareClipVars();
+  void SyncEffectExtent();
+  void ResetCompositionCache();
+  bool LoadBody(FILE *f, int depth);
+  // Stores the picture size of an arrangement without making its surfaces yet.
+  void SetPictureSize(int format_id);
+  // Makes the work surfaces of an arrangement that has none yet; false when they cannot be.
+  bool EnsureWorkSurfaces();
+  // The picture of the clip as read or generated for this frame, with the pre-effect opacity
+  // applied (rebuilt only when the source or the opacity changed). Null without a picture.
+  KORSurface *PreparedPicture(KORSurface *source, int delta);
+  void DrawEditMarks(clip *parent, KORSurface *current, effectVideo *fx);
+  bool ReadVideoFrame();
+  void FillAudioBlock(uint8_t *block, int s);
+  bool MissingFile(const char *file, std::string &use);
+
+  clip *parentclip = nullptr;
+  clipsrc *source = nullptr;
+  KORSurface *frame = nullptr;  // current frame surface
+  bool ownsframe = false;       // a still or a generator's picture; readers own theirs
+  mmstream *stream = nullptr;
+  roa *avi = nullptr;
+  rwav *wav = nullptr;
+  KORSurface *worksurfaces[CLIP_WORK_SURFACES] = {};
+  clip *audiomaster = nullptr;
+  clip *currentchild = nullptr;
+  int32_t childcount = 0;
+  clip *children[CLIP_MAX_CHILDREN] = {};
+  RECT outputrect{};
+  uint8_t *workbuffers[CLIP_AUDIO_BLOCKS] = {};
+  int16_t *processingbuffer = nullptr;
+  int16_t *processing2 = nullptr;
+  int16_t *processing3 = nullptr;
+  int32_t audioeffectcount = 0;
+  int32_t currentaudioeffect = -1;
+  effectAudio *audioeffects[CLIP_MAX_EFFECTS] = {};
+  int32_t videoeffectcount = 0;
+  int32_t currentvideoeffect = -1;
+  effectVideo *videoeffects[CLIP_MAX_EFFECTS] = {};
+  bool arrangement = false;
+  int32_t track = 0;
+  bool audiomuted = false;
+  bool videomuted = false;
+  int32_t videoformat = kDefaultFormat;
+  int32_t fpsoption = kDefaultFps;
+  int32_t fps = 15;
+  int32_t trackcount = 0;
+  int32_t bandheight = 40;
+  int32_t visiblespan = 0;
+  RECT arrrect{};
+
+  // Arrangement view.
+  int32_t viewstart = 0;
+  int32_t rememberedspan = 0;
+  int32_t rememberedstart = 0;
+  RECT arrarea{};
+  int32_t dragstartx = 0;
+  int32_t dragnowx = 0;
+  int32_t gaptrack = -1;  // the time gap of the last deletion
+  int32_t gapstart = 0;
+  int32_t gaplength = 0;
+  int32_t makestart = 0;
+  int32_t makeend = 0;
+  int32_t displaystate = 0;
+
+  // Collected state.
+  bool statevideo = false;
+  bool stateaudio = false;
+  bool statevideostream = false;
+  bool stateaudiostream = false;
+  bool statemakeable = false;
+  bool mediamissing = false;
+
+  // Composition cache: the source time of the frame last read, and the picture prepared from
+  // the source with the opacity applied, keyed by the source's serial and the opacity step.
+  int32_t lastreadtime = INT32_MIN;
+  uint64_t sourceserial = 0;
+  KORSurface *picture = nullptr;
+  uint64_t pictureserial = UINT64_MAX;
+  int32_t picturedelta = 0;
+
+  // Audio blocks.
+  int32_t blocksize = 0;
+  int32_t audiotime = 0;
+  int32_t firstblocktime = 0;
+  int32_t currentblockcount = 0;
+  uint8_t *currentblocks[CLIP_AUDIO_BLOCKS] = {};
+
+  // Worker (the thread itself comes with making): the latest job wins, no queue, no mutex.
+  std::atomic<int> jobword{0};
+  std::atomic<int> idleflag{1};
+  clipworker *worker = nullptr;
+  int32_t criticalcount = 0;
+  int32_t busystate = 0;  // 1 making, 2 playing
+  std::atomic<bool> stoppending{false};
+  message_fn messagefn;
+  std::string projectpath;
+
+  clipData block{};
+};
+
+#undef VEMO_CLIP_TV_DECLARE

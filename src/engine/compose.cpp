@@ -1,0 +1,261 @@
+// Video composition: an arrangement's picture at its current time, each child's update with
+// its source picture, pre-effect opacity and effect chain, and the scaling onto the parent.
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "effects/effect.h"
+#include "engine/clip.h"
+#include "engine/clipsource.h"
+#include "media/dc.h"
+
+namespace {
+
+// Processing messages; the callers format them only when the root has a listener.
+void Message(clip *c, const char *a, const char *b) {
+  char text[640];
+  std::snprintf(text, sizeof text, "%s: %s", a, b);
+  c->ProcessingMessage(text);
+}
+
+void Message(clip *c, const char *a, const char *b, const char *d) {
+  char text[900];
+  std::snprintf(text, sizeof text, "%s: %s %s", a, b, d);
+  c->ProcessingMessage(text);
+}
+
+// The step SurfaceOpacityAdjust adds to every alpha for an opacity (0 leaves the picture as
+// it is).
+int OpacityStep(double d) {
+  if (std::isnan(d)) return 0;
+  const double v = d * 256.1;
+  return v > 1000.0 ? 1000 : v < -1000.0 ? -1000 : int(v);
+}
+
+}  // namespace
+
+int clip::ClipComposite() {
+  clip *root = GetRootClip();
+  root->ClipVideoComposite(CLIP_COMPOSE_EDIT);
+  ProcessingMessage("Done!");
+  return 1;
+}
+
+KORSurface *clip::AddDrawingSurface() {
+  KORSurface *s = surface::SurfaceCreate(surface::RENDER_WIDTH, surface::RENDER_HEIGHT);
+  if (!s) return nullptr;
+  if (ownsframe) surface::SurfaceDelete(frame);
+  frame = s;
+  ownsframe = true;
+  outputrect = RECT{0, 0, surface::RENDER_WIDTH, surface::RENDER_HEIGHT};
+  ResetCompositionCache();
+  return s;
+}
+
+int clip::ClipVideoComposite(uint32_t flags) {
+  if (!arrangement || !EnsureWorkSurfaces()) return 0;
+  KORSurface *dst = worksurfaces[CLIP_SURFACE_DESTINATION];
+  if (!dst) return 0;
+  surface::SurfaceClear(dst);
+
+  // Track 0 lies on top: the highest track is drawn first.
+  const int tracks = ClipTrackCount();
+  for (int t = tracks - 1; t >= 0; --t) {
+    for (int i = 0; i < childcount; ++i) {
+      clip *c = children[i];
+      if (c->track != t || c->videomuted || !c->ClipIsActive()) continue;
+      if (GetRootClip()->messagefn) Message(this, "Processing", c->GetName());
+      c->ClipVideoUpdate(this, c == currentchild ? flags : flags & ~CLIP_COMPOSE_EDIT, true);
+    }
+  }
+
+  if (parentclip) {
+    // A sub-arrangement's picture is its output surface. The finished destination becomes
+    // the output by exchanging the two surfaces, which is the copy without moving pixels; the
+    // destination is cleared before it is drawn on again.
+    std::swap(worksurfaces[CLIP_SURFACE_OUTPUT], worksurfaces[CLIP_SURFACE_DESTINATION]);
+    if (!window) frame = worksurfaces[CLIP_SURFACE_OUTPUT];
+    ++sourceserial;
+    return 1;
+  }
+
+  // The root: full opacity, then its own effects over the whole picture.
+  surface::SurfaceOpacity(dst, 255);
+  if (videoeffectcount > 0) {
+    KORSurface *e1 = worksurfaces[CLIP_SURFACE_EFFECT1];
+    KORSurface *e2 = worksurfaces[CLIP_SURFACE_EFFECT2];
+    if (e1 && e2) {
+      surface::SurfaceCopy(dst, e1);
+      KORSurface *cur = e1, *other = e2;
+      for (int i = 0; i < videoeffectcount; ++i) {
+        effectVideo *fx = videoeffects[i];
+        if (fx->GetID() == 182 || !fx->IsActive()) continue;
+        RECT area;
+        if (!fx->GetEffectRect(outputrect.right, outputrect.bottom, &area)) continue;
+        if (messagefn) Message(this, "Processing", EffectName(fx->GetID()), GetName());
+        surface::SurfaceCopy(cur, other);
+        fx->Process(cur, other, area);
+        std::swap(cur, other);
+      }
+      surface::SurfaceCopy(cur, dst);
+    }
+  }
+  return 1;
+}
+
+bool clip::ReadVideoFrame() {
+  int t = CTMGetValue(currenttime);
+  // The mapper holds the last frame past the end of the medium rather than reading nothing.
+  const int d = MediaDuration();
+  if (d > 0) t = t < 0 ? 0 : t >= d ? d - 1 : t;
+  if (t == lastreadtime) return true;
+  if (GetRootClip()->messagefn) Message(this, "Processing", "Reading Video Frame", GetName());
+  bool ok = false;
+  if (stream)
+    ok = mediareaders::StreamReadVideoSample(stream, t) != nullptr;
+  else if (avi)
+    ok = mediareaders::AVIRead(avi, t);
+  // A frame that cannot be read shows nothing, whatever was read before.
+  if (!ok) surface::SurfaceClear(frame);
+  lastreadtime = t;
+  ++sourceserial;
+  return ok;
+}
+
+KORSurface *clip::PreparedPicture(KORSurface *src, int) {
+  const double op = GetTimeFloat(clipvar::IDS_START_OPACITY);
+  if (OpacityStep(op) == 0) return src;
+  if (picture && pictureserial == sourceserial && picturedelta == OpacityStep(op) &&
+      picture->width == src->width && picture->height == src->height)
+    return picture;
+  if (!picture || picture->width != src->width || picture->height != src->height) {
+    surface::SurfaceDelete(picture);
+    picture = surface::SurfaceCreate(src->width, src->height);
+    if (!picture) return nullptr;
+  }
+  // The opacity is applied to a copy: the picture as read stays as it was read.
+  surface::SurfaceCopy(src, picture);
+  surface::SurfaceOpacityAdjust(picture, op);
+  pictureserial = sourceserial;
+  picturedelta = OpacityStep(op);
+  return picture;
+}
+
+void clip::DrawEditMarks(clip *parent, KORSurface *current, effectVideo *fx) {
+  KORSurface *scratch = parent->worksurfaces[CLIP_SURFACE_SCRATCH];
+  if (!scratch || !current) return;
+  surface::SurfaceChecker(scratch, 4);
+  surface::SurfaceBlend(current, scratch, surface::SurfaceGetRect(scratch));
+  surface::SurfaceOpacity(scratch, 255);
+  const bool enabled = fx->GetTimeFloat(fxid::IDS_EFFECT_ENABLE) >= 0.5;
+  const bool toggled = fx->GetTimeFloat(fxid::IDS_EFFECT_TOGGLE) >= 0.5;
+  if (!enabled || !toggled) {
+    surf s;
+    if (HDC hdc = surface::SurfaceGetDC(scratch, &s)) {
+      RECT r = surface::SurfaceGetRect(scratch);
+      hdc->SetBkMode(TRANSPARENT);
+      hdc->SetTextColor(RGB(255, 0, 0));
+      hdc->SetDrawAlpha(255);
+      const char *text = effect::SwitchText(enabled ? fxid::IDS_EFFECT_TOGGLE : fxid::IDS_EFFECT_ENABLE, false);
+      hdc->DrawText(text, -1, &r, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+      surface::SurfaceReleaseDC(&s);
+    }
+  }
+  surface::SurfaceCopy(scratch, current);
+}
+
+int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
+  if (!parent || !ClipIsActive()) return 0;
+  const bool listening = GetRootClip()->messagefn != nullptr;
+
+  // The picture of this frame.
+  KORSurface *src = nullptr;
+  if (arrangement) {
+    ClipVideoComposite(flags);
+    src = frame;
+  } else if (source) {
+    const int w = parent->outputrect.right - parent->outputrect.left;
+    const int h = parent->outputrect.bottom - parent->outputrect.top;
+    if (!frame || frame->width != w || frame->height != h) {
+      KORSurface *s = surface::SurfaceCreate(w, h);
+      if (!s) return 0;
+      if (ownsframe) surface::SurfaceDelete(frame);
+      frame = s;
+      ownsframe = true;
+      source->Invalidate();
+    }
+    source->width = w;
+    source->height = h;
+    bool changed = false;
+    if (!source->Paint(frame, &changed)) return 0;
+    if (changed) ++sourceserial;
+    src = frame;
+  } else if (stream || avi) {
+    if (!frame) return 0;
+    ReadVideoFrame();
+    src = frame;
+  } else {
+    src = frame;  // a still picture
+  }
+  if (!src) return 0;
+
+  frect rs, rd;
+  GetTimeRect(rs, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B);
+  GetTimeRect(rd, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B);
+
+  if (videoeffectcount == 0) {
+    if (listening) Message(this, "Processing", "Drawing Video Frame", GetName());
+    KORSurface *pic = PreparedPicture(src, 0);
+    if (!pic) return 0;
+    return CompositeToParent(pic, rs, rd, parent, blend);
+  }
+
+  // With effects: the source rectangle fills the parent-sized first effect surface, the
+  // opacity is adjusted there, the chain ping-pongs, the result goes through the destination.
+  KORSurface *cur = parent->worksurfaces[CLIP_SURFACE_EFFECT1];
+  KORSurface *other = parent->worksurfaces[CLIP_SURFACE_EFFECT2];
+  if (!cur || !other) return 0;
+  frect cs = rs;
+  if (!cs.ClipToUnity()) return 0;
+  RECT prs;
+  if (!frect::ScaleToUnity(&cs, src->width, src->height, &prs)) return 0;
+  if (!surface::SurfaceScale(src, prs, cur, parent->outputrect, false)) return 0;
+  surface::SurfaceOpacityAdjust(cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
+
+  const int w = parent->outputrect.right, h = parent->outputrect.bottom;
+  const bool editing = (flags & CLIP_COMPOSE_EDIT) && parent->currentchild == this;
+  for (int i = 0; i < videoeffectcount; ++i) {
+    effectVideo *fx = videoeffects[i];
+    // Effects span their clip: while the clip is active, so are they. "Extra Output" takes
+    // its copy at the making stage, not here.
+    if (fx->GetID() == 182) continue;
+    RECT area;
+    const bool inside = fx->GetEffectRect(w, h, &area) != 0;
+    if (inside && fx->IsActive()) {
+      if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
+      surface::SurfaceCopy(cur, other);
+      fx->Process(cur, other, area);
+      std::swap(cur, other);
+    }
+    if (editing && i == currentvideoeffect) DrawEditMarks(parent, cur, fx);
+  }
+
+  if (listening) Message(this, "Processing", "Adding To Destination", GetName());
+  return CompositeToParent(cur, frect(0.0, 0.0, 1.0, 1.0), rd, parent, blend);
+}
+
+int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, bool blend) {
+  if (!frame || !pic || !parent || !parent->arrangement) return 0;
+  KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
+  if (!dst) return 0;
+  // The source cut to the picture moves the destination in proportion, then the other way.
+  if (!frect::ClipToUnity(&s, &d)) return 0;
+  if (!frect::ClipToUnity(&d, &s)) return 0;
+  RECT rs, rd;
+  if (!frect::ScaleToUnity(&s, pic->width, pic->height, &rs)) return 0;
+  if (!frect::ScaleToUnity(&d, parent->outputrect.right - parent->outputrect.left,
+                           parent->outputrect.bottom - parent->outputrect.top, &rd))
+    return 0;
+  surface::SurfaceScale(pic, rs, dst, rd, blend);
+  return 1;
+}

@@ -1,0 +1,142 @@
+// vemoproject: the headless host entry: set-up, new/load/save, composing and mixing by time,
+// and building clips.
+#include "engine/project.h"
+
+#include <cstring>
+#include <new>
+
+#include "core/vemowin.h"
+#include "engine/clipsource.h"
+#include "media/surface.h"
+
+namespace {
+
+// Sound is mixed in steps of this many ms: whole frames of 44.1 per ms, within the buffers.
+constexpr int kMixStep = 100;
+
+}  // namespace
+
+vemoproject::vemoproject(dialogs *ui) {
+  context = new vemowin(ui, nullptr);
+  surfaces = new surface(context, nullptr);
+  root = new clip(context, nullptr);
+  root->SetSurfaces(surfaces);
+  root->SetName("Arrangement");
+}
+
+vemoproject::~vemoproject() {
+  delete root;
+  delete surfaces;
+  delete context;
+}
+
+bool vemoproject::Ok() const { return surfaces->CheckDirectX600() && root->GetDestinationSurface(); }
+
+bool vemoproject::New(int format_id, int fps_id, int length_ms) {
+  root->Reset();
+  root->SetName("Arrangement");
+  root->SetOffset(0);
+  root->SetPosition(0);
+  root->SetSize(length_ms > 0 ? length_ms : 10000);
+  root->SetMakeRange(0, root->GetSize());
+  root->ClipZoomOut();
+  root->ChangeVideoFps(fps_id);
+  return root->ChangeVideoFormat(format_id);
+}
+
+bool vemoproject::Load(const char *path) {
+  if (root->ProjectLoad(path)) return true;
+  New();
+  return false;
+}
+
+bool vemoproject::Save(const char *path) { return root->ProjectSave(path); }
+
+int vemoproject::Length() const {
+  return root->GetMakeEnd() > root->GetMakeStart() ? root->GetMakeEnd() : root->GetSize();
+}
+
+KORSurface *vemoproject::Compose(int ms) {
+  root->SetCurrentTime(ms);
+  if (!root->ClipVideoComposite(CLIP_COMPOSE_MAKE)) return nullptr;
+  return root->GetDestinationSurface();
+}
+
+bool vemoproject::Mix(int from_ms, int ms, std::vector<int16_t> &out) {
+  if (ms < 0) return false;
+  if (!mixbuffer) {
+    mixbuffer = root->ClipAllocAudioProcessingBuffer(&work1, &work2);
+    if (!mixbuffer) return false;
+  }
+  for (int done = 0; done < ms;) {
+    const int step = ms - done < kMixStep ? ms - done : kMixStep;
+    const int bytes = (step * 441 / 10) * INTERNAL_BYTES_PER_FRAME;
+    std::memset(mixbuffer, 0, size_t(bytes));
+    root->SetCurrentTime(from_ms + done);
+    root->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+    root->ClipAudioGet44100(mixbuffer, work1, work2, step, bytes);
+    out.insert(out.end(), mixbuffer, mixbuffer + bytes / 2);
+    done += step;
+  }
+  return true;
+}
+
+void vemoproject::SetMessages(clip::message_fn fn) { root->SetProcessingCallback(std::move(fn)); }
+
+clip *vemoproject::AddMedia(clip *parent, const char *path, int start, int track, int length_ms) {
+  if (!parent || !parent->IsArrangement()) return nullptr;
+  clip *c = new (std::nothrow) clip(context);
+  if (!c) return nullptr;
+  if (!parent->ClipInsertChild(c)) {
+    delete c;
+    return nullptr;
+  }
+  if (!c->ClipImport(path)) {
+    parent->ChildDelete(c);
+    return nullptr;
+  }
+  c->SetPosition(start);
+  c->SetTrack(track);
+  if (length_ms > 0) c->SetSize(length_ms);
+  return c;
+}
+
+clip *vemoproject::AddGenerator(clip *parent, int type, int start, int length_ms, int track) {
+  if (!parent || !parent->IsArrangement()) return nullptr;
+  clip *c = new (std::nothrow) clip(context);
+  if (!c) return nullptr;
+  if (!parent->ClipInsertChild(c)) {
+    delete c;
+    return nullptr;
+  }
+  if (!c->AddClipSource(type)) {
+    parent->ChildDelete(c);
+    return nullptr;
+  }
+  c->SetName(vemo::GetStringPtr(type));
+  c->SetPosition(start);
+  c->SetSize(length_ms);
+  c->SetTrack(track);
+  return c;
+}
+
+clip *vemoproject::AddArrangement(clip *parent, int start, int length_ms, int track) {
+  if (!parent || !parent->IsArrangement()) return nullptr;
+  clip *c = new (std::nothrow) clip(context);
+  if (!c) return nullptr;
+  if (!parent->ClipInsertChild(c)) {
+    delete c;
+    return nullptr;
+  }
+  if (!c->MakeArrangement(root->GetVideoFormat())) {
+    parent->ChildDelete(c);
+    return nullptr;
+  }
+  c->SetName("Arrangement");
+  c->SetPosition(start);
+  c->SetSize(length_ms);
+  c->SetTrack(track);
+  return c;
+}
+
+std::string vemoproject::Describe() const { return DescribeClip(root); }
