@@ -1,0 +1,263 @@
+// Composition: pictures of small projects against hand-worked pixels and the reference
+// compositor (track order, active ends, rectangles off the frame, opacity, effect chains, nested
+// arrangements, root effects, edit marks, and purity in time).
+#include <gtest/gtest.h>
+
+#include "effects/effect.h"
+#include "engine/clipsource.h"
+#include "engine/enginetest.h"
+#include "media/surface.h"
+
+using namespace enginetest;
+
+namespace {
+
+constexpr int W = 160, H = 120;
+constexpr frac kUnit{0, 0, 1, 1};
+
+// The root's finishing step: full opacity.
+refpic Finished(refpic p) {
+  for (pix32 &q : p.px) q.a = 255;
+  return p;
+}
+
+void ExpectAll(const refpic &p, pix32 want) {
+  for (int y = 0; y < p.h; ++y)
+    for (int x = 0; x < p.w; ++x)
+      if (!(p.at(x, y) == want)) {
+        ADD_FAILURE() << "at " << x << "," << y << ": " << int(p.at(x, y).r) << " " << int(p.at(x, y).g) << " "
+                      << int(p.at(x, y).b) << " " << int(p.at(x, y).a);
+        return;
+      }
+}
+
+}  // namespace
+
+TEST(Compose, OpaqueStillComesOutOneStepDarkerAndFadesByItsOpacity) {
+  project pr;
+  clip *c = pr.Still(pr.root(), "solid.bmp", 8, 6, 0, 5000, 0, [](int, int) { return pix32(200, 100, 50); });
+  ASSERT_NE(c, nullptr);
+  // Alpha 0 + trunc(1 * 256.1) = 255: (200 * 255) >> 8 = 199 over black.
+  ExpectAll(pr.At(100), pix32(199, 99, 49, 255));
+  // Opacity 0.5: alpha 128, (200 * 128) >> 8 = 100.
+  Key(c, clipvar::IDS_START_OPACITY, 0, 0.5);
+  ExpectAll(pr.At(100), pix32(100, 50, 25, 255));
+  // Negative opacity takes the picture away entirely.
+  Key(c, clipvar::IDS_START_OPACITY, 0, -1.0);
+  ExpectAll(pr.At(100), pix32(0, 0, 0, 255));
+}
+
+TEST(Compose, TrackZeroCoversHigherTracksWhateverTheChildOrder) {
+  project pr;
+  // Blue first in child order but on track 0; red on track 1 is drawn first, then covered.
+  pr.Solid(pr.root(), pix32(0, 0, 255, 255), 0, 5000, 0);
+  pr.Solid(pr.root(), pix32(255, 0, 0, 255), 0, 5000, 1);
+  ExpectAll(pr.At(0), pix32(0, 0, 254, 255));
+
+  // Half-transparent red over opaque blue: blue 254 first, then r = 255 * 128 >> 8 = 127 and
+  // b = 254 * 127 >> 8 = 126.
+  project half;
+  half.Solid(half.root(), pix32(255, 0, 0, 128), 0, 5000, 0);
+  half.Solid(half.root(), pix32(0, 0, 255, 255), 0, 5000, 1);
+  ExpectAll(half.At(0), pix32(127, 0, 126, 255));
+}
+
+TEST(Compose, AChildTakesPartFromItsStartToItsEndBothIncluded) {
+  project pr;
+  clip *c = pr.Solid(pr.root(), pix32(255, 255, 255, 255), 1000, 1000, 0);
+  ASSERT_NE(c, nullptr);
+  const pix32 black(0, 0, 0, 255), white(254, 254, 254, 255);
+  EXPECT_EQ(pr.At(999).at(5, 5), black);
+  EXPECT_EQ(pr.At(1000).at(5, 5), white);
+  EXPECT_EQ(pr.At(2000).at(5, 5), white);
+  EXPECT_EQ(pr.At(2001).at(5, 5), black);
+  // Trimming the head keeps the end: the clip now starts at 1400.
+  c->SetOffset(400);
+  EXPECT_EQ(pr.At(1399).at(5, 5), black);
+  EXPECT_EQ(pr.At(1400).at(5, 5), white);
+  EXPECT_EQ(pr.At(2000).at(5, 5), white);
+  EXPECT_EQ(pr.At(2001).at(5, 5), black);
+  // A muted clip adds nothing.
+  c->SetVideoMute(true);
+  EXPECT_EQ(pr.At(1500).at(5, 5), black);
+}
+
+TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
+  project pr;
+  clip *a = pr.Still(pr.root(), "a.bmp", 40, 30, 0, 5000, 2);
+  auto bfn = [](int x, int y) { return pix32(uint8_t(x * 4), uint8_t(y * 5), uint8_t(200 - x - y), 0); };
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 1, bfn);
+  clip *c = pr.Solid(pr.root(), pix32(10, 200, 30, 100), 0, 5000, 0);
+  ASSERT_TRUE(a && b && c);
+  const frac bsrc{0.25, 0, 1, 0.75}, bdst{-0.25, 0.5, 0.75, 1.5};
+  SetRect(b, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, 0, bsrc);
+  SetRect(b, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, bdst);
+  Key(b, clipvar::IDS_START_OPACITY, 0, 0.5);
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0, 0, 0.5, 0.5});
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 1000, {0.5, 0.5, 1, 1});
+
+  refpic apic = Pattern(40, 30, PatternPixel), bpic = Pattern(64, 48, bfn);
+  RefOpacity(apic, 1.0);
+  RefOpacity(bpic, 0.5);
+  const refpic cpic(W, H, pix32(10, 200, 30, 100));
+  // The keyed destination at 0, half way and at the second key.
+  const frac cdst[3] = {{0, 0, 0.5, 0.5}, {0.25, 0.25, 0.75, 0.75}, {0.5, 0.5, 1, 1}};
+  for (int i = 0; i < 3; ++i) {
+    refpic want(W, H);
+    RefComposite(want, apic, kUnit, kUnit, true);
+    RefComposite(want, bpic, bsrc, bdst, true);
+    RefComposite(want, cpic, kUnit, cdst[i], true);
+    const refpic got = pr.At(i * 500);
+    EXPECT_EQ(FirstDifference(got, Finished(want)), "") << "at " << i * 500 << " ms";
+  }
+}
+
+TEST(Compose, DestinationsWhollyOutsideOrTooSmallAddNothing) {
+  project pr;
+  clip *c = pr.Solid(pr.root(), pix32(255, 255, 255, 255), 0, 5000, 0);
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {1, 0, 2, 1});
+  ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {-3, -3, 0, 0});
+  ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
+  // One pixel wide: narrower than the scaling works with.
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
+          {0.5, 0, 0.5 + 1.0 / W, 1});
+  ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
+}
+
+TEST(Compose, EffectChainRunsOnAParentSizedCopyWithEnableAndToggleKeys) {
+  project pr;
+  pr.Solid(pr.root(), pix32(0, 90, 0, 255), 0, 5000, 1);
+  auto bfn = [](int x, int y) { return pix32(uint8_t(x * 4), uint8_t(y * 5), uint8_t(200 - x - y), 0); };
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0, bfn);
+  ASSERT_NE(b, nullptr);
+  const frac src{-0.5, 0, 0.5, 0.5}, dst{0.25, 0.25, 0.75, 1.25};
+  SetRect(b, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, 0, src);
+  SetRect(b, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, dst);
+  effectVideo *fx = b->VideoEffectAdd(103);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_OPACITY, 0, -0.5);  // alpha - 127 ...
+  SetRect(fx, fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B, 0, {0, 0, 0.5, 1});  // ... left half
+  effectVideo *off = b->VideoEffectAdd(103);
+  Key(off, fxid::IDS_OPACITY, 0, -1.0);
+  Key(off, fxid::IDS_EFFECT_ENABLE, 0, 0.0);  // disabled throughout
+  effectVideo *toggled = b->VideoEffectAdd(103);
+  Key(toggled, fxid::IDS_OPACITY, 0, -1.0);
+  Key(toggled, fxid::IDS_EFFECT_TOGGLE, 0, 0.0);  // off until 2000, then on
+  Key(toggled, fxid::IDS_EFFECT_TOGGLE, 2000, 1.0);
+
+  refpic e = RefEffectSurface(Pattern(64, 48, bfn), src, W, H);
+  RefOpacity(e, 1.0);
+  for (int y = 0; y < H; ++y)
+    for (int x = 0; x < W / 2; ++x) e.at(x, y).a = uint8_t(std::max(0, e.at(x, y).a - 127));
+  refpic want(W, H);
+  RefComposite(want, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  RefComposite(want, e, kUnit, dst, true);
+  EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "");
+
+  // After the toggle's second key the third effect takes every alpha away. Blending alpha 0
+  // still costs the ground one step where the picture lies (d * 255 >> 8).
+  for (pix32 &q : e.px) q.a = 0;
+  refpic ground(W, H);
+  RefComposite(ground, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  RefComposite(ground, e, kUnit, dst, true);
+  EXPECT_EQ(FirstDifference(pr.At(2500), Finished(ground)), "");
+}
+
+TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
+  project pr;
+  pr.Solid(pr.root(), pix32(0, 0, 255, 255), 0, 5000, 1);
+  clip *sub = pr.p->AddArrangement(pr.root(), 1000, 3000, 0);
+  ASSERT_NE(sub, nullptr);
+  const frac subdst{0.5, 0, 1.5, 1};  // its right half lies off the frame
+  SetRect(sub, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, subdst);
+  clip *still = pr.Still(sub, "s.bmp", 20, 20, 0, 1000, 1);
+  clip *red = pr.Solid(sub, pix32(255, 0, 0, 200), 500, 2000, 0);
+  ASSERT_TRUE(still && red);
+  SetRect(still, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0, 0, 1, 0.5});
+  SetRect(red, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0.25, 0.25, 0.5, 1});
+
+  refpic spic = Pattern(20, 20, PatternPixel);
+  RefOpacity(spic, 1.0);
+  const refpic blue(W, H, pix32(0, 0, 255, 255));
+  auto expect = [&](bool with_still, bool with_red) {
+    refpic subpic(W, H);  // cleared: transparent black
+    if (with_still) RefComposite(subpic, spic, kUnit, {0, 0, 1, 0.5}, true);
+    if (with_red) RefComposite(subpic, refpic(W, H, pix32(255, 0, 0, 200)), kUnit, {0.25, 0.25, 0.5, 1}, true);
+    refpic want(W, H);
+    RefComposite(want, blue, kUnit, kUnit, true);
+    RefComposite(want, subpic, kUnit, subdst, true);
+    return Finished(want);
+  };
+  // The sub-arrangement's children live in its own time: root 1200 is its 200 ms.
+  EXPECT_EQ(FirstDifference(pr.At(1200), expect(true, false)), "");
+  EXPECT_EQ(FirstDifference(pr.At(1700), expect(true, true)), "");
+  EXPECT_EQ(FirstDifference(pr.At(2500), expect(false, true)), "");
+  refpic before(W, H);
+  RefComposite(before, blue, kUnit, kUnit, true);
+  EXPECT_EQ(FirstDifference(pr.At(900), Finished(before)), "");
+}
+
+TEST(Compose, RootEffectsRunAfterTheFullOpacity) {
+  project pr;
+  pr.Solid(pr.root(), pix32(40, 50, 60, 255), 0, 5000, 0);
+  effectVideo *fx = pr.root()->VideoEffectAdd(103);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_OPACITY, 0, -1.0);
+  SetRect(fx, fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B, 0, {0, 0, 1, 0.5});
+  const refpic p = pr.At(100);
+  EXPECT_EQ(p.at(3, 10), pix32(39, 49, 59, 0));
+  EXPECT_EQ(p.at(3, 100), pix32(39, 49, 59, 255));
+}
+
+TEST(Compose, EditMarksAppearOnlyInTheEditingView) {
+  project pr;
+  clip *c = pr.Solid(pr.root(), pix32(40, 50, 60, 255), 0, 5000, 0);
+  effectVideo *fx = c->VideoEffectAdd(103);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_EFFECT_ENABLE, 0, 0.0);
+  pr.root()->SelectCurrent(c);
+  c->SetCurrentVideoEffect(0);
+  const refpic made = pr.At(100);
+  ExpectAll(made, pix32(39, 49, 59, 255));
+  pr.root()->ClipComposite();
+  const refpic edited = Grab(pr.root()->GetDestinationSurface());
+  EXPECT_NE(FirstDifference(edited, made), "");
+  // Composing for making again shows none of it.
+  EXPECT_EQ(FirstDifference(pr.At(100), made), "");
+}
+
+TEST(Compose, AFrameDependsOnlyOnTheTime) {
+  project pr;
+  clip *b = pr.Still(pr.root(), "b.bmp", 30, 20, 0, 5000, 0);
+  clip *t = pr.p->AddGenerator(pr.root(), CLIP_SRC_TEXT, 500, 3000, 1);
+  ASSERT_TRUE(b && t);
+  Key(b, clipvar::IDS_START_OPACITY, 0, 0.3);
+  Key(b, clipvar::IDS_START_OPACITY, 3000, 0.9);
+  t->ClipSetText("purity");
+  Key(t, clipvar::IDS_STR_FONTSIZE, 0, 10);
+  Key(t, clipvar::IDS_STR_FONTSIZE, 3000, 60);
+  const refpic first = pr.At(1000);
+  pr.At(2500);
+  pr.At(1000);
+  EXPECT_EQ(FirstDifference(pr.At(1000), first), "");
+  // A fresh project loaded from the same state gives the same picture.
+  const std::string path = pr.dir.file("purity.vmp");
+  ASSERT_TRUE(pr.p->Save(path.c_str()));
+  vemoproject again;
+  ASSERT_TRUE(again.Load(path.c_str()));
+  EXPECT_EQ(FirstDifference(Grab(again.Compose(1000)), first), "");
+}
+
+TEST(Compose, ProcessingMessagesNameTheSteps) {
+  project pr;
+  clip *b = pr.Still(pr.root(), "b.bmp", 30, 20, 0, 5000, 0);
+  ASSERT_NE(b, nullptr);
+  b->SetName("pic");
+  std::vector<std::string> seen;
+  pr.p->SetMessages([&](const char *m) { seen.emplace_back(m); });
+  pr.At(100);
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(seen[0], "Processing: pic");
+  EXPECT_EQ(seen[1], "Processing: Drawing Video Frame pic");
+}
