@@ -32,6 +32,7 @@
 #include "media/dc.h"
 #include "media/imagecodecs.h"
 #include "media/surface.h"
+#include "media/mediareaders.h"
 
 // Effects
 #include "effects/adjusteffects.h"

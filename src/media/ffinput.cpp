@@ -1,0 +1,117 @@
+// Opening files for the FFmpeg decoders: demuxer, stream choice, decoder, lengths, rewinding.
+#include "media/ffinput.h"
+
+#include <mutex>
+#include <string>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace ffinput {
+
+namespace {
+
+// No frame larger than this is decoded: far above any medium the engine composes, and it keeps a
+// corrupt header from making the decoder allocate gigabytes.
+constexpr int64_t kMaxPixels = int64_t(16384) * 8192;
+
+}  // namespace
+
+void QuietLibraries() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+  });
+}
+
+AVFormatContext *OpenInput(const char *path, ffdecoder::container c) {
+  if (!path || !*path) return nullptr;
+  QuietLibraries();
+  // The "file:" prefix makes a name with a colon a file name rather than a protocol, and the
+  // white list keeps a crafted file from pulling in anything but local files.
+  const std::string url = std::string("file:") + path;
+  AVDictionary *opts = nullptr;
+  av_dict_set(&opts, "protocol_whitelist", "file", 0);
+  // A picture named "frame%03d.png" is that one file, not a numbered sequence.
+  av_dict_set(&opts, "pattern_type", "none", 0);
+  const AVInputFormat *forced = c == ffdecoder::container::avi ? av_find_input_format("avi") : nullptr;
+  if (c == ffdecoder::container::avi && !forced) {
+    av_dict_free(&opts);
+    return nullptr;
+  }
+  AVFormatContext *fmt = nullptr;
+  const int rc = avformat_open_input(&fmt, url.c_str(), forced, &opts);
+  av_dict_free(&opts);
+  if (rc < 0) return nullptr;
+  if (avformat_find_stream_info(fmt, nullptr) < 0) {
+    avformat_close_input(&fmt);
+    return nullptr;
+  }
+  return fmt;
+}
+
+int FindStream(const AVFormatContext *fmt, AVMediaType kind) {
+  for (unsigned i = 0; i < fmt->nb_streams; ++i) {
+    const AVStream *st = fmt->streams[i];
+    if (st->codecpar->codec_type != kind) continue;
+    if (kind == AVMEDIA_TYPE_VIDEO && (st->disposition & AV_DISPOSITION_ATTACHED_PIC)) continue;
+    return static_cast<int>(i);
+  }
+  return -1;
+}
+
+AVCodecContext *OpenDecoder(const AVStream *st) {
+  const AVCodec *codec = avcodec_find_decoder(st->codecpar->codec_id);
+  if (!codec) return nullptr;
+  AVCodecContext *dec = avcodec_alloc_context3(codec);
+  if (!dec) return nullptr;
+  if (avcodec_parameters_to_context(dec, st->codecpar) < 0) {
+    avcodec_free_context(&dec);
+    return nullptr;
+  }
+  dec->pkt_timebase = st->time_base;
+  dec->max_pixels = kMaxPixels;
+  dec->thread_count = 0;  // as many as the machine has; the decoder decides slice or frame threads
+  if (avcodec_open2(dec, codec, nullptr) < 0) {
+    avcodec_free_context(&dec);
+    return nullptr;
+  }
+  return dec;
+}
+
+int64_t TicksToMs(int64_t duration, AVRational tb) {
+  if (duration == AV_NOPTS_VALUE || duration < 0 || tb.num <= 0 || tb.den <= 0) return -1;
+  const int64_t ms = av_rescale_rnd(duration, int64_t(tb.num) * 1000, tb.den, AV_ROUND_DOWN);
+  return ms < 0 ? -1 : ms;
+}
+
+int64_t StreamLengthMs(const AVStream *st) { return TicksToMs(st->duration, st->time_base); }
+
+int64_t ContainerLengthMs(const AVFormatContext *fmt) {
+  return TicksToMs(fmt->duration, AVRational{1, AV_TIME_BASE});
+}
+
+void KeepOnly(AVFormatContext *fmt, int stream) {
+  for (unsigned i = 0; i < fmt->nb_streams; ++i)
+    fmt->streams[i]->discard = int(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+}
+
+bool Reopen(AVFormatContext **fmt, const char *path, ffdecoder::container c, int stream) {
+  const AVCodecParameters *was = (*fmt)->streams[stream]->codecpar;
+  const AVMediaType kind = was->codec_type;
+  const AVCodecID id = was->codec_id;
+  avformat_close_input(fmt);
+  AVFormatContext *f = OpenInput(path, c);
+  if (!f) return false;
+  if (unsigned(stream) >= f->nb_streams || f->streams[stream]->codecpar->codec_type != kind ||
+      f->streams[stream]->codecpar->codec_id != id) {
+    avformat_close_input(&f);
+    return false;
+  }
+  KeepOnly(f, stream);
+  *fmt = f;
+  return true;
+}
+
+}  // namespace ffinput

@@ -1,0 +1,46 @@
+// Opening files for the FFmpeg decoders: the demuxer with its safety settings, the first stream
+// of a kind and its decoder. Internal to the readers.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#include "media/ffdecoder.h"
+
+namespace ffinput {
+
+// Keeps the libraries from printing about every damaged packet (a host that chose its own log
+// level keeps it).
+void QuietLibraries();
+
+// Opens path as a local file (never another protocol, never a numbered-file pattern) with the
+// AVI demuxer or any demuxer that recognises it, and reads the stream information. Null on
+// failure.
+AVFormatContext *OpenInput(const char *path, ffdecoder::container c);
+
+// The first stream of the given kind; for video, cover pictures are skipped. -1 when none.
+int FindStream(const AVFormatContext *fmt, AVMediaType kind);
+
+// A decoder opened on the stream's parameters, or null.
+AVCodecContext *OpenDecoder(const AVStream *st);
+
+// Milliseconds of `duration` ticks of time base tb, rounded down; -1 for an unknown duration.
+int64_t TicksToMs(int64_t duration, AVRational tb);
+
+// The stream's and the container's lengths in milliseconds (-1 when unknown).
+int64_t StreamLengthMs(const AVStream *st);
+int64_t ContainerLengthMs(const AVFormatContext *fmt);
+
+// Makes only `stream` deliver packets.
+void KeepOnly(AVFormatContext *fmt, int stream);
+
+// Back to the very start of the file, exactly: the demuxer is opened afresh (a timestamp seek
+// to the start is only approximate in some containers). The stream keeps its number. False,
+// with *fmt null, when the file can no longer be opened as it was.
+bool Reopen(AVFormatContext **fmt, const char *path, ffdecoder::container c, int stream);
+
+}  // namespace ffinput

@@ -1,0 +1,265 @@
+// The AVI reader against files the test encoded from known frames and samples: the frame shown
+// at every millisecond, sound a whole second at a time, and damaged files.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "media/ffdecoder.h"
+#include "media/mediareaders.h"
+#include "media/surface.h"
+#include "support/mediafile.h"
+#include "support/wavfile.h"
+
+namespace {
+
+using namespace fixtures;
+
+int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
+
+int16_t Left16(const uint8_t *buf, int64_t frame, int channels, int c = 0) {
+  const uint8_t *p = buf + (frame * channels + c) * 2;
+  return static_cast<int16_t>(p[0] | (p[1] << 8));
+}
+
+struct rate_case {
+  int num, den, frames;
+};
+
+class AVIFrameAccuracy : public ::testing::TestWithParam<rate_case> {};
+
+// Every millisecond of the file read in order, then in a scattered order, shows the frame whose
+// span holds it; sound comes back sample-exact, a whole second at a time.
+TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
+  const rate_case rc = GetParam();
+  media_spec s;
+  s.rate_num = rc.num;
+  s.rate_den = rc.den;
+  s.frames = rc.frames;
+  s.audio_codec = "pcm_s16le";
+  s.audio_rate = 8000;
+  s.audio_channels = 2;
+  s.audio_samples = 26000;  // 3.25 s
+  const std::string path = WriteTempMedia("rate" + std::to_string(rc.num) + ".avi", s);
+
+  roa *r = mediareaders::AVIReadOpen(path.c_str());
+  ASSERT_NE(r, nullptr);
+  EXPECT_EQ(r->width, 64);
+  EXPECT_EQ(r->height, 48);
+  EXPECT_EQ(r->duration, int64_t(rc.frames) * 1000 * rc.den / rc.num);
+  EXPECT_EQ(r->ratenum, rc.num);
+  EXPECT_EQ(r->rateden, rc.den);
+
+  for (int ms = 0; ms < r->duration; ++ms) {
+    ASSERT_TRUE(mediareaders::AVIRead(r, ms)) << ms;
+    ASSERT_EQ(ShownFrame(r->frame, rc.frames), FrameAt(ms, rc.num, rc.den)) << "ms " << ms;
+  }
+  // Reading in order decodes each frame once, converts it once and never seeks.
+  ffdecoder::video_stats st = ffdecoder::VideoStats(r->video);
+  EXPECT_EQ(st.seeks, 0);
+  EXPECT_EQ(st.decoded, rc.frames);
+  EXPECT_EQ(st.converted, rc.frames);
+
+  uint32_t state = 7;
+  for (int k = 0; k < 300; ++k) {
+    const int ms = static_cast<int>(NextRandom(state) % uint32_t(r->duration));
+    ASSERT_TRUE(mediareaders::AVIRead(r, ms)) << ms;
+    ASSERT_EQ(ShownFrame(r->frame, rc.frames), FrameAt(ms, rc.num, rc.den)) << "ms " << ms;
+  }
+  // The same frame again costs nothing.
+  st = ffdecoder::VideoStats(r->video);
+  ASSERT_TRUE(mediareaders::AVIRead(r, 1234));
+  ASSERT_TRUE(mediareaders::AVIRead(r, 1234));
+  const ffdecoder::video_stats again = ffdecoder::VideoStats(r->video);
+  EXPECT_LE(again.converted - st.converted, 1);
+  EXPECT_LE(again.seeks - st.seeks, 1);
+
+  EXPECT_FALSE(mediareaders::AVIRead(r, r->duration + 100));
+  EXPECT_FALSE(mediareaders::AVIRead(r, -1));
+  ASSERT_TRUE(mediareaders::AVIRead(r, 0));  // back from the end
+  EXPECT_EQ(ShownFrame(r->frame, rc.frames), 0);
+
+  ASSERT_EQ(r->audiovalid, 1);
+  EXPECT_EQ(r->wfx.wFormatTag, 1);
+  EXPECT_EQ(r->wfx.nChannels, 2);
+  EXPECT_EQ(r->wfx.wBitsPerSample, 16);
+  EXPECT_EQ(r->wfx.nSamplesPerSec, 8000u);
+  EXPECT_EQ(r->wfx.nAvgBytesPerSec, 32000u);
+  // Seconds 3, 0, 2 (by its last millisecond), 1: out of order on purpose.
+  for (int ms : {3000, 0, 2999, 1999}) {
+    const uint8_t *buf = mediareaders::AVIReadAudioSecond(r, ms);
+    ASSERT_NE(buf, nullptr) << ms;
+    const int64_t first = int64_t(ms / 1000) * 8000;
+    for (int64_t n = 0; n < 8000; ++n)
+      for (int c = 0; c < 2; ++c) {
+        const int16_t want = first + n < 26000 ? Sample16(first + n, c) : 0;
+        ASSERT_EQ(Left16(buf, n, 2, c), want) << "ms " << ms << " frame " << n;
+      }
+  }
+  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 4000), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, -1000), nullptr);
+  EXPECT_TRUE(mediareaders::AVIReadClose(r));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, AVIFrameAccuracy,
+                         ::testing::Values(rate_case{25, 1, 80}, rate_case{30000, 1001, 96}),
+                         [](const auto &info) { return info.param.num == 25 ? "fps25" : "fps29_97"; });
+
+TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
+  media_spec s;
+  s.frames = 10;
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", s).c_str());
+  ASSERT_NE(r, nullptr);
+  EXPECT_EQ(r->audiovalid, 0);
+  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 0), nullptr);
+  EXPECT_TRUE(mediareaders::AVIRead(r, 399));
+  EXPECT_EQ(ShownFrame(r->frame, 10), 9);
+  mediareaders::AVIReadClose(r);
+  EXPECT_TRUE(mediareaders::AVIReadClose(nullptr));
+}
+
+// A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
+// length is the fixed ten seconds; the frames themselves still read.
+TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
+  media_spec s;
+  s.frames = 10;
+  std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", s));
+  const uint8_t strh[] = {'s', 't', 'r', 'h'};
+  auto it = std::search(bytes.begin(), bytes.end(), std::begin(strh), std::end(strh));
+  ASSERT_NE(it, bytes.end());
+  const size_t length_at = size_t(it - bytes.begin()) + 8 + 32;  // dwLength of the stream header
+  for (int k = 0; k < 4; ++k) bytes[length_at + k] = 0xFF;
+  roa *r = mediareaders::AVIReadOpen(WriteTempFile("long.avi", bytes).c_str());
+  ASSERT_NE(r, nullptr);
+  EXPECT_EQ(r->duration, 10000);
+  ASSERT_TRUE(mediareaders::AVIRead(r, 120));
+  EXPECT_EQ(ShownFrame(r->frame, 10), 3);
+  mediareaders::AVIReadClose(r);
+}
+
+TEST(AVIReader, EightBitSoundIsPaddedWith128) {
+  media_spec s;
+  s.frames = 40;
+  s.audio_codec = "pcm_u8";
+  s.audio_channels = 1;
+  s.audio_rate = 11025;
+  s.audio_samples = 16537;  // 1.5 s
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("u8.avi", s).c_str());
+  ASSERT_NE(r, nullptr);
+  ASSERT_EQ(r->audiovalid, 1);
+  EXPECT_EQ(r->wfx.wBitsPerSample, 8);
+  EXPECT_EQ(r->wfx.nChannels, 1);
+  EXPECT_EQ(r->wfx.nAvgBytesPerSec, 11025u);
+  const uint8_t *buf = mediareaders::AVIReadAudioSecond(r, 1000);
+  ASSERT_NE(buf, nullptr);
+  for (int n = 0; n < 11025; ++n) ASSERT_EQ(buf[n], 11025 + n < 16537 ? Sample8(11025 + n, 0) : 128) << n;
+  mediareaders::AVIReadClose(r);
+}
+
+TEST(AVIReader, WiderSoundIsDeliveredAs16Bit) {
+  media_spec s;
+  s.frames = 25;
+  s.audio_codec = "pcm_s24le";
+  s.audio_channels = 2;
+  s.audio_rate = 8000;
+  s.audio_samples = 8000;
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("s24.avi", s).c_str());
+  ASSERT_NE(r, nullptr);
+  ASSERT_EQ(r->audiovalid, 1);
+  EXPECT_EQ(r->wfx.wFormatTag, 1);
+  EXPECT_EQ(r->wfx.wBitsPerSample, 16);
+  EXPECT_EQ(r->wfx.nChannels, 2);
+  EXPECT_EQ(r->wfx.nSamplesPerSec, 8000u);
+  EXPECT_EQ(r->wfx.nBlockAlign, 4);
+  const uint8_t *buf = mediareaders::AVIReadAudioSecond(r, 500);
+  ASSERT_NE(buf, nullptr);
+  // 24 bits to 16 drops the low byte: an arithmetic shift, rounding toward minus infinity.
+  for (int n = 0; n < 8000; ++n)
+    for (int c = 0; c < 2; ++c) ASSERT_EQ(Left16(buf, n, 2, c), Sample24(n, c) >> 8) << n;
+  mediareaders::AVIReadClose(r);
+}
+
+// Lossless pictures come out pixel-exact: top row first, blue-green-red order, alpha 0, rows at
+// the surface's pitch (30 pixels wide gives a pitch of 32). Raw 24-bit frames are stored
+// bottom-up in AVI files, the FFV1 ones top-down. Pictures in subsampled YUV come back within
+// the few steps the colour conversion costs, every row in its place.
+TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
+  struct lossless {
+    const char *name, *codec, *pix_fmt;
+    int w, h, tolerance;
+  };
+  for (const lossless &l :
+       {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0}, lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
+        lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
+    media_spec s;
+    s.video_codec = l.codec;
+    s.pix_fmt = l.pix_fmt;
+    s.gradient = true;
+    s.width = l.w;
+    s.height = l.h;
+    s.frames = 6;
+    roa *r = mediareaders::AVIReadOpen(WriteTempMedia(l.name, s).c_str());
+    ASSERT_NE(r, nullptr) << l.name;
+    for (int i : {0, 5, 2, 3}) {
+      ASSERT_TRUE(mediareaders::AVIRead(r, i * 40 + 20)) << l.name;
+      surf sf;
+      ASSERT_TRUE(surface::SurfaceDataLock(r->frame, &sf));
+      EXPECT_EQ(sf.pitch, (l.w + 3) / 4 * 4);
+      for (int y = 0; y < l.h; ++y)
+        for (int x = 0; x < l.w; ++x) {
+          const pix32 got = sf.bits[y * sf.pitch + x], want = GradientPixel(i, x, y);
+          ASSERT_EQ(got.a, 0);
+          ASSERT_LE(std::abs(got.r - want.r), l.tolerance)
+              << l.name << " frame " << i << " at " << x << "," << y;
+          ASSERT_LE(std::abs(got.g - want.g), l.tolerance)
+              << l.name << " frame " << i << " at " << x << "," << y;
+          ASSERT_LE(std::abs(got.b - want.b), l.tolerance)
+              << l.name << " frame " << i << " at " << x << "," << y;
+        }
+      surface::SurfaceDataUnlock(&sf);
+    }
+    mediareaders::AVIReadClose(r);
+  }
+}
+
+// Whatever is wrong with a file, the answer is null or false, never a crash.
+TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
+  EXPECT_EQ(mediareaders::AVIReadOpen(nullptr), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadOpen(""), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadOpen(std::string("/nonexistent/missing.avi").c_str()), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("empty.avi", {}).c_str()), nullptr);
+  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')).c_str()),
+            nullptr);
+  wav_spec ws;
+  EXPECT_EQ(mediareaders::AVIReadOpen(
+                WriteTempFile("sound.avi", WavBytes(ws, std::vector<uint8_t>(4000, 1))).c_str()),
+            nullptr);
+  media_spec mp4;
+  mp4.format = "mp4";
+  mp4.video_codec = "mpeg4";
+  mp4.frames = 5;
+  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempMedia("notavi.mp4", mp4).c_str()), nullptr);
+
+  media_spec s;
+  s.frames = 20;
+  s.audio_codec = "pcm_s16le";
+  s.audio_samples = 6400;
+  const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia("whole.avi", s));
+  ASSERT_GT(whole.size(), 1000u);
+  auto exercise = [](const std::string &path) {
+    roa *r = mediareaders::AVIReadOpen(path.c_str());
+    if (!r) return;
+    for (int ms : {0, 500, 40, 790, 0, 5000}) mediareaders::AVIRead(r, ms);
+    for (int ms : {0, 999, 1000, 0}) mediareaders::AVIReadAudioSecond(r, ms);
+    mediareaders::AVIReadClose(r);
+  };
+  // Cut at many lengths: the headers, the middle of a frame, before the index.
+  for (size_t len : {size_t(8), size_t(12), size_t(100), size_t(400), whole.size() / 3, whole.size() / 2,
+                     whole.size() - 200, whole.size() - 1}) {
+    exercise(WriteTempFile("cut.avi", std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
+  }
+}
+
+}  // namespace

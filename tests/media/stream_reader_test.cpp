@@ -1,0 +1,338 @@
+// The stream reader against media the test encoded: the frame shown at every millisecond in
+// each container and codec family, sound from any millisecond on, pictures, damaged files.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "media/ffdecoder.h"
+#include "media/mediareaders.h"
+#include "media/surface.h"
+#include "support/mediafile.h"
+#include "support/wavfile.h"
+
+namespace {
+
+using namespace fixtures;
+
+int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
+
+int16_t At16(const uint8_t *buf, int64_t frame, int channels, int c) {
+  const uint8_t *p = buf + (frame * channels + c) * 2;
+  return static_cast<int16_t>(p[0] | (p[1] << 8));
+}
+
+struct family {
+  const char *name, *format, *codec;
+  int b_frames;
+  int num, den;
+};
+
+class StreamFrameAccuracy : public ::testing::TestWithParam<family> {};
+
+// Containers keep time differently (frame counts, 1/90000 ticks, whole milliseconds, edit
+// lists) and codecs reorder frames (B-frames): every millisecond read in order and a scatter
+// of random ones must still show the frame whose span holds it.
+TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
+  const family f = GetParam();
+  if (!HaveEncoder(f.codec)) GTEST_SKIP() << f.codec << " is not available";
+  media_spec s;
+  s.format = f.format;
+  s.video_codec = f.codec;
+  s.max_b_frames = f.b_frames;
+  s.rate_num = f.num;
+  s.rate_den = f.den;
+  s.frames = 75;
+  s.gop = 12;
+  const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
+
+  mmstream *m = mediareaders::StreamOpenRead(path.c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->videovalid, 1);
+  EXPECT_EQ(m->audiovalid, 0);
+  EXPECT_EQ(m->width, 64);
+  EXPECT_EQ(m->height, 48);
+  EXPECT_EQ(m->rect.right, 64);
+  EXPECT_EQ(m->rect.bottom, 48);
+  const int64_t length = int64_t(s.frames) * 1000 * f.den / f.num;
+  // Some containers leave out the last frame's span; program streams only estimate their
+  // length from the time stamps they find near the end.
+  const bool estimated = std::string(f.format) == "mpeg";
+  EXPECT_NEAR(m->duration, length, estimated ? length * 0.15 : 2 * 1000.0 * f.den / f.num);
+
+  const int last_ms = static_cast<int>(length) - 1;
+  for (int ms = 0; ms <= last_ms; ++ms) {
+    KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
+    ASSERT_EQ(frame, m->frame) << "ms " << ms;
+    ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
+  }
+  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);
+  uint32_t state = 11;
+  for (int k = 0; k < 150; ++k) {
+    const int ms = static_cast<int>(NextRandom(state) % uint32_t(length));
+    KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
+    ASSERT_NE(frame, nullptr) << "ms " << ms;
+    ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
+  }
+  EXPECT_EQ(mediareaders::StreamReadVideoSample(m, static_cast<int>(length) + 500), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadVideoSample(m, -40), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 0), nullptr);
+  mediareaders::StreamCloseRead(m);
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
+                         ::testing::Values(family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 25, 1},
+                                           family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 30000, 1001},
+                                           family{"mkv_ffv1", "matroska", "ffv1", 0, 25, 1},
+                                           family{"mkv_ffv1", "matroska", "ffv1", 0, 30000, 1001},
+                                           family{"mov_mjpeg", "mov", "mjpeg", 0, 30000, 1001},
+                                           family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 25, 1},
+                                           family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 30000, 1001},
+                                           family{"asf_wmv2", "asf", "wmv2", 0, 30000, 1001},
+                                           family{"mkv_h264", "matroska", "libx264", 3, 30000, 1001},
+                                           family{"mp4_h264", "mp4", "libx264", 3, 25, 1}),
+                         [](const auto &info) {
+                           return std::string(info.param.name) + (info.param.num == 25 ? "_25" : "_29_97");
+                         });
+
+// Sound is read from the millisecond itself, sample-exact, with silence after its end;
+// backwards and far jumps seek.
+TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
+  media_spec s;
+  s.format = "matroska";
+  s.video_codec = "ffv1";
+  s.frames = 60;
+  s.audio_codec = "pcm_s16le";
+  s.audio_rate = 8000;
+  s.audio_channels = 2;
+  s.audio_samples = 20000;  // 2.5 s
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound.mkv", s).c_str());
+  ASSERT_NE(m, nullptr);
+  ASSERT_EQ(m->audiovalid, 1);
+  ASSERT_EQ(m->videovalid, 1);
+  EXPECT_EQ(m->wfx.nSamplesPerSec, 8000u);
+  EXPECT_EQ(m->wfx.nChannels, 2);
+  EXPECT_EQ(m->wfx.wBitsPerSample, 16);
+  EXPECT_NEAR(m->audioduration, 2500, 2);
+
+  // 1 ms is 8 sample frames; 1999 ms is frame 15992, of which 4008 remain before the end.
+  for (int ms : {0, 1, 1500, 1999, 250, 1000, 2001}) {
+    const uint8_t *buf = mediareaders::StreamReadAudioSample(m, ms);
+    ASSERT_NE(buf, nullptr) << ms;
+    const int64_t first = int64_t(ms) * 8;
+    for (int64_t n = 0; n < 8000; ++n)
+      for (int c = 0; c < 2; ++c)
+        ASSERT_EQ(At16(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
+            << "ms " << ms << " +" << n;
+  }
+  EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 2500), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadAudioSample(m, -1), nullptr);
+  // Pictures and sound keep separate positions: reading one does not disturb the other.
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1000), nullptr);
+  ASSERT_NE(mediareaders::StreamReadAudioSample(m, 100), nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1040), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, 60), 26);
+  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);
+  mediareaders::StreamCloseRead(m);
+}
+
+TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
+  media_spec s;
+  s.format = "matroska";
+  s.video_codec = "";
+  s.audio_codec = "pcm_u8";
+  s.audio_channels = 1;
+  s.audio_rate = 8000;
+  s.audio_samples = 12000;
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound_only.mka", s).c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->videovalid, 0);
+  EXPECT_EQ(m->frame, nullptr);
+  EXPECT_EQ(mediareaders::StreamReadVideoSample(m, 0), nullptr);
+  EXPECT_NEAR(m->duration, 1500, 2);
+  EXPECT_EQ(m->duration, m->audioduration);
+  EXPECT_EQ(m->wfx.wBitsPerSample, 8);
+  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 1000);
+  ASSERT_NE(buf, nullptr);
+  for (int n = 0; n < 8000; ++n) ASSERT_EQ(buf[n], n < 4000 ? Sample8(8000 + n, 0) : 128) << n;
+  mediareaders::StreamCloseRead(m);
+
+  // A wave file is a medium too.
+  std::vector<uint8_t> pcm;
+  for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
+  wav_spec ws;
+  ws.bits = 8;
+  ws.channels = 1;
+  ws.rate = 8000;
+  m = mediareaders::StreamOpenRead(WriteTempFile("plain.wav", WavBytes(ws, pcm)).c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->duration, 500);
+  buf = mediareaders::StreamReadAudioSample(m, 0);
+  ASSERT_NE(buf, nullptr);
+  EXPECT_EQ(0, std::memcmp(buf, pcm.data(), pcm.size()));
+  mediareaders::StreamCloseRead(m);
+}
+
+// AAC is not PCM: it arrives as 16-bit at its own rate, and follows the signal written.
+TEST(StreamReader, CompressedSoundArrivesAs16BitPCM) {
+  media_spec s;
+  s.format = "mp4";
+  s.video_codec = "mpeg4";
+  s.frames = 50;
+  s.audio_codec = "aac";
+  s.audio_rate = 44100;
+  s.audio_channels = 2;
+  s.audio_samples = 88200;
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("aac.mp4", s).c_str());
+  ASSERT_NE(m, nullptr);
+  ASSERT_EQ(m->audiovalid, 1);
+  EXPECT_EQ(m->wfx.wFormatTag, 1);
+  EXPECT_EQ(m->wfx.wBitsPerSample, 16);
+  EXPECT_EQ(m->wfx.nChannels, 2);
+  EXPECT_EQ(m->wfx.nSamplesPerSec, 44100u);
+  EXPECT_EQ(m->wfx.nAvgBytesPerSec, 176400u);
+  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 500);
+  ASSERT_NE(buf, nullptr);
+  // Lossy, but in step with the source: the error is small against a 0.5 amplitude sine.
+  double err = 0, power = 0;
+  for (int n = 0; n < 22050; ++n)
+    for (int c = 0; c < 2; ++c) {
+      const double want = SampleSine(22050 + n, c, 44100) * 32768.0;
+      const double got = At16(buf, n, 2, c);
+      err += (got - want) * (got - want);
+      power += want * want;
+    }
+  EXPECT_LT(err / power, 0.01);
+  mediareaders::StreamCloseRead(m);
+}
+
+// Sound of more than two channels is mixed down to stereo, 16-bit; mono sound that has to be
+// converted stays mono.
+TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
+  struct sound {
+    const char *name, *codec;
+    int channels, want_channels;
+  };
+  for (const sound &k : {sound{"six.mka", "pcm_s16le", 6, 2}, sound{"mono.mka", "pcm_s24le", 1, 1}}) {
+    media_spec s;
+    s.format = "matroska";
+    s.video_codec = "";
+    s.audio_codec = k.codec;
+    s.audio_channels = k.channels;
+    s.audio_rate = 8000;
+    s.audio_samples = 8000;
+    mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia(k.name, s).c_str());
+    ASSERT_NE(m, nullptr) << k.name;
+    ASSERT_EQ(m->audiovalid, 1) << k.name;
+    EXPECT_EQ(m->wfx.nChannels, k.want_channels) << k.name;
+    EXPECT_EQ(m->wfx.wBitsPerSample, 16) << k.name;
+    EXPECT_EQ(m->wfx.nAvgBytesPerSec, 8000u * 2 * k.want_channels) << k.name;
+    const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
+    ASSERT_NE(buf, nullptr) << k.name;
+    if (k.channels == 1) {
+      for (int n = 0; n < 8000; ++n) ASSERT_EQ(At16(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
+    } else {
+      int loud = 0;
+      for (int n = 0; n < 8000; ++n) loud += At16(buf, n, 2, 0) != 0 && At16(buf, n, 2, 1) != 0;
+      EXPECT_GT(loud, 7000);
+    }
+    mediareaders::StreamCloseRead(m);
+  }
+}
+
+// An animated picture with uneven delays (in hundredths of a second): each frame is shown
+// from its own time to the next frame's.
+TEST(StreamReader, AnimatedGifWithUnevenDelays) {
+  media_spec s;
+  s.format = "gif";
+  s.video_codec = "gif";
+  s.pix_fmt = "pal8";
+  s.tb_num = 1;
+  s.tb_den = 100;
+  s.rate_num = 10;
+  s.pts = {0, 10, 30, 35, 60, 100};
+  s.frames = 6;
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("uneven.gif", s).c_str());
+  ASSERT_NE(m, nullptr);
+  ASSERT_EQ(m->videovalid, 1);
+  for (int i = 0; i + 1 < s.frames; ++i) {
+    for (int64_t ms = s.pts[i] * 10; ms < s.pts[i + 1] * 10; ms += 7) {
+      KORSurface *frame = mediareaders::StreamReadVideoSample(m, static_cast<int>(ms));
+      ASSERT_NE(frame, nullptr) << ms;
+      ASSERT_EQ(ShownFrame(frame, s.frames), i) << "ms " << ms;
+    }
+  }
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 320), nullptr);  // back again
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 2);
+  mediareaders::StreamCloseRead(m);
+}
+
+// A single picture is shown at every time, exactly.
+TEST(StreamReader, SinglePictureAtAnyTime) {
+  media_spec s;
+  s.format = "image2";
+  s.video_codec = "png";
+  s.pix_fmt = "rgb24";
+  s.gradient = true;
+  s.width = 37;
+  s.height = 21;
+  s.frames = 1;
+  // The name holds a pattern character on purpose: it names one file, not a sequence.
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("still%d.png", s).c_str());
+  ASSERT_NE(m, nullptr);
+  for (int ms : {0, 5000, 40, 100000}) {
+    KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
+    ASSERT_NE(frame, nullptr) << ms;
+    surf sf;
+    ASSERT_TRUE(surface::SurfaceDataLock(frame, &sf));
+    for (int y = 0; y < 21; ++y)
+      for (int x = 0; x < 37; ++x)
+        ASSERT_EQ(sf.bits[y * sf.pitch + x], GradientPixel(0, x, y)) << x << "," << y;
+    surface::SurfaceDataUnlock(&sf);
+  }
+  mediareaders::StreamCloseRead(m);
+}
+
+// Missing, empty and cut files of each family (byte flips are the fuzz targets' part).
+TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
+  EXPECT_EQ(mediareaders::StreamOpenRead(nullptr), nullptr);
+  EXPECT_EQ(mediareaders::StreamOpenRead(std::string("/nonexistent/missing.mp4").c_str()), nullptr);
+  EXPECT_EQ(mediareaders::StreamOpenRead(WriteTempFile("empty.mp4", {}).c_str()), nullptr);
+  mediareaders::StreamCloseRead(nullptr);
+
+  auto exercise = [](const std::string &path) {
+    mmstream *m = mediareaders::StreamOpenRead(path.c_str());
+    if (!m) return;
+    for (int ms : {0, 700, 40, 1900, 0, 9000}) mediareaders::StreamReadVideoSample(m, ms);
+    for (int ms : {0, 999, 1500, 0}) mediareaders::StreamReadAudioSample(m, ms);
+    mediareaders::StreamCloseRead(m);
+  };
+  struct kind {
+    const char *name, *format, *codec, *audio;
+  };
+  for (const kind &k : {kind{"d.mp4", "mp4", "mpeg4", "aac"}, kind{"d.mkv", "matroska", "ffv1", "pcm_s16le"},
+                        kind{"d.mpg", "mpeg", "mpeg2video", "mp2"}, kind{"d.gif", "gif", "gif", ""}}) {
+    media_spec s;
+    s.format = k.format;
+    s.video_codec = k.codec;
+    s.max_b_frames = std::string(k.codec) == "gif" ? 0 : 2;
+    if (std::string(k.codec) == "gif") s.pix_fmt = "pal8";
+    s.frames = 30;
+    s.audio_codec = k.audio;
+    s.audio_rate = 44100;
+    s.audio_samples = *k.audio ? 44100 : 0;
+    const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia(k.name, s));
+    ASSERT_GT(whole.size(), 500u) << k.name;
+    for (size_t len :
+         {size_t(4), size_t(64), size_t(300), whole.size() / 4, whole.size() / 2, whole.size() - 100})
+      exercise(WriteTempFile(std::string("cut_") + k.name,
+                             std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
+  }
+  // Noise that no demuxer should take for a medium.
+  uint32_t state = 3;
+  std::vector<uint8_t> noise(4096);
+  for (uint8_t &b : noise) b = uint8_t(NextRandom(state));
+  exercise(WriteTempFile("noise.bin", noise));
+}
+
+}  // namespace

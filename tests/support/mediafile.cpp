@@ -1,0 +1,336 @@
+// Test fixtures: media files encoded and muxed by FFmpeg from known frames and samples.
+#include "support/mediafile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "media/surface.h"
+#include "support/wavfile.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libswscale/swscale.h>
+}
+
+namespace fixtures {
+
+namespace {
+
+// Six levels per channel; colour k of the 216 is (k % 6, k / 6 % 6, k / 36) in levels. Frame i
+// takes colour i * 97 mod 216, which scatters neighbours over the cube.
+constexpr int kLevel = 51;
+
+bool Fail(std::string *error, const std::string &why) {
+  if (error) *error = why;
+  return false;
+}
+
+// Owns everything the writer opens.
+struct writer {
+  AVFormatContext *oc = nullptr;
+  AVCodecContext *venc = nullptr;
+  AVCodecContext *aenc = nullptr;
+  AVStream *vst = nullptr;
+  AVStream *ast = nullptr;
+  AVFrame *vframe = nullptr;
+  AVFrame *aframe = nullptr;
+  AVPacket *pkt = nullptr;
+  SwsContext *sws = nullptr;
+  std::vector<uint8_t> bgra;
+
+  ~writer() {
+    sws_freeContext(sws);
+    av_packet_free(&pkt);
+    av_frame_free(&vframe);
+    av_frame_free(&aframe);
+    avcodec_free_context(&venc);
+    avcodec_free_context(&aenc);
+    if (oc) {
+      if (!(oc->oformat->flags & AVFMT_NOFILE)) avio_closep(&oc->pb);
+      avformat_free_context(oc);
+    }
+  }
+
+  // Sends a frame (null: the end) and writes every packet that comes out.
+  bool Encode(AVCodecContext *enc, AVStream *st, AVFrame *f) {
+    if (avcodec_send_frame(enc, f) < 0) return false;
+    for (;;) {
+      const int rc = avcodec_receive_packet(enc, pkt);
+      if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return true;
+      if (rc < 0) return false;
+      av_packet_rescale_ts(pkt, enc->time_base, st->time_base);
+      pkt->stream_index = st->index;
+      if (av_interleaved_write_frame(oc, pkt) < 0) return false;
+    }
+  }
+};
+
+bool OpenVideo(writer &w, const media_spec &s, std::string *error) {
+  const AVCodec *codec = avcodec_find_encoder_by_name(s.video_codec.c_str());
+  if (!codec) return Fail(error, "no encoder " + s.video_codec);
+  w.vst = avformat_new_stream(w.oc, nullptr);
+  w.venc = avcodec_alloc_context3(codec);
+  if (!w.vst || !w.venc) return Fail(error, "out of memory");
+  AVCodecContext *e = w.venc;
+  e->width = s.width;
+  e->height = s.height;
+  e->framerate = AVRational{s.rate_num, s.rate_den};
+  e->time_base = s.tb_den ? AVRational{s.tb_num, s.tb_den} : AVRational{s.rate_den, s.rate_num};
+  e->gop_size = s.gop;
+  e->max_b_frames = s.max_b_frames;
+  AVPixelFormat pf = AV_PIX_FMT_NONE;
+  if (!s.pix_fmt.empty())
+    pf = av_get_pix_fmt(s.pix_fmt.c_str());
+  else if (codec->pix_fmts)
+    pf = codec->pix_fmts[0];
+  if (pf == AV_PIX_FMT_NONE) return Fail(error, "no pixel format");
+  e->pix_fmt = pf;
+  // Near-lossless where the codec has a quantiser: flat frames stay within a few steps.
+  e->flags |= AV_CODEC_FLAG_QSCALE;
+  e->global_quality = FF_QP2LAMBDA * 2;
+  if (s.video_codec == "libx264") {
+    av_opt_set(e->priv_data, "preset", "veryfast", 0);
+    av_opt_set(e->priv_data, "crf", "12", 0);
+    e->flags &= ~AV_CODEC_FLAG_QSCALE;
+  }
+  if (w.oc->oformat->flags & AVFMT_GLOBALHEADER) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  if (avcodec_open2(e, codec, nullptr) < 0) return Fail(error, "cannot open " + s.video_codec);
+  if (avcodec_parameters_from_context(w.vst->codecpar, e) < 0) return Fail(error, "parameters");
+  w.vst->time_base = e->time_base;
+  w.vst->avg_frame_rate = e->framerate;
+  w.vframe = av_frame_alloc();
+  if (!w.vframe) return Fail(error, "out of memory");
+  w.vframe->format = pf;
+  w.vframe->width = s.width;
+  w.vframe->height = s.height;
+  if (av_frame_get_buffer(w.vframe, 0) < 0) return Fail(error, "frame buffer");
+  if (pf != AV_PIX_FMT_PAL8) {
+    w.sws = sws_getContext(s.width, s.height, AV_PIX_FMT_BGRA, s.width, s.height, pf, SWS_POINT, nullptr,
+                           nullptr, nullptr);
+    if (!w.sws) return Fail(error, "no converter");
+  }
+  w.bgra.resize(size_t(s.width) * s.height * 4);
+  return true;
+}
+
+bool OpenAudio(writer &w, const media_spec &s, std::string *error) {
+  const AVCodec *codec = avcodec_find_encoder_by_name(s.audio_codec.c_str());
+  if (!codec) return Fail(error, "no encoder " + s.audio_codec);
+  w.ast = avformat_new_stream(w.oc, nullptr);
+  w.aenc = avcodec_alloc_context3(codec);
+  if (!w.ast || !w.aenc) return Fail(error, "out of memory");
+  AVCodecContext *e = w.aenc;
+  e->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
+  e->sample_rate = s.audio_rate;
+  av_channel_layout_default(&e->ch_layout, s.audio_channels);
+  e->time_base = AVRational{1, s.audio_rate};
+  e->bit_rate = 128000;
+  if (w.oc->oformat->flags & AVFMT_GLOBALHEADER) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  if (avcodec_open2(e, codec, nullptr) < 0) return Fail(error, "cannot open " + s.audio_codec);
+  if (avcodec_parameters_from_context(w.ast->codecpar, e) < 0) return Fail(error, "parameters");
+  w.ast->time_base = e->time_base;
+  w.aframe = av_frame_alloc();
+  if (!w.aframe) return Fail(error, "out of memory");
+  return true;
+}
+
+void FillPicture(writer &w, const media_spec &s, int i) {
+  AVFrame *f = w.vframe;
+  av_frame_make_writable(f);
+  if (f->format == AV_PIX_FMT_PAL8) {
+    // One palette entry carries the frame's colour; every pixel points at it.
+    const pix32 c = FrameColour(i);
+    auto *pal = reinterpret_cast<uint32_t *>(f->data[1]);
+    for (int k = 0; k < 256; ++k) pal[k] = 0xFF000000u;
+    pal[0] = 0xFF000000u | (uint32_t(c.r) << 16) | (uint32_t(c.g) << 8) | c.b;
+    for (int y = 0; y < s.height; ++y) std::memset(f->data[0] + size_t(y) * f->linesize[0], 0, s.width);
+    return;
+  }
+  uint8_t *p = w.bgra.data();
+  for (int y = 0; y < s.height; ++y)
+    for (int x = 0; x < s.width; ++x, p += 4) {
+      const pix32 c = s.gradient ? GradientPixel(i, x, y) : FrameColour(i);
+      p[0] = c.b;
+      p[1] = c.g;
+      p[2] = c.r;
+      p[3] = 255;
+    }
+  const uint8_t *src[1] = {w.bgra.data()};
+  const int stride[1] = {s.width * 4};
+  sws_scale(w.sws, src, stride, 0, s.height, f->data, f->linesize);
+}
+
+bool WriteAudioFrame(writer &w, const media_spec &s, int64_t first, int n) {
+  AVFrame *f = w.aframe;
+  av_frame_unref(f);
+  f->format = w.aenc->sample_fmt;
+  f->sample_rate = s.audio_rate;
+  av_channel_layout_copy(&f->ch_layout, &w.aenc->ch_layout);
+  f->nb_samples = n;
+  if (av_frame_get_buffer(f, 0) < 0) return false;
+  const int ch = s.audio_channels;
+  for (int k = 0; k < n; ++k) {
+    const int64_t pos = first + k;
+    for (int c = 0; c < ch; ++c) {
+      switch (f->format) {
+        case AV_SAMPLE_FMT_S16:
+          reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c);
+          break;
+        case AV_SAMPLE_FMT_U8:
+          f->data[0][k * ch + c] = Sample8(pos, c);
+          break;
+        case AV_SAMPLE_FMT_S32:
+          reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
+          break;
+        case AV_SAMPLE_FMT_FLTP:
+          reinterpret_cast<float *>(f->data[c])[k] = SampleSine(pos, c, s.audio_rate);
+          break;
+        case AV_SAMPLE_FMT_FLT:
+          reinterpret_cast<float *>(f->data[0])[k * ch + c] = SampleSine(pos, c, s.audio_rate);
+          break;
+        case AV_SAMPLE_FMT_S16P:
+          reinterpret_cast<int16_t *>(f->data[c])[k] = Sample16(pos, c);
+          break;
+        default:
+          return false;
+      }
+    }
+  }
+  f->pts = first;
+  return w.Encode(w.aenc, w.ast, f);
+}
+
+}  // namespace
+
+pix32 FrameColour(int i) {
+  const int k = ((i % 216) + 216) % 216 * 97 % 216;
+  return pix32(uint8_t(k % 6 * kLevel), uint8_t(k / 6 % 6 * kLevel), uint8_t(k / 36 * kLevel));
+}
+
+int FrameOfColour(pix32 p, int count, int *diff) {
+  int best = -1, best_diff = 256;
+  for (int i = 0; i < count && i < 216; ++i) {
+    const pix32 c = FrameColour(i);
+    const int d = std::max({std::abs(c.r - p.r), std::abs(c.g - p.g), std::abs(c.b - p.b)});
+    if (d < best_diff) {
+      best = i;
+      best_diff = d;
+    }
+  }
+  if (diff) *diff = best_diff;
+  return best_diff <= 24 ? best : -1;
+}
+
+pix32 GradientPixel(int i, int x, int y) {
+  return pix32(uint8_t(x * 4 + i), uint8_t(y * 5), uint8_t(i * 9 + x));
+}
+
+int16_t Sample16(int64_t n, int c) { return int16_t(uint16_t(n * 7 + c * 13331 + (n >> 8) * 3)); }
+uint8_t Sample8(int64_t n, int c) { return uint8_t(n * 3 + c * 101 + (n >> 8)); }
+int32_t Sample24(int64_t n, int c) {
+  const uint32_t v = uint32_t(n * 977 + c * 3000001 + (n >> 8) * 5) & 0xFFFFFF;
+  return v & 0x800000 ? int32_t(v) - 0x1000000 : int32_t(v);
+}
+float SampleSine(int64_t n, int c, int rate) {
+  return float(0.5 * std::sin(2.0 * M_PI * 440.0 * double(n) / rate + c));
+}
+
+int ShownFrame(KORSurface *s, int count) {
+  surf sf;
+  if (!surface::SurfaceDataLock(s, &sf)) return -1;
+  int frame = -2;
+  for (int y = 0; y < sf.height && frame != -1; ++y)
+    for (int x = 0; x < sf.width; ++x)
+      if (sf.bits[size_t(y) * sf.pitch + x].a != 0) frame = -1;
+  const int xs[] = {0, sf.width - 1, sf.width / 2, 0, sf.width - 1};
+  const int ys[] = {0, 0, sf.height / 2, sf.height - 1, sf.height - 1};
+  for (int k = 0; k < 5 && frame != -1; ++k) {
+    const int f = FrameOfColour(sf.bits[size_t(ys[k]) * sf.pitch + xs[k]], count);
+    if (frame == -2)
+      frame = f;
+    else if (f != frame)
+      frame = -1;
+  }
+  surface::SurfaceDataUnlock(&sf);
+  return frame < 0 ? -1 : frame;
+}
+
+bool HaveEncoder(const char *name) { return avcodec_find_encoder_by_name(name) != nullptr; }
+
+bool WriteMedia(const std::string &path, const media_spec &s, std::string *error) {
+  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+  writer w;
+  if (avformat_alloc_output_context2(&w.oc, nullptr, s.format.c_str(), path.c_str()) < 0 || !w.oc)
+    return Fail(error, "no muxer " + s.format);
+  // A picture file is written under its own name, never as a numbered sequence.
+  if (s.format == "image2") av_opt_set(w.oc->priv_data, "update", "1", 0);
+  if (!s.video_codec.empty() && !OpenVideo(w, s, error)) return false;
+  if (!s.audio_codec.empty() && !OpenAudio(w, s, error)) return false;
+  w.pkt = av_packet_alloc();
+  if (!w.pkt) return Fail(error, "out of memory");
+  if (!(w.oc->oformat->flags & AVFMT_NOFILE) && avio_open(&w.oc->pb, path.c_str(), AVIO_FLAG_WRITE) < 0)
+    return Fail(error, "cannot create " + path);
+  if (avformat_write_header(w.oc, nullptr) < 0) return Fail(error, "header");
+
+  const int vframes = w.venc ? s.frames : 0;
+  const int chunk = w.aenc ? (w.aenc->frame_size > 0 ? w.aenc->frame_size : 1024) : 0;
+  int vi = 0;
+  int64_t ai = 0;
+  while (vi < vframes || (w.aenc && ai < s.audio_samples)) {
+    // Whichever stream is behind in time goes next, so the muxer interleaves them.
+    bool video_next = vi < vframes;
+    if (video_next && w.aenc && ai < s.audio_samples) {
+      const int64_t vpts = s.pts.empty() ? vi : s.pts[vi];
+      video_next = av_compare_ts(vpts, w.venc->time_base, ai, w.aenc->time_base) <= 0;
+    }
+    if (video_next) {
+      FillPicture(w, s, vi);
+      w.vframe->pts = s.pts.empty() ? vi : s.pts[vi];
+      if (!w.Encode(w.venc, w.vst, w.vframe)) return Fail(error, "video encoding");
+      ++vi;
+    } else {
+      // The encoder's frame size, with a shorter last frame when the encoder allows one.
+      int n = static_cast<int>(std::min<int64_t>(chunk, s.audio_samples - ai));
+      if (w.aenc->frame_size > 0 && !(w.aenc->codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) &&
+          n < w.aenc->frame_size && !(w.aenc->codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME))
+        n = w.aenc->frame_size;
+      if (!WriteAudioFrame(w, s, ai, n)) return Fail(error, "audio encoding");
+      ai += n;
+    }
+  }
+  if (w.venc && !w.Encode(w.venc, w.vst, nullptr)) return Fail(error, "video flush");
+  if (w.aenc && !w.Encode(w.aenc, w.ast, nullptr)) return Fail(error, "audio flush");
+  if (av_write_trailer(w.oc) < 0) return Fail(error, "trailer");
+  return true;
+}
+
+std::string WriteTempMedia(const std::string &name, const media_spec &spec) {
+  static temp_dir dir;
+  const std::string path = dir.file(name);
+  std::string why;
+  if (!WriteMedia(path, spec, &why)) ADD_FAILURE() << "cannot write " << name << ": " << why;
+  return path;
+}
+
+std::vector<uint8_t> ReadFileBytes(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+uint32_t NextRandom(uint32_t &state) {
+  state = state * 1664525u + 1013904223u;
+  return state >> 8;
+}
+
+}  // namespace fixtures

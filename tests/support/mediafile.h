@@ -1,0 +1,74 @@
+// Test fixtures: video and sound files written through FFmpeg's encoders and muxers from frames
+// and samples the test knows, so a reader can be checked frame by frame and sample by sample.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "media/pix32.h"
+
+struct KORSurface;
+
+namespace fixtures {
+
+// Frame i's flat colour. Neighbouring frames differ by at least 51 in some channel, so lossy
+// coding (a few steps of error on a flat picture) cannot make one look like another.
+pix32 FrameColour(int i);
+// The frame among 0 .. count-1 whose colour is nearest to p (largest channel difference);
+// -1 when even the nearest is more than 24 away. The difference goes to *diff when given.
+int FrameOfColour(pix32 p, int count, int *diff = nullptr);
+// Frame i's picture for lossless codecs: every pixel different, so rows, columns, channel order
+// and orientation all show. Alpha 0.
+pix32 GradientPixel(int i, int x, int y);
+
+// The samples written for sample frame n, channel c: distinct at every position.
+int16_t Sample16(int64_t n, int c);
+uint8_t Sample8(int64_t n, int c);
+int32_t Sample24(int64_t n, int c);  // a signed 24-bit value
+// A smooth signal for lossy codecs: 0.5 * sin(2 pi 440 n / rate + c).
+float SampleSine(int64_t n, int c, int rate);
+
+struct media_spec {
+  std::string format = "avi";         // muxer: avi, mp4, mov, matroska, mpeg, asf, gif, ...
+  std::string video_codec = "mjpeg";  // encoder name; empty for a file without video
+  std::string pix_fmt;                // empty: what the encoder takes first
+  bool gradient = false;              // GradientPixel pictures instead of flat colours
+  int width = 64;
+  int height = 48;
+  int rate_num = 25;  // frames per second
+  int rate_den = 1;
+  int frames = 50;
+  int gop = 12;
+  int max_b_frames = 0;
+  // Variable frame timing: frame i's time stamp in units of tb_num / tb_den seconds. Empty:
+  // frame i at i / rate.
+  std::vector<int64_t> pts;
+  int tb_num = 0;
+  int tb_den = 0;
+
+  std::string audio_codec;  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
+  int audio_rate = 8000;
+  int audio_channels = 2;
+  int64_t audio_samples = 0;  // sample frames
+};
+
+// Which frame a flat-coloured surface shows (FrameOfColour over its corners and centre, all of
+// which must agree), -1 when it shows none or its alpha is not 0 everywhere.
+int ShownFrame(KORSurface *s, int count);
+
+// Writes the medium; false (with a reason in *error) when an encoder or muxer is missing or fails.
+bool WriteMedia(const std::string &path, const media_spec &spec, std::string *error = nullptr);
+
+// Whether this FFmpeg has the encoder.
+bool HaveEncoder(const char *name);
+
+// Writes the medium into the test program's temporary folder (a test failure when it cannot)
+// and returns its path.
+std::string WriteTempMedia(const std::string &name, const media_spec &spec);
+// A whole file's bytes (empty when it cannot be read).
+std::vector<uint8_t> ReadFileBytes(const std::string &path);
+// A small deterministic generator for scattered times and damaged bytes: 24 bits per call.
+uint32_t NextRandom(uint32_t &state);
+
+}  // namespace fixtures
