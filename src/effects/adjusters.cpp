@@ -15,15 +15,7 @@
 namespace fxkernels {
 namespace {
 
-RECT clip_to(const surf &s, RECT r) {
-  r.left = std::max(r.left, 0);
-  r.top = std::max(r.top, 0);
-  r.right = std::min(r.right, s.width);
-  r.bottom = std::min(r.bottom, s.height);
-  return r;
-}
-
-inline pix32 *row(const surf &s, int y) { return s.bits + size_t(s.pitch) * size_t(y); }
+inline pix32 *row(const surf &s, int y) { return row_of(s, y); }
 
 // The adjustment with its parameters fixed; Desat says whether the mixing step runs (k > 1).
 struct adjuster {

@@ -30,8 +30,8 @@ roa *mediareaders::AVIReadOpen(const char *path) {
     AVIReadClose(r);
     return nullptr;
   }
-  r->duration = vi.length_ms >= 0 && vi.length_ms <= INT32_MAX ? static_cast<int32_t>(vi.length_ms)
-                                                                : kUnknownDuration;
+  r->duration =
+      vi.length_ms >= 0 && vi.length_ms <= INT32_MAX ? static_cast<int32_t>(vi.length_ms) : kUnknownDuration;
 
   // Sound is optional: a file whose sound cannot be used still opens for its pictures.
   ffdecoder::audio_info ai;

@@ -47,7 +47,7 @@ struct ffaudio {
   // The earliest sample frame a read can get without seeking. At the start of the file that
   // is everything: what lies before the first decoded sound is silence, not missing.
   int64_t served_from = INT64_MIN;
-  bool fresh = true;     // no sound decoded since the open or the last seek
+  bool fresh = true;  // no sound decoded since the open or the last seek
   bool flushing = false;
   bool eof = false;
   int read_errors = 0;
@@ -184,7 +184,8 @@ void Trim(ffaudio *a, int64_t from) {
 bool Seek(ffaudio *a, int64_t s) {
   const AVRational tb = a->st->time_base;
   int64_t target;
-  if (__builtin_add_overflow(a->start_pts, av_rescale_q_rnd(s, AVRational{1, a->out_rate}, tb, AV_ROUND_DOWN), &target))
+  if (__builtin_add_overflow(a->start_pts, av_rescale_q_rnd(s, AVRational{1, a->out_rate}, tb, AV_ROUND_DOWN),
+                             &target))
     target = INT64_MAX;
   const int64_t second = std::max<int64_t>(1, av_rescale_q(1, AVRational{1, 1}, tb));
   int64_t seek_ts = target;
@@ -236,8 +237,8 @@ ffaudio *AudioOpen(const char *path, container c, audio_info *info) {
   const int channels = a->dec ? a->dec->ch_layout.nb_channels : 0;
   const int rate = a->dec ? a->dec->sample_rate : 0;
   // Beyond 384 kHz a rate is a corrupt header; one second of it must stay a sane allocation.
-  if (!a->pkt || !a->frame || channels < 1 || rate < 1 || rate > 384000 ||
-      st->time_base.num <= 0 || st->time_base.den <= 0) {
+  if (!a->pkt || !a->frame || channels < 1 || rate < 1 || rate > 384000 || st->time_base.num <= 0 ||
+      st->time_base.den <= 0) {
     AudioClose(a);
     return nullptr;
   }

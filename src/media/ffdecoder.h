@@ -31,9 +31,9 @@ namespace ffdecoder {
 enum class container { any, avi };
 
 struct video_info {
-  int32_t width = 0;      // the stream's frame size
+  int32_t width = 0;  // the stream's frame size
   int32_t height = 0;
-  int32_t rate_num = 0;   // frames per second as a fraction (0/0 when unknown)
+  int32_t rate_num = 0;  // frames per second as a fraction (0/0 when unknown)
   int32_t rate_den = 0;
   int64_t length_ms = -1;     // the stream's own length, -1 when the container does not say
   int64_t container_ms = -1;  // the whole file's length, -1 when unknown

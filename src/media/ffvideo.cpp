@@ -324,7 +324,8 @@ bool SeekPaysOff(const ffvideo *v, int64_t t) {
     return (cp && cp->first > SatAdd(pos, half_second)) || t - pos > UnitsIn(v, 10, 1);
   }
   if (avformat_index_get_entries_count(v->st) > 0) {
-    const AVIndexEntry *e = avformat_index_get_entry_from_timestamp(v->st, TsOfIndex(v, t), AVSEEK_FLAG_BACKWARD);
+    const AVIndexEntry *e =
+        avformat_index_get_entry_from_timestamp(v->st, TsOfIndex(v, t), AVSEEK_FLAG_BACKWARD);
     if (!e) return false;
     const int64_t key = IndexOfTs(v, e->timestamp);
     return key != AV_NOPTS_VALUE && key > SatAdd(pos, half_second);
@@ -388,12 +389,23 @@ bool Locate(ffvideo *v, int64_t t) {
 // The full-range twin of the deprecated "J" formats, which converters treat as full range.
 AVPixelFormat Unjpeg(AVPixelFormat f, bool *full) {
   switch (f) {
-    case AV_PIX_FMT_YUVJ420P: *full = true; return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P: *full = true; return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P: *full = true; return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P: *full = true; return AV_PIX_FMT_YUV440P;
-    case AV_PIX_FMT_YUVJ411P: *full = true; return AV_PIX_FMT_YUV411P;
-    default: return f;
+    case AV_PIX_FMT_YUVJ420P:
+      *full = true;
+      return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+      *full = true;
+      return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ444P:
+      *full = true;
+      return AV_PIX_FMT_YUV444P;
+    case AV_PIX_FMT_YUVJ440P:
+      *full = true;
+      return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ411P:
+      *full = true;
+      return AV_PIX_FMT_YUV411P;
+    default:
+      return f;
   }
 }
 
@@ -409,8 +421,8 @@ bool Show(ffvideo *v, KORSurface *dst) {
       v->sws_dw != dst->width || v->sws_dh != dst->height || v->sws_full != int(full) ||
       v->sws_space != space) {
     sws_freeContext(v->sws);
-    v->sws = sws_getContext(f->width, f->height, src, dst->width, dst->height, AV_PIX_FMT_BGRA,
-                            SWS_BILINEAR, nullptr, nullptr, nullptr);
+    v->sws = sws_getContext(f->width, f->height, src, dst->width, dst->height, AV_PIX_FMT_BGRA, SWS_BILINEAR,
+                            nullptr, nullptr, nullptr);
     if (!v->sws) return false;
     const AVPixFmtDescriptor *d = av_pix_fmt_desc_get(src);
     if (d && !(d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) && d->nb_components >= 3) {
@@ -472,7 +484,8 @@ bool Show(ffvideo *v, KORSurface *dst) {
 }
 
 bool IsCountedDemuxer(const char *name) {
-  static const char *const names[] = {"mpeg", "mpegvideo", "h264", "hevc", "m4v", "vc1", "cavsvideo", "h261", "h263"};
+  static const char *const names[] = {"mpeg", "mpegvideo", "h264", "hevc", "m4v",
+                                      "vc1",  "cavsvideo", "h261", "h263"};
   for (const char *n : names)
     if (name && std::strcmp(name, n) == 0) return true;
   return false;
@@ -520,8 +533,10 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
   // A constant frame rate counts in frames; otherwise in ticks of the time base, which every
   // time stamp of the stream is a whole number of.
   const AVRational r = v->st->r_frame_rate, a = v->st->avg_frame_rate, tb = v->st->time_base;
-  if (ValidQ(r) && ValidQ(a) && av_cmp_q(r, a) == 0) v->rate = r;
-  else v->rate = AVRational{tb.den, tb.num};
+  if (ValidQ(r) && ValidQ(a) && av_cmp_q(r, a) == 0)
+    v->rate = r;
+  else
+    v->rate = AVRational{tb.den, tb.num};
   v->unit = AVRational{v->rate.den, v->rate.num};
   v->start_pts = v->st->start_time != AV_NOPTS_VALUE ? v->st->start_time : 0;
   v->still = c == container::any && IsPictureDemuxer(fmt->iformat->name);

@@ -25,12 +25,12 @@ struct roa {
   ffvideo *video = nullptr;     // first video stream
   int32_t ratenum = 0;          // its frame rate as a fraction (0/0 when the file gives none)
   int32_t rateden = 0;
-  int32_t duration = 0;         // milliseconds (10 000 when the length cannot be known)
+  int32_t duration = 0;  // milliseconds (10 000 when the length cannot be known)
   int32_t width = 0;
   int32_t height = 0;
-  ffaudio *audio = nullptr;     // first audio stream, or null
-  WAVEFORMATEX wfx{};           // the PCM that AVIReadAudioSecond delivers
-  int32_t audiovalid = 0;       // 1 when sound can be read
+  ffaudio *audio = nullptr;        // first audio stream, or null
+  WAVEFORMATEX wfx{};              // the PCM that AVIReadAudioSecond delivers
+  int32_t audiovalid = 0;          // 1 when sound can be read
   uint8_t *audiobuffer = nullptr;  // one second: nAvgBytesPerSec bytes
 };
 
@@ -47,20 +47,20 @@ struct mmstream {
   int32_t audioduration = 0;  // ms: the sound's own length (0 without sound)
   int32_t width = 0;          // the video format
   int32_t height = 0;
-  RECT rect{};                // {0, 0, width, height}
-  WAVEFORMATEX wfx{};         // the PCM that StreamReadAudioSample delivers
+  RECT rect{};         // {0, 0, width, height}
+  WAVEFORMATEX wfx{};  // the PCM that StreamReadAudioSample delivers
 };
 
 // An open PCM wave file.
 struct rwav {
   FILE *handle = nullptr;
-  MMCKINFO riff;          // the RIFF chunk, form "WAVE"
-  MMCKINFO sub;           // the current sub-chunk ("data" after opening)
-  WAVEFORMATEX wfx{};     // 18 bytes as read from the "fmt " chunk
-  uint32_t datasize = 0;  // bytes of sound in the "data" chunk
-  int32_t dataoffset = 0; // file offset of the first sample byte
+  MMCKINFO riff;              // the RIFF chunk, form "WAVE"
+  MMCKINFO sub;               // the current sub-chunk ("data" after opening)
+  WAVEFORMATEX wfx{};         // 18 bytes as read from the "fmt " chunk
+  uint32_t datasize = 0;      // bytes of sound in the "data" chunk
+  int32_t dataoffset = 0;     // file offset of the first sample byte
   uint8_t *buffer = nullptr;  // one second: nAvgBytesPerSec bytes
-  int32_t length = 0;     // milliseconds
+  int32_t length = 0;         // milliseconds
   int32_t valid = 0;
 };
 

@@ -15,3 +15,20 @@ template <class Fn>
 inline void for_rows(const RECT &r, Fn &&fn) {
   if (r.right > r.left) for_rows(r.top, r.bottom, fn);
 }
+
+// Any record with width, height, pitch and bits (surf, KORSurface, surf32).
+template <class Frame>
+inline auto *row_of(const Frame &f, int y) {
+  return f.bits + static_cast<size_t>(f.pitch) * static_cast<size_t>(y);
+}
+
+// The part of r that lies on the frame. Rectangles inside it are unchanged; the clip only keeps
+// a wrong caller from writing outside the pixel block.
+template <class Frame>
+inline RECT clip_to(const Frame &f, RECT r) {
+  if (r.left < 0) r.left = 0;
+  if (r.top < 0) r.top = 0;
+  if (r.right > f.width) r.right = f.width;
+  if (r.bottom > f.height) r.bottom = f.height;
+  return r;
+}

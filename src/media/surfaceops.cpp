@@ -10,17 +10,7 @@
 
 namespace {
 
-// The part of r that lies on the surface. Rectangles inside the surface are unchanged; the
-// clip only keeps a wrong caller from writing outside the pixel block.
-RECT clip_to(const surf &s, RECT r) {
-  r.left = std::max(r.left, 0);
-  r.top = std::max(r.top, 0);
-  r.right = std::min(r.right, s.width);
-  r.bottom = std::min(r.bottom, s.height);
-  return r;
-}
-
-inline pix32 *row(const surf &s, int y) { return s.bits + size_t(s.pitch) * size_t(y); }
+inline pix32 *row(const surf &s, int y) { return row_of(s, y); }
 
 }  // namespace
 

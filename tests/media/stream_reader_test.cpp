@@ -80,21 +80,20 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   mediareaders::StreamCloseRead(m);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Families, StreamFrameAccuracy,
-    ::testing::Values(family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 25, 1},
-                      family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 30000, 1001},
-                      family{"mkv_ffv1", "matroska", "ffv1", 0, 25, 1},
-                      family{"mkv_ffv1", "matroska", "ffv1", 0, 30000, 1001},
-                      family{"mov_mjpeg", "mov", "mjpeg", 0, 30000, 1001},
-                      family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 25, 1},
-                      family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 30000, 1001},
-                      family{"asf_wmv2", "asf", "wmv2", 0, 30000, 1001},
-                      family{"mkv_h264", "matroska", "libx264", 3, 30000, 1001},
-                      family{"mp4_h264", "mp4", "libx264", 3, 25, 1}),
-    [](const auto &info) {
-      return std::string(info.param.name) + (info.param.num == 25 ? "_25" : "_29_97");
-    });
+INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
+                         ::testing::Values(family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 25, 1},
+                                           family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 30000, 1001},
+                                           family{"mkv_ffv1", "matroska", "ffv1", 0, 25, 1},
+                                           family{"mkv_ffv1", "matroska", "ffv1", 0, 30000, 1001},
+                                           family{"mov_mjpeg", "mov", "mjpeg", 0, 30000, 1001},
+                                           family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 25, 1},
+                                           family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 30000, 1001},
+                                           family{"asf_wmv2", "asf", "wmv2", 0, 30000, 1001},
+                                           family{"mkv_h264", "matroska", "libx264", 3, 30000, 1001},
+                                           family{"mp4_h264", "mp4", "libx264", 3, 25, 1}),
+                         [](const auto &info) {
+                           return std::string(info.param.name) + (info.param.num == 25 ? "_25" : "_29_97");
+                         });
 
 // Sound is read from the millisecond itself, sample-exact, with silence after its end;
 // backwards and far jumps seek.
@@ -123,7 +122,8 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
     const int64_t first = int64_t(ms) * 8;
     for (int64_t n = 0; n < 8000; ++n)
       for (int c = 0; c < 2; ++c)
-        ASSERT_EQ(At16(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0) << "ms " << ms << " +" << n;
+        ASSERT_EQ(At16(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
+            << "ms " << ms << " +" << n;
   }
   EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 2500), nullptr);
   EXPECT_EQ(mediareaders::StreamReadAudioSample(m, -1), nullptr);
@@ -206,6 +206,40 @@ TEST(StreamReader, CompressedSoundArrivesAs16BitPCM) {
   mediareaders::StreamCloseRead(m);
 }
 
+// Sound of more than two channels is mixed down to stereo, 16-bit; mono sound that has to be
+// converted stays mono.
+TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
+  struct sound {
+    const char *name, *codec;
+    int channels, want_channels;
+  };
+  for (const sound &k : {sound{"six.mka", "pcm_s16le", 6, 2}, sound{"mono.mka", "pcm_s24le", 1, 1}}) {
+    media_spec s;
+    s.format = "matroska";
+    s.video_codec = "";
+    s.audio_codec = k.codec;
+    s.audio_channels = k.channels;
+    s.audio_rate = 8000;
+    s.audio_samples = 8000;
+    mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia(k.name, s).c_str());
+    ASSERT_NE(m, nullptr) << k.name;
+    ASSERT_EQ(m->audiovalid, 1) << k.name;
+    EXPECT_EQ(m->wfx.nChannels, k.want_channels) << k.name;
+    EXPECT_EQ(m->wfx.wBitsPerSample, 16) << k.name;
+    EXPECT_EQ(m->wfx.nAvgBytesPerSec, 8000u * 2 * k.want_channels) << k.name;
+    const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
+    ASSERT_NE(buf, nullptr) << k.name;
+    if (k.channels == 1) {
+      for (int n = 0; n < 8000; ++n) ASSERT_EQ(At16(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
+    } else {
+      int loud = 0;
+      for (int n = 0; n < 8000; ++n) loud += At16(buf, n, 2, 0) != 0 && At16(buf, n, 2, 1) != 0;
+      EXPECT_GT(loud, 7000);
+    }
+    mediareaders::StreamCloseRead(m);
+  }
+}
+
 // An animated picture with uneven delays (in hundredths of a second): each frame is shown
 // from its own time to the next frame's.
 TEST(StreamReader, AnimatedGifWithUnevenDelays) {
@@ -252,12 +286,14 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
     surf sf;
     ASSERT_TRUE(surface::SurfaceDataLock(frame, &sf));
     for (int y = 0; y < 21; ++y)
-      for (int x = 0; x < 37; ++x) ASSERT_EQ(sf.bits[y * sf.pitch + x], GradientPixel(0, x, y)) << x << "," << y;
+      for (int x = 0; x < 37; ++x)
+        ASSERT_EQ(sf.bits[y * sf.pitch + x], GradientPixel(0, x, y)) << x << "," << y;
     surface::SurfaceDataUnlock(&sf);
   }
   mediareaders::StreamCloseRead(m);
 }
 
+// Missing, empty and cut files of each family (byte flips are the fuzz targets' part).
 TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
   EXPECT_EQ(mediareaders::StreamOpenRead(nullptr), nullptr);
   EXPECT_EQ(mediareaders::StreamOpenRead(std::string("/nonexistent/missing.mp4").c_str()), nullptr);
@@ -287,14 +323,10 @@ TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
     s.audio_samples = *k.audio ? 44100 : 0;
     const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia(k.name, s));
     ASSERT_GT(whole.size(), 500u) << k.name;
-    for (size_t len : {size_t(4), size_t(64), size_t(300), whole.size() / 4, whole.size() / 2, whole.size() - 100})
-      exercise(WriteTempFile(std::string("cut_") + k.name, std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
-    uint32_t state = 5;
-    for (int round = 0; round < 16; ++round) {
-      std::vector<uint8_t> bad(whole);
-      for (int j = 0; j < 4; ++j) bad[NextRandom(state) % bad.size()] ^= uint8_t(1 + NextRandom(state) % 255);
-      exercise(WriteTempFile(std::string("bad_") + k.name, bad));
-    }
+    for (size_t len :
+         {size_t(4), size_t(64), size_t(300), whole.size() / 4, whole.size() / 2, whole.size() - 100})
+      exercise(WriteTempFile(std::string("cut_") + k.name,
+                             std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
   }
   // Noise that no demuxer should take for a medium.
   uint32_t state = 3;

@@ -90,8 +90,10 @@ bool OpenVideo(writer &w, const media_spec &s, std::string *error) {
   e->gop_size = s.gop;
   e->max_b_frames = s.max_b_frames;
   AVPixelFormat pf = AV_PIX_FMT_NONE;
-  if (!s.pix_fmt.empty()) pf = av_get_pix_fmt(s.pix_fmt.c_str());
-  else if (codec->pix_fmts) pf = codec->pix_fmts[0];
+  if (!s.pix_fmt.empty())
+    pf = av_get_pix_fmt(s.pix_fmt.c_str());
+  else if (codec->pix_fmts)
+    pf = codec->pix_fmts[0];
   if (pf == AV_PIX_FMT_NONE) return Fail(error, "no pixel format");
   e->pix_fmt = pf;
   // Near-lossless where the codec has a quantiser: flat frames stay within a few steps.
@@ -114,8 +116,8 @@ bool OpenVideo(writer &w, const media_spec &s, std::string *error) {
   w.vframe->height = s.height;
   if (av_frame_get_buffer(w.vframe, 0) < 0) return Fail(error, "frame buffer");
   if (pf != AV_PIX_FMT_PAL8) {
-    w.sws = sws_getContext(s.width, s.height, AV_PIX_FMT_BGRA, s.width, s.height, pf, SWS_POINT,
-                           nullptr, nullptr, nullptr);
+    w.sws = sws_getContext(s.width, s.height, AV_PIX_FMT_BGRA, s.width, s.height, pf, SWS_POINT, nullptr,
+                           nullptr, nullptr);
     if (!w.sws) return Fail(error, "no converter");
   }
   w.bgra.resize(size_t(s.width) * s.height * 4);
@@ -182,15 +184,26 @@ bool WriteAudioFrame(writer &w, const media_spec &s, int64_t first, int n) {
     const int64_t pos = first + k;
     for (int c = 0; c < ch; ++c) {
       switch (f->format) {
-        case AV_SAMPLE_FMT_S16: reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c); break;
-        case AV_SAMPLE_FMT_U8: f->data[0][k * ch + c] = Sample8(pos, c); break;
+        case AV_SAMPLE_FMT_S16:
+          reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c);
+          break;
+        case AV_SAMPLE_FMT_U8:
+          f->data[0][k * ch + c] = Sample8(pos, c);
+          break;
         case AV_SAMPLE_FMT_S32:
           reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
           break;
-        case AV_SAMPLE_FMT_FLTP: reinterpret_cast<float *>(f->data[c])[k] = SampleSine(pos, c, s.audio_rate); break;
-        case AV_SAMPLE_FMT_FLT: reinterpret_cast<float *>(f->data[0])[k * ch + c] = SampleSine(pos, c, s.audio_rate); break;
-        case AV_SAMPLE_FMT_S16P: reinterpret_cast<int16_t *>(f->data[c])[k] = Sample16(pos, c); break;
-        default: return false;
+        case AV_SAMPLE_FMT_FLTP:
+          reinterpret_cast<float *>(f->data[c])[k] = SampleSine(pos, c, s.audio_rate);
+          break;
+        case AV_SAMPLE_FMT_FLT:
+          reinterpret_cast<float *>(f->data[0])[k * ch + c] = SampleSine(pos, c, s.audio_rate);
+          break;
+        case AV_SAMPLE_FMT_S16P:
+          reinterpret_cast<int16_t *>(f->data[c])[k] = Sample16(pos, c);
+          break;
+        default:
+          return false;
       }
     }
   }
@@ -244,8 +257,10 @@ int ShownFrame(KORSurface *s, int count) {
   const int ys[] = {0, 0, sf.height / 2, sf.height - 1, sf.height - 1};
   for (int k = 0; k < 5 && frame != -1; ++k) {
     const int f = FrameOfColour(sf.bits[size_t(ys[k]) * sf.pitch + xs[k]], count);
-    if (frame == -2) frame = f;
-    else if (f != frame) frame = -1;
+    if (frame == -2)
+      frame = f;
+    else if (f != frame)
+      frame = -1;
   }
   surface::SurfaceDataUnlock(&sf);
   return frame < 0 ? -1 : frame;
