@@ -487,6 +487,8 @@ bool clip::ChangeVideoFormat(int id) {
   if (!arrangement) return true;
   const clipformat f = FormatOf(id);
   for (KORSurface *&slot : worksurfaces) {
+    // A surface of the right size already serves: its pixels never outlive a composition.
+    if (slot && slot->width == f.width && slot->height == f.height) continue;
     KORSurface *s = surface::SurfaceCreate(f.width, f.height);
     if (!s) return false;
     if (frame == slot) frame = nullptr;

@@ -1,0 +1,341 @@
+// Project files: the clip block's layout, byte-identical round trips, every truncation,
+// atomic saving, missing media and duplication.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "core/dialogs.h"
+#include "core/vemowin.h"
+#include "effects/effect.h"
+#include "engine/clipsource.h"
+#include "engine/enginetest.h"
+#include "support/mediafile.h"
+#include "time/memfile.h"
+
+using namespace enginetest;
+
+namespace {
+
+bytes SaveOf(clip *c) {
+  int ok = 0;
+  bytes b = SavedBytes([&](FILE *f) { return c->Save(f); }, &ok);
+  EXPECT_EQ(ok, 1);
+  return b;
+}
+
+int32_t I32(const bytes &b, size_t at) { return Get<int32_t>(b, at); }
+
+// A project of every kind of clip: stills with keys and an offset, a text and a gradient,
+// a sub-arrangement with children, effects with keys, an audio master, mutes.
+void BuildRich(project &pr, const std::string &folder) {
+  clip *root = pr.root();
+  root->SetName("rich");
+  root->SetMakeRange(250, 4750);
+  clip *a = pr.p->AddMedia(root, WriteBmp(folder + "/a.bmp", 12, 10, PatternPixel).c_str(), 100, 2, 3000);
+  ASSERT_NE(a, nullptr);
+  a->SetOffset(700);  // start 800, length 2300, offset 700
+  Key(a, clipvar::IDS_DST_L, 0, -0.25);
+  Key(a, clipvar::IDS_DST_L, 1500, 0.5);
+  Key(a, clipvar::IDS_START_OPACITY, 900, 0.75);
+  effectVideo *fx = a->VideoEffectAdd(28);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_RED, 0, 0.5);
+  a->VideoEffectAdd(103);
+  a->SetVideoMute(true);
+  clip *t = pr.p->AddGenerator(root, CLIP_SRC_TEXT, 0, 4000, 0);
+  t->ClipSetText("Title\nsecond line");
+  t->ClipSetFont("DejaVu Serif");
+  t->ClipSetTextAlign(2);
+  Key(t, clipvar::IDS_STR_FONTSIZE, 1000, 48);
+  clip *sub = pr.p->AddArrangement(root, 2000, 3000, 1);
+  ASSERT_NE(sub, nullptr);
+  clip *g = pr.p->AddGenerator(sub, CLIP_SRC_GRADIENT, 0, 1000, 0);
+  Key(g, clipvar::IDS_COLOR_RB_A, 0, 0.25);
+  clip *b = pr.p->AddMedia(sub, WriteBmp(folder + "/b.bmp", 6, 6, PatternPixel).c_str(), 500, 1, 800);
+  ASSERT_NE(b, nullptr);
+  b->SetAudioMute(true);
+  sub->SetAudioMaster(b);
+  root->SetAudioMaster(sub);
+  root->SelectCurrent(t);
+}
+
+}  // namespace
+
+TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
+  vemowin context;
+  clip c(&context);
+  c.SetName("lonely");
+  c.SetFileName("/media/x.avi");
+  c.SetPoSiz(1234, 5678);
+  c.SetTrack(3);
+  c.SetMakeRange(11, 22);
+  const bytes b = SaveOf(&c);
+  const bytes vars = SavedBytes([&](FILE *f) { return c.tfSave(f); });
+  ASSERT_EQ(b.size(), 5800u + vars.size());
+  EXPECT_TRUE(std::equal(vars.begin(), vars.end(), b.begin() + 5800));
+  EXPECT_EQ(I32(b, 0), 5800);
+  EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "lonely");
+  EXPECT_STREQ(reinterpret_cast<const char *>(&b[260]), "/media/x.avi");
+  EXPECT_EQ(I32(b, 520), 1234);
+  EXPECT_EQ(I32(b, 524), 5678);
+  EXPECT_EQ(I32(b, 540), 11);
+  EXPECT_EQ(I32(b, 544), 22);
+  EXPECT_EQ(I32(b, 552), 3);
+  EXPECT_EQ(I32(b, 564), 0);
+  EXPECT_NE(I32(b, 568), 0);  // not an arrangement
+  EXPECT_EQ(I32(b, 1152), -1);
+  EXPECT_EQ(I32(b, 1176), 0);
+}
+
+TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
+  project pr;
+  BuildRich(pr, pr.dir.path());
+  pr.root()->ChangeVideoFps(638);
+  const bytes b = SaveOf(pr.root());
+  EXPECT_EQ(I32(b, 564), 3);     // children
+  EXPECT_EQ(I32(b, 568), 0);     // an arrangement
+  EXPECT_EQ(I32(b, 1152), 2);    // the sub-arrangement is the audio master
+  EXPECT_EQ(I32(b, 1160), 80);   // 160 / 120
+  EXPECT_EQ(I32(b, 1164), 638);  // 24 fps
+  EXPECT_EQ(I32(b, 1176), 0);
+  EXPECT_EQ(I32(b, 540), 250);
+  EXPECT_EQ(I32(b, 544), 4750);
+  // The first child follows the root's block, variables; its effects are listed by type.
+  const bytes rootvars = SavedBytes([&](FILE *f) { return pr.root()->tfSave(f); });
+  const size_t a = 5800 + rootvars.size();
+  EXPECT_EQ(I32(b, a + 520), 800);
+  EXPECT_EQ(I32(b, a + 524), 2300);
+  EXPECT_EQ(I32(b, a + 528), 700);
+  EXPECT_EQ(I32(b, a + 560), 1);  // video muted
+  EXPECT_EQ(I32(b, a + 572), 2);
+  EXPECT_EQ(I32(b, a + 576), 0);
+  EXPECT_EQ(I32(b, a + 836), 28);
+  EXPECT_EQ(I32(b, a + 840), 103);
+  EXPECT_EQ(I32(b, a + 844), 0);
+  clip *sub = pr.root()->GetChild(2);
+  EXPECT_EQ(I32(SaveOf(pr.root()->GetChild(1)), 1176), 172);
+  EXPECT_EQ(I32(SaveOf(sub), 1176), 412);
+  EXPECT_EQ(I32(SaveOf(sub->GetChild(0)), 1176), 568);
+  EXPECT_EQ(I32(SaveOf(sub), 1152), 1);
+}
+
+TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
+  project pr;
+  BuildRich(pr, pr.dir.path());
+  const std::string first = pr.dir.file("rich.vmp"), second = pr.dir.file("again.vmp");
+  ASSERT_TRUE(pr.p->Save(first.c_str()));
+  const std::string before = pr.p->Describe();
+
+  vemoproject loaded;
+  ASSERT_TRUE(loaded.Load(first.c_str()));
+  ASSERT_TRUE(loaded.Save(second.c_str()));
+  EXPECT_EQ(fixtures::ReadFileBytes(first), fixtures::ReadFileBytes(second));
+  EXPECT_EQ(loaded.Describe(), before);
+
+  clip *root = loaded.Root();
+  ASSERT_EQ(root->GetChildCount(), 3);
+  clip *a = root->GetChild(0);
+  EXPECT_EQ(a->GetPosition(), 800);
+  EXPECT_EQ(a->GetSize(), 2300);
+  EXPECT_EQ(a->GetOffset(), 700);
+  EXPECT_EQ(a->GetTrack(), 2);
+  EXPECT_TRUE(a->GetVideoMute());
+  EXPECT_STREQ(a->GetName(), "a.bmp");
+  EXPECT_EQ(a->GetVideoEffectCount(), 2);
+  EXPECT_DOUBLE_EQ(a->GetVideoEffect(0)->GetTimeFloat(fxid::IDS_RED, 0), 0.5);
+  clip *t = root->GetChild(1);
+  EXPECT_STREQ(t->ClipGetText(), "Title\nsecond line");
+  EXPECT_STREQ(t->GetFont(), "DejaVu Serif");
+  EXPECT_EQ(t->ClipGetTextAlign(), 2);
+  clip *sub = root->GetChild(2);
+  EXPECT_TRUE(sub->IsArrangement());
+  EXPECT_EQ(root->GetAudioMaster(), sub);
+  EXPECT_EQ(sub->GetAudioMaster(), sub->GetChild(1));
+  EXPECT_EQ(root->GetMakeStart(), 250);
+  EXPECT_EQ(root->GetMakeEnd(), 4750);
+  // The same pictures, too.
+  for (int ms : {0, 1200, 2600, 3900}) EXPECT_EQ(FirstDifference(Grab(loaded.Compose(ms)), pr.At(ms)), "") << ms;
+}
+
+TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
+  project pr;
+  clip *sub = pr.p->AddArrangement(pr.root(), 0, 2000, 0);
+  vemowin context;
+  clip *m = new clip(&context);
+  ASSERT_TRUE(sub->ClipInsertChild(m));
+  m->SetFileName((pr.dir.path() + "/gone.bmp").c_str());  // media that cannot be found
+  m->TV_IDS_START_OPACITY();
+  Key(m, clipvar::IDS_START_OPACITY, 0, 0.5);
+  effectVideo *fx = m->VideoEffectAdd(103);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_OPACITY, 10, -0.5);
+  const bytes whole = SaveOf(pr.root());
+  ASSERT_GT(whole.size(), 4 * 5800u);
+
+  vemoproject target;
+  for (size_t cut = 0; cut < whole.size(); ++cut) {
+    FILE *f = fmemopen(const_cast<uint8_t *>(whole.data()), cut, "rb");
+    if (!f) f = std::tmpfile();  // an empty buffer
+    ASSERT_NE(f, nullptr);
+    const int ok = target.Root()->Load(f);
+    std::fclose(f);
+    ASSERT_EQ(ok, 0) << "a project cut to " << cut << " of " << whole.size() << " bytes loaded";
+  }
+  FILE *f = fmemopen(const_cast<uint8_t *>(whole.data()), whole.size(), "rb");
+  EXPECT_EQ(target.Root()->Load(f), 1);
+  std::fclose(f);
+  EXPECT_EQ(SaveOf(target.Root()), whole);
+}
+
+TEST(ProjectFile, RecordsThatCannotBeTrueAreRefused) {
+  project pr;
+  pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
+  const bytes good = SaveOf(pr.root());
+  auto loads = [&](const bytes &b) {
+    file_ptr f = FileWith(b);
+    return pr.root()->Load(f.get());
+  };
+  bytes big = good;
+  Put<uint32_t>(big, 0, 5804);
+  EXPECT_EQ(loads(big), 0);
+  bytes children = good;
+  Put<int32_t>(children, 564, 513);
+  EXPECT_EQ(loads(children), 0);
+  bytes effects = good;
+  Put<int32_t>(effects, 572, -1);
+  EXPECT_EQ(loads(effects), 0);
+  EXPECT_EQ(loads(good), 1);
+}
+
+TEST(ProjectFile, SavingIsAtomic) {
+  project pr;
+  pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
+  const std::string path = pr.dir.file("keep.vmp");
+  ASSERT_TRUE(pr.p->Save(path.c_str()));
+  const bytes before = fixtures::ReadFileBytes(path);
+  chmod(path.c_str(), 0640);
+  pr.root()->SetName("changed");
+  ASSERT_TRUE(pr.p->Save(path.c_str()));
+  struct stat st;
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0640u);  // the file keeps its permissions
+  EXPECT_NE(fixtures::ReadFileBytes(path), before);
+
+  // A target that cannot be replaced: nothing changes and nothing is left behind.
+  const std::string folder = pr.dir.file("folder.vmp");
+  std::filesystem::create_directory(folder);
+  EXPECT_FALSE(pr.p->Save(folder.c_str()));
+  EXPECT_TRUE(std::filesystem::is_directory(folder));
+  EXPECT_FALSE(pr.p->Save((pr.dir.path() + "/no/such/dir/x.vmp").c_str()));
+  int entries = 0;
+  for (const auto &e : std::filesystem::directory_iterator(pr.dir.path())) entries += e.path().filename() != "";
+  EXPECT_EQ(entries, 2);  // keep.vmp and folder.vmp
+}
+
+TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
+  project pr;
+  const std::string media = pr.dir.file("media");
+  std::filesystem::create_directory(media);
+  clip *c = pr.p->AddMedia(pr.root(), WriteBmp(media + "/pic.bmp", 10, 10, PatternPixel).c_str(), 0, 0, 2000);
+  ASSERT_NE(c, nullptr);
+  c->SetName("my picture");
+  Key(c, clipvar::IDS_START_OPACITY, 0, 0.25);
+  const std::string path = pr.dir.file("p.vmp");
+  ASSERT_TRUE(pr.p->Save(path.c_str()));
+  std::filesystem::remove(media + "/pic.bmp");
+
+  headless_dialogs &ui = HeadlessDialogs();
+  const int shown = ui.boxes_shown;
+  vemoproject loaded;
+  ASSERT_TRUE(loaded.Load(path.c_str()));
+  clip *m = loaded.Root()->GetChild(0);
+  ASSERT_NE(m, nullptr);
+  EXPECT_TRUE(m->IsMediaMissing());
+  EXPECT_FALSE(m->CheckVideo());
+  EXPECT_EQ(ui.boxes_shown, shown + 1);
+  EXPECT_EQ(ui.last_caption, "File Not Found!");
+  EXPECT_EQ(ui.last_text, "\"" + media + "/pic.bmp\"\n\nDo you want to locate this file?");
+  EXPECT_NE(loaded.Describe().find("MISSING"), std::string::npos);
+  // Nothing of the clip is lost: saving gives the same file back.
+  const std::string again = pr.dir.file("again.vmp");
+  ASSERT_TRUE(loaded.Save(again.c_str()));
+  EXPECT_EQ(fixtures::ReadFileBytes(again), fixtures::ReadFileBytes(path));
+
+  // A file of the same name in the project's folder is offered instead.
+  WriteBmp(pr.dir.file("pic.bmp"), 10, 10, PatternPixel);
+  ui.answer_yes = true;
+  vemoproject found;
+  ASSERT_TRUE(found.Load(path.c_str()));
+  ui.answer_yes = false;
+  clip *f = found.Root()->GetChild(0);
+  EXPECT_FALSE(f->IsMediaMissing());
+  EXPECT_EQ(ui.last_text, "Do you want to load\n\"" + pr.dir.file("pic.bmp") + "\"\n Instead of\n" + media + "/pic.bmp");
+  EXPECT_STREQ(f->GetFileName(), pr.dir.file("pic.bmp").c_str());
+  EXPECT_STREQ(f->GetName(), "my picture");
+  EXPECT_DOUBLE_EQ(f->GetTimeFloat(clipvar::IDS_START_OPACITY, 0), 0.25);
+}
+
+TEST(ProjectFile, AMissingFileCanBeLocated) {
+  project pr;
+  headless_dialogs &ui = HeadlessDialogs();
+  vemowin context;
+  clip c(&context);
+  ui.answer_yes = true;
+  ui.file_answer = WriteBmp(pr.dir.file("elsewhere.bmp"), 4, 4, PatternPixel);
+  EXPECT_EQ(c.ClipImport("/nowhere/at/all.bmp"), 1);
+  ui.answer_yes = false;
+  ui.file_answer.clear();
+  EXPECT_STREQ(c.GetFileName(), pr.dir.file("elsewhere.bmp").c_str());
+  EXPECT_STREQ(c.GetName(), "elsewhere.bmp");
+  // Cancelled: the import fails and the clip is marked.
+  clip d(&context);
+  EXPECT_EQ(d.ClipImport("/nowhere/at/all.bmp"), 0);
+  EXPECT_TRUE(d.IsMediaMissing());
+  // A file no reader takes fails without a question.
+  const int shown = ui.boxes_shown;
+  const std::string junk = pr.dir.file("junk.bin");
+  FILE *j = std::fopen(junk.c_str(), "wb");
+  std::fputs("not a medium", j);
+  std::fclose(j);
+  EXPECT_EQ(d.ClipImport(junk.c_str()), 0);
+  EXPECT_EQ(ui.boxes_shown, shown);
+}
+
+TEST(ProjectFile, ASubArrangementIsRestoredWithoutImporting) {
+  project pr;
+  clip *sub = pr.p->AddArrangement(pr.root(), 0, 1000, 0);
+  sub->SetFileName("/this/would/be/imported.avi");
+  const bytes b = SaveOf(pr.root());
+  const int shown = HeadlessDialogs().boxes_shown;
+  file_ptr f = FileWith(b);
+  ASSERT_EQ(pr.root()->Load(f.get()), 1);
+  EXPECT_EQ(HeadlessDialogs().boxes_shown, shown);
+  EXPECT_TRUE(pr.root()->GetChild(0)->IsArrangement());
+  EXPECT_FALSE(pr.root()->GetChild(0)->IsMediaMissing());
+}
+
+TEST(ProjectFile, DuplicatesAreDeepCopies) {
+  project pr;
+  BuildRich(pr, pr.dir.path());
+  // The temporary file goes to this test's own folder.
+  const char *old = std::getenv("TMPDIR");
+  const std::string saved = old ? old : "";
+  setenv("TMPDIR", pr.dir.path().c_str(), 1);
+  clip *sub = pr.root()->GetChild(2);
+  clip *copy = pr.root()->ClipDuplicate(sub);
+  if (old)
+    setenv("TMPDIR", saved.c_str(), 1);
+  else
+    unsetenv("TMPDIR");
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(copy->GetParentClip(), pr.root());
+  EXPECT_EQ(pr.root()->GetChildCount(), 3);
+  EXPECT_EQ(SaveOf(copy), SaveOf(sub));
+  EXPECT_FALSE(std::filesystem::exists(pr.dir.file("lvtClipDuplicate.vmp")));
+  ASSERT_TRUE(pr.root()->ClipInsertChild(copy));
+  EXPECT_EQ(copy->GetChildCount(), 2);
+  EXPECT_EQ(pr.root()->ClipDuplicate(nullptr), nullptr);
+}
