@@ -1,5 +1,6 @@
 // Audio mixing: the one-second block cache of each clip, reading source samples from it, and
 // adding every audible clip's sound, converted and through its effects, into one output.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,7 +49,8 @@ int clip::ClipTime2AudioBlockTime(int t) {
   // Towards minus infinity: -1 belongs to the second that starts at -1000.
   const int64_t v = t;
   const int64_t q = v >= 0 ? v / 1000 : -((-v + 999) / 1000);
-  return int(q * 1000);
+  // Below the lowest whole second an int holds, that second.
+  return int(std::max<int64_t>(q * 1000, -2147483000));
 }
 
 const WAVEFORMATEX *clip::AudioFormat() const {

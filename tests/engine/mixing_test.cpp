@@ -1,0 +1,154 @@
+// Audio mixing: block times, overlapping clips that wrap, conversion of a small format, the
+// audio master, mutes, and silence before a clip's time 0 and after its sound.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "engine/enginetest.h"
+#include "support/wavfile.h"
+
+using namespace enginetest;
+
+namespace {
+
+// A wave file whose every sample (each channel) is `value`.
+std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, int rate, int channels, int bits,
+                        int value, int ms) {
+  fixtures::wav_spec spec;
+  spec.rate = uint32_t(rate);
+  spec.channels = uint16_t(channels);
+  spec.bits = uint16_t(bits);
+  const size_t frames = size_t(rate) * size_t(ms) / 1000;
+  std::vector<uint8_t> samples;
+  for (size_t i = 0; i < frames * size_t(channels); ++i) {
+    if (bits == 8) {
+      samples.push_back(uint8_t(value));
+    } else {
+      samples.push_back(uint8_t(value & 0xFF));
+      samples.push_back(uint8_t((value >> 8) & 0xFF));
+    }
+  }
+  const std::string path = dir.file(name);
+  FILE *f = std::fopen(path.c_str(), "wb");
+  const std::vector<uint8_t> file = fixtures::WavBytes(spec, samples);
+  std::fwrite(file.data(), 1, file.size(), f);
+  std::fclose(f);
+  return path;
+}
+
+std::vector<int16_t> Mix(project &pr, int from, int ms) {
+  std::vector<int16_t> out;
+  EXPECT_TRUE(pr.p->Mix(from, ms, out));
+  EXPECT_EQ(out.size(), size_t(ms * 441 / 10) * 2);
+  return out;
+}
+
+// Every sample of [from, to) sample frames equals v; the first mismatch otherwise.
+::testing::AssertionResult All(const std::vector<int16_t> &s, size_t from, size_t to, int v) {
+  for (size_t i = from * 2; i < to * 2 && i < s.size(); ++i)
+    if (s[i] != v) return ::testing::AssertionFailure() << "sample " << i << " is " << s[i] << ", not " << v;
+  return ::testing::AssertionSuccess();
+}
+
+}  // namespace
+
+TEST(Mixing, BlockTimesRoundTowardsMinusInfinity) {
+  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1), -1000);
+  EXPECT_EQ(clip::ClipTime2AudioBlockTime(999), 0);
+  EXPECT_EQ(clip::ClipTime2AudioBlockTime(1000), 1000);
+  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1000), -1000);
+  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1001), -2000);
+  // The lowest whole second that an int holds.
+  EXPECT_EQ(clip::ClipTime2AudioBlockTime(INT32_MIN), -2147483000);
+}
+
+TEST(Mixing, OverlappingClipsAddAndWrapAround) {
+  project pr;
+  const std::string loud = ConstantWav(pr.dir, "loud.wav", 44100, 2, 16, 30000, 2000);
+  ASSERT_NE(pr.p->AddMedia(pr.root(), loud.c_str(), 0, 0), nullptr);
+  ASSERT_NE(pr.p->AddMedia(pr.root(), loud.c_str(), 1000, 1), nullptr);
+  const std::vector<int16_t> s = Mix(pr, 500, 1000);
+  // 500..1000 one clip; from 1000 both: 30000 + 30000 = 60000 wraps to -5536.
+  EXPECT_TRUE(All(s, 0, 22050, 30000));
+  EXPECT_TRUE(All(s, 22050, 44100, -5536));
+  // The first clip's sound ends at 2000: beyond it only the second is heard.
+  const std::vector<int16_t> late = Mix(pr, 2100, 500);
+  EXPECT_TRUE(All(late, 0, 22050, 30000));
+}
+
+TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
+  project pr;
+  const std::string small = ConstantWav(pr.dir, "small.wav", 22050, 1, 8, 200, 1500);
+  clip *c = pr.p->AddMedia(pr.root(), small.c_str(), 0, 0);
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->GetSize(), 1500);
+  EXPECT_TRUE(c->CheckAudio());
+  EXPECT_FALSE(c->CheckVideo());
+  // (200 - 128) * 255 = 18360 on both channels.
+  const std::vector<int16_t> s = Mix(pr, 0, 1000);
+  EXPECT_TRUE(All(s, 0, 44100, 18360));
+}
+
+TEST(Mixing, TheAudioMasterIsHeardAlone) {
+  project pr;
+  clip *a = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "a.wav", 44100, 2, 16, 1000, 1000).c_str(), 0, 0);
+  clip *b = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "b.wav", 44100, 2, 16, 7, 1000).c_str(), 0, 1);
+  ASSERT_TRUE(a && b);
+  EXPECT_TRUE(All(Mix(pr, 0, 200), 0, 8820, 1007));
+  ASSERT_TRUE(pr.root()->SetAudioMaster(b));
+  EXPECT_TRUE(All(Mix(pr, 0, 200), 0, 8820, 7));
+  // Even a muted master is the one heard; without a master, muted clips add nothing.
+  b->SetAudioMute(true);
+  EXPECT_TRUE(All(Mix(pr, 0, 200), 0, 8820, 7));
+  pr.root()->SetAudioMaster(nullptr);
+  EXPECT_TRUE(All(Mix(pr, 0, 200), 0, 8820, 1000));
+  EXPECT_FALSE(pr.root()->SetAudioMaster(pr.root()));
+}
+
+TEST(Mixing, SecondsBeforeTheClipsTimeZeroAreSilent) {
+  project pr;
+  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "c.wav", 44100, 2, 16, 1234, 3000).c_str(), 2000, 0);
+  ASSERT_NE(c, nullptr);
+  // A negative offset reaches before the sound: the clip starts at 500 with local time -1500.
+  c->SetOffset(-1500);
+  ASSERT_EQ(c->GetPosition(), 500);
+  const std::vector<int16_t> s = Mix(pr, 1000, 1500);
+  EXPECT_TRUE(All(s, 0, 44100, 0));        // local -1000 .. 0
+  EXPECT_TRUE(All(s, 44100, 66150, 1234));  // local 0 .. 500
+}
+
+TEST(Mixing, EightBitSilenceAndSoundInsideASubArrangement) {
+  project pr;
+  clip *sub = pr.p->AddArrangement(pr.root(), 1000, 4000, 0);
+  ASSERT_NE(sub, nullptr);
+  clip *c = pr.p->AddMedia(sub, ConstantWav(pr.dir, "e.wav", 11025, 2, 8, 0, 1000).c_str(), 0, 0);
+  ASSERT_NE(c, nullptr);
+  c->SetOffset(-1000);  // one silent second first, filled with 8-bit silence (128) ...
+  c->SetPosition(0);    // ... at the start of the sub-arrangement
+  const std::vector<int16_t> s = Mix(pr, 1000, 2000);
+  EXPECT_TRUE(All(s, 0, 44100, 0));
+  EXPECT_TRUE(All(s, 44100, 88200, -32640));  // 8-bit 0 widens to -32640
+  // Outside the sub-arrangement nothing is heard.
+  EXPECT_TRUE(All(Mix(pr, 0, 900), 0, 39690, 0));
+}
+
+TEST(Mixing, TheBlockWindowCoversSixSecondsAndMovesWithTheTime) {
+  project pr;
+  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "w.wav", 8000, 1, 16, 5, 9000).c_str(), 0, 0);
+  ASSERT_NE(c, nullptr);
+  pr.root()->SetCurrentTime(2500);
+  ASSERT_TRUE(pr.root()->ClipAudioUpdate(CLIP_COMPOSE_MAKE));
+  EXPECT_EQ(c->GetFirstBlockTime(), 2000);
+  EXPECT_EQ(c->GetCurrentBlockCount(), 6);
+  int bytes = -1;
+  std::vector<uint8_t> out(40000);
+  ASSERT_TRUE(c->ClipAudioGetData(out.data(), 1000, &bytes));
+  EXPECT_EQ(bytes, 16000);  // 8000 frames of 2 bytes
+  // A span that leaves the six cached seconds gives nothing.
+  pr.root()->SetCurrentTime(7800);
+  pr.root()->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+  EXPECT_EQ(c->GetFirstBlockTime(), 7000);
+  ASSERT_TRUE(c->ClipAudioGetData(out.data(), 5500, &bytes));
+  EXPECT_EQ(bytes, 0);
+  EXPECT_TRUE(All(Mix(pr, 8000, 500), 0, 22050, 5));
+}

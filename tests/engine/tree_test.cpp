@@ -1,0 +1,255 @@
+// The clip tree: children on tracks, deletion, formats, the state queries, the clip time
+// mapper over a real video, and the rules of the arrangement view.
+#include <gtest/gtest.h>
+
+#include "core/dialogs.h"
+#include "core/vemowin.h"
+#include "engine/enginetest.h"
+#include "support/mediafile.h"
+
+using namespace enginetest;
+
+namespace {
+
+clip *Child(vemowin &context, clip *parent, int start, int length, int track) {
+  clip *c = new clip(&context);
+  EXPECT_TRUE(parent->ClipInsertChild(c));
+  c->SetPosition(start);
+  c->SetSize(length);
+  c->SetTrack(track);
+  return c;
+}
+
+}  // namespace
+
+TEST(Tree, TracksCountFreeAndCheckOverlaps) {
+  vemowin context;
+  clip root(&context, nullptr);
+  EXPECT_EQ(root.ClipTrackCount(), 0);
+  EXPECT_EQ(root.ClipTrackFree(0), 0);
+  clip *a = Child(context, &root, 0, 1000, 0);
+  clip *b = Child(context, &root, 1000, 500, 2);
+  EXPECT_EQ(root.ClipTrackCount(), 3);
+  // Touching is not overlapping; overlapping by a millisecond is.
+  EXPECT_TRUE(root.ClipChildTrackCheck(b, 0));
+  b->SetPosition(999);
+  EXPECT_FALSE(root.ClipChildTrackCheck(b, 0));
+  EXPECT_TRUE(root.ClipChildTrackCheck(a, 0));  // a clip never overlaps itself
+  // Freeing track 1 moves tracks 1 and up down by one.
+  EXPECT_EQ(root.ClipTrackFree(1), 4);
+  EXPECT_EQ(a->GetTrack(), 0);
+  EXPECT_EQ(b->GetTrack(), 3);
+  EXPECT_EQ(root.ClipTrackFree(0), 5);
+  EXPECT_EQ(a->GetTrack(), 1);
+}
+
+TEST(Tree, CompressingMovesChildrenUpWhereTheirTimeIsFree) {
+  vemowin context;
+  clip root(&context, nullptr);
+  clip *a = Child(context, &root, 0, 1000, 0);
+  clip *b = Child(context, &root, 500, 1000, 3);   // overlaps a: stops on track 1
+  clip *c = Child(context, &root, 1000, 1000, 5);  // touches a: rises to track 0? b is in the way on 1
+  clip *d = Child(context, &root, 3000, 100, 4);   // free all the way up
+  root.ClipCompressTracks();
+  EXPECT_EQ(a->GetTrack(), 0);
+  EXPECT_EQ(b->GetTrack(), 1);
+  EXPECT_EQ(c->GetTrack(), 2);
+  EXPECT_EQ(d->GetTrack(), 0);
+  // In a drawn view the same holds at its pixel scale.
+  root.SetArrangeArea(RECT{10, 10, 1010, 400});
+  root.SetVisibleSpan(4000);
+  c->SetTrack(5);
+  root.ClipCompressTracks();
+  EXPECT_EQ(c->GetTrack(), 2);
+}
+
+TEST(Tree, DeletingChildrenKeepsTheListAndTheCurrentChildRight) {
+  vemowin context;
+  clip root(&context, nullptr);
+  clip *a = Child(context, &root, 0, 1000, 0);
+  clip *b = Child(context, &root, 0, 1000, 1);
+  clip *c = Child(context, &root, 0, 1000, 2);
+  EXPECT_EQ(root.GetCurrentChild(), c);
+  root.SetAudioMaster(b);
+  EXPECT_EQ(root.ChildDelete(b), QA_UPDATE);
+  EXPECT_EQ(root.GetAudioMaster(), nullptr);
+  ASSERT_EQ(root.GetChildCount(), 2);
+  EXPECT_EQ(root.GetChild(0), a);
+  EXPECT_EQ(root.GetChild(1), c);
+  EXPECT_EQ(root.GetCurrentChild(), a);
+  root.ChildDelete(a);
+  root.ChildDelete(c);
+  EXPECT_EQ(root.GetChildCount(), 0);
+  EXPECT_EQ(root.GetCurrentChild(), nullptr);
+}
+
+TEST(Tree, DeletingFromTheArrangementAsksThenClosesTheGap) {
+  vemowin context;
+  clip root(&context, nullptr);
+  clip *a = Child(context, &root, 0, 1000, 0);
+  clip *b = Child(context, &root, 1000, 2000, 0);
+  clip *c = Child(context, &root, 3000, 500, 0);
+  clip *d = Child(context, &root, 500, 3000, 1);
+  b->SetName("middle");
+  root.SelectCurrent(b);
+  headless_dialogs &ui = HeadlessDialogs();
+  ui.quiet = true;
+  ui.answer_yes = false;
+  EXPECT_EQ(root.ArrangeChildDelete(), 0u);
+  EXPECT_EQ(root.GetChildCount(), 4);
+  EXPECT_EQ(ui.last_text, "Are You Sure? Do you really want to delete:\nmiddle");
+  EXPECT_EQ(ui.last_caption, "Question");
+  ui.answer_yes = true;
+  EXPECT_NE(root.ArrangeChildDelete(), 0u);
+  ui.answer_yes = false;
+  ASSERT_EQ(root.GetChildCount(), 3);
+  EXPECT_EQ(a->GetPosition(), 0);
+  EXPECT_EQ(c->GetPosition(), 1000);  // moved into the gap on its track
+  EXPECT_EQ(d->GetPosition(), 500);   // another track keeps its time
+  EXPECT_EQ(d->GetTrack(), 1);        // still overlaps a and c
+  EXPECT_EQ(root.GetCriticalCount(), 0);
+}
+
+TEST(Tree, FormatAndFrameRateTablesKeepTheirMenuOrder) {
+  const int formats[] = {80, 488, 489, 81, 82, 639, 640, 83, 84, 85, 86, 321, 320, 0};
+  const int rates[] = {128, 129, 132, 133, 134, 137, 135, 638, 136, 0};
+  EXPECT_TRUE(std::equal(std::begin(formats), std::end(formats), clip::CLIP_VIDEO_FORMATS));
+  EXPECT_TRUE(std::equal(std::begin(rates), std::end(rates), clip::CLIP_FPS_OPTIONS));
+  vemowin context;
+  clip root(&context, nullptr);
+  ASSERT_TRUE(root.ChangeVideoFormat(321));
+  EXPECT_EQ(root.GetSurfaceRectangle().right, 720);
+  EXPECT_EQ(root.GetSurfaceRectangle().bottom, 480);
+  EXPECT_EQ(root.GetDestinationSurface()->width, 720);
+  ASSERT_TRUE(root.ChangeVideoFormat(12345));
+  EXPECT_EQ(root.GetSurfaceRectangle().right, 320);
+  EXPECT_EQ(root.GetSurfaceRectangle().bottom, 240);
+  root.ChangeVideoFps(638);
+  EXPECT_EQ(root.GetFps(), 24);
+  root.ChangeVideoFps(999);
+  EXPECT_EQ(root.GetFps(), 15);
+  EXPECT_EQ(root.GetFpsOption(), 134);
+  // Only arrangements change format.
+  clip plain(&context);
+  EXPECT_TRUE(plain.ChangeVideoFormat(320));
+  EXPECT_EQ(plain.GetWorkSurface(0), nullptr);
+}
+
+TEST(Tree, StateQueriesFollowMediaAndMutes) {
+  project pr;
+  clip *sub = pr.p->AddArrangement(pr.root(), 0, 1000, 0);
+  clip *pic = pr.Still(sub, "p.bmp", 4, 4, 0, 1000, 0);
+  ASSERT_NE(pic, nullptr);
+  EXPECT_TRUE(pr.root()->CheckVideo());
+  EXPECT_FALSE(pr.root()->CheckAudio());
+  pic->SetVideoMute(true);
+  EXPECT_FALSE(pr.root()->CheckVideo());
+  EXPECT_TRUE(pr.root()->CheckVideoStream());  // streams ignore the mutes
+  pic->SetVideoMute(false);
+  sub->SetVideoMute(true);
+  EXPECT_FALSE(pr.root()->CheckVideo());
+  pr.root()->ClipCollectState();
+  EXPECT_FALSE(pr.root()->GetCollectedVideo());
+  EXPECT_EQ(pic->CTMGetValue(1234), 1234);  // a still has no time to map
+  EXPECT_EQ(pic->CTMReset(), QA_CHANGED);
+  EXPECT_EQ(pic->GetRootClip(), pr.root());
+}
+
+TEST(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
+  fixtures::media_spec spec;  // 64 x 48 MJPEG, 25 fps, 50 flat frames
+  const std::string path = fixtures::WriteTempMedia("ctm.avi", spec);
+  project pr;
+  clip *v = pr.p->AddMedia(pr.root(), path.c_str(), 0, 0);
+  ASSERT_NE(v, nullptr);
+  ASSERT_EQ(v->MediaDuration(), 2000);
+  EXPECT_EQ(v->GetSize(), 2000);
+  EXPECT_EQ(v->CTMGetValue(0), 0);
+  EXPECT_EQ(v->CTMGetValue(2000), 2000);
+  EXPECT_EQ(v->CTMGetValue(5000), 2000);  // held at the end
+  EXPECT_NEAR(v->CTMGetValue(1000), 1000, 1);
+  pr.At(1000);
+  EXPECT_EQ(fixtures::ShownFrame(v->GetFrameSurface(), 50), 25);
+  pr.At(1999);
+  EXPECT_EQ(fixtures::ShownFrame(v->GetFrameSurface(), 50), 49);
+
+  // The mapper holding one source time: moving through the clip reads the medium once.
+  timefloat *tf = v->FindTimeFloat(clipvar::IDS_CLIPTIMEMAPPER);
+  tf->Reset();
+  Key(v, clipvar::IDS_CLIPTIMEMAPPER, 0, 0.25);
+  int reads = 0;
+  pr.p->SetMessages([&](const char *m) { reads += std::string(m).find("Reading Video Frame") != std::string::npos; });
+  for (int t = 0; t <= 2000; t += 100) pr.At(t);
+  EXPECT_EQ(reads, 1);
+  EXPECT_EQ(fixtures::ShownFrame(v->GetFrameSurface(), 50), 12);
+  // Standing still reads nothing either.
+  tf->Reset();
+  v->CTMReset();
+  reads = 0;
+  pr.At(700);
+  pr.At(700);
+  EXPECT_EQ(reads, 1);
+}
+
+TEST(Arrangement, ZoomBandAndDragFollowTheirLimits) {
+  vemowin context;
+  clip root(&context, nullptr);
+  root.SetSize(60000);
+  root.SetVisibleSpan(45);
+  EXPECT_EQ(root.ArrZoomIn(), QA_UPDATE);
+  EXPECT_EQ(root.GetVisibleSpan(), 30);
+  EXPECT_EQ(root.ArrZoomIn(), 0u);
+  root.SetVisibleSpan(40000);
+  EXPECT_EQ(root.ArrZoomOut(), QA_UPDATE);
+  EXPECT_EQ(root.GetVisibleSpan(), 60000);
+  EXPECT_EQ(root.ArrZoomOut(), 0u);
+  EXPECT_EQ(root.ArrZoomAll(), 0u);
+  root.SetVisibleSpan(1000);
+  EXPECT_EQ(root.ArrZoomAll(), QA_UPDATE);
+  EXPECT_EQ(root.GetVisibleSpan(), 60000);
+
+  root.SetBandHeight(300);
+  EXPECT_EQ(root.ArrBandIn(), QA_UPDATE);
+  EXPECT_EQ(root.GetBandHeight(), 512);
+  EXPECT_EQ(root.ArrBandIn(), 0u);
+  root.SetBandHeight(15);
+  EXPECT_EQ(root.ArrBandOut(), QA_UPDATE);
+  EXPECT_EQ(root.GetBandHeight(), 10);
+  EXPECT_EQ(root.ArrBandOut(), 0u);
+  // Fitting the tracks into the area: many tracks stop at 10, one track at 512.
+  root.SetArrangeArea(RECT{0, 0, 800, 2000});
+  EXPECT_EQ(root.ArrBandAll(), QA_UPDATE);
+  EXPECT_EQ(root.GetBandHeight(), 512);
+  Child(context, &root, 0, 100, 300);
+  EXPECT_EQ(root.ArrBandAll(), QA_UPDATE);
+  EXPECT_EQ(root.GetBandHeight(), 10);
+  root.SetArrangeArea(RECT{0, 0, 800, 302 * 33 + 5});
+  root.ArrBandAll();
+  EXPECT_EQ(root.GetBandHeight(), 33);
+
+  root.SetVisibleSpan(8000);
+  root.ArrSetDrag(400, 400);
+  EXPECT_EQ(root.ArrDragDelta(), 0);
+  root.ArrSetDrag(400, 395);
+  EXPECT_EQ(root.ArrDragDelta(), -50);  // -5 * 8000 / 800
+  root.ArrSetDrag(400, 403);
+  EXPECT_EQ(root.ArrDragDelta(), 30);
+  EXPECT_EQ(root.ClipZoomOut(), 512u);
+  EXPECT_EQ(root.GetVisibleSpan(), 0);
+}
+
+TEST(Arrangement, TheSliderDefaultCountsTheStartTwice) {
+  vemowin context;
+  clip root(&context, nullptr);
+  clip *c = Child(context, &root, 2000, 3000, 0);
+  EXPECT_EQ(c->ClipResetArrangeSlider(), 1);
+  EXPECT_EQ(c->GetVisibleSpan(), 7000);
+  EXPECT_EQ(c->GetViewStart(), 2000);
+  EXPECT_EQ(c->GetMakeStart(), 2000);
+  EXPECT_EQ(c->GetMakeEnd(), 5000);
+  c->SetPosition(0);
+  c->ClipResetArrangeSlider();  // a span already set stays
+  EXPECT_EQ(c->GetVisibleSpan(), 7000);
+  root.SetSize(9000);
+  root.ClipResetArrangeSlider();
+  EXPECT_EQ(root.GetVisibleSpan(), 9000);
+}
