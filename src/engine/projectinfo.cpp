@@ -60,7 +60,10 @@ std::string DescribeClip(clip *top) {
       const RECT r = c->GetSurfaceRectangle();
       out += ", " + std::to_string(r.right) + " x " + std::to_string(r.bottom);
       if (!c->GetParentClip()) out += ", " + std::to_string(c->GetFps()) + " fps";
-      out += ", " + std::to_string(c->ClipTrackCount()) + " tracks";
+      {
+        const int n = c->ClipTrackCount();
+        out += ", " + std::to_string(n) + (n == 1 ? " track" : " tracks");
+      }
     }
     if (c->GetFileName()[0]) out += ", file " + std::string(c->GetFileName());
     if (c->GetClipSource() && c->GetClipSource()->Type() == CLIP_SRC_TEXT)

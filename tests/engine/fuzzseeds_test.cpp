@@ -1,0 +1,47 @@
+// Writes the seed files of the project fuzz target (run by hand when the seeds change):
+//   FUZZ_CORPUS=fuzz/corpus test_engine --gtest_also_run_disabled_tests --gtest_filter='*FuzzSeeds*'
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "core/vemowin.h"
+#include "effects/effect.h"
+#include "engine/enginetest.h"
+
+using namespace enginetest;
+
+TEST(FuzzSeeds, DISABLED_Write) {
+  const char *corpus = std::getenv("FUZZ_CORPUS");
+  ASSERT_NE(corpus, nullptr);
+  const std::filesystem::path dir = std::filesystem::path(corpus) / "fuzz_project";
+  std::filesystem::create_directories(dir);
+  auto put = [&](project &pr, const char *name) { ASSERT_TRUE(pr.p->Save((dir / name).string().c_str())); };
+
+  project empty;
+  empty.root()->SetName("empty");
+  put(empty, "empty.vmp");
+
+  project layers;
+  clip *g = layers.Solid(layers.root(), pix32(10, 20, 30, 200), 0, 3000, 1);
+  Key(g, clipvar::IDS_DST_R, 1000, 0.5);
+  effectVideo *fx = g->VideoEffectAdd(103);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_OPACITY, 500, -0.25);
+  g->VideoEffectAdd(181);
+  put(layers, "layers.vmp");
+
+  project nested;
+  clip *sub = nested.p->AddArrangement(nested.root(), 500, 2000, 0);
+  clip *t = nested.p->AddGenerator(sub, CLIP_SRC_TEXT, 0, 1500, 0);
+  t->ClipSetText("seed");
+  Key(t, clipvar::IDS_STR_FONTSIZE, 0, 12);
+  vemowin context;
+  clip *m = new clip(&context);
+  ASSERT_TRUE(sub->ClipInsertChild(m));
+  m->SetFileName("/nonexistent/seed.wav");
+  m->TV_IDS_START_OPACITY();
+  m->SetTrack(1);
+  nested.root()->SetAudioMaster(sub);
+  put(nested, "nested.vmp");
+}
