@@ -4,6 +4,7 @@
 
 #include <strings.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -659,8 +660,12 @@ bool clip::HasVolume() {
 
 // ---- Variables ----
 
-#define VEMO_CLIP_TV_DEFINE(key) \
-  int clip::TV_##key() { return DeclareVariable(tfmgr, #key); }
+// Each row is looked up in the table once; declaring is frequent (every clip, every load).
+#define VEMO_CLIP_TV_DEFINE(key)                                 \
+  int clip::TV_##key() {                                         \
+    static const tfdecl *const row = FindDeclaredVariable(#key); \
+    return row ? DeclareVariable(tfmgr, *row) : 0;               \
+  }
 VEMO_CLIP_VARIABLES(VEMO_CLIP_TV_DEFINE)
 #undef VEMO_CLIP_TV_DEFINE
 
@@ -671,8 +676,16 @@ void clip::DeclareClipVars() {
 }
 
 bool clip::ClipAddVarsSrcDstRect() {
-  RectCreateSource();
-  RectCreateDestination();
+  // The declarations of RectCreateSource and RectCreateDestination, with the rows found once.
+  static const char *const kNames[] = {"IDS_SRC_RECT", "IDS_SRC_L", "IDS_SRC_T", "IDS_SRC_R", "IDS_SRC_B",
+                                       "IDS_DST_RECT", "IDS_DST_L", "IDS_DST_T", "IDS_DST_R", "IDS_DST_B"};
+  static const auto rows = [] {
+    std::array<const tfdecl *, std::size(kNames)> r{};
+    for (size_t i = 0; i < r.size(); ++i) r[i] = FindDeclaredVariable(kNames[i]);
+    return r;
+  }();
+  for (const tfdecl *row : rows)
+    if (row) DeclareVariable(tfmgr, *row);
   return true;
 }
 

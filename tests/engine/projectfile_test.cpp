@@ -161,11 +161,12 @@ TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
 }
 
 TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
+  // A root and one child with an effect: the nesting of deeper trees is the same code, and
+  // the fuzz target cuts deeper projects at a spread of lengths.
   project pr;
-  clip *sub = pr.p->AddArrangement(pr.root(), 0, 2000, 0);
   vemowin context;
   clip *m = new clip(&context);
-  ASSERT_TRUE(sub->ClipInsertChild(m));
+  ASSERT_TRUE(pr.root()->ClipInsertChild(m));
   m->SetFileName((pr.dir.path() + "/gone.bmp").c_str());  // media that cannot be found
   m->TV_IDS_START_OPACITY();
   Key(m, clipvar::IDS_START_OPACITY, 0, 0.5);
@@ -173,7 +174,7 @@ TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
   ASSERT_NE(fx, nullptr);
   Key(fx, fxid::IDS_OPACITY, 10, -0.5);
   const bytes whole = SaveOf(pr.root());
-  ASSERT_GT(whole.size(), 4 * 5800u);
+  ASSERT_GT(whole.size(), 2 * 5800u);
 
   vemoproject target;
   for (size_t cut = 0; cut < whole.size(); ++cut) {
