@@ -160,6 +160,8 @@ class clip : public vemotime {
   // Children by name, "fxN" the N-th video effect (1-based), "afxN" the N-th audio effect,
   // then the timed-object names.
   UIItem *UIItemResolve(const char *name) override;
+  // The picture the interface shows: an arrangement's display surface, else the clip's frame.
+  KORSurface *GetUISurface() override;
 
   // ---- Record ----
   // Puts every field into its empty state (used by the constructors).
@@ -327,6 +329,9 @@ class clip : public vemotime {
   int16_t *ClipAllocAudioProcessingBuffer(int16_t **second, int16_t **third);
   // The wave format of the clip's sound (stream, else AVI, else WAVE reader); null without.
   const WAVEFORMATEX *AudioFormat() const;
+  // Copies the volume curve of child `c` (its "Volume/Pan" effect's "IDS_VOLUME") into
+  // `curve` for display; false when it has none.
+  bool ClipGetAudioEnveloppe(clip *c, timefloat *curve);
   int GetAudioTime() const { return audiotime; }
   int GetFirstBlockTime() const { return firstblocktime; }
   int GetCurrentBlockCount() const { return currentblockcount; }

@@ -41,6 +41,8 @@ int clip::ClipComposite() {
   return 1;
 }
 
+KORSurface *clip::GetUISurface() { return arrangement ? worksurfaces[CLIP_SURFACE_DISPLAY] : frame; }
+
 KORSurface *clip::AddDrawingSurface() {
   KORSurface *s = surface::SurfaceCreate(surface::RENDER_WIDTH, surface::RENDER_HEIGHT);
   if (!s) return nullptr;

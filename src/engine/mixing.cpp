@@ -60,6 +60,19 @@ const WAVEFORMATEX *clip::AudioFormat() const {
   return nullptr;
 }
 
+bool clip::ClipGetAudioEnveloppe(clip *c, timefloat *curve) {
+  if (!c || !curve) return false;
+  for (int i = 0; i < c->audioeffectcount; ++i) {
+    effectAudio *fx = c->audioeffects[i];
+    if (fx->GetID() != 142) continue;
+    const timefloat *volume = fx->FindTimeFloat(fxid::IDS_VOLUME);
+    if (!volume) return false;
+    curve->Set(volume);
+    return true;
+  }
+  return false;
+}
+
 int16_t *clip::ClipAllocAudioProcessingBuffer(int16_t **second, int16_t **third) {
   std::free(processingbuffer);
   processingbuffer = processing2 = processing3 = nullptr;

@@ -45,7 +45,8 @@ bool vemoproject::New(int format_id, int fps_id, int length_ms) {
 }
 
 bool vemoproject::Load(const char *path) {
-  if (root->ProjectLoad(path)) return true;
+  // A saved single clip is no project: its root would be no arrangement.
+  if (root->ProjectLoad(path) && root->IsArrangement()) return true;
   New();
   return false;
 }
