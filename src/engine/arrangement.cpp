@@ -51,7 +51,7 @@ uint32_t clip::ArrBandOut() {
 }
 
 uint32_t clip::ArrBandAll() {
-  const double h = double(arrarea.bottom - arrarea.top) / double(ClipTrackCount() + 1);
+  const double h = double(arrarea.bottom - arrarea.top) / (double(ClipTrackCount()) + 1.0);
   bandheight = int(std::clamp(h, double(kMinBand), double(kMaxBand)));
   return QA_UPDATE;
 }

@@ -365,13 +365,14 @@ int clip::ClipTrackCount() {
   int highest = -1;
   for (int i = 0; i < childcount; ++i)
     if (children[i]->track > highest) highest = children[i]->track;
-  trackcount = highest + 1;
+  // The highest track number an int holds counts as the last one.
+  trackcount = highest == INT32_MAX ? INT32_MAX : highest + 1;
   return trackcount;
 }
 
 int clip::ClipTrackFree(int t) {
   for (int i = 0; i < childcount; ++i)
-    if (children[i]->track >= t) ++children[i]->track;
+    if (children[i]->track >= t && children[i]->track < INT32_MAX) ++children[i]->track;
   return ClipTrackCount();
 }
 

@@ -1,5 +1,6 @@
 // Video composition: an arrangement's picture at its current time, each child's update with
 // its source picture, pre-effect opacity and effect chain, and the scaling onto the parent.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <utility>
@@ -60,15 +61,19 @@ int clip::ClipVideoComposite(uint32_t flags) {
   if (!dst) return 0;
   surface::SurfaceClear(dst);
 
-  // Track 0 lies on top: the highest track is drawn first.
-  const int tracks = ClipTrackCount();
-  for (int t = tracks - 1; t >= 0; --t) {
-    for (int i = 0; i < childcount; ++i) {
-      clip *c = children[i];
-      if (c->track != t || c->videomuted || !c->ClipIsActive()) continue;
-      if (GetRootClip()->messagefn) Message(this, "Processing", c->GetName());
-      c->ClipVideoUpdate(this, c == currentchild ? flags : flags & ~CLIP_COMPOSE_EDIT, true);
-    }
+  // Track 0 lies on top: the highest track is drawn first, children of a track in child
+  // order. Walking the tracks that hold children (rather than every number up to the highest)
+  // gives the same order and costs nothing for sparse track numbers.
+  ClipTrackCount();
+  int order[CLIP_MAX_CHILDREN];
+  for (int i = 0; i < childcount; ++i) order[i] = i;
+  std::stable_sort(order, order + childcount, [&](int a, int b) { return children[a]->track > children[b]->track; });
+  const bool listening = GetRootClip()->messagefn != nullptr;
+  for (int k = 0; k < childcount; ++k) {
+    clip *c = children[order[k]];
+    if (c->videomuted || !c->ClipIsActive()) continue;
+    if (listening) Message(this, "Processing", c->GetName());
+    c->ClipVideoUpdate(this, c == currentchild ? flags : flags & ~CLIP_COMPOSE_EDIT, true);
   }
 
   if (parentclip) {

@@ -52,6 +52,7 @@ TEST(Compose, TrackZeroCoversHigherTracksWhateverTheChildOrder) {
   // Blue first in child order but on track 0; red on track 1 is drawn first, then covered.
   pr.Solid(pr.root(), pix32(0, 0, 255, 255), 0, 5000, 0);
   pr.Solid(pr.root(), pix32(255, 0, 0, 255), 0, 5000, 1);
+  pr.Solid(pr.root(), pix32(0, 255, 0, 255), 0, 5000, INT32_MAX);  // far below, and no slower
   ExpectAll(pr.At(0), pix32(0, 0, 254, 255));
 
   // Half-transparent red over opaque blue: blue 254 first, then r = 255 * 128 >> 8 = 127 and
