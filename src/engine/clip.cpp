@@ -215,10 +215,12 @@ uint32_t clip::Reset() {
   CloseMedia();
   if (arrangement) frame = nullptr;
   FreeWorkSurfaces();
-  block.name[0] = 0;
-  block.filename[0] = 0;
-  block.text[0] = 0;
-  block.sourcetype = CLIP_SRC_NONE;
+  // The record starts afresh too: a new project writes zeros where the old file had its own.
+  SizedDataInit(&block, sizeof block);
+  block.audiomaster = -1;
+  audiomuted = videomuted = false;
+  makestart = makeend = 0;
+  displaystate = 0;
   UISetName("");
   mediamissing = false;
   if (!parentclip) projectpath.clear();

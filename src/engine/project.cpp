@@ -41,7 +41,7 @@ bool vemoproject::New(int format_id, int fps_id, int length_ms) {
   root->SetMakeRange(0, root->GetSize());
   root->ClipZoomOut();
   root->ChangeVideoFps(fps_id);
-  return root->ChangeVideoFormat(format_id);
+  return root->MakeArrangement(format_id);
 }
 
 bool vemoproject::Load(const char *path) {
