@@ -106,9 +106,9 @@ bool MakePicture(const std::string &path, int w, int h, bool green_ground) {
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       const bool inside = (x - w / 2) * (x - w / 2) + (y - h / 2) * (y - h / 2) < (h / 3) * (h / 3);
-      lk.bits[size_t(y) * lk.pitch + x] = green_ground && !inside
-                                              ? pix32(0, 255, 0)
-                                              : pix32(uint8_t(x * 255 / w), uint8_t(y * 255 / h), uint8_t(128 + x - y));
+      lk.bits[size_t(y) * lk.pitch + x] =
+          green_ground && !inside ? pix32(0, 255, 0)
+                                  : pix32(uint8_t(x * 255 / w), uint8_t(y * 255 / h), uint8_t(128 + x - y));
     }
   surface::SurfaceDataUnlock(&lk);
   const bool ok = surface::SurfaceSave(s, path.c_str());
@@ -161,9 +161,10 @@ double TimeCommandLine() {
       "[2]scale=252:202,format=rgba,chromakey=0x00ff00:0.1,colorchannelmixer=aa=0.5[p2];"
       "[0][p1]overlay=36:29[v1];[v1][p2]overlay=432:288,"
       "drawtext=text=Lumi-Vaxel:fontsize=72:fontcolor=white:shadowx=8:shadowy=8:x=(w-tw)/2:y=(h-th)/2[out]";
-  const std::string cmd = "ffmpeg -nostdin -v quiet -i " + kVideo + " -loop 1 -i " + kPicture1 + " -loop 1 -i " +
-                          kPicture2 + " -filter_complex \"" + graph + "\" -map \"[out]\" -frames:v " +
-                          std::to_string(kFrames) + " -f null - > /dev/null 2>&1";
+  const std::string cmd = "ffmpeg -nostdin -v quiet -i " + kVideo + " -loop 1 -i " + kPicture1 +
+                          " -loop 1 -i " + kPicture2 + " -filter_complex \"" + graph +
+                          "\" -map \"[out]\" -frames:v " + std::to_string(kFrames) +
+                          " -f null - > /dev/null 2>&1";
   double best = 0;
   for (int run = 0; run < 3; ++run) {
     const auto t0 = std::chrono::steady_clock::now();

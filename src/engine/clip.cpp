@@ -34,8 +34,8 @@ constexpr const char *kDefaultFont = "DejaVu Sans";
 // ---- Tables ----
 
 const clipformat clip::VIDEO_FORMAT_TABLE[13] = {
-    {80, 160, 120},  {488, 176, 120}, {489, 176, 144}, {81, 240, 180},  {82, 320, 240},
-    {639, 352, 240}, {640, 352, 288}, {83, 400, 300},  {84, 480, 360},  {85, 640, 480},
+    {80, 160, 120},  {488, 176, 120}, {489, 176, 144}, {81, 240, 180}, {82, 320, 240},
+    {639, 352, 240}, {640, 352, 288}, {83, 400, 300},  {84, 480, 360}, {85, 640, 480},
     {86, 800, 600},  {321, 720, 480}, {320, 720, 576},
 };
 const int clip::CLIP_VIDEO_FORMATS[14] = {80, 488, 489, 81, 82, 639, 640, 83, 84, 85, 86, 321, 320, 0};
@@ -353,7 +353,8 @@ uint32_t clip::ArrangeChildDelete() {
   if (!currentchild) return 0;
   std::string text = "Are You Sure? Do you really want to delete:\n";
   text += currentchild->GetName();
-  if (Dialogs().MessageBox(GetWindow(), text.c_str(), "Question", boxbuttons::yesno, boxicon::question) != IDYES)
+  if (Dialogs().MessageBox(GetWindow(), text.c_str(), "Question", boxbuttons::yesno, boxicon::question) !=
+      IDYES)
     return 0;
   ClipCriticalStart();
   uint32_t r = ChildDelete(currentchild);
@@ -554,7 +555,8 @@ bool clip::CheckVideoStream() {
 
 bool clip::CheckAudioStream() {
   if (!arrangement)
-    return (stream && stream->audiovalid) || (avi && avi->audiovalid) || (wav && wav->valid && wav->datasize > 0);
+    return (stream && stream->audiovalid) || (avi && avi->audiovalid) ||
+           (wav && wav->valid && wav->datasize > 0);
   for (int i = 0; i < childcount; ++i)
     if (children[i]->CheckAudioStream()) return true;
   return false;
@@ -664,7 +666,7 @@ bool clip::HasVolume() {
 // ---- Variables ----
 
 // Each row is looked up in the table once; declaring is frequent (every clip, every load).
-#define VEMO_CLIP_TV_DEFINE(key)                                 \
+#define VEMO_CLIP_TV_DEFINE(key, number)                         \
   int clip::TV_##key() {                                         \
     static const tfdecl *const row = FindDeclaredVariable(#key); \
     return row ? DeclareVariable(tfmgr, *row) : 0;               \

@@ -54,9 +54,9 @@ enum : uint32_t {
 
 // Places of the six work surfaces of an arrangement.
 enum : int {
-  CLIP_SURFACE_OUTPUT = 0,       // finished picture of a sub-arrangement
-  CLIP_SURFACE_DISPLAY = 1,      // what the window shows
-  CLIP_SURFACE_EFFECT1 = 2,      // the two effect surfaces the chains ping-pong between
+  CLIP_SURFACE_OUTPUT = 0,   // finished picture of a sub-arrangement
+  CLIP_SURFACE_DISPLAY = 1,  // what the window shows
+  CLIP_SURFACE_EFFECT1 = 2,  // the two effect surfaces the chains ping-pong between
   CLIP_SURFACE_EFFECT2 = 3,
   CLIP_SURFACE_DESTINATION = 4,  // cleared at each composition; children are scaled onto it
   CLIP_SURFACE_SCRATCH = 5,      // the edit marks of the interactive view
@@ -74,36 +74,40 @@ constexpr int CLIP_AUDIO_WINDOW = 6000;     // ms of blocks kept around the curr
 constexpr int32_t CLIP_AUDIO_EMPTY = INT32_MIN;
 constexpr int CLIP_AUDIO_WORK_BYTES = 352800;  // two seconds of the internal format
 
-// The clip's variable declarations, one row of the table each: X(key).
+// The clip's variable declarations, one row of the table each: X(key, ID). The IDs are fixed
+// numbers of the project file format; the tests check them against the declaration table.
 // clang-format off
-#define VEMO_CLIP_VARIABLES(X)                                                                    \
-  X(IDS_CLIP_VARS) X(IDS_START_OPACITY) X(IDS_CLIPTIMEMAPPER)                                     \
-  X(IDS_COLOR_FG) X(IDS_COLOR_FG_R) X(IDS_COLOR_FG_G) X(IDS_COLOR_FG_B) X(IDS_COLOR_FG_A)        \
-  X(IDS_COLOR_BG) X(IDS_COLOR_BG_R) X(IDS_COLOR_BG_G) X(IDS_COLOR_BG_B) X(IDS_COLOR_BG_A)        \
-  X(IDS_STR_FONTVARS) X(IDS_STR_FONTSIZE) X(IDS_STR_FONTWEIGHT) X(IDS_STR_ITALIC)                \
-  X(IDS_STR_UNDERLINE) X(IDS_STR_SHADOWVARS) X(IDS_STR_SDIST) X(IDS_STR_SANG) X(IDS_STR_SINS)    \
-  X(IDS_COLOR_LT) X(IDS_COLOR_LT_R) X(IDS_COLOR_LT_G) X(IDS_COLOR_LT_B) X(IDS_COLOR_LT_A)        \
-  X(IDS_COLOR_LB) X(IDS_COLOR_LB_R) X(IDS_COLOR_LB_G) X(IDS_COLOR_LB_B) X(IDS_COLOR_LB_A)        \
-  X(IDS_COLOR_RT) X(IDS_COLOR_RT_R) X(IDS_COLOR_RT_G) X(IDS_COLOR_RT_B) X(IDS_COLOR_RT_A)        \
-  X(IDS_COLOR_RB) X(IDS_COLOR_RB_R) X(IDS_COLOR_RB_G) X(IDS_COLOR_RB_B) X(IDS_COLOR_RB_A)
+#define VEMO_CLIP_VARIABLES(X)                                                                 \
+  X(IDS_CLIP_VARS, 425) X(IDS_START_OPACITY, 554) X(IDS_CLIPTIMEMAPPER, 231)                   \
+  X(IDS_COLOR_FG, 394) X(IDS_COLOR_FG_R, 399) X(IDS_COLOR_FG_G, 400) X(IDS_COLOR_FG_B, 401)    \
+  X(IDS_COLOR_FG_A, 402) X(IDS_COLOR_BG, 393) X(IDS_COLOR_BG_R, 395) X(IDS_COLOR_BG_G, 396)    \
+  X(IDS_COLOR_BG_B, 397) X(IDS_COLOR_BG_A, 398) X(IDS_STR_FONTVARS, 426)                       \
+  X(IDS_STR_FONTSIZE, 280) X(IDS_STR_FONTWEIGHT, 281) X(IDS_STR_ITALIC, 388)                   \
+  X(IDS_STR_UNDERLINE, 389) X(IDS_STR_SHADOWVARS, 427) X(IDS_STR_SDIST, 390)                   \
+  X(IDS_STR_SANG, 391) X(IDS_STR_SINS, 392) X(IDS_COLOR_LT, 655) X(IDS_COLOR_LT_R, 656)        \
+  X(IDS_COLOR_LT_G, 657) X(IDS_COLOR_LT_B, 658) X(IDS_COLOR_LT_A, 659) X(IDS_COLOR_LB, 670)    \
+  X(IDS_COLOR_LB_R, 671) X(IDS_COLOR_LB_G, 672) X(IDS_COLOR_LB_B, 673) X(IDS_COLOR_LB_A, 674)  \
+  X(IDS_COLOR_RT, 660) X(IDS_COLOR_RT_R, 661) X(IDS_COLOR_RT_G, 662) X(IDS_COLOR_RT_B, 663)    \
+  X(IDS_COLOR_RT_A, 664) X(IDS_COLOR_RB, 665) X(IDS_COLOR_RB_R, 666) X(IDS_COLOR_RB_G, 667)    \
+  X(IDS_COLOR_RB_B, 668) X(IDS_COLOR_RB_A, 669)
 // clang-format on
 
-// Variable IDs of the clip by key: clipvar::IDS_START_OPACITY is 554.
+// Variable IDs of the clip by key: clipvar::IDS_START_OPACITY is 554. The rectangles are
+// declared by the timed-object base.
 namespace clipvar {
+#define VEMO_CLIP_VARID(key, number) key = number,
 enum : int {
-  IDS_SRC_L = 45, IDS_SRC_T = 46, IDS_SRC_R = 47, IDS_SRC_B = 48,
-  IDS_DST_L = 49, IDS_DST_T = 50, IDS_DST_R = 51, IDS_DST_B = 52,
-  IDS_CLIP_VARS = 425, IDS_START_OPACITY = 554, IDS_CLIPTIMEMAPPER = 231,
-  IDS_COLOR_FG = 394, IDS_COLOR_FG_R = 399, IDS_COLOR_FG_G = 400, IDS_COLOR_FG_B = 401, IDS_COLOR_FG_A = 402,
-  IDS_COLOR_BG = 393, IDS_COLOR_BG_R = 395, IDS_COLOR_BG_G = 396, IDS_COLOR_BG_B = 397, IDS_COLOR_BG_A = 398,
-  IDS_STR_FONTVARS = 426, IDS_STR_FONTSIZE = 280, IDS_STR_FONTWEIGHT = 281, IDS_STR_ITALIC = 388,
-  IDS_STR_UNDERLINE = 389, IDS_STR_SHADOWVARS = 427, IDS_STR_SDIST = 390, IDS_STR_SANG = 391,
-  IDS_STR_SINS = 392,
-  IDS_COLOR_LT = 655, IDS_COLOR_LT_R = 656, IDS_COLOR_LT_G = 657, IDS_COLOR_LT_B = 658, IDS_COLOR_LT_A = 659,
-  IDS_COLOR_RT = 660, IDS_COLOR_RT_R = 661, IDS_COLOR_RT_G = 662, IDS_COLOR_RT_B = 663, IDS_COLOR_RT_A = 664,
-  IDS_COLOR_RB = 665, IDS_COLOR_RB_R = 666, IDS_COLOR_RB_G = 667, IDS_COLOR_RB_B = 668, IDS_COLOR_RB_A = 669,
-  IDS_COLOR_LB = 670, IDS_COLOR_LB_R = 671, IDS_COLOR_LB_G = 672, IDS_COLOR_LB_B = 673, IDS_COLOR_LB_A = 674,
+  IDS_SRC_L = 45,
+  IDS_SRC_T = 46,
+  IDS_SRC_R = 47,
+  IDS_SRC_B = 48,
+  IDS_DST_L = 49,
+  IDS_DST_T = 50,
+  IDS_DST_R = 51,
+  IDS_DST_B = 52,
+  VEMO_CLIP_VARIABLES(VEMO_CLIP_VARID)
 };
+#undef VEMO_CLIP_VARID
 }  // namespace clipvar
 
 // One picture size of the project: resource ID, width, height.
@@ -118,7 +122,7 @@ struct clipfps {
   int32_t fps;
 };
 
-#define VEMO_CLIP_TV_DECLARE(key) int TV_##key();
+#define VEMO_CLIP_TV_DECLARE(key, number) int TV_##key();
 
 class clip : public vemotime {
  public:
@@ -235,7 +239,9 @@ class clip : public vemotime {
   RECT GetSurfaceRectangle() const { return outputrect; }
   HWND GetWindow();
   int ctEnd() { return GetPosition() + GetSize(); }
-  bool ClipIsActive() const { return currenttime >= offset && int64_t(currenttime) <= int64_t(offset) + size; }
+  bool ClipIsActive() const {
+    return currenttime >= offset && int64_t(currenttime) <= int64_t(offset) + size;
+  }
   bool GetAudioMute() const { return audiomuted; }
   bool GetVideoMute() const { return videomuted; }
   void SetAudioMute(bool m) { audiomuted = m; }
@@ -271,8 +277,12 @@ class clip : public vemotime {
   bool AudioEffectDelete(int i);
   int GetVideoEffectCount() const { return videoeffectcount; }
   int GetAudioEffectCount() const { return audioeffectcount; }
-  effectVideo *GetVideoEffect(int i) const { return i >= 0 && i < videoeffectcount ? videoeffects[i] : nullptr; }
-  effectAudio *GetAudioEffect(int i) const { return i >= 0 && i < audioeffectcount ? audioeffects[i] : nullptr; }
+  effectVideo *GetVideoEffect(int i) const {
+    return i >= 0 && i < videoeffectcount ? videoeffects[i] : nullptr;
+  }
+  effectAudio *GetAudioEffect(int i) const {
+    return i >= 0 && i < audioeffectcount ? audioeffects[i] : nullptr;
+  }
   void SetCurrentVideoEffect(int i) { currentvideoeffect = i; }
   int GetCurrentVideoEffect() const { return currentvideoeffect; }
   // True for a clip that is not an arrangement and has an "Extra Output" effect.

@@ -18,38 +18,38 @@ constexpr int CLIP_TEXT_SIZE = 1024;
 constexpr int CLIP_FONTNAME_SIZE = 64;
 
 struct clipData {
-  uint32_t size;                              // 5800
-  char name[CLIP_NAME_SIZE];                  // the clip's name
-  char filename[CLIP_FILENAME_SIZE];          // media file, full path as given; empty otherwise
-  int32_t start;                              // start in the parent, ms
-  int32_t length;                             // length in the parent, ms
-  int32_t offset;                             // offset into the clip's own time, ms
+  uint32_t size;                      // 5800
+  char name[CLIP_NAME_SIZE];          // the clip's name
+  char filename[CLIP_FILENAME_SIZE];  // media file, full path as given; empty otherwise
+  int32_t start;                      // start in the parent, ms
+  int32_t length;                     // length in the parent, ms
+  int32_t offset;                     // offset into the clip's own time, ms
   uint8_t reserved0[8];
-  int32_t makestart;                          // make range, ms
+  int32_t makestart;  // make range, ms
   int32_t makeend;
   uint8_t reserved1[4];
-  int32_t track;                              // the parent's track, 0 upwards
-  int32_t audiomuted;                         // 0 or 1
-  int32_t videomuted;                         // 0 or 1
+  int32_t track;       // the parent's track, 0 upwards
+  int32_t audiomuted;  // 0 or 1
+  int32_t videomuted;  // 0 or 1
   int32_t childcount;
-  int32_t notarrangement;                     // 0 for an arrangement, non-zero otherwise
+  int32_t notarrangement;  // 0 for an arrangement, non-zero otherwise
   int32_t videoeffectcount;
   int32_t audioeffectcount;
-  int32_t audioeffectids[CLIP_MAX_EFFECTS];   // chain order
-  int32_t videoeffectids[CLIP_MAX_EFFECTS];   // chain order
+  int32_t audioeffectids[CLIP_MAX_EFFECTS];  // chain order
+  int32_t videoeffectids[CLIP_MAX_EFFECTS];  // chain order
   uint8_t reserved2[4];
-  int32_t medialength;                        // ms, as the AVI reader reports; 0 without one
+  int32_t medialength;  // ms, as the AVI reader reports; 0 without one
   uint8_t reserved3[52];
-  int32_t audiomaster;                        // index among the children, -1 for none
+  int32_t audiomaster;  // index among the children, -1 for none
   uint8_t reserved4[4];
-  int32_t videoformat;                        // picture-size ID
-  int32_t fpsoption;                          // frame-rate ID
+  int32_t videoformat;  // picture-size ID
+  int32_t fpsoption;    // frame-rate ID
   uint8_t reserved5[4];
-  int32_t displaystate;                       // low byte used
-  int32_t sourcetype;                         // 172 text, 568 gradient, 412 sub-arrangement, 0
-  char text[CLIP_TEXT_SIZE];                  // the text generator's string (UTF-8)
-  char fontname[CLIP_FONTNAME_SIZE];          // font family of the text; empty: the default
-  int32_t textalign;                          // 0 centred, 1 left, 2 right
+  int32_t displaystate;               // low byte used
+  int32_t sourcetype;                 // 172 text, 568 gradient, 412 sub-arrangement, 0
+  char text[CLIP_TEXT_SIZE];          // the text generator's string (UTF-8)
+  char fontname[CLIP_FONTNAME_SIZE];  // font family of the text; empty: the default
+  int32_t textalign;                  // 0 centred, 1 left, 2 right
   uint8_t reserved6[CLIP_BLOCK_SIZE - 2272];
 };
 

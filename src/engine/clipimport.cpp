@@ -87,7 +87,8 @@ bool clip::MissingFile(const char *file, std::string &use) {
     const std::string namesake = DirName(project) + PATH_SEPARATOR + BaseName(missing);
     if (namesake != missing && IsFile(namesake)) {
       const std::string text = "Do you want to load\n\"" + namesake + "\"\n Instead of\n" + missing;
-      if (Dialogs().MessageBox(owner, text.c_str(), kNotFound, boxbuttons::okcancel, boxicon::question) != IDOK)
+      if (Dialogs().MessageBox(owner, text.c_str(), kNotFound, boxbuttons::okcancel, boxicon::question) !=
+          IDOK)
         return false;
       use = namesake;
       return true;
@@ -97,7 +98,8 @@ bool clip::MissingFile(const char *file, std::string &use) {
   if (Dialogs().MessageBox(owner, text.c_str(), kNotFound, boxbuttons::okcancel, boxicon::question) != IDOK)
     return false;
   std::string chosen;
-  if (!Dialogs().FileDialog(owner, false, kImportTitle, kImportFilter, chosen) || !IsFile(chosen)) return false;
+  if (!Dialogs().FileDialog(owner, false, kImportTitle, kImportFilter, chosen) || !IsFile(chosen))
+    return false;
   use = chosen;
   return true;
 }

@@ -8,9 +8,12 @@
 
 clipsrc *clipsrc::Create(int type, clip *owner) {
   switch (type) {
-    case CLIP_SRC_TEXT: return new (std::nothrow) clipsrcText(owner);
-    case CLIP_SRC_GRADIENT: return new (std::nothrow) clipsrcGradient(owner);
-    default: return nullptr;
+    case CLIP_SRC_TEXT:
+      return new (std::nothrow) clipsrcText(owner);
+    case CLIP_SRC_GRADIENT:
+      return new (std::nothrow) clipsrcGradient(owner);
+    default:
+      return nullptr;
   }
 }
 
@@ -55,7 +58,7 @@ bool clipsrcGradient::Paint(KORSurface *s, bool *changed) {
     pix32 *row = lk.bits + size_t(lk.pitch) * size_t(y);
     int64_t left[4], right[4];
     for (int k = 0; k < 4; ++k) {
-      left[k] = int64_t(now[k]) * (h1 - y) + int64_t(now[8 + k]) * y;    // LT .. LB
+      left[k] = int64_t(now[k]) * (h1 - y) + int64_t(now[8 + k]) * y;        // LT .. LB
       right[k] = int64_t(now[4 + k]) * (h1 - y) + int64_t(now[12 + k]) * y;  // RT .. RB
     }
     for (int x = 0; x < w; ++x) {

@@ -67,7 +67,8 @@ int clip::ClipVideoComposite(uint32_t flags) {
   ClipTrackCount();
   int order[CLIP_MAX_CHILDREN];
   for (int i = 0; i < childcount; ++i) order[i] = i;
-  std::stable_sort(order, order + childcount, [&](int a, int b) { return children[a]->track > children[b]->track; });
+  std::stable_sort(order, order + childcount,
+                   [&](int a, int b) { return children[a]->track > children[b]->track; });
   const bool listening = GetRootClip()->messagefn != nullptr;
   for (int k = 0; k < childcount; ++k) {
     clip *c = children[order[k]];
@@ -163,7 +164,8 @@ void clip::DrawEditMarks(clip *parent, KORSurface *current, effectVideo *fx) {
       hdc->SetBkMode(TRANSPARENT);
       hdc->SetTextColor(RGB(255, 0, 0));
       hdc->SetDrawAlpha(255);
-      const char *text = effect::SwitchText(enabled ? fxid::IDS_EFFECT_TOGGLE : fxid::IDS_EFFECT_ENABLE, false);
+      const char *text =
+          effect::SwitchText(enabled ? fxid::IDS_EFFECT_TOGGLE : fxid::IDS_EFFECT_ENABLE, false);
       hdc->DrawText(text, -1, &r, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
       surface::SurfaceReleaseDC(&s);
     }

@@ -61,8 +61,8 @@ inline void Over(pix32 &d, int r, int g, int b, int a) {
     d = pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a));
     return;
   }
-  const int da = d.a * (255 - a);             // destination weight times 255
-  const int oa = a * 255 + da;                // resulting alpha times 255
+  const int da = d.a * (255 - a);  // destination weight times 255
+  const int oa = a * 255 + da;     // resulting alpha times 255
   auto mixc = [&](int s, int dc) { return uint8_t((s * a * 255 + dc * da + oa / 2) / oa); };
   d = pix32(mixc(r, d.r), mixc(g, d.g), mixc(b, d.b), uint8_t((oa + 127) / 255));
 }

@@ -25,8 +25,8 @@ void ExpectAll(const refpic &p, pix32 want) {
   for (int y = 0; y < p.h; ++y)
     for (int x = 0; x < p.w; ++x)
       if (!(p.at(x, y) == want)) {
-        ADD_FAILURE() << "at " << x << "," << y << ": " << int(p.at(x, y).r) << " " << int(p.at(x, y).g) << " "
-                      << int(p.at(x, y).b) << " " << int(p.at(x, y).a);
+        ADD_FAILURE() << "at " << x << "," << y << ": " << int(p.at(x, y).r) << " " << int(p.at(x, y).g)
+                      << " " << int(p.at(x, y).b) << " " << int(p.at(x, y).a);
         return;
       }
 }
@@ -94,8 +94,10 @@ TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
   SetRect(b, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, 0, bsrc);
   SetRect(b, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, bdst);
   Key(b, clipvar::IDS_START_OPACITY, 0, 0.5);
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0, 0, 0.5, 0.5});
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 1000, {0.5, 0.5, 1, 1});
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
+          {0, 0, 0.5, 0.5});
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 1000,
+          {0.5, 0.5, 1, 1});
 
   refpic apic = Pattern(40, 30, PatternPixel), bpic = Pattern(64, 48, bfn);
   RefOpacity(apic, 1.0);
@@ -118,7 +120,8 @@ TEST(Compose, DestinationsWhollyOutsideOrTooSmallAddNothing) {
   clip *c = pr.Solid(pr.root(), pix32(255, 255, 255, 255), 0, 5000, 0);
   SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {1, 0, 2, 1});
   ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {-3, -3, 0, 0});
+  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
+          {-3, -3, 0, 0});
   ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
   // One pixel wide: narrower than the scaling works with.
   SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
@@ -138,7 +141,8 @@ TEST(Compose, EffectChainRunsOnAParentSizedCopyWithEnableAndToggleKeys) {
   effectVideo *fx = b->VideoEffectAdd(103);
   ASSERT_NE(fx, nullptr);
   Key(fx, fxid::IDS_OPACITY, 0, -0.5);  // alpha - 127 ...
-  SetRect(fx, fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B, 0, {0, 0, 0.5, 1});  // ... left half
+  SetRect(fx, fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B, 0,
+          {0, 0, 0.5, 1});  // ... left half
   effectVideo *off = b->VideoEffectAdd(103);
   Key(off, fxid::IDS_OPACITY, 0, -1.0);
   Key(off, fxid::IDS_EFFECT_ENABLE, 0, 0.0);  // disabled throughout
@@ -175,8 +179,10 @@ TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
   clip *still = pr.Still(sub, "s.bmp", 20, 20, 0, 1000, 1);
   clip *red = pr.Solid(sub, pix32(255, 0, 0, 200), 500, 2000, 0);
   ASSERT_TRUE(still && red);
-  SetRect(still, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0, 0, 1, 0.5});
-  SetRect(red, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0.25, 0.25, 0.5, 1});
+  SetRect(still, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
+          {0, 0, 1, 0.5});
+  SetRect(red, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
+          {0.25, 0.25, 0.5, 1});
 
   refpic spic = Pattern(20, 20, PatternPixel);
   RefOpacity(spic, 1.0);
@@ -184,7 +190,8 @@ TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
   auto expect = [&](bool with_still, bool with_red) {
     refpic subpic(W, H);  // cleared: transparent black
     if (with_still) RefComposite(subpic, spic, kUnit, {0, 0, 1, 0.5}, true);
-    if (with_red) RefComposite(subpic, refpic(W, H, pix32(255, 0, 0, 200)), kUnit, {0.25, 0.25, 0.5, 1}, true);
+    if (with_red)
+      RefComposite(subpic, refpic(W, H, pix32(255, 0, 0, 200)), kUnit, {0.25, 0.25, 0.5, 1}, true);
     refpic want(W, H);
     RefComposite(want, blue, kUnit, kUnit, true);
     RefComposite(want, subpic, kUnit, subdst, true);

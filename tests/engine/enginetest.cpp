@@ -30,8 +30,8 @@ std::string FirstDifference(const refpic &a, const refpic &b) {
       const pix32 p = a.at(x, y), q = b.at(x, y);
       if (p == q) continue;
       char t[160];
-      std::snprintf(t, sizeof t, "(%d,%d): bgra %d %d %d %d vs %d %d %d %d", x, y, p.b, p.g, p.r, p.a, q.b, q.g, q.r,
-                    q.a);
+      std::snprintf(t, sizeof t, "(%d,%d): bgra %d %d %d %d vs %d %d %d %d", x, y, p.b, p.g, p.r, p.a, q.b,
+                    q.g, q.r, q.a);
       return t;
     }
   return "";
@@ -133,7 +133,8 @@ clip *project::Solid(clip *parent, pix32 c, int start, int length, int track) {
   if (!g) return nullptr;
   // Half a step above each byte, so the truncating conversion gives the byte itself.
   auto level = [](uint8_t v) { return (v + 0.5) / 255.0; };
-  for (int base : {clipvar::IDS_COLOR_LT_R, clipvar::IDS_COLOR_RT_R, clipvar::IDS_COLOR_RB_R, clipvar::IDS_COLOR_LB_R}) {
+  for (int base :
+       {clipvar::IDS_COLOR_LT_R, clipvar::IDS_COLOR_RT_R, clipvar::IDS_COLOR_RB_R, clipvar::IDS_COLOR_LB_R}) {
     Key(g, base, 0, level(c.r));
     Key(g, base + 1, 0, level(c.g));
     Key(g, base + 2, 0, level(c.b));

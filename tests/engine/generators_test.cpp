@@ -53,7 +53,8 @@ TEST(Generators, GradientIsTheBilinearBlendOfItsCorners) {
   EXPECT_EQ(p.at(0, H - 1), pix32(255, 0, 0, 255));
   EXPECT_EQ(p.at(W - 1, H - 1), pix32(0, 0, 255, 0));
   // Everywhere within one step of the exact blend (the ordered rounding).
-  const double lt[4] = {255, 255, 255, 255}, rt[4] = {0, 255, 0, 255}, lb[4] = {255, 0, 0, 255}, rb[4] = {0, 0, 255, 0};
+  const double lt[4] = {255, 255, 255, 255}, rt[4] = {0, 255, 0, 255}, lb[4] = {255, 0, 0, 255},
+               rb[4] = {0, 0, 255, 0};
   for (int y = 0; y < H; ++y)
     for (int x = 0; x < W; ++x) {
       const double u = x / double(W - 1), v = y / double(H - 1);

@@ -12,8 +12,8 @@ using namespace enginetest;
 namespace {
 
 // A wave file whose every sample (each channel) is `value`.
-std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, int rate, int channels, int bits,
-                        int value, int ms) {
+std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, int rate, int channels,
+                        int bits, int value, int ms) {
   fixtures::wav_spec spec;
   spec.rate = uint32_t(rate);
   spec.channels = uint16_t(channels);
@@ -107,13 +107,14 @@ TEST(Mixing, TheAudioMasterIsHeardAlone) {
 
 TEST(Mixing, SecondsBeforeTheClipsTimeZeroAreSilent) {
   project pr;
-  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "c.wav", 44100, 2, 16, 1234, 3000).c_str(), 2000, 0);
+  clip *c =
+      pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "c.wav", 44100, 2, 16, 1234, 3000).c_str(), 2000, 0);
   ASSERT_NE(c, nullptr);
   // A negative offset reaches before the sound: the clip starts at 500 with local time -1500.
   c->SetOffset(-1500);
   ASSERT_EQ(c->GetPosition(), 500);
   const std::vector<int16_t> s = Mix(pr, 1000, 1500);
-  EXPECT_TRUE(All(s, 0, 44100, 0));        // local -1000 .. 0
+  EXPECT_TRUE(All(s, 0, 44100, 0));         // local -1000 .. 0
   EXPECT_TRUE(All(s, 44100, 66150, 1234));  // local 0 .. 500
 }
 

@@ -157,7 +157,8 @@ TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
   EXPECT_EQ(root->GetMakeStart(), 250);
   EXPECT_EQ(root->GetMakeEnd(), 4750);
   // The same pictures, too.
-  for (int ms : {0, 1200, 2600, 3900}) EXPECT_EQ(FirstDifference(Grab(loaded.Compose(ms)), pr.At(ms)), "") << ms;
+  for (int ms : {0, 1200, 2600, 3900})
+    EXPECT_EQ(FirstDifference(Grab(loaded.Compose(ms)), pr.At(ms)), "") << ms;
 }
 
 TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
@@ -232,7 +233,8 @@ TEST(ProjectFile, SavingIsAtomic) {
   EXPECT_TRUE(std::filesystem::is_directory(folder));
   EXPECT_FALSE(pr.p->Save((pr.dir.path() + "/no/such/dir/x.vmp").c_str()));
   int entries = 0;
-  for (const auto &e : std::filesystem::directory_iterator(pr.dir.path())) entries += e.path().filename() != "";
+  for (const auto &e : std::filesystem::directory_iterator(pr.dir.path()))
+    entries += e.path().filename() != "";
   EXPECT_EQ(entries, 2);  // keep.vmp and folder.vmp
 }
 
@@ -273,7 +275,8 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
   ui.answer_yes = false;
   clip *f = found.Root()->GetChild(0);
   EXPECT_FALSE(f->IsMediaMissing());
-  EXPECT_EQ(ui.last_text, "Do you want to load\n\"" + pr.dir.file("pic.bmp") + "\"\n Instead of\n" + media + "/pic.bmp");
+  EXPECT_EQ(ui.last_text,
+            "Do you want to load\n\"" + pr.dir.file("pic.bmp") + "\"\n Instead of\n" + media + "/pic.bmp");
   EXPECT_STREQ(f->GetFileName(), pr.dir.file("pic.bmp").c_str());
   EXPECT_STREQ(f->GetName(), "my picture");
   EXPECT_DOUBLE_EQ(f->GetTimeFloat(clipvar::IDS_START_OPACITY, 0), 0.25);

@@ -6,6 +6,7 @@
 #include "core/vemowin.h"
 #include "engine/enginetest.h"
 #include "support/mediafile.h"
+#include "time/declared_vars.h"
 
 using namespace enginetest;
 
@@ -177,7 +178,8 @@ TEST(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
   tf->Reset();
   Key(v, clipvar::IDS_CLIPTIMEMAPPER, 0, 0.25);
   int reads = 0;
-  pr.p->SetMessages([&](const char *m) { reads += std::string(m).find("Reading Video Frame") != std::string::npos; });
+  pr.p->SetMessages(
+      [&](const char *m) { reads += std::string(m).find("Reading Video Frame") != std::string::npos; });
   for (int t = 0; t <= 2000; t += 100) pr.At(t);
   EXPECT_EQ(reads, 1);
   EXPECT_EQ(fixtures::ShownFrame(v->GetFrameSurface(), 50), 12);
@@ -252,4 +254,15 @@ TEST(Arrangement, TheSliderDefaultCountsTheStartTwice) {
   root.SetSize(9000);
   root.ClipResetArrangeSlider();
   EXPECT_EQ(root.GetVisibleSpan(), 9000);
+}
+
+TEST(Tree, ClipVariableIDsAreThoseOfTheTable) {
+#define VEMO_CHECK_ROW(key, number)                 \
+  {                                                 \
+    const tfdecl *row = FindDeclaredVariable(#key); \
+    ASSERT_NE(row, nullptr) << #key;                \
+    EXPECT_EQ(row->id, number) << #key;             \
+  }
+  VEMO_CLIP_VARIABLES(VEMO_CHECK_ROW)
+#undef VEMO_CHECK_ROW
 }
