@@ -33,7 +33,7 @@ struct SwsContext;
 // One way of coding pictures: the option value that selects it, the encoders tried in order
 // (the first present one is used), the pixel format it is fed and whether it needs even sides.
 struct ffvideocodec {
-  const char *option;                 // "mjpeg", "raw", "h264", ...
+  const char *option;                  // "mjpeg", "raw", "h264", ...
   std::vector<const char *> encoders;  // "libx264", ...
   AVPixelFormat pixfmt;
   bool evensides;
@@ -79,9 +79,9 @@ class ffexport : public imgio_export {
   void Free();
 
   ffexportformat format;
-  int codec = 0;      // index into format.videocodecs
-  int qscale = 3;     // Motion JPEG and MPEG-4 quantiser
-  int crf = 18;       // H.264 constant rate factor
+  int codec = 0;       // index into format.videocodecs
+  int qscale = 3;      // Motion JPEG and MPEG-4 quantiser
+  int crf = 18;        // H.264 constant rate factor
   int abitrate = 192;  // AAC kbit/s
   std::string lasterror;
   std::string encodername;
@@ -103,8 +103,8 @@ class ffexport : public imgio_export {
   int64_t audiopos = 0;  // sample frames handed to the sound encoder
   int width = 0;         // the picture size asked for
   int height = 0;
-  int convwidth = 0;     // the size pictures are converted at (even for 4:2:0)
+  int convwidth = 0;  // the size pictures are converted at (even for 4:2:0)
   int convheight = 0;
-  std::vector<pix32> staging;     // a frame with its odd side padded
+  std::vector<pix32> staging;    // a frame with its odd side padded
   std::vector<int16_t> pending;  // sound waiting for a whole encoder frame
 };

@@ -70,10 +70,14 @@ class imagesequence : public imgio_export {
 int imagesequence::SetOption(const char *name, const char *value) {
   if (!name || !value) return 0;
   if (strcasecmp(name, "format") == 0) {
-    if (strcasecmp(value, "png") == 0) wanted = kind::png;
-    else if (strcasecmp(value, "bmp") == 0) wanted = kind::bmp;
-    else if (strcasecmp(value, "auto") == 0) wanted = kind::automatic;
-    else return 0;
+    if (strcasecmp(value, "png") == 0)
+      wanted = kind::png;
+    else if (strcasecmp(value, "bmp") == 0)
+      wanted = kind::bmp;
+    else if (strcasecmp(value, "auto") == 0)
+      wanted = kind::automatic;
+    else
+      return 0;
     return 1;
   }
   if (strcasecmp(name, "alpha") == 0) {

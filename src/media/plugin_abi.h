@@ -386,12 +386,12 @@ struct KORPlugin {
   static constexpr int kNameSize = 260;
 
   int32_t reserved0 = 0;
-  void *library = nullptr;          // the dlopen handle
-  void *entry = nullptr;            // the entry procedure found in it
-  imgio_export *object = nullptr;   // export plugins only: the object, alive while loaded
+  void *library = nullptr;         // the dlopen handle
+  void *entry = nullptr;           // the entry procedure found in it
+  imgio_export *object = nullptr;  // export plugins only: the object, alive while loaded
   uint8_t flags = 0;
   int32_t reserved1 = 0;
-  char filename[kNameSize] = {};    // the library's file name without folder
+  char filename[kNameSize] = {};  // the library's file name without folder
   char description[imgio::kTextSize] = {};
 };
 

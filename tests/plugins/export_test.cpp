@@ -83,7 +83,10 @@ TEST_F(Export, EachPluginSaysTruthfullyWhatItEncodes) {
   struct row {
     const char *name;
     bool audio, video, both;
-  } rows[] = {{"avi", true, true, true}, {"mp4", true, true, true}, {"wav", true, false, false}, {"images", false, true, false}};
+  } rows[] = {{"avi", true, true, true},
+              {"mp4", true, true, true},
+              {"wav", true, false, false},
+              {"images", false, true, false}};
   for (const row &r : rows) {
     imgio_export *p = Plugin(r.name);
     ASSERT_NE(p, nullptr) << r.name;

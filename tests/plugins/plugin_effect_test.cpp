@@ -26,7 +26,9 @@ namespace {
 class PluginEffect : public ::testing::Test {
  protected:
   void SetUp() override { manager = std::make_unique<surface>(&context, nullptr); }
-  void Add(const char *fixture) { ASSERT_TRUE(manager->Plugins().LoadPlugin(FixturePlugin(fixture).c_str())); }
+  void Add(const char *fixture) {
+    ASSERT_TRUE(manager->Plugins().LoadPlugin(FixturePlugin(fixture).c_str()));
+  }
   std::unique_ptr<effectVideo> Video() {
     return std::unique_ptr<effectVideo>(effectVideo::EffectNew(122, nullptr, &context, manager.get()));
   }
@@ -65,7 +67,9 @@ bool Resident(const std::string &path) {
   return h != nullptr;
 }
 
-pix32 Known(int x, int y) { return pix32(uint8_t(x * 40 + 3), uint8_t(y * 50 + 1), uint8_t(x * y * 9), uint8_t(90 + x)); }
+pix32 Known(int x, int y) {
+  return pix32(uint8_t(x * 40 + 3), uint8_t(y * 50 + 1), uint8_t(x * y * 9), uint8_t(90 + x));
+}
 
 }  // namespace
 
@@ -90,7 +94,8 @@ TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
   Add("fx_params.so");
   Add("fx_once.so");  // its entry gave its one object to the loader
   EXPECT_EQ(VideoChosen("nothing"), nullptr);
-  EXPECT_EQ(dialogs.offered, (std::vector<std::string>{"Invert", "Fixture Video Effect", "Fixture Video Effect"}));
+  EXPECT_EQ(dialogs.offered,
+            (std::vector<std::string>{"Invert", "Fixture Video Effect", "Fixture Video Effect"}));
 
   dialogs.choice_answer = 2;
   auto e = Video();
@@ -143,7 +148,8 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   EXPECT_EQ(dst.at(2, 3), pix32());
 
   // A parameter whose variable the effect lacks gets the plugin's default.
-  effio_video *other = reinterpret_cast<LumiVaxelVideoPluginProc>(manager->Plugins().VideoEffects()[1].entry)();
+  effio_video *other =
+      reinterpret_cast<LumiVaxelVideoPluginProc>(manager->Plugins().VideoEffects()[1].entry)();
   ASSERT_NE(other, nullptr);
   other->paramcount = 1;
   other->params[0].key = "NOT_DECLARED";

@@ -45,8 +45,8 @@ int64_t FrameTime(const make_spec &spec, int i) {
   return n ? int64_t(i) * spec.ms / n : 0;
 }
 
-bool Make(imgio_export *plugin, const std::string &file, const make_spec &spec, int *frames,
-          int64_t *samples, bool leave_open) {
+bool Make(imgio_export *plugin, const std::string &file, const make_spec &spec, int *frames, int64_t *samples,
+          bool leave_open) {
   *frames = 0;
   *samples = 0;
   if (!plugin->SetInfo(file.c_str(), spec.video, spec.width, spec.height, spec.fps, spec.audio)) return false;

@@ -56,7 +56,7 @@ int64_t FrameTime(const make_spec &spec, int i);
 // Sets the plugin up for `file`, opens it, writes the frames and their sound, and closes it
 // (unless `leave_open`). The frames and sample frames written go to *frames and *samples.
 // False when a call fails.
-bool Make(imgio_export *plugin, const std::string &file, const make_spec &spec, int *frames,
-          int64_t *samples, bool leave_open = false);
+bool Make(imgio_export *plugin, const std::string &file, const make_spec &spec, int *frames, int64_t *samples,
+          bool leave_open = false);
 
 }  // namespace plugtest
