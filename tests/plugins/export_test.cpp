@@ -2,10 +2,13 @@
 // engine's own readers; early stops leave valid files; bad set-ups fail with a reason.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "media/mediareaders.h"
 #include "media/plugins.h"
@@ -55,13 +58,20 @@ struct wav_closer {
   void operator()(rwav *r) const { mediareaders::WaveFileReadClose(r); }
 };
 
-// The pixel at (x, y) of a read frame (locked for the look).
-pix32 PixelOf(KORSurface *s, int x, int y) {
+// Pixels of a read picture (alpha 0: decoded pictures carry none) that differ from frame i's
+// gradient.
+int WrongPixels(KORSurface *s, int i, bool alpha = false) {
   surf sf;
-  if (!surface::SurfaceDataLock(s, &sf)) return pix32();
-  const pix32 p = sf.bits[size_t(y) * sf.pitch + x];
+  if (!surface::SurfaceDataLock(s, &sf)) return -1;
+  int wrong = 0;
+  for (int y = 0; y < sf.height; ++y)
+    for (int x = 0; x < sf.width; ++x) {
+      pix32 want = fixtures::GradientPixel(i, x, y);
+      want.a = alpha ? 255 : 0;
+      wrong += !(sf.bits[size_t(y) * sf.pitch + x] == want);
+    }
   surface::SurfaceDataUnlock(&sf);
-  return p;
+  return wrong;
 }
 
 // Sample frames of a second of 16-bit stereo PCM that differ from the making's samples
@@ -80,20 +90,19 @@ int64_t Mismatches(const uint8_t *pcm, const make_spec &spec, int64_t first, int
 }  // namespace
 
 TEST_F(Export, EachPluginSaysTruthfullyWhatItEncodes) {
-  struct row {
-    const char *name;
-    bool audio, video, both;
-  } rows[] = {{"avi", true, true, true},
-              {"mp4", true, true, true},
-              {"wav", true, false, false},
-              {"images", false, true, false}};
-  for (const row &r : rows) {
-    imgio_export *p = Plugin(r.name);
-    ASSERT_NE(p, nullptr) << r.name;
-    EXPECT_EQ(p->CanEncode(true, false), r.audio) << r.name;
-    EXPECT_EQ(p->CanEncode(false, true), r.video) << r.name;
-    EXPECT_EQ(p->CanEncode(true, true), r.both) << r.name;
-    EXPECT_FALSE(p->CanEncode(false, false)) << r.name;
+  // Per plugin: sound alone, pictures alone, both.
+  const std::pair<const char *, std::array<bool, 3>> rows[] = {{"avi", {true, true, true}},
+                                                               {"mp4", {true, true, true}},
+                                                               {"wav", {true, false, false}},
+                                                               {"images", {false, true, false}}};
+  for (const auto &[name, can] : rows) {
+    imgio_export *p = Plugin(name);
+    ASSERT_NE(p, nullptr) << name;
+    EXPECT_EQ(
+        (std::array<bool, 3>{p->CanEncode(true, false), p->CanEncode(false, true), p->CanEncode(true, true)}),
+        can)
+        << name;
+    EXPECT_FALSE(p->CanEncode(false, false)) << name;
   }
 }
 
@@ -118,14 +127,7 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   EXPECT_EQ(r->duration, 1200);
   for (int i : {0, 1, 6, 11}) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 100 + 50)) << i;
-    int wrong = 0;
-    for (int y = 0; y < 21; ++y)
-      for (int x = 0; x < 37; ++x) {
-        pix32 want = fixtures::GradientPixel(i, x, y);
-        want.a = 0;  // decoded frames arrive with alpha 0
-        wrong += !(PixelOf(r->frame, x, y) == want);
-      }
-    EXPECT_EQ(wrong, 0) << "frame " << i;
+    EXPECT_EQ(WrongPixels(r->frame, i), 0) << "frame " << i;
   }
   EXPECT_FALSE(mediareaders::AVIRead(r.get(), 1250));
 
@@ -133,20 +135,16 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   EXPECT_EQ(r->wfx.nSamplesPerSec, 44100u);
   EXPECT_EQ(r->wfx.nChannels, 2);
   EXPECT_EQ(r->wfx.wBitsPerSample, 16);
-  const uint8_t *second = mediareaders::AVIReadAudioSecond(r.get(), 0);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(Mismatches(second, spec, 0, INTERNAL_RATE), 0);
-  second = mediareaders::AVIReadAudioSecond(r.get(), 1100);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(Mismatches(second, spec, INTERNAL_RATE, samples - INTERNAL_RATE), 0);
+  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), spec, 0, INTERNAL_RATE), 0);
+  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), spec, INTERNAL_RATE,
+                       samples - INTERNAL_RATE),
+            0);
 }
 
 TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
   make_spec spec;
   spec.width = 63;  // odd sides are coded as they are
   spec.height = 47;
-  spec.fps = 25;
-  spec.ms = 400;
   const std::string file = dir.file("mjpeg.avi");
   Make("avi", file, spec);
   ASSERT_EQ(frames, 10);
@@ -160,9 +158,7 @@ TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << i;
     EXPECT_EQ(fixtures::ShownFrame(r->frame, 10), i);
   }
-  const uint8_t *second = mediareaders::AVIReadAudioSecond(r.get(), 0);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(Mismatches(second, spec, 0, samples), 0);
+  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), spec, 0, samples), 0);
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
@@ -188,35 +184,15 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
   ASSERT_EQ(m->audiovalid, 1);
   EXPECT_NEAR(m->audioduration, samples * 1000 / INTERNAL_RATE, 30);
   // AAC is lossy: the sine comes back close, sample for sample (no shift in time).
-  const uint8_t *pcm = mediareaders::StreamReadAudioSample(m.get(), 100);
-  ASSERT_NE(pcm, nullptr);
-  const auto *s = reinterpret_cast<const int16_t *>(pcm);
+  const auto *s = reinterpret_cast<const int16_t *>(mediareaders::StreamReadAudioSample(m.get(), 100));
+  ASSERT_NE(s, nullptr);
   double error = 0, signal = 0;
-  const int64_t first = 4410;
   for (int64_t k = 0; k < 20000; ++k) {
-    const double want = plugtest::SampleOf(spec, first + k, 0);
+    const double want = plugtest::SampleOf(spec, 4410 + k, 0);
     error += (s[k * 2] - want) * (s[k * 2] - want);
     signal += want * want;
   }
   EXPECT_LT(std::sqrt(error / signal), 0.05);
-}
-
-TEST_F(Export, Mp4CodesOddSidesOnePixelLarger) {
-  make_spec spec;
-  spec.width = 33;
-  spec.height = 17;
-  spec.ms = 200;
-  spec.audio = false;
-  const std::string file = dir.file("odd.mp4");
-  Make("mp4", file, spec);
-  std::unique_ptr<mmstream, stream_closer> m(mediareaders::StreamOpenRead(file.c_str()));
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(m->width, 34);
-  EXPECT_EQ(m->height, 18);
-  EXPECT_EQ(m->audiovalid, 0);
-  KORSurface *f = mediareaders::StreamReadVideoSample(m.get(), 50);
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(fixtures::ShownFrame(f, 5), 1);
 }
 
 TEST_F(Export, WavHoldsTheSoundAlone) {
@@ -233,19 +209,9 @@ TEST_F(Export, WavHoldsTheSoundAlone) {
   EXPECT_EQ(r->wfx.nChannels, 2);
   EXPECT_EQ(r->wfx.wBitsPerSample, 16);
   EXPECT_EQ(int64_t(r->datasize), samples * 4);
-  const uint8_t *second = mediareaders::WaveFileRead(r.get(), 0);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(Mismatches(second, spec, 0, INTERNAL_RATE), 0);
-  second = mediareaders::WaveFileRead(r.get(), 1200);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(Mismatches(second, spec, INTERNAL_RATE, samples - INTERNAL_RATE), 0);
-
-  // Pictures cannot go into a sound file.
-  imgio_export *wav = Plugin("wav");
-  wav->SetInfo(dir.file("pictures.wav").c_str(), 1, 64, 48, 25, 1);
-  EXPECT_EQ(wav->Open(nullptr), 0);
-  EXPECT_EQ(Error(wav), "this format holds no pictures");
-  EXPECT_EQ(std::fopen(dir.file("pictures.wav").c_str(), "rb"), nullptr);
+  EXPECT_EQ(Mismatches(mediareaders::WaveFileRead(r.get(), 0), spec, 0, INTERNAL_RATE), 0);
+  EXPECT_EQ(
+      Mismatches(mediareaders::WaveFileRead(r.get(), 1200), spec, INTERNAL_RATE, samples - INTERNAL_RATE), 0);
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
@@ -258,42 +224,18 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
   spec.gradient = true;
   Make("images", dir.file("shot.png"), spec);
   ASSERT_EQ(frames, 3);
-  imgio_export *images = Plugin("images");
-  ASSERT_EQ(images->SetOption("format", "bmp"), 1);
-  Make("images", dir.file("pic%03d.x"), spec);
-  ASSERT_EQ(images->SetOption("format", "auto"), 1);
-  ASSERT_EQ(images->SetOption("alpha", "1"), 1);
+  Make("images", dir.file("pic%03d.bmp"), spec);
+  ASSERT_EQ(Plugin("images")->SetOption("alpha", "1"), 1);
   Make("images", dir.file("alpha.png"), spec);
-
   for (int i = 0; i < 3; ++i) {
     char png[32], bmp[32], alpha[32];
     std::snprintf(png, sizeof png, "shot_%06d.png", i);
-    std::snprintf(bmp, sizeof bmp, "pic%03d.x", i);
+    std::snprintf(bmp, sizeof bmp, "pic%03d.bmp", i);
     std::snprintf(alpha, sizeof alpha, "alpha_%06d.png", i);
     for (const char *name : {png, bmp, alpha}) {
       KORSurface *s = surface::SurfaceLoad(dir.file(name).c_str());
-      if (!s) {
-        // A BMP under another extension is read by its extension only: check its header.
-        FILE *f = std::fopen(dir.file(name).c_str(), "rb");
-        ASSERT_NE(f, nullptr) << name;
-        char magic[2] = {};
-        EXPECT_EQ(std::fread(magic, 1, 2, f), 2u);
-        std::fclose(f);
-        EXPECT_EQ(std::string(magic, 2), "BM") << name;
-        const std::string copy = dir.file(std::string(name) + ".bmp");
-        ASSERT_TRUE(plugtest::CopyFile(dir.file(name), copy));
-        s = surface::SurfaceLoad(copy.c_str());
-      }
       ASSERT_NE(s, nullptr) << name;
-      EXPECT_EQ(s->height, 4);
-      int wrong = 0;
-      for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 5; ++x) {
-          pix32 want = fixtures::GradientPixel(i, x, y);
-          want.a = name == alpha ? 255 : 0;
-          wrong += !(PixelOf(s, x, y) == want);
-        }
-      EXPECT_EQ(wrong, 0) << name;
+      EXPECT_EQ(WrongPixels(s, i, name == alpha), 0) << name;
       surface::SurfaceDelete(s);
     }
   }
@@ -302,7 +244,8 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
 
 TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
   make_spec spec;
-  spec.fps = 25;
+  spec.width = 33;  // odd sides: H.264 codes them one pixel larger
+  spec.height = 17;
   spec.ms = 1000;
   spec.stop_after = 5;
   for (const char *plugin : {"avi", "mp4"}) {
@@ -311,6 +254,8 @@ TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
     ASSERT_EQ(frames, 5);
     std::unique_ptr<mmstream, stream_closer> m(mediareaders::StreamOpenRead(file.c_str()));
     ASSERT_NE(m, nullptr) << plugin;
+    EXPECT_EQ(m->width, plugin[0] == 'a' ? 33 : 34);
+    EXPECT_EQ(m->height, plugin[0] == 'a' ? 17 : 18);
     EXPECT_NEAR(m->duration, 200, 40) << plugin;
     KORSurface *f = mediareaders::StreamReadVideoSample(m.get(), 170);
     ASSERT_NE(f, nullptr) << plugin;
@@ -325,52 +270,45 @@ TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->duration, 120);
-  ASSERT_TRUE(mediareaders::AVIRead(r.get(), 100));
-  EXPECT_EQ(fixtures::ShownFrame(r->frame, 3), 2);
 }
 
 TEST_F(Export, BadSetUpsAndCallsFailWithAReason) {
   imgio_export *avi = Plugin("avi");
-  // Writing before opening, and opening without a name.
   surf32 frame;
-  make_spec spec;
-  std::vector<pix32> bits = plugtest::Picture(spec, 0, &frame);
-  EXPECT_EQ(avi->PutVideo(0, &frame), 0);
+  std::vector<pix32> bits = plugtest::Picture(make_spec(), 0, &frame);
+  EXPECT_EQ(avi->PutVideo(0, &frame), 0);  // nothing open
   EXPECT_EQ(avi->Open(nullptr), 0);
   EXPECT_EQ(Error(avi), "no output file name");
-
   avi->SetInfo(dir.file("bad.avi").c_str(), 1, 64, 48, 0.0, 0);
   EXPECT_EQ(avi->Open(nullptr), 0);
   EXPECT_EQ(Error(avi), "frame rate out of range");
-  avi->SetInfo(dir.file("bad.avi").c_str(), 1, 0, 48, 25.0, 0);
-  EXPECT_EQ(avi->Open(nullptr), 0);
   avi->SetInfo(dir.file("bad.avi").c_str(), 0, 64, 48, 25.0, 0);
   EXPECT_EQ(avi->Open(nullptr), 0);
   avi->SetInfo(dir.file("no/such/folder/x.avi").c_str(), 1, 64, 48, 25.0, 1);
   EXPECT_EQ(avi->Open(nullptr), 0);
   EXPECT_NE(Error(avi).find("cannot create"), std::string::npos);
+  imgio_export *wav = Plugin("wav");
+  wav->SetInfo(dir.file("pictures.wav").c_str(), 1, 64, 48, 25, 1);
+  EXPECT_EQ(wav->Open(nullptr), 0);
+  EXPECT_EQ(Error(wav), "this format holds no pictures");
+  EXPECT_EQ(std::fopen(dir.file("pictures.wav").c_str(), "rb"), nullptr);
 
-  // Frames out of order, and frames that are no frames, are refused; the file still closes.
+  // Frames out of order and frames that are no frames are refused; the file still closes.
   avi->SetInfo(dir.file("order.avi").c_str(), 1, 64, 48, 25.0, 1);
   ASSERT_EQ(avi->Open(nullptr), 1);
   EXPECT_EQ(avi->PutVideo(3, &frame), 1);
   EXPECT_EQ(avi->PutVideo(3, &frame), 0);
   EXPECT_EQ(avi->PutVideo(4, nullptr), 0);
   EXPECT_EQ(avi->PutAudio(4, nullptr, 16), 0);
-  int16_t quiet[8] = {};
-  EXPECT_EQ(avi->PutAudio(4, quiet, 6), 1);  // the odd bytes of an unfinished sample frame are dropped
   EXPECT_EQ(avi->Close(), 1);
   EXPECT_EQ(avi->Close(), 1);  // nothing open: nothing to do
 
-  // Options: known names with good values only.
+  // Options: names the format uses, with values in range.
   EXPECT_EQ(avi->SetOption("codec", "bogus"), 0);
   EXPECT_EQ(avi->SetOption("qscale", "40"), 0);
   EXPECT_EQ(avi->SetOption("qscale", "5x"), 0);
   EXPECT_EQ(avi->SetOption("qscale", "5"), 1);
-  EXPECT_EQ(avi->SetOption("crf", "20"), 0);  // no H.264 in this format
+  EXPECT_EQ(avi->SetOption("crf", "20"), 0);        // no H.264 here
+  EXPECT_EQ(avi->SetOption("abitrate", "128"), 0);  // nor AAC
   EXPECT_EQ(Plugin("mp4")->SetOption("crf", "20"), 1);
-  EXPECT_EQ(avi->SetOption("abitrate", "128"), 0);  // PCM has no bit rate
-  EXPECT_EQ(Plugin("mp4")->SetOption("abitrate", "128"), 1);
-  EXPECT_EQ(Plugin("mp4")->SetOption("codec", "mpeg4"), 1);
-  EXPECT_EQ(avi->SetOption("size", "1"), 0);
 }
