@@ -52,6 +52,12 @@ class imagesequence : public imgio_export {
     lasterror = why;
     return false;
   }
+  // Frees what Open made so far and fails with the reason; 0.
+  int Refuse(const std::string &why) {
+    Free();
+    Fail(why);
+    return 0;
+  }
   std::string PictureName(int index) const;
   void Free();
 
@@ -125,16 +131,16 @@ int imagesequence::Open(HWND) {
   enc = avcodec_alloc_context3(codec);
   picture = av_frame_alloc();
   pkt = av_packet_alloc();
-  if (!enc || !picture || !pkt) return Free(), Fail("out of memory"), 0;
+  if (!enc || !picture || !pkt) return Refuse("out of memory");
   enc->width = w;
   enc->height = h;
   enc->time_base = AVRational{1, 25};
   enc->pix_fmt = !png ? AV_PIX_FMT_BGR24 : keepalpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24;
-  if (avcodec_open2(enc, codec, nullptr) < 0) return Free(), Fail("cannot start the picture encoder"), 0;
+  if (avcodec_open2(enc, codec, nullptr) < 0) return Refuse("cannot start the picture encoder");
   picture->format = enc->pix_fmt;
   picture->width = w;
   picture->height = h;
-  if (av_frame_get_buffer(picture, 0) < 0) return Free(), Fail("out of memory"), 0;
+  if (av_frame_get_buffer(picture, 0) < 0) return Refuse("out of memory");
   lastindex = -1;
   return 1;
 }
