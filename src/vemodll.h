@@ -33,6 +33,8 @@
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 #include "media/mediareaders.h"
+#include "media/plugin_abi.h"
+#include "media/plugins.h"
 
 // Effects
 #include "effects/adjusteffects.h"
@@ -41,6 +43,7 @@
 #include "effects/keyeffects.h"
 #include "effects/keys.h"
 #include "effects/levels.h"
+#include "effects/plugineffects.h"
 
 // Clip engine
 #include "engine/clipblock.h"

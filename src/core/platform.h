@@ -10,12 +10,10 @@
 #include <string>
 #include <vector>
 
-struct RECT {
-  int32_t left = 0;
-  int32_t top = 0;
-  int32_t right = 0;
-  int32_t bottom = 0;
-};
+// RECT and HWND are shared with plugin libraries, so they are declared with the plugin interface.
+// HWND is the host's window: the engine never looks inside and hands it back to the host's
+// dialog interface (see dialogs.h); null means there is no window (batch use).
+#include "media/plugin_abi.h"
 
 struct POINT {
   int32_t x = 0;
@@ -32,11 +30,6 @@ using COLORREF = uint32_t;
 constexpr COLORREF RGB(uint8_t r, uint8_t g, uint8_t b) {
   return COLORREF(r) | (COLORREF(g) << 8) | (COLORREF(b) << 16);
 }
-
-// The host's window. The engine never looks inside; it hands the handle back to the host's
-// dialog interface (see dialogs.h). Null means there is no window (batch use).
-struct hostwindow;
-using HWND = hostwindow *;
 
 // The software drawing context on a surface (defined with the surfaces).
 class dc;

@@ -147,6 +147,14 @@ int effect::Save(FILE *f) {
 
 int effect::Load(FILE *f) {
   if (!f) return 0;
+  int ok = LoadPluginBlock(f);
+  // The variables load in every case, also after a refused block.
+  if (!tfLoad(f)) ok = 0;
+  return ok;
+}
+
+int effect::LoadPluginBlock(FILE *f) {
+  if (!f) return 0;
   int ok = 1;
   if (pluginblock && pluginblocksize) {
     std::memset(pluginblock, 0, pluginblocksize);
@@ -169,8 +177,6 @@ int effect::Load(FILE *f) {
       }
     }
   }
-  // The variables load in every case, also after a refused block.
-  if (!tfLoad(f)) ok = 0;
   return ok;
 }
 

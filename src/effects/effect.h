@@ -22,6 +22,7 @@
 #include "time/vemotime.h"
 
 class clip;
+class effio;
 class surface;
 class vemowin;
 struct KORSurface;
@@ -121,9 +122,22 @@ class effect : public vemotime {
   uint8_t *GetPluginBlock() const { return pluginblock; }
   uint32_t GetPluginBlockSize() const { return pluginblocksize; }
 
+  // ---- Plugin parameters (effects/plugineffects.cpp) ----
+  // Declares one variable per parameter record of `plugin`, in order: its key, ID, bounds and
+  // default, all-ones colours, and the kind from the record's flags (group 7, switch 8, both 15).
+  void InitializePluginVars(effio *plugin);
+  // Writes every record's value: the variable of its key at the tick count (the clock, not the
+  // clip time), or the record's default when the effect has no such variable.
+  void SetPluginVars(effio *plugin);
+
   VEMO_EFFECT_SWITCH_VARIABLES(VEMO_TV_DECLARE)
 
  protected:
+  // The first step of the effect record: the plugin parameter block, when the effect has one.
+  // 1, or 0 when it could not be read or was refused (the block is then zero). Load is this
+  // followed by the variables; plugin effects act on the block in between.
+  int LoadPluginBlock(FILE *f);
+
   clip *ownerclip = nullptr;
   vemowin *effwindow = nullptr;
   surface *effsurface = nullptr;

@@ -10,6 +10,7 @@
 #include "effects/adjusteffects.h"
 #include "effects/effect.h"
 #include "effects/keyeffects.h"
+#include "effects/plugineffects.h"
 
 namespace {
 
@@ -92,11 +93,11 @@ constexpr effecttype kTypes[] = {
     {526, V, kInterlacing, nullptr},  // effectInterlaceSFO
     {527, V, kInterlacing, nullptr},  // effectInterlaceFB1
     // Plugins: the wrapper asks for the plugin itself.
-    {122, V, kPluginEffects, nullptr},  // effectVideoPlugin
+    {122, V, kPluginEffects, effectVideoPlugin::Create},
     // Sound.
     {142, A, kAudioEffects, nullptr},   // effectVolPan
     {514, A, kAudioEffects, nullptr},   // effectCompEx4
-    {122, A, kPluginEffects, nullptr},  // effectAudioPlugin
+    {122, A, kPluginEffects, effectAudioPlugin::Create},
 };
 
 const effecttype *find(int type, effectkind kind) {

@@ -421,8 +421,11 @@ bool Show(ffvideo *v, KORSurface *dst) {
       v->sws_dw != dst->width || v->sws_dh != dst->height || v->sws_full != int(full) ||
       v->sws_space != space) {
     sws_freeContext(v->sws);
-    v->sws = sws_getContext(f->width, f->height, src, dst->width, dst->height, AV_PIX_FMT_BGRA, SWS_BILINEAR,
-                            nullptr, nullptr, nullptr);
+    // Accurate rounding also keeps the converter off its fast planar-to-RGB path, which leaves
+    // the last columns unwritten, or writes past the last row, when the width is not a multiple
+    // of 16.
+    v->sws = sws_getContext(f->width, f->height, src, dst->width, dst->height, AV_PIX_FMT_BGRA,
+                            SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
     if (!v->sws) return false;
     const AVPixFmtDescriptor *d = av_pix_fmt_desc_get(src);
     if (d && !(d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) && d->nb_components >= 3) {

@@ -12,13 +12,8 @@
 #include "core/vemo.h"
 #include "media/pix32.h"
 
-// The plain frame record handed to plugins and pixel helpers: pitch is in pixels, rows top-down.
-struct surf32 {
-  int32_t width;
-  int32_t height;
-  int32_t pitch;
-  pix32 *bits;
-};
+// surf32, the plain frame record handed to plugins and pixel helpers (pitch in pixels, rows
+// top-down), is declared with the plugin interface (media/plugin_abi.h, through pix32.h).
 
 class pixelator : public vemo {
  public:

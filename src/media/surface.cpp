@@ -245,6 +245,7 @@ surface::~surface() {
   }
   render = work = nullptr;
   cachecount = 0;
+  plugins->FreeAll();
 }
 
 // The logos are drawn in code and cached directly; no temporary file is needed.
@@ -253,12 +254,16 @@ void surface::LoadLogos() {
   CacheSurfaceInsert(LOGO_KEY_SECOND, MakeLogo(1));
 }
 
-// Every shared library in the program's folder and in the folders of $LUMIVAXEL_PLUGIN_PATH
-// (separated by ':') is offered to the plugin loader, each folder in name order.
+// Every shared library in the program's folder, in the build tree's plugin folder (where the
+// plugins of a program run from the build tree are) and in the folders of $LUMIVAXEL_PLUGIN_PATH
+// (separated by ':') is offered to the plugin loader, each folder in name order. A name met
+// again in a later folder is skipped by the loader.
 void surface::FindPlugins() {
-  if (!plugin_loader()) return;
   std::vector<std::string> dirs;
   if (const char *exe = ExeDir()) dirs.emplace_back(exe);
+#ifdef VEMO_PLUGIN_DIR
+  dirs.emplace_back(VEMO_PLUGIN_DIR "/");
+#endif
   if (const char *env = std::getenv("LUMIVAXEL_PLUGIN_PATH")) {
     std::string list = env;
     size_t start = 0;
@@ -286,7 +291,22 @@ void surface::FindPlugins() {
     char path[4096];
     for (const std::string &name : names) {
       std::snprintf(path, sizeof path, "%s%s", dir.c_str(), name.c_str());
-      plugin_loader()(*this, path);
+      if (plugin_loader())
+        plugin_loader()(*this, path);
+      else
+        LoadPlugin(path);
     }
   }
+}
+
+// ---- Plugins ----
+
+bool surface::LoadPlugin(const char *path) { return plugins->LoadPlugin(path); }
+
+imgio_export *surface::PopExportTypes(HWND hwnd, bool video, bool audio) {
+  return plugins->PopExportTypes(hwnd, video, audio);
+}
+
+KORPlugin *surface::PopPlugins(HWND hwnd, KORPlugin *list, int count) {
+  return pluginlists::PopPlugins(hwnd, list, count);
 }

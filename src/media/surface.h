@@ -18,12 +18,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/platform.h"
 #include "media/pix32.h"
 #include "media/pixelator.h"
+#include "media/plugins.h"
 
 class vemowin;
 
@@ -100,8 +102,9 @@ class surface : public pixelator {
   // surface manager is constructed; an empty function shows nothing.
   using progress_fn = std::function<void(const char *text)>;
   static void SetProgressCallback(progress_fn fn);
-  // Offered each plugin candidate found at start-up (folder + file name); return true when the
-  // library was taken. Unset: candidates are ignored.
+  // Offered each plugin candidate found at start-up (folder + file name) instead of the surface
+  // manager's own loader; return true when the library was taken. Unset: every candidate goes
+  // to LoadPlugin. A hook that wants a candidate loaded hands it to owner.Plugins().LoadPlugin.
   using plugin_fn = std::function<bool(surface &owner, const char *path)>;
   static void SetPluginLoader(plugin_fn fn);
 
@@ -197,10 +200,21 @@ class surface : public pixelator {
   bool CacheSurfaceInsert(int key, KORSurface *s);
   int CacheCount() const { return cachecount; }
 
+  // ---- Plugins ----
+  // The plugin libraries found at start-up: "*.so" in the program's folder, in the build tree's
+  // plugin folder and in the folders of $LUMIVAXEL_PLUGIN_PATH (separated by ':'). They are freed
+  // with the surface manager.
+  pluginlists &Plugins() { return *plugins; }
+  // Offers the export plugins that can encode the requested kinds; the chosen object or null.
+  imgio_export *PopExportTypes(HWND hwnd, bool video, bool audio);
+  // Offers the records of a list by their descriptions; the chosen record or null.
+  KORPlugin *PopPlugins(HWND hwnd, KORPlugin *list, int count);
+
  private:
   void Progress(const char *text);
   void LoadLogos();
   void FindPlugins();
+  bool LoadPlugin(const char *path);
 
   bool backend = false;
   HWND owner = nullptr;
@@ -210,4 +224,5 @@ class surface : public pixelator {
   int cachekeys[CACHE_SIZE] = {};
   KORSurface *cachesurfaces[CACHE_SIZE] = {};
   int cachecount = 0;
+  std::unique_ptr<pluginlists> plugins = std::make_unique<pluginlists>();
 };

@@ -165,16 +165,21 @@ TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   d.choice_answer = 0;
   EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 0);
   EXPECT_EQ(d.title, "Effect");
-  ASSERT_EQ(d.offered.size(), kBuilt.size());
+  // The built types and, last, the plugin effects.
+  ASSERT_EQ(d.offered.size(), kBuilt.size() + 1);
   EXPECT_EQ(d.offered.front(), "Basic Effects > Opacity");
+  EXPECT_EQ(d.offered.back(), "Plugin Effects > Plugin Effects");
   int chosen_rgb = 0;
   for (size_t i = 0; i < d.offered.size(); ++i)
     if (d.offered[i] == "Video Effects > RGB Key Color Excluded") chosen_rgb = int(i) + 1;
   ASSERT_GT(chosen_rgb, 0);
   d.choice_answer = chosen_rgb;
   EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 253);
-  // No sound effect is built yet: nothing to offer, nothing chosen.
-  EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, true), 0);
+  // Of the sound effects only the plugin effects are built yet.
+  d.choice_answer = 1;
+  EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, true), 122);
+  EXPECT_EQ(d.offered, std::vector<std::string>{"Plugin Effects > Plugin Effects"});
+  EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, false), 0);
   SetDialogs(nullptr);
 }
 

@@ -1,0 +1,456 @@
+// A file writer on FFmpeg's encoders and muxers: stream set-up, picture and sound conversion,
+// and a close that finishes the file on every path.
+#include "ffexport.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
+#include <libswscale/swscale.h>
+}
+
+namespace {
+
+constexpr int kMaxSide = 16384;
+constexpr double kMaxRate = 1000.0;
+
+const AVCodec *FirstEncoder(const ffvideocodec &c) {
+  for (const char *name : c.encoders)
+    if (const AVCodec *codec = avcodec_find_encoder_by_name(name)) return codec;
+  return nullptr;
+}
+
+// A whole number in [lo, hi] from the text; false for anything else.
+bool ParseInt(const char *text, int lo, int hi, int *out) {
+  if (!text || !text[0]) return false;
+  char *end = nullptr;
+  errno = 0;
+  const long v = std::strtol(text, &end, 10);
+  if (errno || *end || v < lo || v > hi) return false;
+  *out = int(v);
+  return true;
+}
+
+std::string AvError(int rc) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(rc, text, sizeof text);
+  return text;
+}
+
+}  // namespace
+
+ffexport::ffexport(ffexportformat f) : format(std::move(f)) {
+  SetDescription(format.description);
+  SetFileTypes(format.filetypes);
+  SetExtension(format.extension);
+  SetOptionsText(format.options);
+  // The default coding is the first whose encoder this FFmpeg has.
+  for (size_t i = 0; i < format.videocodecs.size(); ++i)
+    if (FirstEncoder(format.videocodecs[i])) {
+      codec = int(i);
+      break;
+    }
+  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+}
+
+ffexport::~ffexport() { Close(); }
+
+bool ffexport::Fail(const std::string &why) {
+  lasterror = why;
+  return false;
+}
+
+const char *ffexport::VideoEncoderName() const {
+  if (!encodername.empty()) return encodername.c_str();
+  if (format.videocodecs.empty()) return "";
+  const AVCodec *c = FirstEncoder(format.videocodecs[size_t(codec)]);
+  return c ? c->name : "";
+}
+
+bool ffexport::CanEncode(bool audio, bool video) {
+  if (!audio && !video) return false;
+  if (video && (format.videocodecs.empty() || !FirstEncoder(format.videocodecs[size_t(codec)]))) return false;
+  if (audio && (!format.audioencoder || !avcodec_find_encoder_by_name(format.audioencoder))) return false;
+  return true;
+}
+
+int ffexport::SetOption(const char *name, const char *value) {
+  if (!name || !value) return 0;
+  if (strcasecmp(name, "codec") == 0) {
+    for (size_t i = 0; i < format.videocodecs.size(); ++i)
+      if (strcasecmp(value, format.videocodecs[i].option) == 0 && FirstEncoder(format.videocodecs[i])) {
+        codec = int(i);
+        return 1;
+      }
+    return 0;
+  }
+  // Quality settings are taken only by formats with an encoder that reads them.
+  auto uses = [this](const char *encoder) {
+    for (const ffvideocodec &c : format.videocodecs)
+      for (const char *e : c.encoders)
+        if (std::strcmp(e, encoder) == 0) return true;
+    return false;
+  };
+  if (strcasecmp(name, "qscale") == 0 && (uses("mjpeg") || uses("mpeg4")))
+    return ParseInt(value, 1, 31, &qscale) ? 1 : 0;
+  if (strcasecmp(name, "crf") == 0 && uses("libx264")) return ParseInt(value, 0, 51, &crf) ? 1 : 0;
+  if (strcasecmp(name, "abitrate") == 0 && format.audioencoder &&
+      std::strcmp(format.audioencoder, "aac") == 0)
+    return ParseInt(value, 32, 512, &abitrate) ? 1 : 0;
+  return 0;
+}
+
+int ffexport::GetLastError(char *buffer, int size) {
+  if (lasterror.empty() || !buffer || size < 1) return 0;
+  const size_t n = std::min(lasterror.size(), size_t(size - 1));
+  std::memcpy(buffer, lasterror.data(), n);
+  buffer[n] = 0;
+  return 1;
+}
+
+// ---- Opening ----
+
+int ffexport::Open(HWND) {
+  Close();
+  lasterror.clear();
+  failed = false;
+  char file[kTextSize];
+  if (!GetFileName(file, sizeof file)) return Fail("no output file name"), 0;
+  int hv = 0, ha = 0;
+  GetHasVideo(&hv);
+  GetHasAudio(&ha);
+  const bool video = hv != 0, audio = ha != 0;
+  if (!video && !audio) return Fail("neither pictures nor sound to write"), 0;
+  if (video && format.videocodecs.empty()) return Fail("this format holds no pictures"), 0;
+  if (audio && !format.audioencoder) return Fail("this format holds no sound"), 0;
+  int w = 0, h = 0;
+  double rate = 0.0;
+  if (video) {
+    GetWidth(&w);
+    GetHeight(&h);
+    GetFramesPerSecond(&rate);
+    if (w < 1 || h < 1 || w > kMaxSide || h > kMaxSide) return Fail("picture size out of range"), 0;
+    if (!(rate > 0.0 && rate <= kMaxRate)) return Fail("frame rate out of range"), 0;
+  }
+
+  if (avformat_alloc_output_context2(&oc, nullptr, format.muxer, file) < 0 || !oc) {
+    oc = nullptr;
+    return Fail(std::string("no muxer ") + format.muxer), 0;
+  }
+  // The descriptive items go into the container's tags.
+  const struct {
+    int (imgio::*get)(char *, int) const;
+    const char *tag;
+  } tags[] = {{&imgio::GetTitle, "title"},
+              {&imgio::GetAuthor, "artist"},
+              {&imgio::GetCopyright, "copyright"},
+              {&imgio::GetComment, "comment"},
+              {&imgio::GetTool, "encoder"}};
+  for (const auto &t : tags) {
+    char text[kTextSize];
+    if ((this->*t.get)(text, sizeof text)) av_dict_set(&oc->metadata, t.tag, text, 0);
+  }
+
+  bool ok = (!video || OpenVideo(w, h, rate)) && (!audio || OpenAudio());
+  if (ok && !(pkt = av_packet_alloc())) ok = Fail("out of memory");
+  bool created = false;
+  if (ok && !(oc->oformat->flags & AVFMT_NOFILE)) {
+    const int rc = avio_open(&oc->pb, file, AVIO_FLAG_WRITE);
+    if (rc < 0)
+      ok = Fail(std::string("cannot create ") + file + ": " + AvError(rc));
+    else
+      created = true;
+  }
+  if (ok) {
+    const int rc = avformat_write_header(oc, nullptr);
+    if (rc < 0) ok = Fail("cannot start the file: " + AvError(rc));
+  }
+  if (!ok) {
+    Free();
+    // A file without its header is no file of this format: it is not left behind.
+    if (created) unlink(file);
+    return 0;
+  }
+  headerwritten = true;
+  lastindex = -1;
+  audiopos = 0;
+  pending.clear();
+  return 1;
+}
+
+bool ffexport::OpenVideo(int w, int h, double rate) {
+  const ffvideocodec &c = format.videocodecs[size_t(codec)];
+  const AVCodec *enc = FirstEncoder(c);
+  if (!enc) return Fail(std::string("no encoder for ") + c.option);
+  encodername = enc->name;
+  const bool yuv420 = c.pixfmt == AV_PIX_FMT_YUV420P;
+  // 4:2:0 pictures are converted at even sides, so the chroma of an odd last column or row comes
+  // from that column or row alone; the codec then takes the odd size or, if it needs even sides,
+  // the padded one.
+  convwidth = yuv420 ? (w + 1) & ~1 : w;
+  convheight = yuv420 ? (h + 1) & ~1 : h;
+  const int ew = c.evensides ? convwidth : w;
+  const int eh = c.evensides ? convheight : h;
+  const AVRational fr = av_d2q(rate, 65535);
+  if (fr.num <= 0 || fr.den <= 0) return Fail("frame rate out of range");
+
+  vst = avformat_new_stream(oc, nullptr);
+  venc = avcodec_alloc_context3(enc);
+  if (!vst || !venc) return Fail("out of memory");
+  venc->width = ew;
+  venc->height = eh;
+  venc->framerate = fr;
+  venc->time_base = av_inv_q(fr);
+  venc->pix_fmt = c.pixfmt;
+  venc->sample_aspect_ratio = AVRational{1, 1};
+  const std::string name = enc->name;
+  if (yuv420) {
+    venc->colorspace = AVCOL_SPC_SMPTE170M;
+    venc->color_primaries = AVCOL_PRI_SMPTE170M;
+    venc->color_trc = AVCOL_TRC_SMPTE170M;
+    // Motion JPEG codes the full range of levels; the video codecs the studio range.
+    venc->color_range = name == "mjpeg" ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  }
+  if (name == "mjpeg" || name == "mpeg4") {
+    venc->flags |= AV_CODEC_FLAG_QSCALE;
+    venc->global_quality = FF_QP2LAMBDA * qscale;
+    venc->gop_size = 12;
+  } else if (name == "libx264") {
+    av_opt_set(venc->priv_data, "preset", "veryfast", 0);
+    av_opt_set_double(venc->priv_data, "crf", crf, 0);
+  }
+  if (oc->oformat->flags & AVFMT_GLOBALHEADER) venc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  int rc = avcodec_open2(venc, enc, nullptr);
+  if (rc < 0) return Fail("cannot start " + name + ": " + AvError(rc));
+  if (avcodec_parameters_from_context(vst->codecpar, venc) < 0) return Fail("out of memory");
+  vst->time_base = venc->time_base;
+  vst->avg_frame_rate = fr;
+  vst->r_frame_rate = fr;
+
+  vframe = av_frame_alloc();
+  if (!vframe) return Fail("out of memory");
+  vframe->format = c.pixfmt;
+  vframe->width = convwidth;
+  vframe->height = convheight;
+  if (av_frame_get_buffer(vframe, 0) < 0) return Fail("out of memory");
+  width = w;
+  height = h;
+  return true;
+}
+
+bool ffexport::OpenAudio() {
+  const AVCodec *enc = avcodec_find_encoder_by_name(format.audioencoder);
+  if (!enc) return Fail(std::string("no encoder ") + format.audioencoder);
+  ast = avformat_new_stream(oc, nullptr);
+  aenc = avcodec_alloc_context3(enc);
+  if (!ast || !aenc) return Fail("out of memory");
+  aenc->sample_fmt = enc->sample_fmts ? enc->sample_fmts[0] : AV_SAMPLE_FMT_S16;
+  aenc->sample_rate = INTERNAL_RATE;
+  av_channel_layout_default(&aenc->ch_layout, 2);
+  aenc->time_base = AVRational{1, INTERNAL_RATE};
+  aenc->bit_rate = int64_t(abitrate) * 1000;
+  if (oc->oformat->flags & AVFMT_GLOBALHEADER) aenc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  const int rc = avcodec_open2(aenc, enc, nullptr);
+  if (rc < 0) return Fail(std::string("cannot start ") + enc->name + ": " + AvError(rc));
+  if (avcodec_parameters_from_context(ast->codecpar, aenc) < 0) return Fail("out of memory");
+  ast->time_base = aenc->time_base;
+  aframe = av_frame_alloc();
+  if (!aframe) return Fail("out of memory");
+  return true;
+}
+
+// ---- Writing ----
+
+bool ffexport::Encode(AVCodecContext *enc, AVStream *st, AVFrame *f) {
+  int rc = avcodec_send_frame(enc, f);
+  if (rc < 0 && rc != AVERROR_EOF) return Fail("encoding failed: " + AvError(rc));
+  for (;;) {
+    rc = avcodec_receive_packet(enc, pkt);
+    if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return true;
+    if (rc < 0) return Fail("encoding failed: " + AvError(rc));
+    av_packet_rescale_ts(pkt, enc->time_base, st->time_base);
+    pkt->stream_index = st->index;
+    rc = av_interleaved_write_frame(oc, pkt);
+    if (rc < 0) return Fail("writing failed: " + AvError(rc));
+  }
+}
+
+bool ffexport::FillVideoFrame(const surf32 *frame) {
+  // The frame is converted at the conversion size and handed on at the coded size.
+  vframe->width = convwidth;
+  vframe->height = convheight;
+  if (av_frame_make_writable(vframe) < 0) return Fail("out of memory");
+  vframe->width = venc->width;
+  vframe->height = venc->height;
+  const int ew = convwidth, eh = convheight;
+  const pix32 *src = frame->bits;
+  int srcw = frame->width, srch = frame->height, pitch = frame->pitch;
+  // A frame of the stream's size is padded to the conversion size by repeating its last column
+  // or row.
+  if (srcw == width && srch == height && (ew != width || eh != height)) {
+    staging.resize(size_t(ew) * eh);
+    for (int y = 0; y < eh; ++y) {
+      const pix32 *row = frame->bits + size_t(std::min(y, srch - 1)) * frame->pitch;
+      pix32 *out = staging.data() + size_t(y) * ew;
+      std::copy(row, row + srcw, out);
+      std::fill(out + srcw, out + ew, row[srcw - 1]);
+    }
+    src = staging.data();
+    srcw = ew;
+    srch = eh;
+    pitch = ew;
+  }
+  if (vframe->format == AV_PIX_FMT_BGR24 && srcw == ew && srch == eh) {
+    for (int y = 0; y < eh; ++y) {
+      const pix32 *in = src + size_t(y) * pitch;
+      uint8_t *out = vframe->data[0] + size_t(y) * vframe->linesize[0];
+      for (int x = 0; x < ew; ++x, out += 3) {
+        out[0] = in[x].b;
+        out[1] = in[x].g;
+        out[2] = in[x].r;
+      }
+    }
+    return true;
+  }
+  // The converter is made once per source size, with BT.601 coefficients and the codec's range.
+  if (!sws || srcw != swswidth || srch != swsheight) {
+    sws_freeContext(sws);
+    sws = sws_getContext(srcw, srch, AV_PIX_FMT_BGRA, ew, eh, AVPixelFormat(vframe->format),
+                         SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
+    if (!sws) return Fail("no picture converter");
+    swswidth = srcw;
+    swsheight = srch;
+    const int full = venc->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
+    const int *coefs = sws_getCoefficients(SWS_CS_ITU601);
+    sws_setColorspaceDetails(sws, coefs, 1, coefs, full, 0, 1 << 16, 1 << 16);
+  }
+  const uint8_t *planes[1] = {reinterpret_cast<const uint8_t *>(src)};
+  const int strides[1] = {pitch * 4};
+  sws_scale(sws, planes, strides, 0, srch, vframe->data, vframe->linesize);
+  return true;
+}
+
+int ffexport::PutVideo(int index, surf32 *frame) {
+  if (!venc || !headerwritten) return Fail("no picture stream is open"), 0;
+  if (!frame || !frame->bits || frame->width < 1 || frame->height < 1 || frame->pitch < frame->width)
+    return Fail("not a frame"), 0;
+  if (index <= lastindex) return Fail("frames must come in order"), 0;
+  if (!FillVideoFrame(frame)) return 0;
+  vframe->pts = index;
+  lastindex = index;
+  if (!Encode(venc, vst, vframe)) {
+    failed = true;
+    return 0;
+  }
+  return 1;
+}
+
+// Encodes the first `frames` sample frames of the pending sound; sound missing at the end (the
+// last block of a fixed-size encoder) is silence.
+bool ffexport::EncodeAudioBlock(int frames) {
+  av_frame_unref(aframe);
+  aframe->format = aenc->sample_fmt;
+  aframe->sample_rate = aenc->sample_rate;
+  if (av_channel_layout_copy(&aframe->ch_layout, &aenc->ch_layout) < 0) return Fail("out of memory");
+  aframe->nb_samples = frames;
+  if (av_frame_get_buffer(aframe, 0) < 0) return Fail("out of memory");
+  const int have = std::min(frames, int(pending.size() / 2));
+  const int16_t *in = pending.data();
+  switch (aenc->sample_fmt) {
+    case AV_SAMPLE_FMT_S16: {
+      auto *out = reinterpret_cast<int16_t *>(aframe->data[0]);
+      std::copy(in, in + size_t(have) * 2, out);
+      std::fill(out + size_t(have) * 2, out + size_t(frames) * 2, int16_t(0));
+      break;
+    }
+    case AV_SAMPLE_FMT_FLTP: {
+      auto *left = reinterpret_cast<float *>(aframe->data[0]);
+      auto *right = reinterpret_cast<float *>(aframe->data[1]);
+      for (int i = 0; i < frames; ++i) {
+        left[i] = i < have ? float(in[2 * i]) * (1.0f / 32768.0f) : 0.0f;
+        right[i] = i < have ? float(in[2 * i + 1]) * (1.0f / 32768.0f) : 0.0f;
+      }
+      break;
+    }
+    default:
+      return Fail("unexpected sound encoder format");
+  }
+  pending.erase(pending.begin(), pending.begin() + ptrdiff_t(have) * 2);
+  aframe->pts = audiopos;
+  audiopos += frames;
+  return Encode(aenc, ast, aframe);
+}
+
+int ffexport::PutAudio(int, short *samples, int bytes) {
+  if (!aenc || !headerwritten) return Fail("no sound stream is open"), 0;
+  if (!samples || bytes < 0) return Fail("no sound"), 0;
+  const int frames = bytes / INTERNAL_BYTES_PER_FRAME;
+  pending.insert(pending.end(), samples, samples + size_t(frames) * 2);
+  const bool fixed = aenc->frame_size > 0 && !(aenc->codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
+  bool ok = true;
+  if (!fixed) {
+    if (!pending.empty()) ok = EncodeAudioBlock(int(pending.size() / 2));
+  } else {
+    while (ok && int(pending.size() / 2) >= aenc->frame_size) ok = EncodeAudioBlock(aenc->frame_size);
+  }
+  if (!ok) {
+    failed = true;
+    return 0;
+  }
+  return 1;
+}
+
+// ---- Closing ----
+
+int ffexport::Close() {
+  if (!oc) return 1;
+  bool ok = !failed;
+  if (headerwritten) {
+    if (aenc) {
+      if (!pending.empty()) {
+        int n = int(pending.size() / 2);
+        if (aenc->frame_size > 0 && !(aenc->codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME))
+          n = aenc->frame_size;
+        if (!EncodeAudioBlock(n)) ok = false;
+      }
+      if (!Encode(aenc, ast, nullptr)) ok = false;
+    }
+    if (venc && !Encode(venc, vst, nullptr)) ok = false;
+    const int rc = av_write_trailer(oc);
+    if (rc < 0) ok = Fail("cannot finish the file: " + AvError(rc));
+  }
+  if (oc->pb && avio_closep(&oc->pb) < 0) ok = Fail("cannot close the file");
+  Free();
+  return ok ? 1 : 0;
+}
+
+void ffexport::Free() {
+  sws_freeContext(sws);
+  sws = nullptr;
+  swswidth = swsheight = 0;
+  av_packet_free(&pkt);
+  av_frame_free(&vframe);
+  av_frame_free(&aframe);
+  avcodec_free_context(&venc);
+  avcodec_free_context(&aenc);
+  if (oc) {
+    if (oc->pb) avio_closep(&oc->pb);
+    avformat_free_context(oc);
+  }
+  oc = nullptr;
+  vst = ast = nullptr;
+  headerwritten = false;
+  encodername.clear();
+  staging.clear();
+  pending.clear();
+}

@@ -1,0 +1,205 @@
+// Plugin loading: the imgio texts and numbers, sorting libraries by their entries, names loaded
+// once, refused libraries, the choice of export plugins, lookup by name and file type, and the
+// surface manager's start-up.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/vemowin.h"
+#include "media/plugins.h"
+#include "media/surface.h"
+#include "plugins/plugintest.h"
+#include "support/wavfile.h"
+
+using plugtest::BuiltPlugin;
+using plugtest::FixturePlugin;
+
+namespace {
+
+class bareexport : public imgio_export {
+ public:
+  int Open(HWND) override { return 1; }
+  int Close() override { return 1; }
+  int SetOption(const char *, const char *) override { return 0; }
+  int GetLastError(char *, int) override { return 0; }
+};
+
+bool Resident(const std::string &path) {
+  void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (h) dlclose(h);
+  return h != nullptr;
+}
+
+}  // namespace
+
+TEST(Imgio, TextsMustFitWithTheirZeroAndGettersMustHaveRoom) {
+  bareexport io;
+  char buffer[600];
+  EXPECT_EQ(io.GetTitle(buffer, sizeof buffer), 0);  // nothing set yet
+  EXPECT_EQ(io.SetTitle(std::string(500, 't').c_str()), 0);
+  EXPECT_EQ(io.GetTitle(buffer, sizeof buffer), 0);
+  EXPECT_EQ(io.SetTitle(std::string(499, 't').c_str()), 1);
+  ASSERT_EQ(io.GetTitle(buffer, sizeof buffer), 1);
+  EXPECT_EQ(std::string(buffer), std::string(499, 't'));
+  EXPECT_EQ(io.SetTitle(""), 0);
+
+  ASSERT_EQ(io.SetComment("0123456789"), 1);
+  EXPECT_EQ(io.GetComment(buffer, 10), 0);
+  ASSERT_EQ(io.SetComment("012345678"), 1);
+  ASSERT_EQ(io.GetComment(buffer, 10), 1);
+  EXPECT_STREQ(buffer, "012345678");
+
+  double fps = 0;
+  int width = 0;
+  EXPECT_EQ(io.GetFramesPerSecond(&fps), 0);
+  // An empty file name is refused, the five numbers are stored all the same.
+  EXPECT_EQ(io.SetInfo("", 1, 320, 240, 12.5, 0), 0);
+  EXPECT_EQ(io.GetFileName(buffer, sizeof buffer), 0);
+  ASSERT_EQ(io.GetWidth(&width), 1);
+  EXPECT_EQ(width, 320);
+  ASSERT_EQ(io.GetFramesPerSecond(&fps), 1);
+  EXPECT_EQ(fps, 12.5);
+}
+
+TEST(PluginLists, EachLibraryCountsAsTheKindOfItsFirstEntry) {
+  pluginlists lists;
+  // Export and video entries: only the export counts.
+  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
+  // A video entry that makes nothing, then a sound entry: a sound effect plugin.
+  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_nullvideo_audio.so").c_str()));
+  // An export entry that makes nothing is refused, although a video entry would have worked.
+  EXPECT_FALSE(lists.LoadPlugin(FixturePlugin("fx_nullexport.so").c_str()));
+  EXPECT_FALSE(lists.LoadPlugin(FixturePlugin("fx_noentry.so").c_str()));
+  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_params.so").c_str()));
+  // Files that are no libraries, or no files at all.
+  fixtures::temp_dir dir;
+  std::ofstream(dir.file("junk.so")) << "this is text, not a shared library";
+  EXPECT_FALSE(lists.LoadPlugin(dir.file("junk.so").c_str()));
+  EXPECT_FALSE(lists.LoadPlugin(dir.file("missing.so").c_str()));
+  EXPECT_FALSE(lists.LoadPlugin(""));
+
+  ASSERT_EQ(lists.ExportCount(), 1);
+  EXPECT_STREQ(lists.Exports()[0].filename, "fx_both.so");
+  EXPECT_STREQ(lists.Exports()[0].description, "Fixture Export (pictures only)");
+  ASSERT_NE(lists.Exports()[0].object, nullptr);
+  ASSERT_EQ(lists.AudioEffectCount(), 1);
+  EXPECT_STREQ(lists.AudioEffects()[0].filename, "fx_nullvideo_audio.so");
+  EXPECT_STREQ(lists.AudioEffects()[0].description, "Fixture Audio Effect");
+  EXPECT_EQ(lists.AudioEffects()[0].object, nullptr);
+  ASSERT_EQ(lists.VideoEffectCount(), 1);
+  EXPECT_STREQ(lists.VideoEffects()[0].filename, "fx_params.so");
+  EXPECT_EQ(lists.Count(pluginlists::kImport), 0);
+
+  // Refused libraries are unloaded at once; taken ones stay until the lists are freed.
+  EXPECT_FALSE(Resident(FixturePlugin("fx_nullexport.so")));
+  EXPECT_FALSE(Resident(FixturePlugin("fx_noentry.so")));
+  EXPECT_TRUE(Resident(FixturePlugin("fx_both.so")));
+  lists.FreeAll();
+  EXPECT_EQ(lists.ExportCount() + lists.VideoEffectCount() + lists.AudioEffectCount(), 0);
+  EXPECT_FALSE(Resident(FixturePlugin("fx_both.so")));
+}
+
+TEST(PluginLists, AFileNameLoadsOnceWhateverItsCaseAndFolder) {
+  fixtures::temp_dir a, b;
+  ASSERT_TRUE(plugtest::CopyFile(BuiltPlugin("invert.so"), a.file("Fx.so")));
+  ASSERT_TRUE(plugtest::CopyFile(FixturePlugin("fx_params.so"), b.file("fX.so")));
+  pluginlists lists;
+  EXPECT_TRUE(lists.LoadPlugin(a.file("Fx.so").c_str()));
+  EXPECT_TRUE(lists.LoadPlugin(b.file("fX.so").c_str()));  // taken as loaded already
+  ASSERT_EQ(lists.VideoEffectCount(), 1);
+  EXPECT_STREQ(lists.VideoEffects()[0].filename, "Fx.so");
+  EXPECT_STREQ(lists.VideoEffects()[0].description, "Invert");
+  EXPECT_FALSE(Resident(b.file("fX.so")));
+  // The name is looked for in every list, also when the first one was an export plugin.
+  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
+  EXPECT_TRUE(lists.LoadPlugin(b.file("FX_BOTH.so").c_str()));
+  EXPECT_EQ(lists.VideoEffectCount(), 1);
+  EXPECT_EQ(lists.ExportCount(), 1);
+}
+
+class ExportChoice : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char *name : {"avi.so", "mp4.so", "wav.so", "images.so"})
+      ASSERT_TRUE(lists.LoadPlugin(BuiltPlugin(name).c_str())) << name;
+    ASSERT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
+  }
+  std::vector<std::string> Offered(bool video, bool audio) {
+    dialogs.offered.clear();
+    lists.PopExportTypes(nullptr, video, audio);
+    return dialogs.offered;
+  }
+  plugtest::recording_dialogs dialogs;
+  pluginlists lists;
+};
+
+TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
+  const std::string avi = lists.Exports()[0].description, mp4 = lists.Exports()[1].description,
+                    wav = lists.Exports()[2].description, images = lists.Exports()[3].description,
+                    fixture = lists.Exports()[4].description;
+  EXPECT_EQ(Offered(true, true), (std::vector<std::string>{avi, mp4}));
+  EXPECT_EQ(Offered(true, false), (std::vector<std::string>{avi, mp4, images, fixture}));
+  EXPECT_EQ(Offered(false, true), (std::vector<std::string>{avi, mp4, wav}));
+  // Nothing to make: no menu at all.
+  const int before = dialogs.chooses;
+  EXPECT_EQ(lists.PopExportTypes(nullptr, false, false), nullptr);
+  EXPECT_EQ(dialogs.chooses, before);
+
+  // The answer counts among the offered entries, not among all plugins.
+  dialogs.choice_answer = 3;
+  EXPECT_EQ(lists.PopExportTypes(nullptr, false, true), lists.Exports()[2].object);
+  dialogs.choice_answer = 0;
+  EXPECT_EQ(lists.PopExportTypes(nullptr, true, false), nullptr);
+}
+
+TEST_F(ExportChoice, FindsExportPluginsByNameAndByFileType) {
+  KORPlugin *avi = &lists.Exports()[0], *wav = &lists.Exports()[2], *images = &lists.Exports()[3];
+  EXPECT_EQ(lists.FindExport("AVI"), avi);
+  EXPECT_EQ(lists.FindExport("avi.so"), avi);
+  EXPECT_EQ(lists.FindExport(".wav"), wav);
+  EXPECT_EQ(lists.FindExport("images"), images);
+  EXPECT_EQ(lists.FindExport("png"), images);  // its extension
+  EXPECT_EQ(lists.FindExport("Fixture Export (pictures only)"), &lists.Exports()[4]);
+  EXPECT_EQ(lists.FindExport("mkv"), nullptr);
+  EXPECT_EQ(lists.FindExport(""), nullptr);
+
+  EXPECT_EQ(lists.FindExportForFile("/out/clip.AVI"), avi);
+  EXPECT_EQ(lists.FindExportForFile("shot.bmp"), images);  // the second of its patterns
+  EXPECT_EQ(lists.FindExportForFile("dir.wav/noext"), nullptr);
+  EXPECT_EQ(lists.FindExportForFile("clip.mkv"), nullptr);
+}
+
+TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
+  vemowin context;
+  {
+    surface manager(&context, nullptr);
+    pluginlists &lists = manager.Plugins();
+    EXPECT_NE(lists.FindExport("avi"), nullptr);
+    EXPECT_NE(lists.FindExport("mp4"), nullptr);
+    EXPECT_NE(lists.FindExport("wav"), nullptr);
+    EXPECT_NE(lists.FindExport("images"), nullptr);
+    EXPECT_NE(lists.FindByFileName(pluginlists::kVideo, "invert.so"), nullptr);
+    EXPECT_TRUE(Resident(BuiltPlugin("invert.so")));
+  }
+  // The surface manager frees what it loaded.
+  EXPECT_FALSE(Resident(BuiltPlugin("invert.so")));
+
+  std::vector<std::string> offered;
+  surface::SetPluginLoader([&offered](surface &, const char *path) {
+    offered.emplace_back(path);
+    return false;
+  });
+  {
+    surface manager(&context, nullptr);
+    EXPECT_EQ(manager.Plugins().ExportCount(), 0);
+  }
+  surface::SetPluginLoader(nullptr);
+  bool saw_avi = false;
+  for (const std::string &p : offered) saw_avi |= p.size() >= 7 && p.compare(p.size() - 7, 7, "/avi.so") == 0;
+  EXPECT_TRUE(saw_avi);
+}

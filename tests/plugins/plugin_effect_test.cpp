@@ -1,0 +1,278 @@
+// Plugin effects: the factory's choice of plugin, parameters as variables, the per-frame call
+// with the sample Invert plugin, the effect record naming its library, and the wrapper's life
+// beyond the plugin lists.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "core/clock.h"
+#include "core/vemowin.h"
+#include "effects/plugineffects.h"
+#include "media/surface.h"
+#include "plugins/plugintest.h"
+#include "time/memfile.h"
+#include "time/timefloat.h"
+
+using plugtest::FixturePlugin;
+
+namespace {
+
+// A surface manager with the plugin folder's libraries (Invert the only video effect), and
+// optionally some test plugins more.
+class PluginEffect : public ::testing::Test {
+ protected:
+  void SetUp() override { manager = std::make_unique<surface>(&context, nullptr); }
+  void Add(const char *fixture) {
+    ASSERT_TRUE(manager->Plugins().LoadPlugin(FixturePlugin(fixture).c_str()));
+  }
+  std::unique_ptr<effectVideo> Video() {
+    return std::unique_ptr<effectVideo>(effectVideo::EffectNew(122, nullptr, &context, manager.get()));
+  }
+  effectVideoPlugin *AsPlugin(const std::unique_ptr<effectVideo> &e) {
+    return dynamic_cast<effectVideoPlugin *>(e.get());
+  }
+  // Chooses the plugin of that description among several.
+  std::unique_ptr<effectVideo> VideoChosen(const char *description) {
+    pluginlists &lists = manager->Plugins();
+    dialogs.choice_answer = 0;
+    for (int i = 0; i < lists.VideoEffectCount(); ++i)
+      if (std::string(lists.VideoEffects()[i].description) == description) dialogs.choice_answer = i + 1;
+    return Video();
+  }
+
+  plugtest::recording_dialogs dialogs;
+  vemowin context;
+  std::unique_ptr<surface> manager;
+};
+
+// A locked w x h surface whose pixels the test knows.
+struct picture {
+  picture(int w, int h) : s(surface::SurfaceCreate(w, h)) { surface::SurfaceDataLock(s, &lk); }
+  ~picture() {
+    surface::SurfaceDataUnlock(&lk);
+    surface::SurfaceDelete(s);
+  }
+  pix32 &at(int x, int y) { return lk.bits[size_t(y) * lk.pitch + x]; }
+  KORSurface *s;
+  surf lk;
+};
+
+bool Resident(const std::string &path) {
+  void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (h) dlclose(h);
+  return h != nullptr;
+}
+
+pix32 Known(int x, int y) {
+  return pix32(uint8_t(x * 40 + 3), uint8_t(y * 50 + 1), uint8_t(x * y * 9), uint8_t(90 + x));
+}
+
+}  // namespace
+
+TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAsking) {
+  auto e = Video();
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(dialogs.chooses, 0);
+  EXPECT_EQ(e->GetID(), 122);
+  ASSERT_NE(AsPlugin(e), nullptr);
+  ASSERT_NE(AsPlugin(e)->GetPlugin(), nullptr);
+  EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "invert.so");
+  // The plugin's parameters joined the effect's own variables.
+  timefloatmgr &vars = e->GetTimeFloatMgr();
+  EXPECT_NE(vars.GetTimeFloatPointer("IDS_EFF_L"), nullptr);
+  ASSERT_NE(vars.GetTimeFloatPointer("INVERT_AMOUNT"), nullptr);
+  EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_AMOUNT")->GetDefault(), 1.0);
+  EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_VARS")->GetKind(), 7u);
+  EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_ALPHA")->GetKind(), 8u);
+}
+
+TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
+  Add("fx_params.so");
+  Add("fx_once.so");  // its entry gave its one object to the loader
+  EXPECT_EQ(VideoChosen("nothing"), nullptr);
+  EXPECT_EQ(dialogs.offered,
+            (std::vector<std::string>{"Invert", "Fixture Video Effect", "Fixture Video Effect"}));
+
+  dialogs.choice_answer = 2;
+  auto e = Video();
+  ASSERT_NE(e, nullptr);
+  EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "fx_params.so");
+
+  // A plugin whose entry makes no object now offers no effect interface: told, and no effect.
+  dialogs.choice_answer = 3;
+  const int boxes = dialogs.boxes_shown;
+  EXPECT_EQ(Video(), nullptr);
+  EXPECT_EQ(dialogs.boxes_shown, boxes + 1);
+  EXPECT_EQ(dialogs.last_text, "No Effect Interface");
+
+  // Without a surface manager there are no plugins.
+  EXPECT_EQ(effectVideo::EffectNew(122, nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(effectAudio::EffectNew(122, nullptr, nullptr, manager.get()), nullptr);  // no sound plugin
+}
+
+TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
+  Add("fx_params.so");
+  auto e = VideoChosen("Fixture Video Effect");
+  ASSERT_NE(e, nullptr);
+  timefloatmgr &vars = e->GetTimeFloatMgr();
+  const char *keys[] = {"FX_PLAIN", "FX_GROUP", "FX_SWITCH", "FX_BOTH"};
+  const uint32_t kinds[] = {0, 7, 8, 15};
+  for (int i = 0; i < 4; ++i) {
+    timefloat *v = vars.GetTimeFloatPointer(keys[i]);
+    ASSERT_NE(v, nullptr) << keys[i];
+    EXPECT_EQ(v->GetKind(), kinds[i]) << keys[i];
+    EXPECT_EQ(v->GetID(), 1100 + i);
+  }
+  EXPECT_EQ(vars.GetTimeFloatPointer("FX_PLAIN")->GetMinimum(), -1.0);
+  EXPECT_EQ(vars.GetTimeFloatPointer("FX_PLAIN")->GetDefault(), 0.25);
+
+  // The value handed over is read at the clock's tick count, not at the clip time: with keys
+  // 0 at time 0 and 0.5 at time 1, a clip at time 0 still gives the plugin 0.5.
+  while (TickCount() < 2) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  vars.timefloatset("FX_PLAIN", 0, 0.0);
+  vars.timefloatset("FX_PLAIN", 1, 0.5);
+  vars.Commit();
+  e->SetCurrentTime(0);
+  picture src(8, 6), dst(8, 6);
+  EXPECT_EQ(e->Process(src.s, dst.s, RECT{2, 1, 5, 3}), 7);  // the plugin's own result
+  effio *plugin = AsPlugin(e)->GetPlugin();
+  EXPECT_EQ(plugin->params[0].value, 0.5);
+  EXPECT_EQ(plugin->params[2].value, 1.0);  // the switch's default
+  EXPECT_EQ(dst.at(2, 1), pix32(100, 100, 100, 255));
+  EXPECT_EQ(dst.at(4, 2), pix32(100, 100, 100, 255));
+  EXPECT_EQ(dst.at(5, 2), pix32());  // right and bottom are exclusive
+  EXPECT_EQ(dst.at(2, 3), pix32());
+
+  // A parameter whose variable the effect lacks gets the plugin's default.
+  effio_video *other =
+      reinterpret_cast<LumiVaxelVideoPluginProc>(manager->Plugins().VideoEffects()[1].entry)();
+  ASSERT_NE(other, nullptr);
+  other->paramcount = 1;
+  other->params[0].key = "NOT_DECLARED";
+  other->params[0].defaultvalue = -0.75;
+  other->params[0].value = 3.0;
+  e->SetPluginVars(other);
+  EXPECT_EQ(other->params[0].value, -0.75);
+  other->SelfDestruct();
+}
+
+TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
+  auto e = Video();
+  ASSERT_NE(e, nullptr);
+  picture src(7, 5), dst(7, 5);
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) src.at(x, y) = dst.at(x, y) = Known(x, y);
+  const RECT rc{1, 1, 5, 4};
+  // Amount 1 (the default): exactly 255 - c inside, alpha kept; outside untouched.
+  ASSERT_EQ(e->Process(src.s, dst.s, rc), 1);
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) {
+      const pix32 k = Known(x, y);
+      const bool in = x >= 1 && x < 5 && y >= 1 && y < 4;
+      const pix32 want = in ? pix32(uint8_t(255 - k.r), uint8_t(255 - k.g), uint8_t(255 - k.b), k.a) : k;
+      EXPECT_EQ(dst.at(x, y), want) << x << "," << y;
+    }
+  // Amount 0.25 (m = 64) with the alpha switch on; worked per channel: c + floor((255 - 2c) * 64 / 256).
+  timefloatmgr &vars = e->GetTimeFloatMgr();
+  vars.timefloatset("INVERT_AMOUNT", 0, 0.25);
+  vars.timefloatset("INVERT_ALPHA", 0, 1.0);
+  vars.Commit();
+  ASSERT_EQ(e->Process(src.s, dst.s, rc), 1);
+  auto quarter = [](int c) {
+    const int d = 255 - 2 * c;  // floor division by 4 for either sign
+    return uint8_t(c + (d >= 0 ? d / 4 : -((-d + 3) / 4)));
+  };
+  const pix32 k = Known(3, 2);
+  EXPECT_EQ(dst.at(3, 2), pix32(quarter(k.r), quarter(k.g), quarter(k.b), quarter(k.a)));
+  EXPECT_EQ(dst.at(0, 0), Known(0, 0));
+  EXPECT_EQ(src.at(3, 2), k);  // the source is only read
+}
+
+TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
+  Add("fx_params.so");
+  auto e = VideoChosen("Fixture Video Effect");
+  ASSERT_NE(e, nullptr);
+  e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75);
+  e->GetTimeFloatMgr().Commit();
+  int ok = 0;
+  const bytes saved = SavedBytes([&](FILE *f) { return e->Save(f); }, &ok);
+  ASSERT_EQ(ok, 1);
+  // The block: its count, then the file name with its zero.
+  const std::string name = "fx_params.so";
+  ASSERT_GE(saved.size(), 4 + name.size() + 1);
+  EXPECT_EQ(saved[0], 4 + name.size() + 1);
+  EXPECT_EQ(saved[1] | saved[2] | saved[3], 0);
+  EXPECT_EQ(std::string(reinterpret_cast<const char *>(saved.data() + 4)), name);
+
+  // Loading asks nothing, although two video plugins are loaded, and binds the named one.
+  const int chooses = dialogs.chooses;
+  std::unique_ptr<effectVideo> loaded;
+  {
+    effectloadscope scope;
+    loaded = Video();
+  }
+  ASSERT_NE(loaded, nullptr);
+  EXPECT_EQ(dialogs.chooses, chooses);
+  EXPECT_EQ(AsPlugin(loaded)->GetPlugin(), nullptr);
+  file_ptr f = FileWith(saved);
+  EXPECT_EQ(loaded->Load(f.get()), 1);
+  ASSERT_NE(AsPlugin(loaded)->GetPlugin(), nullptr);
+  EXPECT_STREQ(AsPlugin(loaded)->GetPluginName(), "fx_params.so");
+  EXPECT_EQ(loaded->GetTimeFloatMgr().timefloatget("FX_PLAIN", 0), 0.75);
+  EXPECT_EQ(SavedBytes([&](FILE *out) { return loaded->Save(out); }), saved);
+}
+
+TEST_F(PluginEffect, AMissingLibraryKeepsItsNameAndLeavesThePicture) {
+  std::unique_ptr<effectVideo> e;
+  {
+    effectloadscope scope;
+    e = Video();
+  }
+  ASSERT_NE(e, nullptr);
+  // The record of an effect from a library that is not loaded here.
+  const std::string name = "gone.so";
+  bytes record = {uint8_t(4 + name.size() + 1), 0, 0, 0};
+  record.insert(record.end(), name.begin(), name.end());
+  record.push_back(0);
+  const bytes vars = SavedBytes([&](FILE *f) { return e->tfSave(f); });
+  record.insert(record.end(), vars.begin(), vars.end());
+  file_ptr f = FileWith(record);
+  EXPECT_EQ(e->Load(f.get()), 1);
+  EXPECT_EQ(AsPlugin(e)->GetPlugin(), nullptr);
+  EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "gone.so");
+  EXPECT_EQ(SavedBytes([&](FILE *out) { return e->Save(out); }), record);
+  picture src(4, 4), dst(4, 4);
+  dst.at(1, 1) = pix32(1, 2, 3, 4);
+  EXPECT_EQ(e->Process(src.s, dst.s, RECT{0, 0, 4, 4}), 0);
+  EXPECT_EQ(dst.at(1, 1), pix32(1, 2, 3, 4));
+}
+
+TEST_F(PluginEffect, TheWrapperOutlivesThePluginLists) {
+  auto e = Video();
+  ASSERT_NE(e, nullptr);
+  manager.reset();  // the lists free their libraries; the wrapper keeps its own
+  picture src(3, 3), dst(3, 3);
+  src.at(1, 1) = pix32(10, 20, 30, 40);
+  EXPECT_EQ(e->Process(src.s, dst.s, RECT{0, 0, 3, 3}), 1);
+  EXPECT_EQ(dst.at(1, 1), pix32(245, 235, 225, 40));
+  EXPECT_TRUE(Resident(plugtest::BuiltPlugin("invert.so")));
+  e.reset();
+  EXPECT_FALSE(Resident(plugtest::BuiltPlugin("invert.so")));
+}
+
+TEST_F(PluginEffect, SoundPluginEffectsPassNoSound) {
+  Add("fx_nullvideo_audio.so");
+  std::unique_ptr<effectAudio> e(effectAudio::EffectNew(122, nullptr, &context, manager.get()));
+  ASSERT_NE(e, nullptr);
+  auto *wrapper = dynamic_cast<effectAudioPlugin *>(e.get());
+  ASSERT_NE(wrapper, nullptr);
+  EXPECT_STREQ(wrapper->GetPluginName(), "fx_nullvideo_audio.so");
+  EXPECT_NE(e->GetTimeFloatMgr().GetTimeFloatPointer("FX_GAIN"), nullptr);
+  int16_t in[8] = {1, 2, 3, 4, 5, 6, 7, 8}, out[8] = {};
+  EXPECT_EQ(e->Process(in, out, int(sizeof in)), 1);
+  for (int16_t s : out) EXPECT_EQ(s, 0);
+}
