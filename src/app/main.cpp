@@ -1,0 +1,58 @@
+// lumivaxel: the command-line host of the engine. Builds nothing itself: each command opens a
+// project through the engine's headless entry and does one job.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "app/cli.h"
+#include "app/commands.h"
+
+const command COMMANDS[] = {
+    {"frame", "render the picture of a project at a time into a BMP or PNG file",
+     "usage: lumivaxel frame PROJECT.vmp --at SEC -o OUT.bmp|OUT.png [--yes] [--verbose]\n"
+     "\n"
+     "Composes the root arrangement of PROJECT at SEC seconds (default 0) exactly as making\n"
+     "would, and writes the picture (alpha dropped) as a 24-bit BMP or a PNG.\n"
+     "  --at SEC      the time in seconds, such as 2.5\n"
+     "  -o, --output  the picture file; its extension chooses the format\n"
+     "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
+     "  --verbose     print the engine's processing messages\n",
+     CmdFrame},
+    {"info", "print a project's tree: clips, tracks, times, media, effects and keyed variables",
+     "usage: lumivaxel info PROJECT.vmp [--yes] [--verbose]\n"
+     "\n"
+     "Prints the arrangement tree of PROJECT: for each clip its kind, name, track, start, length,\n"
+     "offset and medium; its effects; and every variable with keys, with the keys (times in\n"
+     "seconds).\n",
+     CmdInfo},
+    {nullptr, nullptr, nullptr, nullptr},
+};
+
+void PrintUsage(const char *name) {
+  for (const command *c = COMMANDS; c->name; ++c)
+    if (!std::strcmp(c->name, name)) std::fputs(c->usage, stdout);
+}
+
+namespace {
+
+void PrintHelp() {
+  std::printf("usage: lumivaxel COMMAND [ARGS...]\n\nLumi-Vaxel media compositor.\n\nCommands:\n");
+  for (const command *c = COMMANDS; c->name; ++c) std::printf("  %-8s %s\n", c->name, c->summary);
+  std::printf("\nEvery command takes --help. Exit status 0 on success, 1 on failure.\n");
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
+    PrintHelp();
+    return argc < 2 ? 1 : 0;
+  }
+  if (!std::strcmp(argv[1], "--version")) {
+    std::printf("lumivaxel 0.1.0\n");
+    return 0;
+  }
+  for (const command *c = COMMANDS; c->name; ++c)
+    if (!std::strcmp(argv[1], c->name)) return c->run(argc, argv, 2);
+  return cli::Fail(std::string("unknown command ") + argv[1] + " (see lumivaxel --help)");
+}
