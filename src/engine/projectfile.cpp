@@ -11,6 +11,7 @@
 #include <string>
 
 #include "effects/effect.h"
+#include "effects/plugineffects.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
 
@@ -200,6 +201,8 @@ bool clip::LoadBody(FILE *f, int depth) {
   SetPosition(block.start);
   offset = block.offset;
 
+  // Plugin effects bind the library their records name instead of asking for one.
+  effectloadscope loading_effects;
   for (int i = 0; i < block.videoeffectcount; ++i) {
     effectVideo *e = effectVideo::EffectNew(block.videoeffectids[i], this, wincontext, surfaces);
     if (!e) {
