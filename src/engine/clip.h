@@ -158,8 +158,8 @@ class clip : public vemotime {
   uint32_t SetOffset(int offset) override;
   uint32_t Commit() override;
   uint32_t Revert() override;
-  // Empties the clip completely (see the spec of the record): generator, children, effects,
-  // buffers, readers, surfaces, then the timed-object reset.
+  // Empties the clip completely: generator, children, effects, buffers, readers, surfaces,
+  // then the timed-object reset.
   uint32_t Reset() override;
   // Children by name, "fxN" the N-th video effect (1-based), "afxN" the N-th audio effect,
   // then the timed-object names.
@@ -188,8 +188,8 @@ class clip : public vemotime {
 
   // ---- Tree and tracks ----
   // Links the child (parent, window context, surface manager, time), appends it, makes it
-  // current and passes the musical-time settings down. No check of the 512 limit is made by
-  // the spec; a full list refuses here (false) so the array never overflows.
+  // current and passes the musical-time settings down. A full list (512 children) refuses
+  // (false) so the array never overflows.
   bool ClipInsertChild(clip *child);
   // Destroys the child and closes the gap in the list; QA_UPDATE.
   uint32_t ChildDelete(clip *child);
@@ -257,8 +257,8 @@ class clip : public vemotime {
   KORSurface *GetFrameSurface() const { return frame; }
   // True after a load or import whose media file could not be found or opened.
   bool IsMediaMissing() const { return mediamissing; }
-  // Opens a media file into this clip (image, WAV, stream, in this order); see the spec of
-  // the import. 1 on success, 0 on failure.
+  // Opens a media file into this clip, trying the image, WAV and stream readers in this
+  // order. 1 on success, 0 on failure.
   int ClipImport(const char *file);
   static bool AskForSave();
 
