@@ -50,5 +50,6 @@
 #include "engine/clip.h"
 #include "engine/clipsource.h"
 #include "engine/project.h"
+#include "engine/worker.h"
 
 // Macros

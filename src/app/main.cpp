@@ -25,6 +25,30 @@ const command COMMANDS[] = {
      "offset and medium; its effects; and every variable with keys, with the keys (times in\n"
      "seconds).\n",
      CmdInfo},
+    {"make", "make a project's video (or sound) file through an export plugin",
+     "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--option K=V]\n"
+     "                      [--yes] [--verbose]\n"
+     "\n"
+     "Makes the make range of PROJECT (the whole project when none is set) frame by frame at the\n"
+     "project's frame rate, with its mixed sound, into OUT through an export plugin. The plugin's\n"
+     "extension replaces OUT's own. Progress goes to stderr; Ctrl-C stops between two frames and\n"
+     "leaves a complete file of the frames made so far (exit status 1). Prints the file made.\n"
+     "  -o, --output  the file to make\n"
+     "  -f, --format  the export plugin by name (such as avi, mp4, wav; see lumivaxel plugins);\n"
+     "                without it, the one whose file types match OUT's extension\n"
+     "  --from SEC    where making starts, in seconds (default: the project's make range)\n"
+     "  --to SEC      where making ends, in seconds\n"
+     "  --option K=V  an option of the plugin, such as codec=raw\n"
+     "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
+     "  --verbose     print the engine's processing messages\n",
+     CmdMake},
+    {"plugins", "list the export and effect plugins found and what they write",
+     "usage: lumivaxel plugins\n"
+     "\n"
+     "Lists the plugin libraries found next to the program, in the build's plugin folder and in\n"
+     "the folders of $LUMIVAXEL_PLUGIN_PATH: export plugins with their file types, what they\n"
+     "write and their options, then video and audio effect plugins.\n",
+     CmdPlugins},
     {nullptr, nullptr, nullptr, nullptr},
 };
 

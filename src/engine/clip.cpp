@@ -73,9 +73,11 @@ clip::clip(vemowin *context, HWND hwnd) {
   arrangement = true;
   ChangeVideoFormat(kDefaultFormat);
   ChangeVideoFps(kDefaultFps);
+  if (window) StartWorker();
 }
 
 clip::~clip() {
+  EndWorker();
   delete source;
   source = nullptr;
   ClipClear();
@@ -135,9 +137,9 @@ void clip::null() {
   blocksize = 0;
   audiotime = firstblocktime = currentblockcount = 0;
   for (uint8_t *&b : currentblocks) b = nullptr;
-  jobword = 0;
-  idleflag = 1;
   worker = nullptr;
+  makeplugin = nullptr;
+  makehasaudio = makehasvideo = false;
   criticalcount = 0;
   busystate = 0;
   stoppending = false;
@@ -750,25 +752,6 @@ bool clip::ClipAddVarsGradient() {
 }
 
 // ---- Worker and critical section ----
-
-bool clip::WaitForIdle() {
-  clip *root = GetRootClip();
-  if (!root->worker) return false;
-  while (root->idleflag.load() == 0 && root->jobword.load() != 1)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  return root->jobword.load() != 1;
-}
-
-int clip::ClipCriticalStart() {
-  clip *root = GetRootClip();
-  WaitForIdle();
-  return ++root->criticalcount;
-}
-
-int clip::ClipCriticalEnd() {
-  clip *root = GetRootClip();
-  return --root->criticalcount;
-}
 
 bool clip::ProcessingMessage(const char *text) {
   clip *root = GetRootClip();

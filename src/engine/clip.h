@@ -35,7 +35,8 @@ class clipsrc;
 class effectVideo;
 class effectAudio;
 class vemowin;
-struct clipworker;
+class clipworker;
+class imgio_export;
 
 // Source types of the clip block.
 enum : int32_t {
@@ -300,8 +301,15 @@ class clip : public vemotime {
   bool ClipAddVarsGradient();
   VEMO_CLIP_VARIABLES(VEMO_CLIP_TV_DECLARE)
 
-  // ---- Worker and critical section ----
-  // The worker thread comes with making; until then these return at once.
+  // ---- Worker and critical section (worker.cpp) ----
+  // A root with a window starts its worker at construction; a headless root on the first
+  // StartWorker, PostJob or StartMaking. Both end it before the tree is destroyed.
+  bool StartWorker();
+  // Posts a job (CLIP_JOB_*) to the root's worker; false once quit was posted or without one.
+  bool PostJob(int job);
+  // The worker's handler: 3 composes the root, 4 makes through the stored plugin, 5 plays.
+  static int ThreadHandler(unsigned int job, void *root);
+  // Waits until the root's worker is idle; false without a worker or when it is quitting.
   bool WaitForIdle();
   int ClipCriticalStart();
   int ClipCriticalEnd();
@@ -311,6 +319,34 @@ class clip : public vemotime {
   // The receiver of the processing messages of this root's tree (empty: none).
   using message_fn = std::function<void(const char *text)>;
   void SetProcessingCallback(message_fn fn) { messagefn = std::move(fn); }
+  // Keeps the host alive during long work: calls the root's pump (twice per made frame).
+  void WinMsgs();
+  using pump_fn = std::function<void()>;
+  void SetMessagePump(pump_fn fn) { pumpfn = std::move(fn); }
+
+  // ---- Making (making.cpp) ----
+  // Told after each made frame: frames done so far and the frame count.
+  using progress_fn = std::function<void(int done, int count)>;
+  void SetMakeProgress(progress_fn fn) { progressfn = std::move(fn); }
+  // Asks the stop of the running make before its next frame (and of playing at once); 128.
+  uint32_t Stop();
+  bool IsStopPending() const { return stoppending.load(); }
+  int GetBusyState() const { return busystate; }
+  // The make command: decides what is made, asks for the output file ("Select Export File
+  // Name"), forces the plugin's extension onto it, sets the plugin up and makes on the calling
+  // thread. 1 when the whole range was made, 0 when nothing could be, 128 when stopped.
+  int StartMaking(imgio_export *plugin);
+  // The make loop over the make range with the plugin already set up; the same results.
+  int ClipMakeOutput(imgio_export *plugin);
+  // Playing needs a media-playing window; a headless root has none and plays nothing.
+  int ClipPlay(unsigned int job);
+  // Frame i of a make of `count` frames over [start, start + length): the exact times in 64-bit
+  // integers so that the frame lengths add up to the range.
+  static int64_t MakeFrameTime(int start, int length, int count, int i) {
+    return count > 0 ? int64_t(start) + int64_t(i) * length / count : start;
+  }
+  // The sound bytes of a frame of `ms` milliseconds: 44.1 sample frames per ms, 4 bytes each.
+  static int64_t MakeAudioBytes(int64_t ms) { return (ms * 441 / 10) * 4; }
 
   // ---- Composition (compose.cpp) ----
   // Composes an arrangement's picture at its current time into its destination surface.
@@ -395,6 +431,7 @@ class clip : public vemotime {
 
  private:
   friend class clipsrc;
+  void EndWorker();  // waits for the worker, posts quit and joins it
   void ClipClear();  // destroys children, effects (the first steps of Load and Reset)
   void CloseMedia();
   void FreeWorkSurfaces();
@@ -486,10 +523,13 @@ class clip : public vemotime {
   int32_t currentblockcount = 0;
   uint8_t *currentblocks[CLIP_AUDIO_BLOCKS] = {};
 
-  // Worker (the thread itself comes with making): the latest job wins, no queue, no mutex.
-  std::atomic<int> jobword{0};
-  std::atomic<int> idleflag{1};
+  // Worker of a root; the latest job wins, no queue, no mutex.
   clipworker *worker = nullptr;
+  imgio_export *makeplugin = nullptr;
+  bool makehasaudio = false;
+  bool makehasvideo = false;
+  pump_fn pumpfn;
+  progress_fn progressfn;
   int32_t criticalcount = 0;
   int32_t busystate = 0;  // 1 making, 2 playing
   std::atomic<bool> stoppending{false};

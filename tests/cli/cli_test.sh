@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # The host program end to end: exit statuses, one-line errors, and the demo project built,
-# described and rendered to BMP and PNG.
+# described, rendered to BMP and PNG and made to AVI and MP4.
 # Usage: cli_test.sh LUMIVAXEL BUILD_DEMO
 set -u
+# Leak reports of a sanitizer build must not add lines to the one-line errors checked here.
+export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
 lv="$1"
 builder="$2"
 dir="$(mktemp -d /tmp/lv-cli-XXXXXX)"
@@ -45,6 +47,29 @@ check "frame bad extension" 1 "$lv" frame "$dir/demo.vmp" -o "$dir/f.gif"; expec
 [ "$(stat -c %s "$dir/f.bmp")" = $((54 + 480 * 1920)) ] || { echo "FAIL: BMP size"; failures=$((failures + 1)); }
 size=$(ffprobe -v error -show_entries stream=width,height -of csv=p=0 "$dir/f.png")
 [ "$size" = "640,480" ] || { echo "FAIL: PNG size $size"; failures=$((failures + 1)); }
+
+# Making: the whole two seconds to MJPEG AVI, a second to MP4, and refusals.
+check "make help" 0 "$lv" make --help
+check "plugins" 0 "$lv" plugins
+grep -q 'avi.so' "$dir/stdout" || { echo "FAIL: plugins lacks avi.so"; failures=$((failures + 1)); }
+check "make avi" 0 "$lv" make "$dir/demo.vmp" -o "$dir/m.avi" --to 2
+info=$(ffprobe -v error -select_streams v -show_entries stream=width,height,nb_frames -of csv=p=0 "$dir/m.avi")
+[ "$info" = "640,480,50" ] || { echo "FAIL: made AVI is $info"; failures=$((failures + 1)); }
+check "make mp4 by name" 0 "$lv" make "$dir/demo.vmp" -o "$dir/m.any" --format mp4 --from 0.5 --to 1
+[ -s "$dir/m.mp4" ] || { echo "FAIL: --format mp4 made no m.mp4"; failures=$((failures + 1)); }
+check "make unknown type" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.xyz"; expect_line "no export plugin writes"
+check "make unknown format" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.avi" --format nosuch; expect_line "no export plugin called nosuch"
+# Ctrl-C after the first progress line: a closed file of the frames made so far, status 1.
+"$lv" make "$dir/demo.vmp" -o "$dir/i.avi" --option codec=raw 2> "$dir/stderr" &
+pid=$!
+for _ in $(seq 200); do grep -q frames "$dir/stderr" 2>/dev/null && break; sleep 0.02; done
+kill -INT "$pid"; wait "$pid"; got=$?
+if [ "$got" = 1 ]; then
+  grep -q interrupted "$dir/stderr" || { echo "FAIL: no interrupted line"; failures=$((failures + 1)); }
+  ffprobe -v error "$dir/i.avi" || { echo "FAIL: the interrupted AVI is unreadable"; failures=$((failures + 1)); }
+elif [ "$got" != 0 ]; then  # 0: it finished before the signal came
+  echo "FAIL: interrupted make status $got"; failures=$((failures + 1))
+fi
 
 # Media moved next to the project are found again by name.
 mkdir "$dir/moved" && mv "$dir/demo.vmp" "$dir/poster.bmp" "$dir/greenscreen.bmp" "$dir/tone.wav" "$dir/video.avi" "$dir/moved/"

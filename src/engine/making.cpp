@@ -1,0 +1,200 @@
+// The root's worker, the critical section, the stop request and the make loop that hands each
+// frame's picture and sound to an export plugin.
+#include <cstring>
+#include <string>
+
+#include "core/dialogs.h"
+#include "engine/clip.h"
+#include "engine/worker.h"
+#include "media/plugin_abi.h"
+#include "media/surface.h"
+
+namespace {
+
+constexpr const char *kNothingToMake = "No Audio and no Video available for making.";
+constexpr const char *kMakeFailed = "The Lumi-Vaxel make operation failed....";
+constexpr uint32_t kStopped = 128;
+
+void MakeFailed(clip *root) {
+  Dialogs().MessageBox(root->GetWindow(), kMakeFailed, "Error", boxbuttons::ok, boxicon::exclamation);
+}
+
+// The chosen name with the plugin's extension in place of its own (or added when it has none).
+std::string ForceExtension(const std::string &path, const char *extension) {
+  if (!extension || !extension[0]) return path;
+  const std::string ext = extension[0] == '.' ? extension : std::string(".") + extension;
+  const size_t slash = path.find_last_of('/');
+  const size_t dot = path.find_last_of('.');
+  const std::string stem = dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(0, dot) : path;
+  return stem + ext;
+}
+
+}  // namespace
+
+// ---- Worker and critical section ----
+
+bool clip::StartWorker() {
+  clip *root = GetRootClip();
+  if (!root->worker) root->worker = new clipworker(&clip::ThreadHandler, root);
+  return root->worker->Running();
+}
+
+void clip::EndWorker() {
+  delete worker;  // waits for the running job, posts quit and joins
+  worker = nullptr;
+}
+
+bool clip::PostJob(int job) {
+  clip *root = GetRootClip();
+  if (!root->StartWorker()) return false;
+  return root->worker->Post(job);
+}
+
+int clip::ThreadHandler(unsigned int job, void *data) {
+  clip *root = static_cast<clip *>(data);
+  if (!root) return 0;
+  switch (job) {
+    case CLIP_JOB_COMPOSE:
+      // While making, the window shows what the make loop composes.
+      if (root->GetWindow() && (root->busystate & 1)) return 1;
+      return root->ClipComposite();
+    case CLIP_JOB_MAKE:
+      return root->ClipMakeOutput(root->makeplugin);
+    case CLIP_JOB_PLAY:
+      return root->ClipPlay(job);
+    default:
+      return 1;
+  }
+}
+
+bool clip::WaitForIdle() {
+  clip *root = GetRootClip();
+  if (!root->worker) return false;
+  return root->worker->WaitForIdle();
+}
+
+int clip::ClipCriticalStart() {
+  clip *root = GetRootClip();
+  WaitForIdle();
+  return ++root->criticalcount;
+}
+
+int clip::ClipCriticalEnd() {
+  clip *root = GetRootClip();
+  return --root->criticalcount;
+}
+
+void clip::WinMsgs() {
+  clip *root = GetRootClip();
+  if (root->pumpfn) root->pumpfn();
+}
+
+// ---- Stop, play, make ----
+
+uint32_t clip::Stop() {
+  clip *root = GetRootClip();
+  root->stoppending = true;
+  if (root->busystate & 2) root->busystate &= ~2;  // no player runs without a window
+  return kStopped;
+}
+
+int clip::ClipPlay(unsigned int) {
+  clip *root = GetRootClip();
+  if (!root->GetWindow() || !root->currentchild) return 1;
+  root->busystate |= 2;
+  // The media player of a window belongs to the windowed host; the engine has none.
+  root->busystate &= ~2;
+  return 1;
+}
+
+int clip::StartMaking(imgio_export *plugin) {
+  clip *root = GetRootClip();
+  if (!plugin) return 0;
+  root->makehasaudio = root->CheckAudio();
+  root->makehasvideo = root->CheckVideo();
+  if (!root->makehasaudio && !root->makehasvideo) {
+    Dialogs().MessageBox(root->GetWindow(), kNothingToMake, "Error", boxbuttons::ok, boxicon::exclamation);
+    return 0;
+  }
+  std::string file;
+  if (!Dialogs().FileDialog(root->GetWindow(), true, "Select Export File Name", plugin->GetFileTypes(), file) ||
+      file.empty())
+    return 0;
+  file = ForceExtension(file, plugin->GetExtension());
+  const RECT r = root->GetSurfaceRectangle();
+  if (!plugin->SetInfo(file.c_str(), root->makehasvideo, r.right - r.left, r.bottom - r.top, root->GetFps(),
+                       root->makehasaudio)) {
+    MakeFailed(root);
+    return 0;
+  }
+  root->WaitForIdle();
+  root->busystate |= 1;
+  const int result = root->ClipMakeOutput(plugin);
+  root->busystate &= ~1;
+  return result;
+}
+
+int clip::ClipMakeOutput(imgio_export *plugin) {
+  clip *root = GetRootClip();
+  if (!plugin) return 0;
+  root->makeplugin = plugin;
+  root->stoppending = false;
+  int16_t *buffer = nullptr, *work1 = nullptr, *work2 = nullptr;
+  if (root->makehasaudio) {
+    buffer = root->ClipAllocAudioProcessingBuffer(&work1, &work2);
+    if (!buffer) {
+      MakeFailed(root);
+      return 0;
+    }
+  }
+  const int start = root->GetMakeStart();
+  const int length = root->GetMakeEnd() - start;
+  const int count = length > 0 ? int(root->GetFps() * length / 1000.0) : 0;
+
+  // The project's texts: its name is its title.
+  const char *title = root->GetName();
+  if (title && title[0] && std::strlen(title) < 500) plugin->SetTitle(title);
+  if (!plugin->Open(root->GetWindow())) {
+    plugin->Close();
+    MakeFailed(root);
+    return 0;
+  }
+  bool failed = false;
+  int i = 0;
+  for (; i < count && !root->stoppending.load() && !failed; ++i) {
+    root->WinMsgs();
+    const int64_t t = MakeFrameTime(start, length, count, i);
+    const int64_t framelength = MakeFrameTime(start, length, count, i + 1) - t;
+    root->SetCurrentTime(int(t));
+    if (root->makehasvideo) {
+      root->ClipVideoComposite(CLIP_COMPOSE_MAKE);
+      KORSurface *display = root->GetWorkSurface(CLIP_SURFACE_DISPLAY);
+      KORSurface *picture = root->GetDestinationSurface();
+      if (display && picture && display != picture) surface::SurfaceCopy(picture, display);
+      surf locked{};
+      if (!picture || !surface::SurfaceDataLock(picture, &locked)) {
+        root->stoppending = true;
+      } else {
+        surf32 frame{locked.width, locked.height, locked.pitch, locked.bits};
+        if (!plugin->PutVideo(i, &frame)) failed = true;
+        surface::SurfaceDataUnlock(&locked);
+      }
+    }
+    if (root->progressfn) root->progressfn(i + 1, count);
+    if (root->makehasaudio && !failed) {
+      int64_t bytes = MakeAudioBytes(framelength);
+      if (bytes > CLIP_AUDIO_WORK_BYTES) bytes = CLIP_AUDIO_WORK_BYTES;
+      std::memset(buffer, 0, CLIP_AUDIO_WORK_BYTES);
+      root->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+      root->ClipAudioGet44100(buffer, work1, work2, int(framelength), int(bytes));
+      if (!plugin->PutAudio(i, buffer, int(bytes))) failed = true;
+    }
+    root->WinMsgs();
+  }
+  const bool closed = plugin->Close() != 0;
+  if (failed || !closed) {
+    MakeFailed(root);
+    return 0;
+  }
+  return root->stoppending.load() && i < count ? int(kStopped) : 1;
+}

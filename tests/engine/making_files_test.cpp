@@ -1,0 +1,146 @@
+// Making real files through the export plugins and reading them back with the engine's own
+// readers: frame count, size, rate, pictures against the composition of the same times, sound.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "core/dialogs.h"
+#include "engine/enginetest.h"
+#include "media/mediareaders.h"
+#include "media/plugins.h"
+#include "media/surface.h"
+
+using namespace enginetest;
+
+namespace {
+
+constexpr int kFrames = 10;  // 400 ms at 25 fps
+constexpr int16_t kTone = 0x1111;
+
+// Picture, gradient and a constant tone (constant, so any mixing step gives the same samples).
+struct fileproject : project {
+  fileproject() {
+    Still(root(), "pic.bmp", 40, 30, 0, 2000, 1);
+    Solid(root(), pix32(10, 200, 30, 255), 120, 200, 0);
+    std::vector<uint8_t> samples(size_t(44100) * 4);
+    for (size_t i = 0; i < samples.size(); i += 2) std::memcpy(&samples[i], &kTone, 2);
+    const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_spec{}, samples);
+    const std::string wav = dir.file("tone.wav");
+    FILE *f = std::fopen(wav.c_str(), "wb");
+    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    std::fclose(f);
+    p->AddMedia(root(), wav.c_str(), 0, 2);
+    root()->SetMakeRange(0, kFrames * 40);
+  }
+  // Makes through the export plugin `name` with one option; the file made.
+  std::string Make(const char *name, const char *option, const char *value, const char *file) {
+    KORPlugin *plugin = p->Surfaces()->Plugins().FindExport(name);
+    if (!plugin || !plugin->object) return "";
+    if (option) {
+      EXPECT_EQ(plugin->object->SetOption(option, value), 1);
+    }
+    HeadlessDialogs().file_answer = dir.file(file);
+    const int result = root()->StartMaking(plugin->object);
+    HeadlessDialogs().file_answer.clear();
+    return result == 1 ? dir.file(file) : "";
+  }
+};
+
+// Mean absolute difference of the colour channels (alpha is not written).
+double Difference(KORSurface *made, const refpic &want) {
+  refpic got = Grab(made);
+  if (got.w != want.w || got.h != want.h) return 1e9;
+  double sum = 0;
+  for (size_t i = 0; i < got.px.size(); ++i)
+    sum += std::abs(got.px[i].r - want.px[i].r) + std::abs(got.px[i].g - want.px[i].g) +
+           std::abs(got.px[i].b - want.px[i].b);
+  return sum / (3.0 * got.px.size());
+}
+
+void ExpectTone(const uint8_t *pcm, int frames) {
+  for (int i = 0; i < frames * 2; ++i) {
+    int16_t s;
+    std::memcpy(&s, pcm + 2 * i, 2);
+    if (s != kTone) {
+      ADD_FAILURE() << "sample " << i << " is " << s;
+      return;
+    }
+  }
+}
+
+void CheckAvi(fileproject &pr, const std::string &file, double tolerance) {
+  roa *r = mediareaders::AVIReadOpen(file.c_str());
+  ASSERT_NE(r, nullptr);
+  EXPECT_EQ(r->width, 160);
+  EXPECT_EQ(r->height, 120);
+  EXPECT_EQ(r->ratenum * 1.0 / r->rateden, 25.0);
+  EXPECT_EQ(r->duration, kFrames * 40);
+  for (int i : {0, 3, 4, 7, kFrames - 1}) {
+    const refpic want = Grab(pr.p->Compose(i * 40));
+    ASSERT_TRUE(mediareaders::AVIRead(r, i * 40 + 20));
+    const double d = Difference(r->frame, want);
+    if (tolerance == 0)
+      EXPECT_EQ(d, 0) << "frame " << i;
+    else
+      EXPECT_LT(d, tolerance) << "frame " << i;
+  }
+  ASSERT_TRUE(r->audiovalid);
+  EXPECT_EQ(r->wfx.nSamplesPerSec, 44100u);
+  EXPECT_EQ(r->wfx.nChannels, 2);
+  const uint8_t *second = mediareaders::AVIReadAudioSecond(r, 0);
+  ASSERT_NE(second, nullptr);
+  ExpectTone(second, kFrames * 1764);  // 40 ms is 1764 sample frames
+  mediareaders::AVIReadClose(r);
+  mmstream *m = mediareaders::StreamOpenRead(file.c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->audioduration, kFrames * 40);
+  mediareaders::StreamCloseRead(m);
+}
+
+}  // namespace
+
+TEST(MakingFiles, RawAviHoldsTheComposedFramesExactly) {
+  fileproject pr;
+  const std::string file = pr.Make("avi", "codec", "raw", "raw.avi");
+  ASSERT_FALSE(file.empty());
+  CheckAvi(pr, file, 0);
+}
+
+TEST(MakingFiles, MjpegAviIsCloseToTheComposedFrames) {
+  fileproject pr;
+  const std::string file = pr.Make("avi", "codec", "mjpeg", "mjpeg.avi");
+  ASSERT_FALSE(file.empty());
+  CheckAvi(pr, file, 6);
+}
+
+TEST(MakingFiles, Mp4HoldsTheFramesAndTheSound) {
+  fileproject pr;
+  // The plugin's extension replaces the one asked for.
+  const std::string file = pr.Make("mp4", nullptr, nullptr, "movie.mp4");
+  ASSERT_FALSE(file.empty());
+  mmstream *m = mediareaders::StreamOpenRead(file.c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->width, 160);
+  EXPECT_EQ(m->height, 120);
+  EXPECT_EQ(m->duration, kFrames * 40);
+  for (int i : {1, 5, kFrames - 1}) {
+    const refpic want = Grab(pr.p->Compose(i * 40));
+    KORSurface *got = mediareaders::StreamReadVideoSample(m, i * 40 + 20);
+    ASSERT_NE(got, nullptr);
+    EXPECT_LT(Difference(got, want), 10) << "frame " << i;
+  }
+  EXPECT_TRUE(m->audiovalid);
+  // Lossy sound: its length is whole codec frames, near the made length.
+  EXPECT_NEAR(m->audioduration, kFrames * 40, 50);
+  mediareaders::StreamCloseRead(m);
+}
+
+TEST(MakingFiles, TheExtensionOfThePluginIsForced) {
+  fileproject pr;
+  const std::string file = pr.Make("avi", "codec", "raw", "named.mp4");
+  ASSERT_FALSE(file.empty());
+  FILE *f = std::fopen(pr.dir.file("named.avi").c_str(), "rb");
+  EXPECT_NE(f, nullptr);
+  if (f) std::fclose(f);
+}
