@@ -58,7 +58,7 @@ struct makeproject : project {
     std::vector<uint8_t> samples(size_t(44100) * 4 * 2, 0x11);
     const std::string wav = dir.file("tone.wav");
     FILE *f = std::fopen(wav.c_str(), "wb");
-    const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_spec{}, samples);
+    const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
     std::fwrite(bytes.data(), 1, bytes.size(), f);
     std::fclose(f);
     p->AddMedia(root(), wav.c_str(), 0, 1);

@@ -14,10 +14,10 @@ namespace {
 // A wave file whose every sample (each channel) is `value`.
 std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, int rate, int channels,
                         int bits, int value, int ms) {
-  fixtures::wav_spec spec;
-  spec.rate = uint32_t(rate);
-  spec.channels = uint16_t(channels);
-  spec.bits = uint16_t(bits);
+  fixtures::wav_layout recipe;
+  recipe.rate = uint32_t(rate);
+  recipe.channels = uint16_t(channels);
+  recipe.bits = uint16_t(bits);
   const size_t frames = size_t(rate) * size_t(ms) / 1000;
   std::vector<uint8_t> samples;
   for (size_t i = 0; i < frames * size_t(channels); ++i) {
@@ -30,7 +30,7 @@ std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, 
   }
   const std::string path = dir.file(name);
   FILE *f = std::fopen(path.c_str(), "wb");
-  const std::vector<uint8_t> file = fixtures::WavBytes(spec, samples);
+  const std::vector<uint8_t> file = fixtures::WavBytes(recipe, samples);
   std::fwrite(file.data(), 1, file.size(), f);
   std::fclose(f);
   return path;

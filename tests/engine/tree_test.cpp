@@ -157,8 +157,8 @@ TEST(Tree, StateQueriesFollowMediaAndMutes) {
 }
 
 TEST(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
-  fixtures::media_spec spec;  // 64 x 48 MJPEG, 25 fps, 50 flat frames
-  const std::string path = fixtures::WriteTempMedia("ctm.avi", spec);
+  fixtures::media_recipe recipe;  // 64 x 48 MJPEG, 25 fps, 50 flat frames
+  const std::string path = fixtures::WriteTempMedia("ctm.avi", recipe);
   project pr;
   clip *v = pr.p->AddMedia(pr.root(), path.c_str(), 0, 0);
   ASSERT_NE(v, nullptr);

@@ -34,7 +34,7 @@ class AVIFrameAccuracy : public ::testing::TestWithParam<rate_case> {};
 // span holds it; sound comes back sample-exact, a whole second at a time.
 TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
   const rate_case rc = GetParam();
-  media_spec s;
+  media_recipe s;
   s.rate_num = rc.num;
   s.rate_den = rc.den;
   s.frames = rc.frames;
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, AVIFrameAccuracy,
                          [](const auto &info) { return info.param.num == 25 ? "fps25" : "fps29_97"; });
 
 TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
-  media_spec s;
+  media_recipe s;
   s.frames = 10;
   roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", s).c_str());
   ASSERT_NE(r, nullptr);
@@ -123,7 +123,7 @@ TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
 // A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
 // length is the fixed ten seconds; the frames themselves still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
-  media_spec s;
+  media_recipe s;
   s.frames = 10;
   std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", s));
   const uint8_t strh[] = {'s', 't', 'r', 'h'};
@@ -140,7 +140,7 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
 }
 
 TEST(AVIReader, EightBitSoundIsPaddedWith128) {
-  media_spec s;
+  media_recipe s;
   s.frames = 40;
   s.audio_codec = "pcm_u8";
   s.audio_channels = 1;
@@ -159,7 +159,7 @@ TEST(AVIReader, EightBitSoundIsPaddedWith128) {
 }
 
 TEST(AVIReader, WiderSoundIsDeliveredAs16Bit) {
-  media_spec s;
+  media_recipe s;
   s.frames = 25;
   s.audio_codec = "pcm_s24le";
   s.audio_channels = 2;
@@ -193,7 +193,7 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
   for (const lossless &l :
        {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0}, lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
         lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
-    media_spec s;
+    media_recipe s;
     s.video_codec = l.codec;
     s.pix_fmt = l.pix_fmt;
     s.gradient = true;
@@ -232,17 +232,17 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("empty.avi", {}).c_str()), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')).c_str()),
             nullptr);
-  wav_spec ws;
+  wav_layout ws;
   EXPECT_EQ(mediareaders::AVIReadOpen(
                 WriteTempFile("sound.avi", WavBytes(ws, std::vector<uint8_t>(4000, 1))).c_str()),
             nullptr);
-  media_spec mp4;
+  media_recipe mp4;
   mp4.format = "mp4";
   mp4.video_codec = "mpeg4";
   mp4.frames = 5;
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempMedia("notavi.mp4", mp4).c_str()), nullptr);
 
-  media_spec s;
+  media_recipe s;
   s.frames = 20;
   s.audio_codec = "pcm_s16le";
   s.audio_samples = 6400;

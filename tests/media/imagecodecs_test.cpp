@@ -28,7 +28,7 @@ std::vector<uint32_t> words(KORSurface *s) {
 
 // A 2 x 2 32-bit icon image with its own alpha (rows bottom-up) and an empty AND mask.
 bytes icon32() {
-  bmp_spec s;
+  bmp_layout s;
   s.width = 2, s.height = 4, s.bpp = 32, s.file_header = false;
   s.pixels = {1, 2, 3, 0x80, 4,  5,  6,  0xFF,  // bottom row
               7, 8, 9, 0x00, 10, 11, 12, 0x40};
@@ -38,7 +38,7 @@ bytes icon32() {
 
 // A 4 x 2 4-bit icon image: palette colours, transparency from the AND mask.
 bytes icon4() {
-  bmp_spec s;
+  bmp_layout s;
   s.width = 4, s.height = 4, s.bpp = 4, s.file_header = false;
   s.palette.assign(16, 0);
   s.palette[1] = 0x112233;
@@ -61,14 +61,14 @@ std::vector<pix32> quadrants(int w, int h) {
 }  // namespace
 
 TEST(ImageBMP, PaletteDepthsOneFourAndEight) {
-  bmp_spec one;  // 3 x 2, top row 1 0 1, bottom row 0 0 1
+  bmp_layout one;  // 3 x 2, top row 1 0 1, bottom row 0 0 1
   one.width = 3, one.height = 2, one.bpp = 1, one.palette = {0xFF0000, 0x0000FF};
   one.pixels = {0x20, 0, 0, 0, 0xA0, 0, 0, 0};
   auto s = decode(DecodeBMP, make_bmp(one));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0xFF, 0xFF0000, 0xFF, 0xFF0000, 0xFF0000, 0xFF}));
 
-  bmp_spec four;  // 3 x 1: indices 2, 15, 0 of a full table
+  bmp_layout four;  // 3 x 1: indices 2, 15, 0 of a full table
   four.width = 3, four.height = 1, four.bpp = 4;
   four.palette.assign(16, 0x010101);
   four.palette[2] = 0x123456, four.palette[15] = 0xABCDEF, four.palette[0] = 0x000001;
@@ -77,7 +77,7 @@ TEST(ImageBMP, PaletteDepthsOneFourAndEight) {
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x123456, 0xABCDEF, 0x000001}));
 
-  bmp_spec eight;  // a short table of 3; an index beyond it is black
+  bmp_layout eight;  // a short table of 3; an index beyond it is black
   eight.width = 4, eight.height = 1, eight.bpp = 8, eight.colours_used = 3;
   eight.palette = {0x0A0B0C, 0x102030, 0x405060};
   eight.pixels = {2, 1, 200, 0};
@@ -85,7 +85,7 @@ TEST(ImageBMP, PaletteDepthsOneFourAndEight) {
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x405060, 0x102030, 0, 0x0A0B0C}));
 
-  bmp_spec core = eight;  // the 12-byte header with 3-byte table entries
+  bmp_layout core = eight;  // the 12-byte header with 3-byte table entries
   core.header = 12, core.colours_used = 0;
   core.palette.resize(256, 0);
   s = decode(DecodeBMP, make_bmp(core));
@@ -94,7 +94,7 @@ TEST(ImageBMP, PaletteDepthsOneFourAndEight) {
 }
 
 TEST(ImageBMP, RunLengthEncodings) {
-  bmp_spec rle8;  // 5 x 3, rows bottom-up
+  bmp_layout rle8;  // 5 x 3, rows bottom-up
   rle8.width = 5, rle8.height = 3, rle8.bpp = 8, rle8.compression = 1;
   rle8.palette = {0, 0x111111, 0x222222, 0x333333};
   rle8.colours_used = 4;
@@ -110,7 +110,7 @@ TEST(ImageBMP, RunLengthEncodings) {
                                    0x222222, 0x333333, 0x222222, 0x111111, 0x111111,  // middle
                                    0x111111, 0x111111, 0x111111, 0, 0}));
 
-  bmp_spec rle4;  // 5 x 2
+  bmp_layout rle4;  // 5 x 2
   rle4.width = 5, rle4.height = 2, rle4.bpp = 4, rle4.compression = 2;
   rle4.palette.assign(16, 0);
   rle4.palette[1] = 0x010101, rle4.palette[2] = 0x020202, rle4.palette[3] = 0x030303;
@@ -127,21 +127,21 @@ TEST(ImageBMP, RunLengthEncodings) {
 }
 
 TEST(ImageBMP, DirectColourDepthsAndAlpha) {
-  bmp_spec b16;  // 555: white, a blue of 16/31, pure red
+  bmp_layout b16;  // 555: white, a blue of 16/31, pure red
   b16.width = 3, b16.height = 1, b16.bpp = 16;
   b16.pixels = {0xFF, 0x7F, 0x10, 0x00, 0x00, 0x7C, 0, 0};
   auto s = decode(DecodeBMP, make_bmp(b16));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0xFFFFFF, 0x000084, 0xFF0000}));  // 16 * 255 / 31 = 131.6
 
-  bmp_spec b565 = b16;  // 565 bit fields: full green, green 32 of 63, blue 31
+  bmp_layout b565 = b16;  // 565 bit fields: full green, green 32 of 63, blue 31
   b565.compression = 3, b565.masks[0] = 0xF800, b565.masks[1] = 0x07E0, b565.masks[2] = 0x001F;
   b565.pixels = {0xE0, 0x07, 0x00, 0x04, 0x1F, 0x00, 0, 0};
   s = decode(DecodeBMP, make_bmp(b565));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00FF00, 0x008200, 0x0000FF}));  // 32 * 255 / 63 = 129.5
 
-  bmp_spec b24;  // top-down 2 x 2
+  bmp_layout b24;  // top-down 2 x 2
   b24.width = 2, b24.height = -2, b24.bpp = 24;
   b24.pixels = {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0};
   s = decode(DecodeBMP, make_bmp(b24));
@@ -149,21 +149,21 @@ TEST(ImageBMP, DirectColourDepthsAndAlpha) {
   EXPECT_EQ(s->height, 2);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x030201, 0x060504, 0x090807, 0x0C0B0A}));
 
-  bmp_spec b32;  // plain 32-bit: the fourth byte is not alpha
+  bmp_layout b32;  // plain 32-bit: the fourth byte is not alpha
   b32.width = 1, b32.height = 1, b32.bpp = 32;
   b32.pixels = {1, 2, 3, 0x77};
   s = decode(DecodeBMP, make_bmp(b32));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get())[0], 0x00030201u);
 
-  bmp_spec v5 = b32;  // a 124-byte header with an alpha mask keeps it
+  bmp_layout v5 = b32;  // a 124-byte header with an alpha mask keeps it
   v5.header = 124, v5.compression = 3;
   v5.masks[0] = 0xFF0000, v5.masks[1] = 0xFF00, v5.masks[2] = 0xFF, v5.masks[3] = 0xFF000000;
   s = decode(DecodeBMP, make_bmp(v5));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get())[0], 0x77030201u);
 
-  bmp_spec packed = b24;  // a packed DIB: no file header
+  bmp_layout packed = b24;  // a packed DIB: no file header
   packed.file_header = false;
   s = decode(DecodeBMP, make_bmp(packed));
   ASSERT_TRUE(s);
@@ -171,12 +171,12 @@ TEST(ImageBMP, DirectColourDepthsAndAlpha) {
 }
 
 TEST(ImageBMP, AbsurdHeadersAreRefused) {
-  bmp_spec big;
+  bmp_layout big;
   big.width = 20000, big.height = 1, big.bpp = 24;
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(big)));
   big.width = 16384, big.height = 16384, big.bpp = 8, big.compression = 1;  // over the pixel cap
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(big)));
-  bmp_spec odd;
+  bmp_layout odd;
   odd.bpp = 7;
   odd.pixels = {0, 0, 0, 0};
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(odd)));
@@ -275,7 +275,7 @@ TEST(ImageWMF, SolidRectangleRendersAtItsNaturalSize) {
 }
 
 TEST(SurfaceLoad, PicksTheDecoderByExtension) {
-  bmp_spec b;
+  bmp_layout b;
   b.width = 1, b.height = 1, b.bpp = 24, b.pixels = {1, 2, 3, 0};
   const bytes bmp = make_bmp(b);
   const std::string upper = temp_path("X.BMP"), dib = temp_path("x.dib"), txt = temp_path("x.txt"),
@@ -299,14 +299,14 @@ TEST(SurfaceLoad, PicksTheDecoderByExtension) {
 // sanitizer build checks the reads).
 TEST(ImageDamage, CutFilesAreRefusedAndFlippedBytesAreSurvived) {
   SetImageDecoderLogging(false);
-  bmp_spec pal;
+  bmp_layout pal;
   pal.width = 5, pal.height = 3, pal.bpp = 8, pal.palette = {0, 0x808080, 0xFFFFFF}, pal.colours_used = 3;
   pal.pixels.assign(24, 1);
-  bmp_spec rle;
+  bmp_layout rle;
   rle.width = 6, rle.height = 2, rle.bpp = 8, rle.compression = 1, rle.palette = {0, 0xFFFFFF};
   rle.colours_used = 2;
   rle.pixels = {6, 1, 0, 0, 0, 3, 1, 0, 1, 0, 3, 1, 0, 1};
-  bmp_spec b24;
+  bmp_layout b24;
   b24.width = 3, b24.height = 2, b24.bpp = 24;
   b24.pixels.assign(24, 7);
   struct sample {

@@ -21,7 +21,7 @@ void put32(bytes &b, uint32_t v) {
   for (int i = 0; i < 4; ++i) b.push_back(uint8_t(v >> (8 * i)));
 }
 
-bytes make_bmp(const bmp_spec &s) {
+bytes make_bmp(const bmp_layout &s) {
   bytes info;
   const bool bitfields_after = s.header == 40 && (s.compression == 3 || s.compression == 6);
   if (s.header == 12) {

@@ -14,7 +14,7 @@ void put16(bytes &b, uint32_t v);
 void put32(bytes &b, uint32_t v);
 
 // A BMP picture: pixel data exactly as stored in the file (rows bottom-up unless height < 0).
-struct bmp_spec {
+struct bmp_layout {
   int width = 1;
   int height = 1;
   int bpp = 24;
@@ -26,7 +26,7 @@ struct bmp_spec {
   bytes pixels;
   bool file_header = true;  // false: a packed DIB
 };
-bytes make_bmp(const bmp_spec &s);
+bytes make_bmp(const bmp_layout &s);
 
 // An icon directory of the given images (each the bytes of a DIB without file header, or a
 // PNG file); type 1 icon, 2 cursor.

@@ -36,7 +36,7 @@ class StreamFrameAccuracy : public ::testing::TestWithParam<family> {};
 TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   const family f = GetParam();
   if (!HaveEncoder(f.codec)) GTEST_SKIP() << f.codec << " is not available";
-  media_spec s;
+  media_recipe s;
   s.format = f.format;
   s.video_codec = f.codec;
   s.max_b_frames = f.b_frames;
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
 // Sound is read from the millisecond itself, sample-exact, with silence after its end;
 // backwards and far jumps seek.
 TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
-  media_spec s;
+  media_recipe s;
   s.format = "matroska";
   s.video_codec = "ffv1";
   s.frames = 60;
@@ -137,7 +137,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
 }
 
 TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
-  media_spec s;
+  media_recipe s;
   s.format = "matroska";
   s.video_codec = "";
   s.audio_codec = "pcm_u8";
@@ -160,7 +160,7 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   // A wave file is a medium too.
   std::vector<uint8_t> pcm;
   for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
-  wav_spec ws;
+  wav_layout ws;
   ws.bits = 8;
   ws.channels = 1;
   ws.rate = 8000;
@@ -175,7 +175,7 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
 
 // AAC is not PCM: it arrives as 16-bit at its own rate, and follows the signal written.
 TEST(StreamReader, CompressedSoundArrivesAs16BitPCM) {
-  media_spec s;
+  media_recipe s;
   s.format = "mp4";
   s.video_codec = "mpeg4";
   s.frames = 50;
@@ -214,7 +214,7 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
     int channels, want_channels;
   };
   for (const sound &k : {sound{"six.mka", "pcm_s16le", 6, 2}, sound{"mono.mka", "pcm_s24le", 1, 1}}) {
-    media_spec s;
+    media_recipe s;
     s.format = "matroska";
     s.video_codec = "";
     s.audio_codec = k.codec;
@@ -243,7 +243,7 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
 // An animated picture with uneven delays (in hundredths of a second): each frame is shown
 // from its own time to the next frame's.
 TEST(StreamReader, AnimatedGifWithUnevenDelays) {
-  media_spec s;
+  media_recipe s;
   s.format = "gif";
   s.video_codec = "gif";
   s.pix_fmt = "pal8";
@@ -269,7 +269,7 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
 
 // A single picture is shown at every time, exactly.
 TEST(StreamReader, SinglePictureAtAnyTime) {
-  media_spec s;
+  media_recipe s;
   s.format = "image2";
   s.video_codec = "png";
   s.pix_fmt = "rgb24";
@@ -312,7 +312,7 @@ TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
   };
   for (const kind &k : {kind{"d.mp4", "mp4", "mpeg4", "aac"}, kind{"d.mkv", "matroska", "ffv1", "pcm_s16le"},
                         kind{"d.mpg", "mpeg", "mpeg2video", "mp2"}, kind{"d.gif", "gif", "gif", ""}}) {
-    media_spec s;
+    media_recipe s;
     s.format = k.format;
     s.video_codec = k.codec;
     s.max_b_frames = std::string(k.codec) == "gif" ? 0 : 2;

@@ -10,7 +10,7 @@ namespace {
 
 using fixtures::WavBytes;
 using fixtures::WriteTempFile;
-using fixtures::wav_spec;
+using fixtures::wav_layout;
 
 // 16-bit stereo frames whose left sample is the frame number and right its negation.
 std::vector<uint8_t> CountingFrames(int frames) {
@@ -30,7 +30,7 @@ int16_t LeftAt(const uint8_t *buf, int frame) {
 }
 
 TEST(WaveReader, OneAndAHalfSecondsReadsPaddedSeconds) {
-  const std::string path = WriteTempFile("one_half.wav", WavBytes(wav_spec{}, CountingFrames(66150)));
+  const std::string path = WriteTempFile("one_half.wav", WavBytes(wav_layout{}, CountingFrames(66150)));
   rwav *r = mediareaders::WaveFileReadOpen(path.c_str());
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->length, 1500);
@@ -56,12 +56,12 @@ TEST(WaveReader, OneAndAHalfSecondsReadsPaddedSeconds) {
 }
 
 TEST(WaveReader, EightBitPaddingIsSilence128) {
-  wav_spec spec;
-  spec.bits = 8;
-  spec.channels = 1;
-  spec.rate = 8000;
+  wav_layout recipe;
+  recipe.bits = 8;
+  recipe.channels = 1;
+  recipe.rate = 8000;
   std::vector<uint8_t> samples(12000, 7);  // 1.5 seconds
-  rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("eight.wav", WavBytes(spec, samples)).c_str());
+  rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("eight.wav", WavBytes(recipe, samples)).c_str());
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->length, 1500);
   uint8_t *buf = mediareaders::WaveFileRead(r, 1000);
@@ -73,7 +73,7 @@ TEST(WaveReader, EightBitPaddingIsSilence128) {
 }
 
 TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
-  wav_spec odd;
+  wav_layout odd;
   odd.junk_before_fmt = true;  // an odd-sized chunk with its pad byte first
   odd.fmt_chunk_size = 18;
   rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("junk.wav", WavBytes(odd, CountingFrames(441))).c_str());
@@ -85,7 +85,7 @@ TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
   mediareaders::WaveFileReadClose(r);
 
   // Mono 16-bit and 32-bit samples open: widths are the converters' business, not the reader's.
-  wav_spec wide;
+  wav_layout wide;
   wide.bits = 32;
   wide.channels = 1;
   r = mediareaders::WaveFileReadOpen(WriteTempFile("wide.wav", WavBytes(wide, std::vector<uint8_t>(400))).c_str());
@@ -94,21 +94,21 @@ TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
 }
 
 TEST(WaveReader, RefusesWhatIsNotPcmSound) {
-  wav_spec adpcm;
+  wav_layout adpcm;
   adpcm.format_tag = 2;
   EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("adpcm.wav", WavBytes(adpcm, CountingFrames(100))).c_str()),
             nullptr);
-  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("empty_data.wav", WavBytes(wav_spec{}, {})).c_str()), nullptr);
+  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("empty_data.wav", WavBytes(wav_layout{}, {})).c_str()), nullptr);
   EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("zero.wav", {}).c_str()), nullptr);
   EXPECT_EQ(mediareaders::WaveFileReadOpen("/nonexistent/file.wav"), nullptr);
   EXPECT_EQ(mediareaders::WaveFileReadOpen(nullptr), nullptr);
-  std::vector<uint8_t> not_wave = WavBytes(wav_spec{}, CountingFrames(10));
+  std::vector<uint8_t> not_wave = WavBytes(wav_layout{}, CountingFrames(10));
   std::memcpy(not_wave.data() + 8, "AVI ", 4);
   EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("avi.wav", not_wave).c_str()), nullptr);
 }
 
 TEST(WaveReader, LyingDataSizeIsCutToTheFile) {
-  wav_spec liar;
+  wav_layout liar;
   liar.data_size_override = 0x7FFFFFF0;
   rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("liar.wav", WavBytes(liar, CountingFrames(4410))).c_str());
   ASSERT_NE(r, nullptr);
@@ -118,7 +118,7 @@ TEST(WaveReader, LyingDataSizeIsCutToTheFile) {
 }
 
 TEST(WaveReader, EveryTruncationAndByteFlipFailsOrReadsSafely) {
-  const std::vector<uint8_t> good = WavBytes(wav_spec{}, CountingFrames(2000));
+  const std::vector<uint8_t> good = WavBytes(wav_layout{}, CountingFrames(2000));
   for (size_t len = 0; len < good.size(); len += (len < 64 ? 1 : 97)) {
     std::vector<uint8_t> cut(good.begin(), good.begin() + len);
     rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("cut.wav", cut).c_str());

@@ -36,10 +36,10 @@ class Export : public ::testing::Test {
     return p->GetLastError(text, sizeof text) ? text : "";
   }
   // Makes the file; the frames and sample frames written come back in frames and samples.
-  void Make(const char *plugin, const std::string &file, const make_spec &spec) {
+  void Make(const char *plugin, const std::string &file, const make_spec &recipe) {
     imgio_export *p = Plugin(plugin);
     ASSERT_NE(p, nullptr);
-    ASSERT_TRUE(plugtest::Make(p, file, spec, &frames, &samples)) << Error(p);
+    ASSERT_TRUE(plugtest::Make(p, file, recipe, &frames, &samples)) << Error(p);
   }
 
   pluginlists lists;
@@ -76,12 +76,12 @@ int WrongPixels(KORSurface *s, int i, bool alpha = false) {
 
 // Sample frames of a second of 16-bit stereo PCM that differ from the making's samples
 // (starting with sample frame `first`; `count` of them are expected, the rest silence).
-int64_t Mismatches(const uint8_t *pcm, const make_spec &spec, int64_t first, int64_t count) {
+int64_t Mismatches(const uint8_t *pcm, const make_spec &recipe, int64_t first, int64_t count) {
   const auto *s = reinterpret_cast<const int16_t *>(pcm);
   int64_t bad = 0;
   for (int64_t k = 0; k < INTERNAL_RATE; ++k)
     for (int c = 0; c < 2; ++c) {
-      const int16_t want = k < count ? plugtest::SampleOf(spec, first + k, c) : 0;
+      const int16_t want = k < count ? plugtest::SampleOf(recipe, first + k, c) : 0;
       bad += s[k * 2 + c] != want;
     }
   return bad;
@@ -108,14 +108,14 @@ TEST_F(Export, EachPluginSaysTruthfullyWhatItEncodes) {
 
 TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   ASSERT_EQ(Plugin("avi")->SetOption("codec", "raw"), 1);
-  make_spec spec;
-  spec.width = 37;  // rows of 111 bytes: the file pads them, the reader must not see it
-  spec.height = 21;
-  spec.fps = 10;
-  spec.ms = 1200;
-  spec.gradient = true;
+  make_spec recipe;
+  recipe.width = 37;  // rows of 111 bytes: the file pads them, the reader must not see it
+  recipe.height = 21;
+  recipe.fps = 10;
+  recipe.ms = 1200;
+  recipe.gradient = true;
   const std::string file = dir.file("raw.avi");
-  Make("avi", file, spec);
+  Make("avi", file, recipe);
   ASSERT_EQ(frames, 12);
   ASSERT_EQ(samples, 12 * 4410);
 
@@ -135,18 +135,18 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   EXPECT_EQ(r->wfx.nSamplesPerSec, 44100u);
   EXPECT_EQ(r->wfx.nChannels, 2);
   EXPECT_EQ(r->wfx.wBitsPerSample, 16);
-  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), spec, 0, INTERNAL_RATE), 0);
-  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), spec, INTERNAL_RATE,
+  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), recipe, 0, INTERNAL_RATE), 0);
+  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), recipe, INTERNAL_RATE,
                        samples - INTERNAL_RATE),
             0);
 }
 
 TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
-  make_spec spec;
-  spec.width = 63;  // odd sides are coded as they are
-  spec.height = 47;
+  make_spec recipe;
+  recipe.width = 63;  // odd sides are coded as they are
+  recipe.height = 47;
   const std::string file = dir.file("mjpeg.avi");
-  Make("avi", file, spec);
+  Make("avi", file, recipe);
   ASSERT_EQ(frames, 10);
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
@@ -158,16 +158,16 @@ TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << i;
     EXPECT_EQ(fixtures::ShownFrame(r->frame, 10), i);
   }
-  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), spec, 0, samples), 0);
+  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), recipe, 0, samples), 0);
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
-  make_spec spec;
-  spec.fps = 15;
-  spec.ms = 1000;
-  spec.sine = true;
+  make_spec recipe;
+  recipe.fps = 15;
+  recipe.ms = 1000;
+  recipe.sine = true;
   const std::string file = dir.file("clip.mp4");
-  Make("mp4", file, spec);
+  Make("mp4", file, recipe);
   ASSERT_EQ(frames, 15);
   std::unique_ptr<mmstream, stream_closer> m(mediareaders::StreamOpenRead(file.c_str()));
   ASSERT_NE(m, nullptr);
@@ -177,7 +177,7 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
   EXPECT_NEAR(m->duration, 1000, 67);
   // Frame i shows from its making time t(i) = i * 1000 / 15 on.
   for (int i = 0; i < 15; ++i) {
-    KORSurface *f = mediareaders::StreamReadVideoSample(m.get(), int(plugtest::FrameTime(spec, i)) + 10);
+    KORSurface *f = mediareaders::StreamReadVideoSample(m.get(), int(plugtest::FrameTime(recipe, i)) + 10);
     ASSERT_NE(f, nullptr) << i;
     EXPECT_EQ(fixtures::ShownFrame(f, 15), i);
   }
@@ -188,7 +188,7 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
   ASSERT_NE(s, nullptr);
   double error = 0, signal = 0;
   for (int64_t k = 0; k < 20000; ++k) {
-    const double want = plugtest::SampleOf(spec, 4410 + k, 0);
+    const double want = plugtest::SampleOf(recipe, 4410 + k, 0);
     error += (s[k * 2] - want) * (s[k * 2] - want);
     signal += want * want;
   }
@@ -196,12 +196,12 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
 }
 
 TEST_F(Export, WavHoldsTheSoundAlone) {
-  make_spec spec;
-  spec.video = false;
-  spec.fps = 15;
-  spec.ms = 1500;
+  make_spec recipe;
+  recipe.video = false;
+  recipe.fps = 15;
+  recipe.ms = 1500;
   const std::string file = dir.file("sound.wav");
-  Make("wav", file, spec);
+  Make("wav", file, recipe);
   std::unique_ptr<rwav, wav_closer> r(mediareaders::WaveFileReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->wfx.wFormatTag, WAVE_FORMAT_PCM);
@@ -209,24 +209,24 @@ TEST_F(Export, WavHoldsTheSoundAlone) {
   EXPECT_EQ(r->wfx.nChannels, 2);
   EXPECT_EQ(r->wfx.wBitsPerSample, 16);
   EXPECT_EQ(int64_t(r->datasize), samples * 4);
-  EXPECT_EQ(Mismatches(mediareaders::WaveFileRead(r.get(), 0), spec, 0, INTERNAL_RATE), 0);
+  EXPECT_EQ(Mismatches(mediareaders::WaveFileRead(r.get(), 0), recipe, 0, INTERNAL_RATE), 0);
   EXPECT_EQ(
-      Mismatches(mediareaders::WaveFileRead(r.get(), 1200), spec, INTERNAL_RATE, samples - INTERNAL_RATE), 0);
+      Mismatches(mediareaders::WaveFileRead(r.get(), 1200), recipe, INTERNAL_RATE, samples - INTERNAL_RATE), 0);
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
-  make_spec spec;
-  spec.width = 5;
-  spec.height = 4;
-  spec.fps = 10;
-  spec.ms = 300;
-  spec.audio = false;
-  spec.gradient = true;
-  Make("images", dir.file("shot.png"), spec);
+  make_spec recipe;
+  recipe.width = 5;
+  recipe.height = 4;
+  recipe.fps = 10;
+  recipe.ms = 300;
+  recipe.audio = false;
+  recipe.gradient = true;
+  Make("images", dir.file("shot.png"), recipe);
   ASSERT_EQ(frames, 3);
-  Make("images", dir.file("pic%03d.bmp"), spec);
+  Make("images", dir.file("pic%03d.bmp"), recipe);
   ASSERT_EQ(Plugin("images")->SetOption("alpha", "1"), 1);
-  Make("images", dir.file("alpha.png"), spec);
+  Make("images", dir.file("alpha.png"), recipe);
   for (int i = 0; i < 3; ++i) {
     char png[32], bmp[32], alpha[32];
     std::snprintf(png, sizeof png, "shot_%06d.png", i);
@@ -243,14 +243,14 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
 }
 
 TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
-  make_spec spec;
-  spec.width = 33;  // odd sides: H.264 codes them one pixel larger
-  spec.height = 17;
-  spec.ms = 1000;
-  spec.stop_after = 5;
+  make_spec recipe;
+  recipe.width = 33;  // odd sides: H.264 codes them one pixel larger
+  recipe.height = 17;
+  recipe.ms = 1000;
+  recipe.stop_after = 5;
   for (const char *plugin : {"avi", "mp4"}) {
     const std::string file = dir.file(std::string("stopped.") + plugin);
-    Make(plugin, file, spec);
+    Make(plugin, file, recipe);
     ASSERT_EQ(frames, 5);
     std::unique_ptr<mmstream, stream_closer> m(mediareaders::StreamOpenRead(file.c_str()));
     ASSERT_NE(m, nullptr) << plugin;
@@ -264,8 +264,8 @@ TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
 
   // A plugin destroyed while its file is open (its library freed mid-making) finishes the file.
   const std::string file = dir.file("abandoned.avi");
-  spec.stop_after = 3;
-  ASSERT_TRUE(plugtest::Make(Plugin("avi"), file, spec, &frames, &samples, true));
+  recipe.stop_after = 3;
+  ASSERT_TRUE(plugtest::Make(Plugin("avi"), file, recipe, &frames, &samples, true));
   lists.FreeAll();
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);

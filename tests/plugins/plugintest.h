@@ -46,17 +46,17 @@ struct make_spec {
 };
 
 // Frame i's picture, its pitch 3 pixels wider than the frame.
-std::vector<pix32> Picture(const make_spec &spec, int i, surf32 *frame);
+std::vector<pix32> Picture(const make_spec &recipe, int i, surf32 *frame);
 // The sample of sample frame n, channel c, as written.
-int16_t SampleOf(const make_spec &spec, int64_t n, int c);
+int16_t SampleOf(const make_spec &recipe, int64_t n, int c);
 // The frame times' rule of making: t(i) = i * ms / N with N = trunc(fps * ms / 1000).
-int FrameCount(const make_spec &spec);
-int64_t FrameTime(const make_spec &spec, int i);
+int FrameCount(const make_spec &recipe);
+int64_t FrameTime(const make_spec &recipe, int i);
 
 // Sets the plugin up for `file`, opens it, writes the frames and their sound, and closes it
 // (unless `leave_open`). The frames and sample frames written go to *frames and *samples.
 // False when a call fails.
-bool Make(imgio_export *plugin, const std::string &file, const make_spec &spec, int *frames, int64_t *samples,
+bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames, int64_t *samples,
           bool leave_open = false);
 
 }  // namespace plugtest

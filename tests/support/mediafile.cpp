@@ -76,7 +76,7 @@ struct writer {
   }
 };
 
-bool OpenVideo(writer &w, const media_spec &s, std::string *error) {
+bool OpenVideo(writer &w, const media_recipe &s, std::string *error) {
   const AVCodec *codec = avcodec_find_encoder_by_name(s.video_codec.c_str());
   if (!codec) return Fail(error, "no encoder " + s.video_codec);
   w.vst = avformat_new_stream(w.oc, nullptr);
@@ -124,7 +124,7 @@ bool OpenVideo(writer &w, const media_spec &s, std::string *error) {
   return true;
 }
 
-bool OpenAudio(writer &w, const media_spec &s, std::string *error) {
+bool OpenAudio(writer &w, const media_recipe &s, std::string *error) {
   const AVCodec *codec = avcodec_find_encoder_by_name(s.audio_codec.c_str());
   if (!codec) return Fail(error, "no encoder " + s.audio_codec);
   w.ast = avformat_new_stream(w.oc, nullptr);
@@ -145,7 +145,7 @@ bool OpenAudio(writer &w, const media_spec &s, std::string *error) {
   return true;
 }
 
-void FillPicture(writer &w, const media_spec &s, int i) {
+void FillPicture(writer &w, const media_recipe &s, int i) {
   AVFrame *f = w.vframe;
   av_frame_make_writable(f);
   if (f->format == AV_PIX_FMT_PAL8) {
@@ -171,7 +171,7 @@ void FillPicture(writer &w, const media_spec &s, int i) {
   sws_scale(w.sws, src, stride, 0, s.height, f->data, f->linesize);
 }
 
-bool WriteAudioFrame(writer &w, const media_spec &s, int64_t first, int n) {
+bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
   AVFrame *f = w.aframe;
   av_frame_unref(f);
   f->format = w.aenc->sample_fmt;
@@ -268,7 +268,7 @@ int ShownFrame(KORSurface *s, int count) {
 
 bool HaveEncoder(const char *name) { return avcodec_find_encoder_by_name(name) != nullptr; }
 
-bool WriteMedia(const std::string &path, const media_spec &s, std::string *error) {
+bool WriteMedia(const std::string &path, const media_recipe &s, std::string *error) {
   if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
   writer w;
   if (avformat_alloc_output_context2(&w.oc, nullptr, s.format.c_str(), path.c_str()) < 0 || !w.oc)
@@ -315,11 +315,11 @@ bool WriteMedia(const std::string &path, const media_spec &s, std::string *error
   return true;
 }
 
-std::string WriteTempMedia(const std::string &name, const media_spec &spec) {
+std::string WriteTempMedia(const std::string &name, const media_recipe &recipe) {
   static temp_dir dir;
   const std::string path = dir.file(name);
   std::string why;
-  if (!WriteMedia(path, spec, &why)) ADD_FAILURE() << "cannot write " << name << ": " << why;
+  if (!WriteMedia(path, recipe, &why)) ADD_FAILURE() << "cannot write " << name << ": " << why;
   return path;
 }
 

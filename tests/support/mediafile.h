@@ -29,7 +29,7 @@ int32_t Sample24(int64_t n, int c);  // a signed 24-bit value
 // A smooth signal for lossy codecs: 0.5 * sin(2 pi 440 n / rate + c).
 float SampleSine(int64_t n, int c, int rate);
 
-struct media_spec {
+struct media_recipe {
   std::string format = "avi";         // muxer: avi, mp4, mov, matroska, mpeg, asf, gif, ...
   std::string video_codec = "mjpeg";  // encoder name; empty for a file without video
   std::string pix_fmt;                // empty: what the encoder takes first
@@ -58,14 +58,14 @@ struct media_spec {
 int ShownFrame(KORSurface *s, int count);
 
 // Writes the medium; false (with a reason in *error) when an encoder or muxer is missing or fails.
-bool WriteMedia(const std::string &path, const media_spec &spec, std::string *error = nullptr);
+bool WriteMedia(const std::string &path, const media_recipe &recipe, std::string *error = nullptr);
 
 // Whether this FFmpeg has the encoder.
 bool HaveEncoder(const char *name);
 
 // Writes the medium into the test program's temporary folder (a test failure when it cannot)
 // and returns its path.
-std::string WriteTempMedia(const std::string &name, const media_spec &spec);
+std::string WriteTempMedia(const std::string &name, const media_recipe &recipe);
 // A whole file's bytes (empty when it cannot be read).
 std::vector<uint8_t> ReadFileBytes(const std::string &path);
 // A small deterministic generator for scattered times and damaged bytes: 24 bits per call.

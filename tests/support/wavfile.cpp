@@ -24,7 +24,7 @@ void PutId(std::vector<uint8_t> &b, const char *id) {
 
 }  // namespace
 
-std::vector<uint8_t> WavBytes(const wav_spec &s, const std::vector<uint8_t> &samples) {
+std::vector<uint8_t> WavBytes(const wav_layout &s, const std::vector<uint8_t> &samples) {
   std::vector<uint8_t> body;
   PutId(body, "WAVE");
   if (s.junk_before_fmt) {

@@ -8,7 +8,7 @@
 
 namespace fixtures {
 
-struct wav_spec {
+struct wav_layout {
   uint16_t format_tag = 1;
   uint16_t channels = 2;
   uint32_t rate = 44100;
@@ -19,7 +19,7 @@ struct wav_spec {
 };
 
 // The bytes of a wave file holding `samples` (raw PCM bytes).
-std::vector<uint8_t> WavBytes(const wav_spec &spec, const std::vector<uint8_t> &samples);
+std::vector<uint8_t> WavBytes(const wav_layout &recipe, const std::vector<uint8_t> &samples);
 
 // Writes bytes to a file in a fresh temporary folder; returns the path.
 std::string WriteTempFile(const std::string &name, const std::vector<uint8_t> &bytes);
