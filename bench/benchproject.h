@@ -21,7 +21,6 @@ extern "C" {
 
 namespace benchproject {
 
-
 inline constexpr int kWidth = 720;
 constexpr int kHeight = 576;
 constexpr int kFrames = 250;
@@ -41,9 +40,10 @@ inline void Paint(AVFrame *f, int i) {
     }
 }
 
-inline bool MakeVideo() {
+// A 250-frame MJPEG AVI of moving bands over fine texture: pictures a JPEG coder has real work on.
+inline bool MakeVideo(const std::string &path = kVideo) {
   AVFormatContext *oc = nullptr;
-  if (avformat_alloc_output_context2(&oc, nullptr, "avi", kVideo.c_str()) < 0) return false;
+  if (avformat_alloc_output_context2(&oc, nullptr, "avi", path.c_str()) < 0) return false;
   const AVCodec *codec = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
   AVStream *st = avformat_new_stream(oc, nullptr);
   AVCodecContext *enc = codec ? avcodec_alloc_context3(codec) : nullptr;
@@ -65,7 +65,7 @@ inline bool MakeVideo() {
     f->format = enc->pix_fmt;
     f->width = kWidth;
     f->height = kHeight;
-    ok = av_frame_get_buffer(f, 0) >= 0 && avio_open(&oc->pb, kVideo.c_str(), AVIO_FLAG_WRITE) >= 0 &&
+    ok = av_frame_get_buffer(f, 0) >= 0 && avio_open(&oc->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0 &&
          avformat_write_header(oc, nullptr) >= 0;
   }
   auto drain = [&] {

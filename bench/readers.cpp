@@ -14,83 +14,18 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include "benchproject.h"
 #include "media/mediareaders.h"
 
 namespace {
 
-constexpr int kWidth = 720;
-constexpr int kHeight = 576;
-constexpr int kFrames = 250;
+using benchproject::kFrames;
+using benchproject::kHeight;
+using benchproject::kWidth;
 const std::string kPath = "/tmp/lv-bench-readers-720x576-mjpeg.avi";
 
 double g_cli_fps = 0;  // frames per second of the command line, measured before the benchmarks
 
-// Moving diagonal bands over fine texture: pictures a JPEG coder has real work on.
-void Paint(AVFrame *f, int i) {
-  for (int y = 0; y < kHeight; ++y) {
-    uint8_t *row = f->data[0] + size_t(y) * f->linesize[0];
-    for (int x = 0; x < kWidth; ++x) row[x] = uint8_t((x + y + 4 * i) * 3 / 2 + ((x * 7 ^ y * 13) & 15));
-  }
-  for (int p = 1; p < 3; ++p)
-    for (int y = 0; y < kHeight; ++y) {
-      uint8_t *row = f->data[p] + size_t(y) * f->linesize[p];
-      for (int x = 0; x < kWidth / 2; ++x) row[x] = uint8_t(p == 1 ? x / 3 + i : y / 3 + 2 * i);
-    }
-}
-
-bool MakeFile() {
-  AVFormatContext *oc = nullptr;
-  if (avformat_alloc_output_context2(&oc, nullptr, "avi", kPath.c_str()) < 0) return false;
-  const AVCodec *codec = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
-  AVStream *st = avformat_new_stream(oc, nullptr);
-  AVCodecContext *enc = codec ? avcodec_alloc_context3(codec) : nullptr;
-  AVFrame *f = av_frame_alloc();
-  AVPacket *pkt = av_packet_alloc();
-  bool ok = st && enc && f && pkt;
-  if (ok) {
-    enc->width = kWidth;
-    enc->height = kHeight;
-    enc->time_base = AVRational{1, 25};
-    enc->framerate = AVRational{25, 1};
-    enc->pix_fmt = AV_PIX_FMT_YUVJ422P;
-    enc->flags |= AV_CODEC_FLAG_QSCALE;
-    enc->global_quality = FF_QP2LAMBDA * 3;
-    ok = avcodec_open2(enc, codec, nullptr) >= 0 && avcodec_parameters_from_context(st->codecpar, enc) >= 0;
-  }
-  if (ok) {
-    st->time_base = enc->time_base;
-    f->format = enc->pix_fmt;
-    f->width = kWidth;
-    f->height = kHeight;
-    ok = av_frame_get_buffer(f, 0) >= 0 && avio_open(&oc->pb, kPath.c_str(), AVIO_FLAG_WRITE) >= 0 &&
-         avformat_write_header(oc, nullptr) >= 0;
-  }
-  auto drain = [&] {
-    while (avcodec_receive_packet(enc, pkt) == 0) {
-      av_packet_rescale_ts(pkt, enc->time_base, st->time_base);
-      pkt->stream_index = st->index;
-      if (av_interleaved_write_frame(oc, pkt) < 0) ok = false;
-    }
-  };
-  for (int i = 0; ok && i < kFrames; ++i) {
-    av_frame_make_writable(f);
-    Paint(f, i);
-    f->pts = i;
-    ok = avcodec_send_frame(enc, f) >= 0;
-    drain();
-  }
-  if (ok) {
-    avcodec_send_frame(enc, nullptr);
-    drain();
-    ok = av_write_trailer(oc) >= 0;
-  }
-  if (oc && oc->pb) avio_closep(&oc->pb);
-  av_packet_free(&pkt);
-  av_frame_free(&f);
-  avcodec_free_context(&enc);
-  avformat_free_context(oc);
-  return ok;
-}
 
 // The command line decoding every frame to the null muxer; the best of three runs.
 double TimeCommandLine() {
@@ -166,7 +101,7 @@ BENCHMARK(BM_AVIReadScattered)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (!MakeFile()) {
+  if (!benchproject::MakeVideo(kPath)) {
     std::fprintf(stderr, "cannot write %s\n", kPath.c_str());
     return 1;
   }
