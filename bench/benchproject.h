@@ -152,6 +152,19 @@ inline bool Build(vemoproject &p) {
   return true;
 }
 
+// Frames per second of a command that handles kFrames frames: the best of three runs, timed
+// with a steady clock, start-up included; 0 when the command fails.
+inline double BestFramesPerSecond(const std::string &cmd) {
+  double best = 0;
+  for (int run = 0; run < 3; ++run) {
+    const auto t0 = std::chrono::steady_clock::now();
+    if (std::system(cmd.c_str()) != 0) return 0;
+    const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    best = std::max(best, kFrames / s);
+  }
+  return best;
+}
+
 // Frames per second of the ffmpeg command line doing the same layering, written to `output`
 // (such as "-f null -"); best of three runs, 0 when it fails.
 inline double TimeCommandLine(const std::string &output) {
@@ -164,14 +177,7 @@ inline double TimeCommandLine(const std::string &output) {
                           " -loop 1 -i " + kPicture2 + " -filter_complex \"" + graph +
                           "\" -map \"[out]\" -frames:v " + std::to_string(kFrames) +
                           " " + output + " > /dev/null 2>&1";
-  double best = 0;
-  for (int run = 0; run < 3; ++run) {
-    const auto t0 = std::chrono::steady_clock::now();
-    if (std::system(cmd.c_str()) != 0) return 0;
-    const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    best = std::max(best, kFrames / s);
-  }
-  return best;
+  return BestFramesPerSecond(cmd);
 }
 
 // Writes the media; false when /tmp cannot take them.

@@ -26,18 +26,10 @@ const std::string kPath = "/tmp/lv-bench-readers-720x576-mjpeg.avi";
 
 double g_cli_fps = 0;  // frames per second of the command line, measured before the benchmarks
 
-
 // The command line decoding every frame to the null muxer; the best of three runs.
 double TimeCommandLine() {
   const std::string cmd = "ffmpeg -nostdin -v quiet -i " + kPath + " -f null - > /dev/null 2>&1";
-  double best = 0;
-  for (int run = 0; run < 3; ++run) {
-    const auto t0 = std::chrono::steady_clock::now();
-    if (std::system(cmd.c_str()) != 0) return 0;
-    const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    best = std::max(best, kFrames / s);
-  }
-  return best;
+  return benchproject::BestFramesPerSecond(cmd);
 }
 
 // Opens the file, reads its 250 frames in order at 25 fps, closes it.

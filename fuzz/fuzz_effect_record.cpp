@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz_io.h"
 #include "effects/effect.h"
 
 namespace {
@@ -16,19 +17,6 @@ std::unique_ptr<effectVideo> make(uint32_t capacity) {
   return e;
 }
 
-std::vector<uint8_t> saved(effectVideo &e, int *ok) {
-  std::vector<uint8_t> out;
-  FILE *f = std::tmpfile();
-  if (!f) return out;
-  *ok = e.Save(f);
-  const long n = std::ftell(f);
-  std::rewind(f);
-  out.resize(n > 0 ? size_t(n) : 0);
-  if (!out.empty() && std::fread(out.data(), 1, out.size(), f) != out.size()) out.clear();
-  std::fclose(f);
-  return out;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -36,24 +24,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const uint32_t capacity = 4u * data[0];
   auto e = make(capacity);
   if (!e) return 0;
-  FILE *f = std::tmpfile();
+  FILE *f = fuzzio::BytesAsFile(data + 1, size - 1);
   if (!f) return 0;
-  if (size > 1) std::fwrite(data + 1, 1, size - 1, f);
-  std::rewind(f);
   e->Load(f);
   std::fclose(f);
 
   // Whatever was loaded saves, and the saved record loads back to the same record.
   int ok = 0;
-  const std::vector<uint8_t> first = saved(*e, &ok);
+  const std::vector<uint8_t> first = fuzzio::SavedBytes(*e, &ok);
   if (!ok) __builtin_trap();
   auto twin = make(capacity);
-  FILE *g = std::tmpfile();
+  FILE *g = fuzzio::BytesAsFile(first.data(), first.size());
   if (!g || !twin) return 0;
-  std::fwrite(first.data(), 1, first.size(), g);
-  std::rewind(g);
   if (twin->Load(g) != 1) __builtin_trap();
   std::fclose(g);
-  if (saved(*twin, &ok) != first || !ok) __builtin_trap();
+  if (fuzzio::SavedBytes(*twin, &ok) != first || !ok) __builtin_trap();
   return 0;
 }

@@ -7,27 +7,16 @@
 
 #include "core/dialogs.h"
 #include "engine/project.h"
+#include "fuzz_io.h"
 
 namespace {
 
+// What the clip saves; a clip that loaded must also save.
 std::vector<uint8_t> Saved(clip *c) {
-  std::vector<uint8_t> out;
-  FILE *f = std::tmpfile();
-  if (!f) return out;
-  if (!c->Save(f)) __builtin_trap();
-  const long n = std::ftell(f);
-  out.resize(size_t(n > 0 ? n : 0));
-  std::rewind(f);
-  if (!out.empty() && std::fread(out.data(), 1, out.size(), f) != out.size()) out.clear();
-  std::fclose(f);
+  int ok = 0;
+  std::vector<uint8_t> out = fuzzio::SavedBytes(*c, &ok);
+  if (!ok) __builtin_trap();
   return out;
-}
-
-FILE *Reader(const uint8_t *data, size_t size) {
-  FILE *f = std::tmpfile();
-  if (f && size) std::fwrite(data, 1, size, f);
-  if (f) std::rewind(f);
-  return f;
 }
 
 vemoproject &Project() {
@@ -49,7 +38,7 @@ vemoproject &Project() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   vemoproject &p = Project();
   clip *root = p.Root();
-  FILE *f = Reader(data, size);
+  FILE *f = fuzzio::BytesAsFile(data, size);
   if (!f) return 0;
   const int loaded = root->Load(f);
   std::fclose(f);
@@ -62,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   (void)p.Describe();
 
   const std::vector<uint8_t> first = Saved(root);
-  FILE *g = Reader(first.data(), first.size());
+  FILE *g = fuzzio::BytesAsFile(first.data(), first.size());
   if (!g) return 0;
   if (!root->Load(g)) __builtin_trap();
   std::fclose(g);

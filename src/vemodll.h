@@ -3,6 +3,7 @@
 #pragma once
 
 // Core object model
+#include "core/byteorder.h"
 #include "core/clock.h"
 #include "core/commandline.h"
 #include "core/dialogs.h"

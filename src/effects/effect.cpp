@@ -7,22 +7,12 @@
 #include <cstring>
 #include <new>
 
+#include "core/byteorder.h"
 #include "core/frect.h"
 #include "core/vemowin.h"
 #include "time/declared_vars.h"
 
 namespace {
-
-uint32_t get_le32(const uint8_t *p) {
-  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
-}
-
-void put_le32(uint8_t *p, uint32_t v) {
-  p[0] = uint8_t(v);
-  p[1] = uint8_t(v >> 8);
-  p[2] = uint8_t(v >> 16);
-  p[3] = uint8_t(v >> 24);
-}
 
 // Declarations that differ from their table row for one declarer: the compressor's group heading
 // is declared with the bounds of its bands. A group holds no values, but the bounds are written
@@ -125,7 +115,7 @@ bool effect::CreatePluginBlock(uint32_t capacity) {
   delete[] pluginblock;
   pluginblock = block;
   pluginblocksize = capacity;
-  put_le32(pluginblock, 4);
+  byteorder::put_le32(pluginblock, 4);
   return true;
 }
 
@@ -134,11 +124,11 @@ int effect::Save(FILE *f) {
   if (pluginblock && pluginblocksize) {
     // The block as its count says. A count below 4 cannot describe the count itself: it is
     // written as an empty block (count 4). A count beyond the capacity cannot be written.
-    uint32_t count = get_le32(pluginblock);
+    uint32_t count = byteorder::le32(pluginblock);
     if (count < 4) count = 4;
     if (count > pluginblocksize) return 0;
     uint8_t head[4];
-    put_le32(head, count);
+    byteorder::put_le32(head, count);
     if (std::fwrite(head, 1, 4, f) != 4) return 0;
     if (count > 4 && std::fwrite(pluginblock + 4, 1, count - 4, f) != count - 4) return 0;
   }
@@ -162,14 +152,14 @@ int effect::LoadPluginBlock(FILE *f) {
     if (std::fread(head, 1, 4, f) != 4) {
       ok = 0;
     } else {
-      const uint32_t count = get_le32(head);
+      const uint32_t count = byteorder::le32(head);
       if (count < 4 || count > pluginblocksize) {
         // Refused: the block stays zero. The refused bytes are stepped over so that the
         // variables after them still load.
         ok = 0;
         if (count > 4) std::fseek(f, long(count - 4), SEEK_CUR);
       } else {
-        put_le32(pluginblock, count);
+        byteorder::put_le32(pluginblock, count);
         if (count > 4 && std::fread(pluginblock + 4, 1, count - 4, f) != count - 4) {
           std::memset(pluginblock, 0, pluginblocksize);
           ok = 0;

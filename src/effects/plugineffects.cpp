@@ -10,6 +10,7 @@
 #include <new>
 #include <string>
 
+#include "core/byteorder.h"
 #include "core/clock.h"
 #include "core/dialogs.h"
 #include "core/vemowin.h"
@@ -22,17 +23,6 @@ thread_local int load_scope_depth = 0;
 
 constexpr uint32_t kAllOnes = 0xFFFFFFFFu;
 
-uint32_t get_le32(const uint8_t *p) {
-  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
-}
-
-void put_le32(uint8_t *p, uint32_t v) {
-  p[0] = uint8_t(v);
-  p[1] = uint8_t(v >> 8);
-  p[2] = uint8_t(v >> 16);
-  p[3] = uint8_t(v >> 24);
-}
-
 int ParamCount(const effio *p) {
   if (!p || p->paramcount < 0) return 0;
   return p->paramcount < effio::kMaxParams ? p->paramcount : effio::kMaxParams;
@@ -43,7 +33,7 @@ const char *BlockName(const effect &e) {
   const uint8_t *block = e.GetPluginBlock();
   const uint32_t size = e.GetPluginBlockSize();
   if (!block || size < 6) return "";
-  const uint32_t count = get_le32(block);
+  const uint32_t count = byteorder::le32(block);
   if (count < 6 || count > size) return "";
   const void *end = std::memchr(block + 4, 0, count - 4);
   return end && end != block + 4 ? reinterpret_cast<const char *>(block + 4) : "";
@@ -55,11 +45,11 @@ void SetBlockName(effect &e, const std::string &name) {
   const uint32_t size = e.GetPluginBlockSize();
   std::memset(block, 0, size);
   if (name.empty() || name.size() + 5 > size) {
-    put_le32(block, 4);
+    byteorder::put_le32(block, 4);
     return;
   }
   std::memcpy(block + 4, name.c_str(), name.size() + 1);
-  put_le32(block, uint32_t(4 + name.size() + 1));
+  byteorder::put_le32(block, uint32_t(4 + name.size() + 1));
 }
 
 HWND WindowOf(vemowin *w) { return w ? w->GetWindow() : nullptr; }

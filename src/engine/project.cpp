@@ -14,6 +14,18 @@ namespace {
 // Sound is mixed in steps of this many ms: whole frames of 44.1 per ms, within the buffers.
 constexpr int kMixStep = 100;
 
+// A new, empty clip inserted into the arrangement `parent`; null when parent is no arrangement
+// or cannot take another child.
+clip *InsertNewChild(vemowin *context, clip *parent) {
+  if (!parent || !parent->IsArrangement()) return nullptr;
+  clip *c = new (std::nothrow) clip(context);
+  if (c && !parent->ClipInsertChild(c)) {
+    delete c;
+    return nullptr;
+  }
+  return c;
+}
+
 }  // namespace
 
 vemoproject::vemoproject(dialogs *ui) {
@@ -85,13 +97,8 @@ bool vemoproject::Mix(int from_ms, int ms, std::vector<int16_t> &out) {
 void vemoproject::SetMessages(clip::message_fn fn) { root->SetProcessingCallback(std::move(fn)); }
 
 clip *vemoproject::AddMedia(clip *parent, const char *path, int start, int track, int length_ms) {
-  if (!parent || !parent->IsArrangement()) return nullptr;
-  clip *c = new (std::nothrow) clip(context);
+  clip *c = InsertNewChild(context, parent);
   if (!c) return nullptr;
-  if (!parent->ClipInsertChild(c)) {
-    delete c;
-    return nullptr;
-  }
   if (!c->ClipImport(path)) {
     parent->ChildDelete(c);
     return nullptr;
@@ -103,13 +110,8 @@ clip *vemoproject::AddMedia(clip *parent, const char *path, int start, int track
 }
 
 clip *vemoproject::AddGenerator(clip *parent, int type, int start, int length_ms, int track) {
-  if (!parent || !parent->IsArrangement()) return nullptr;
-  clip *c = new (std::nothrow) clip(context);
+  clip *c = InsertNewChild(context, parent);
   if (!c) return nullptr;
-  if (!parent->ClipInsertChild(c)) {
-    delete c;
-    return nullptr;
-  }
   if (!c->AddClipSource(type)) {
     parent->ChildDelete(c);
     return nullptr;
@@ -122,13 +124,8 @@ clip *vemoproject::AddGenerator(clip *parent, int type, int start, int length_ms
 }
 
 clip *vemoproject::AddArrangement(clip *parent, int start, int length_ms, int track) {
-  if (!parent || !parent->IsArrangement()) return nullptr;
-  clip *c = new (std::nothrow) clip(context);
+  clip *c = InsertNewChild(context, parent);
   if (!c) return nullptr;
-  if (!parent->ClipInsertChild(c)) {
-    delete c;
-    return nullptr;
-  }
   if (!c->MakeArrangement(root->GetVideoFormat())) {
     parent->ChildDelete(c);
     return nullptr;

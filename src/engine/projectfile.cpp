@@ -31,6 +31,30 @@ void Terminate(char (&s)[N]) {
   s[N - 1] = 0;
 }
 
+// Makes and loads `count` effects of the types in `types`, in chain order, appending them to
+// list[n]. An effect this build cannot make has its record read past and is dropped. False when
+// a record cannot be read.
+template <class Effect>
+bool LoadEffects(FILE *f, clip *owner, vemowin *window, surface *surfaces, int length, const int32_t *types,
+                 int count, Effect **list, int &n) {
+  for (int i = 0; i < count; ++i) {
+    Effect *e = Effect::EffectNew(types[i], owner, window, surfaces);
+    if (!e) {
+      Effect skip;
+      skip.initEffect(owner, window, surfaces);
+      if (!skip.Load(f) || std::feof(f)) return false;
+      continue;
+    }
+    if (!e->Load(f) || std::feof(f)) {
+      delete e;
+      return false;
+    }
+    e->SetPoSiz(0, length);
+    list[n++] = e;
+  }
+  return true;
+}
+
 }  // namespace
 
 // ---- Saving ----
@@ -203,37 +227,11 @@ bool clip::LoadBody(FILE *f, int depth) {
 
   // Plugin effects bind the library their records name instead of asking for one.
   effectloadscope loading_effects;
-  for (int i = 0; i < block.videoeffectcount; ++i) {
-    effectVideo *e = effectVideo::EffectNew(block.videoeffectids[i], this, wincontext, surfaces);
-    if (!e) {
-      // An effect this build cannot make: its record is read past and the effect dropped.
-      effectVideo skip;
-      skip.initEffect(this, wincontext, surfaces);
-      if (!skip.Load(f) || std::feof(f)) return false;
-      continue;
-    }
-    if (!e->Load(f) || std::feof(f)) {
-      delete e;
-      return false;
-    }
-    e->SetPoSiz(0, size);
-    videoeffects[videoeffectcount++] = e;
-  }
-  for (int i = 0; i < block.audioeffectcount; ++i) {
-    effectAudio *e = effectAudio::EffectNew(block.audioeffectids[i], this, wincontext, surfaces);
-    if (!e) {
-      effectAudio skip;
-      skip.initEffect(this, wincontext, surfaces);
-      if (!skip.Load(f) || std::feof(f)) return false;
-      continue;
-    }
-    if (!e->Load(f) || std::feof(f)) {
-      delete e;
-      return false;
-    }
-    e->SetPoSiz(0, size);
-    audioeffects[audioeffectcount++] = e;
-  }
+  if (!LoadEffects(f, this, wincontext, surfaces, size, block.videoeffectids, block.videoeffectcount,
+                   videoeffects, videoeffectcount) ||
+      !LoadEffects(f, this, wincontext, surfaces, size, block.audioeffectids, block.audioeffectcount,
+                   audioeffects, audioeffectcount))
+    return false;
   if (videoeffectcount) currentvideoeffect = 0;
   if (audioeffectcount) currentaudioeffect = 0;
 

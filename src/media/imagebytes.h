@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/byteorder.h"
 #include "media/imagecodecs.h"
 
 namespace imagebytes {
@@ -11,13 +12,9 @@ namespace imagebytes {
 // True when [off, off + n) lies inside a buffer of `size` bytes (no overflow).
 inline bool fits(size_t size, uint64_t off, uint64_t n) { return off <= size && n <= size - off; }
 
-inline uint16_t le16(const uint8_t *p) { return uint16_t(p[0] | (p[1] << 8)); }
-inline uint32_t le32(const uint8_t *p) {
-  return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
-}
-inline uint32_t be32(const uint8_t *p) {
-  return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | uint32_t(p[3]);
-}
+using byteorder::be32;
+using byteorder::le16;
+using byteorder::le32;
 
 // Whether a picture of w x h lies within the decoders' caps.
 inline bool size_ok(int64_t w, int64_t h) {

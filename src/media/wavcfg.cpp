@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/byteorder.h"
 #include "core/dialogs.h"
 
 const wavtype_info WAVTYPE_TABLE[8] = {
@@ -21,13 +22,9 @@ const wavtype_info WAVTYPE_TABLE[8] = {
 
 namespace {
 
-int16_t ReadS16(const uint8_t *p) { return static_cast<int16_t>(uint16_t(p[0]) | (uint16_t(p[1]) << 8)); }
+int16_t ReadS16(const uint8_t *p) { return static_cast<int16_t>(byteorder::le16(p)); }
 
-void WriteS16(uint8_t *p, int v) {
-  const uint16_t u = static_cast<uint16_t>(static_cast<int16_t>(v));
-  p[0] = static_cast<uint8_t>(u);
-  p[1] = static_cast<uint8_t>(u >> 8);
-}
+void WriteS16(uint8_t *p, int v) { byteorder::put_le16(p, static_cast<uint16_t>(static_cast<int16_t>(v))); }
 
 uint8_t To8Bit(int sample) {
   const int v = sample / 256 + 128;  // truncation toward zero: -1 becomes 128

@@ -1,0 +1,67 @@
+// What the fuzz targets share: the fuzz bytes as a file (an open one, or a named one for readers
+// that take a path), and the bytes an object's Save writes.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace fuzzio {
+
+// A temporary file holding the bytes, positioned at its start; null when none can be made.
+inline FILE *BytesAsFile(const uint8_t *data, size_t size) {
+  FILE *f = std::tmpfile();
+  if (!f) return nullptr;
+  if (size) std::fwrite(data, 1, size, f);
+  std::rewind(f);
+  return f;
+}
+
+// The bytes in a named file under /tmp, removed again when this goes out of scope.
+class named_file {
+ public:
+  named_file(const char *stem, const uint8_t *data, size_t size) {
+    std::string pattern = std::string("/tmp/lv-fuzz-") + stem + "-XXXXXX";
+    const int fd = mkstemp(pattern.data());
+    if (fd < 0) return;
+    path_ = pattern;
+    FILE *f = fdopen(fd, "wb");
+    if (!f) {
+      close(fd);
+      return;
+    }
+    if (size) std::fwrite(data, 1, size, f);
+    std::fclose(f);
+  }
+  ~named_file() {
+    if (!path_.empty()) unlink(path_.c_str());
+  }
+  named_file(const named_file &) = delete;
+  named_file &operator=(const named_file &) = delete;
+  // Empty when the file could not be made.
+  const std::string &path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// What obj.Save writes; its result goes to *ok.
+template <class Saver>
+std::vector<uint8_t> SavedBytes(Saver &obj, int *ok) {
+  std::vector<uint8_t> out;
+  FILE *f = std::tmpfile();
+  if (!f) return out;
+  *ok = obj.Save(f);
+  const long n = std::ftell(f);
+  std::rewind(f);
+  out.resize(n > 0 ? size_t(n) : 0);
+  if (!out.empty() && std::fread(out.data(), 1, out.size(), f) != out.size()) out.clear();
+  std::fclose(f);
+  return out;
+}
+
+}  // namespace fuzzio
