@@ -66,7 +66,8 @@ ffexport::ffexport(ffexportformat f) : format(std::move(f)) {
 ffexport::~ffexport() { Close(); }
 
 bool ffexport::Fail(const std::string &why) {
-  lasterror = why;
+  // The first failure is the cause; what fails after it (finishing, closing) only follows.
+  if (lasterror.empty()) lasterror = why;
   return false;
 }
 

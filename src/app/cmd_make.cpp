@@ -109,7 +109,10 @@ int CmdMake(int argc, char **argv, int first) {
     if (g_interrupted && !root->IsStopPending()) root->Stop();
   });
   root->SetMakeProgress([&bar](int done, int count) { bar.Frame(done, count); });
+  // A failure is reported below in one line, so the engine's own message box stays silent.
+  HeadlessDialogs().quiet = true;
   const int result = root->StartMaking(out);
+  HeadlessDialogs().quiet = false;
   sigaction(SIGINT, &old, nullptr);
   root->SetMessagePump(nullptr);
   root->SetMakeProgress(nullptr);

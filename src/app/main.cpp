@@ -1,5 +1,6 @@
 // lumivaxel: the command-line host of the engine. Builds nothing itself: each command opens a
 // project through the engine's headless entry and does one job.
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -68,6 +69,9 @@ void PrintHelp() {
 }  // namespace
 
 int main(int argc, char **argv) {
+  // Past a file-size limit a write fails like any other (and is reported) instead of the
+  // signal killing the program in the middle of a file.
+  std::signal(SIGXFSZ, SIG_IGN);
   if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
     PrintHelp();
     return argc < 2 ? 1 : 0;

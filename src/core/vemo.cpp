@@ -10,6 +10,25 @@ namespace {
 int g_busy = 0;
 }
 
+vemo::vemo(const vemo &other) { *this = other; }
+
+vemo &vemo::operator=(const vemo &other) {
+  if (this == &other) return *this;
+  DestroyIcon(iconhandle);
+  iconhandle = other.iconhandle ? new icon(*other.iconhandle) : nullptr;
+  dirty = other.dirty;
+  window = other.window;
+  parent = other.parent;
+  currenttime = other.currenttime;
+  position = other.position;
+  size = other.size;
+  captured = other.captured;
+  surfaces = other.surfaces;
+  wincontext = other.wincontext;
+  offset = other.offset;
+  return *this;
+}
+
 vemo::~vemo() { DestroyIcon(iconhandle); }
 
 // ---- Virtual operations ----

@@ -33,10 +33,9 @@ enum : uint32_t {
 class vemo {
  public:
   vemo() = default;
-  // Copies every field, the icon handle included: the two objects then share one icon, and the
-  // owner must make sure only one of them releases it (see ForgetIcon).
-  vemo(const vemo &) = default;
-  vemo &operator=(const vemo &) = default;
+  // A copy gets its own copy of the icon, so each object releases only what it holds.
+  vemo(const vemo &other);
+  vemo &operator=(const vemo &other);
   virtual ~vemo();
 
   // ---- The 22 virtual operations, in slot order ----
@@ -97,8 +96,6 @@ class vemo {
   bool SetIcon(const char *path);
   HICON GetIcon();
   static HICON IconLoadByFileName(const char *path);
-  // Drops the handle without releasing it (for a copy that shares its original's icon).
-  void ForgetIcon() { iconhandle = nullptr; }
 
   // ---- Busy cursor (process-wide counter) ----
   static int BusyStart();

@@ -202,7 +202,7 @@ class clip : public vemotime {
   int ClipTrackFree(int track);
   bool ClipChildTrackCheck(clip *child, int track);
   int ClipCompressTracks();
-  // A deep copy through the temporary file "lvtClipDuplicate.vmp"; its parent is this clip
+  // A deep copy saved and loaded through a private temporary file; its parent is this clip
   // (not yet linked as a child). Null on failure.
   clip *ClipDuplicate(clip *source);
   int GetChildCount() const { return childcount; }

@@ -149,7 +149,7 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
   }
   const int start = root->GetMakeStart();
   const int length = root->GetMakeEnd() - start;
-  const int count = length > 0 ? int(root->GetFps() * length / 1000.0) : 0;
+  const int count = length > 0 ? int(double(root->GetFps()) * length / 1000.0) : 0;
 
   // The project's texts: its name is its title.
   const char *title = root->GetName();

@@ -17,15 +17,6 @@
 
 namespace {
 
-constexpr const char *kDuplicateFile = "lvtClipDuplicate.vmp";
-
-std::string TempPath(const char *name) {
-  const char *tmp = std::getenv("TMPDIR");
-  std::string path = tmp && *tmp ? tmp : "/tmp";
-  if (path.back() != PATH_SEPARATOR) path += PATH_SEPARATOR;
-  return path + name;
-}
-
 template <size_t N>
 void Terminate(char (&s)[N]) {
   s[N - 1] = 0;
@@ -279,19 +270,13 @@ clip *clip::ClipDuplicate(clip *src) {
   c->parentclip = this;
   c->surfaces = surfaces;
   BusyStart();
+  // The copy travels through a private, unnamed temporary file: two processes never meet in it,
+  // nobody can plant one in its place, and it is gone when closed.
   bool ok = false;
-  if (FILE *f = OpenTempFile(kDuplicateFile, "wb")) {
-    ok = src->Save(f) == 1;
-    ok = std::fclose(f) == 0 && ok;
+  if (FILE *f = std::tmpfile()) {
+    ok = src->Save(f) == 1 && std::fflush(f) == 0 && std::fseek(f, 0, SEEK_SET) == 0 && c->Load(f) == 1;
+    std::fclose(f);
   }
-  if (ok) {
-    ok = false;
-    if (FILE *f = OpenTempFile(kDuplicateFile, "rb")) {
-      ok = c->Load(f) == 1;
-      std::fclose(f);
-    }
-  }
-  std::remove(TempPath(kDuplicateFile).c_str());
   BusyEnd();
   if (!ok) {
     delete c;

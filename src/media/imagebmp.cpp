@@ -73,14 +73,17 @@ bool parse_dib(const uint8_t *d, size_t size, size_t h0, size_t bits_at, bool ic
     // codings than here: refuse them.
     if ((hs == 16 || hs == 64) && info.compression > BI_RLE4) return false;
     if (info.compression == BI_BITFIELDS || info.compression == BI_ALPHABITFIELDS) {
-      size_t at = h0 + 40;
-      if (hs == 40) {
-        const size_t n = info.compression == BI_ALPHABITFIELDS ? 4 : 3;
-        if (!fits(size, at, n * 4)) return false;
-        table += n * 4;
-      }
+      // The masks start right after the 40-byte part of the header; those the header has no
+      // room for (all of them after a 40-byte header, the alpha mask after a 52-byte one)
+      // follow it, before the palette.
+      const size_t at = h0 + 40;
+      const size_t wanted = info.compression == BI_ALPHABITFIELDS ? 4 : 3;
+      const size_t inside = hs > 40 ? std::min<size_t>(4, (hs - 40) / 4) : 0;
+      const size_t after = wanted > inside ? wanted - inside : 0;
+      if (!fits(size, h0 + hs, after * 4)) return false;
+      table += after * 4;
       for (int i = 0; i < 3; ++i) info.masks[i] = le32(d + at + 4 * i);
-      if (info.compression == BI_ALPHABITFIELDS || hs >= 56) {
+      if (wanted == 4 || inside == 4) {
         info.masks[3] = le32(d + at + 12);
         info.alphamask = info.masks[3] != 0;
       }

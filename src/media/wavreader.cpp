@@ -1,4 +1,5 @@
 // The wave file reader: our own RIFF walk over the file, one second of PCM at a time.
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -55,7 +56,11 @@ rwav *mediareaders::WaveFileReadOpenFile(FILE *f) {
 
   r->buffer = static_cast<uint8_t *>(std::malloc(r->wfx.nAvgBytesPerSec));
   if (!r->buffer) return fail(r);
-  r->length = static_cast<int32_t>(r->datasize * 1000.0 / r->wfx.nAvgBytesPerSec);
+  // Clip time is a 32-bit count of milliseconds: a sound that would last longer (a tiny claimed
+  // byte rate over a large data chunk) cannot be placed and is refused.
+  const double length = r->datasize * 1000.0 / r->wfx.nAvgBytesPerSec;
+  if (length > double(INT32_MAX)) return fail(r);
+  r->length = static_cast<int32_t>(length);
   r->valid = 1;
   return r;
 }

@@ -71,6 +71,12 @@ elif [ "$got" != 0 ]; then  # 0: it finished before the signal came
   echo "FAIL: interrupted make status $got"; failures=$((failures + 1))
 fi
 
+# A full disk (a file-size limit far below one raw frame): one clear line and status 1, not a
+# death by signal.
+check "make onto a full disk" 1 bash -c 'ulimit -f 200; exec "$0" make "$1" -o "$2" --option codec=raw' \
+  "$lv" "$dir/demo.vmp" "$dir/full.avi"
+expect_line "failed"
+
 # Media moved next to the project are found again by name.
 mkdir "$dir/moved" && mv "$dir/demo.vmp" "$dir/poster.bmp" "$dir/greenscreen.bmp" "$dir/tone.wav" "$dir/video.avi" "$dir/moved/"
 check "moved media" 0 "$lv" frame "$dir/moved/demo.vmp" --at 1.5 --yes -o "$dir/g.png"

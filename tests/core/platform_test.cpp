@@ -148,6 +148,11 @@ TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
   std::ofstream(dir + "/clip.avi") << "x";
   EXPECT_TRUE(v.SetIcon((dir + "/clip.avi").c_str()));
   EXPECT_EQ(v.GetIcon()->name, "video-x-generic");
+  vemo copy(v);  // a copy holds its own icon, so the two destructors release two icons
+  EXPECT_NE(copy.GetIcon(), v.GetIcon());
+  EXPECT_EQ(copy.GetIcon()->name, "video-x-generic");
+  copy = v;
+  EXPECT_NE(copy.GetIcon(), v.GetIcon());
   std::ofstream(dir + "/notes.unknownext") << "x";
   HICON none = vemo::IconLoadByFileName((dir + "/notes.unknownext").c_str());
   EXPECT_EQ(none, nullptr);

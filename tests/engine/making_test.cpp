@@ -130,6 +130,15 @@ TEST(Making, AStopKeepsTheEarlierFramesAndClosesTheFile) {
   rec.closed = 0;
   EXPECT_EQ(pr.root()->StartMaking(&rec), 1);
   EXPECT_EQ(rec.videoindex.size(), 25u);
+  // 25 fps over 2e9 ms: the frame count is 5e7, though fps times length passes 32 bits.
+  int told = 0;
+  pr.root()->SetMakeProgress([&told](int, int count) { told = count; });
+  pr.root()->SetMakeRange(0, 2000000000);
+  rec.stopat = 0;
+  rec.closed = 0;
+  EXPECT_EQ(pr.root()->StartMaking(&rec), 128);
+  EXPECT_EQ(told, 50000000);
+  pr.root()->SetMakeProgress(nullptr);
 }
 
 TEST(Making, RefusalsAreToldAndNothingIsWritten) {

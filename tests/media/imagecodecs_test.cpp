@@ -163,6 +163,15 @@ TEST(ImageBMP, DirectColourDepthsAndAlpha) {
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get())[0], 0x77030201u);
 
+  bmp_layout v2 = v5;  // a 52-byte header: the alpha mask of compression 6 follows it
+  v2.header = 52, v2.compression = 6, v2.file_header = false;
+  bytes dib = make_bmp(v2);
+  s = decode(DecodeBMP, dib);
+  ASSERT_TRUE(s);
+  EXPECT_EQ(words(s.get())[0], 0x77030201u);
+  dib.resize(52);
+  EXPECT_FALSE(decode(DecodeBMP, dib));
+
   bmp_layout packed = b24;  // a packed DIB: no file header
   packed.file_header = false;
   s = decode(DecodeBMP, make_bmp(packed));

@@ -115,6 +115,12 @@ TEST(WaveReader, LyingDataSizeIsCutToTheFile) {
   EXPECT_EQ(r->datasize, 17640u);
   EXPECT_EQ(r->length, 100);
   mediareaders::WaveFileReadClose(r);
+
+  // 2.2 MB at a claimed byte a second would last 2.2e9 ms, past what a clip time can hold.
+  wav_layout slow;
+  slow.rate = 1, slow.channels = 1, slow.bits = 8;
+  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("slow.wav", WavBytes(slow, std::vector<uint8_t>(2200000))).c_str()),
+            nullptr);
 }
 
 TEST(WaveReader, EveryTruncationAndByteFlipFailsOrReadsSafely) {
