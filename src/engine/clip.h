@@ -24,6 +24,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "core/frect.h"
 #include "engine/clipblock.h"
@@ -468,6 +469,9 @@ class clip : public vemotime {
   int16_t *processingbuffer = nullptr;
   int16_t *processing2 = nullptr;
   int16_t *processing3 = nullptr;
+  // The source samples of a span that outgrow a work buffer (a high rate read at a low frame
+  // rate); grown once to the largest span asked for, then reused.
+  std::vector<uint8_t> widesource;
   int32_t audioeffectcount = 0;
   int32_t currentaudioeffect = -1;
   effectAudio *audioeffects[CLIP_MAX_EFFECTS] = {};

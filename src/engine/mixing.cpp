@@ -200,18 +200,24 @@ int clip::ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms
   if (!work1 || !work2) return 0;
   const WAVEFORMATEX *f = AudioFormat();
   if (!f) return 0;
-  // The source samples of the span must fit a work buffer; a format that would need more
-  // (a very high rate over a long span) contributes nothing.
+  // A span is at most the two seconds a work buffer holds in the internal format.
+  if (ms < 0 || int64_t(ms) * 176400 / 1000 > CLIP_AUDIO_WORK_BYTES) return 0;
+  // The source samples of the span go to the first work buffer, or, when they outgrow it (a
+  // high rate read at a low frame rate), to the clip's own wider buffer; either way they are
+  // converted into the second.
   const int64_t need = (int64_t(ms) * f->nSamplesPerSec / 1000 + 2) * std::max<int>(f->nBlockAlign, 4);
-  if (ms < 0 || need > CLIP_AUDIO_WORK_BYTES) return 0;
+  uint8_t *src = reinterpret_cast<uint8_t *>(work1);
+  if (need > CLIP_AUDIO_WORK_BYTES) {
+    if (widesource.size() < size_t(need)) widesource.resize(size_t(need));
+    src = widesource.data();
+  }
   int got = 0;
-  if (!ClipAudioGetData(work1, ms, &got)) return 0;
+  if (!ClipAudioGetData(src, ms, &got)) return 0;
   int16_t *res = work1;
-  if (IsInternal(*f)) {
-    if (got < bytes) std::memset(reinterpret_cast<uint8_t *>(work1) + got, 0, size_t(bytes - got));
+  if (IsInternal(*f) && src == reinterpret_cast<uint8_t *>(work1)) {
+    if (got < bytes) std::memset(src + got, 0, size_t(bytes - got));
   } else {
-    wavcfg::To44100_16_2(reinterpret_cast<const uint8_t *>(work1), f, got, reinterpret_cast<uint8_t *>(work2),
-                         bytes);
+    wavcfg::To44100_16_2(src, f, got, reinterpret_cast<uint8_t *>(work2), bytes);
     res = work2;
   }
   const bool listening = GetRootClip()->messagefn != nullptr;

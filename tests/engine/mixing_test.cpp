@@ -89,6 +89,21 @@ TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
   EXPECT_TRUE(All(s, 0, 44100, 18360));
 }
 
+TEST(Mixing, HighRatesAreHeardAtOneFramePerSecond) {
+  // A second of 96 kHz stereo is 384 000 bytes, more than a work buffer holds.
+  project pr;
+  const std::string wide = ConstantWav(pr.dir, "wide.wav", 96000, 2, 16, 1234, 2000);
+  ASSERT_NE(pr.p->AddMedia(pr.root(), wide.c_str(), 0, 0), nullptr);
+  int16_t *work1 = nullptr, *work2 = nullptr;
+  int16_t *buffer = pr.root()->ClipAllocAudioProcessingBuffer(&work1, &work2);
+  ASSERT_NE(buffer, nullptr);
+  std::vector<int16_t> out(88200, 0);
+  pr.root()->SetCurrentTime(0);
+  pr.root()->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+  pr.root()->ClipAudioGet44100(out.data(), work1, work2, 1000, 176400);
+  EXPECT_TRUE(All(out, 0, 44100, 1234));
+}
+
 TEST(Mixing, TheAudioMasterIsHeardAlone) {
   project pr;
   clip *a = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "a.wav", 44100, 2, 16, 1000, 1000).c_str(), 0, 0);
