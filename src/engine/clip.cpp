@@ -147,7 +147,7 @@ void clip::null() {
   block.audiomaster = -1;
 }
 
-void clip::ClipClear() {
+void clip::ClipClearChildren() {
   for (int i = 0; i < childcount; ++i) {
     delete children[i];
     children[i] = nullptr;
@@ -155,6 +155,10 @@ void clip::ClipClear() {
   childcount = 0;
   currentchild = nullptr;
   audiomaster = nullptr;
+}
+
+void clip::ClipClear() {
+  ClipClearChildren();
   for (int i = 0; i < videoeffectcount; ++i) {
     delete videoeffects[i];
     videoeffects[i] = nullptr;

@@ -434,6 +434,7 @@ class clip : public vemotime {
   friend class clipsrc;
   void EndWorker();  // waits for the worker, posts quit and joins it
   void ClipClear();  // destroys children, effects (the first steps of Load and Reset)
+  void ClipClearChildren();
   void CloseMedia();
   void FreeWorkSurfaces();
   void DeclareClipVars();

@@ -140,6 +140,8 @@ int clip::ClipImport(const char *file) {
   delete source;
   source = nullptr;
   FreeWorkSurfaces();
+  // A media clip has no children: an arrangement that takes a medium gives its children up.
+  ClipClearChildren();
   arrangement = false;
   block.sourcetype = CLIP_SRC_NONE;
   if (still) {

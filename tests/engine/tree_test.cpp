@@ -154,6 +154,11 @@ TEST(Tree, StateQueriesFollowMediaAndMutes) {
   EXPECT_EQ(pic->CTMGetValue(1234), 1234);  // a still has no time to map
   EXPECT_EQ(pic->CTMReset(), QA_CHANGED);
   EXPECT_EQ(pic->GetRootClip(), pr.root());
+  // An arrangement that takes a medium becomes a media clip without children.
+  const std::string picture = pic->GetFileName();
+  ASSERT_TRUE(sub->ClipImport(picture.c_str()));
+  EXPECT_FALSE(sub->IsArrangement());
+  EXPECT_EQ(sub->GetChildCount(), 0);
 }
 
 TEST(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
