@@ -196,12 +196,12 @@ bool clip::Command(const char *command, char *result) {
     effectkind kind = effectkind::video;
     const int type = n == 2 ? EffectTypeOf(a[1], &kind) : 0;
     if (!type) return Refuse(result, "usage: AddEffect TYPE|NAME (a known effect type; see docs/scripting.md)");
-    if (kind == effectkind::video) {
-      if (!VideoEffectAdd(type)) return Refuse(result, "the video effect chain is full");
-      return Answer(result, "fx" + std::to_string(videoeffectcount));
-    }
-    if (!AudioEffectAdd(type)) return Refuse(result, "the audio effect chain is full");
-    return Answer(result, "afx" + std::to_string(audioeffectcount));
+    const bool video = kind == effectkind::video;
+    if ((video ? videoeffectcount : audioeffectcount) >= CLIP_MAX_EFFECTS)
+      return Refuse(result, std::string("the ") + (video ? "video" : "audio") + " effect chain is full");
+    if (video ? !VideoEffectAdd(type) : !AudioEffectAdd(type))
+      return Refuse(result, "this build cannot make effect " + std::to_string(type) + " " + EffectName(type));
+    return Answer(result, (video ? "fx" : "afx") + std::to_string(video ? videoeffectcount : audioeffectcount));
   }
   if (verb == "RemoveEffect") {
     UIItem *fx = n == 2 ? ResolveStep(this, a[1]) : nullptr;
