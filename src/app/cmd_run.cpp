@@ -29,13 +29,15 @@ int CmdRun(int argc, char **argv, int first) {
   g.aliases = {{"-e", "--eval"}, {"-y", "--yes"}, {"-h", "--help"}};
   cli::arguments args;
   std::string error;
-  if (!cli::Parse(argc, argv, first, g, args, &error)) return cli::Fail(error + " (see lumivaxel run --help)");
+  if (!cli::Parse(argc, argv, first, g, args, &error))
+    return cli::Fail(error + " (see lumivaxel run --help)");
   if (args.Has("--help")) {
     PrintUsage("run");
     return 0;
   }
   const bool inline_text = args.Has("--eval");
-  if (!inline_text && args.positional.empty()) return cli::Fail("run needs a SCRIPT.lvm or -e 'CLAUSES' (see lumivaxel run --help)");
+  if (!inline_text && args.positional.empty())
+    return cli::Fail("run needs a SCRIPT.lvm or -e 'CLAUSES' (see lumivaxel run --help)");
   long budget = 0;
   if (args.Has("--max-clauses")) {
     char *end = nullptr;
@@ -67,10 +69,12 @@ int CmdRun(int argc, char **argv, int first) {
     if (!real) return cli::Fail("no such script: " + script);
     const std::string path = real;
     std::free(real);
-    if (path.size() < 4 || path.compare(path.size() - 4, 4, ".lvm") != 0) return cli::Fail("a script's name ends in .lvm: " + script);
+    if (path.size() < 4 || path.compare(path.size() - 4, 4, ".lvm") != 0)
+      return cli::Fail("a script's name ends in .lvm: " + script);
     vemo::SetAppDir(path.substr(0, path.rfind('/') + 1).c_str());
     m = std::make_unique<macro>(p.Root(), path.c_str());
-    if (!m->IsReady()) return cli::Fail(script + " is no macro (it begins with <lvm> and holds at least one clause)");
+    if (!m->IsReady())
+      return cli::Fail(script + " is no macro (it begins with <lvm> and holds at least one clause)");
   }
   std::string arguments;
   for (size_t i = first_argument; i < args.positional.size(); ++i)
@@ -83,7 +87,8 @@ int CmdRun(int argc, char **argv, int first) {
     if (g_stop && !root->IsStopPending()) root->Stop();
   });
   g_stop = 0;
-  struct sigaction sa {}, old{};
+  struct sigaction sa {
+  }, old{};
   sa.sa_handler = OnInterrupt;
   sigemptyset(&sa.sa_mask);
   sigaction(SIGINT, &sa, &old);

@@ -32,7 +32,8 @@ bool SameName(const char *name, const std::string &asked) {
   for (size_t i = 0; i < n; ++i) {
     const char a = asked[i] == '_' ? ' ' : asked[i];
     const char b = name[i] == '_' ? ' ' : name[i];
-    if (std::tolower(static_cast<unsigned char>(a)) != std::tolower(static_cast<unsigned char>(b))) return false;
+    if (std::tolower(static_cast<unsigned char>(a)) != std::tolower(static_cast<unsigned char>(b)))
+      return false;
   }
   return true;
 }
@@ -62,9 +63,12 @@ bool ReadSeconds(const std::string &text, int *ms) {
 }
 
 bool ReadSwitch(const std::string &text, bool *on) {
-  if (text == "1" || strcasecmp(text.c_str(), "on") == 0) *on = true;
-  else if (text == "0" || strcasecmp(text.c_str(), "off") == 0) *on = false;
-  else return false;
+  if (text == "1" || strcasecmp(text.c_str(), "on") == 0)
+    *on = true;
+  else if (text == "0" || strcasecmp(text.c_str(), "off") == 0)
+    *on = false;
+  else
+    return false;
   return true;
 }
 
@@ -142,7 +146,8 @@ UIItem *clip::UIItemResolve(const char *n) {
   if (!parentclip && SameName(GetName(), name)) return this;
   // Dotted paths: a first part that names a step here resolves the rest there. Names may hold
   // dots themselves ("poster.bmp"), so every dot is tried from the left.
-  for (size_t dot = name.find('.'); dot != std::string::npos && dot + 1 < name.size(); dot = name.find('.', dot + 1)) {
+  for (size_t dot = name.find('.'); dot != std::string::npos && dot + 1 < name.size();
+       dot = name.find('.', dot + 1)) {
     const std::string first = name.substr(0, dot);
     UIItem *step = ResolveStep(this, first);
     if (!step && !parentclip && SameName(GetName(), first)) step = this;
@@ -195,13 +200,15 @@ bool clip::Command(const char *command, char *result) {
   if (verb == "AddEffect") {
     effectkind kind = effectkind::video;
     const int type = n == 2 ? EffectTypeOf(a[1], &kind) : 0;
-    if (!type) return Refuse(result, "usage: AddEffect TYPE|NAME (a known effect type; see docs/scripting.md)");
+    if (!type)
+      return Refuse(result, "usage: AddEffect TYPE|NAME (a known effect type; see docs/scripting.md)");
     const bool video = kind == effectkind::video;
     if ((video ? videoeffectcount : audioeffectcount) >= CLIP_MAX_EFFECTS)
       return Refuse(result, std::string("the ") + (video ? "video" : "audio") + " effect chain is full");
     if (video ? !VideoEffectAdd(type) : !AudioEffectAdd(type))
       return Refuse(result, "this build cannot make effect " + std::to_string(type) + " " + EffectName(type));
-    return Answer(result, (video ? "fx" : "afx") + std::to_string(video ? videoeffectcount : audioeffectcount));
+    return Answer(result,
+                  (video ? "fx" : "afx") + std::to_string(video ? videoeffectcount : audioeffectcount));
   }
   if (verb == "RemoveEffect") {
     UIItem *fx = n == 2 ? ResolveStep(this, a[1]) : nullptr;
@@ -213,22 +220,28 @@ bool clip::Command(const char *command, char *result) {
   }
   if (verb == "MuteAudio" || verb == "MuteVideo") {
     if (n != 2 || !ReadSwitch(a[1], &on)) return Refuse(result, "usage: " + verb + " 1|0");
-    if (verb == "MuteAudio") SetAudioMute(on);
-    else SetVideoMute(on);
+    if (verb == "MuteAudio")
+      SetAudioMute(on);
+    else
+      SetVideoMute(on);
     return Answer(result, "");
   }
   if (verb == "AudioMaster") {
     if (n != 2 || !ReadSwitch(a[1], &on)) return Refuse(result, "usage: AudioMaster 1|0");
     if (!parentclip) return Refuse(result, "the root has no parent to be heard alone in");
-    if (on) parentclip->SetAudioMaster(this);
-    else if (parentclip->GetAudioMaster() == this) parentclip->SetAudioMaster(nullptr);
+    if (on)
+      parentclip->SetAudioMaster(this);
+    else if (parentclip->GetAudioMaster() == this)
+      parentclip->SetAudioMaster(nullptr);
     return Answer(result, "");
   }
   if (verb == "SetText" || verb == "SetFont") {
     if (n != 2) return Refuse(result, "usage: " + verb + " TEXT (in double quotes when it holds blanks)");
     if (!source || source->Type() != CLIP_SRC_TEXT) return Refuse(result, "this clip is no text");
-    if (verb == "SetText") ClipSetText(Unescape(a[1]).c_str());
-    else ClipSetFont(a[1].c_str());
+    if (verb == "SetText")
+      ClipSetText(Unescape(a[1]).c_str());
+    else
+      ClipSetFont(a[1].c_str());
     return Answer(result, "");
   }
   if (verb == "Commit" && n == 1) return Commit(), Answer(result, "");
@@ -261,13 +274,15 @@ bool clip::ArrangementCommand(const std::vector<std::string> &a, char *result, b
         (n > at + 2 && !media && (!ReadSeconds(a[at + 2], &ms2) || ms2 <= 0)) ||
         (media && n == 6 && (!ReadSeconds(a[5], &ms2) || ms2 <= 0)))
       return Refuse(result, media ? "usage: AddMedia NAME FILE TRACK START [LENGTH] (seconds; a track from 0)"
-                                  : "usage: " + verb + " NAME TRACK START LENGTH" + (verb == "AddText" ? " [TEXT]" : "") +
-                                        " (seconds; a track from 0)");
+                                  : "usage: " + verb + " NAME TRACK START LENGTH" +
+                                        (verb == "AddText" ? " [TEXT]" : "") + " (seconds; a track from 0)");
     if (a[1].empty() || taken(a[1])) return Refuse(result, "a clip called " + a[1] + " is there already");
     if (childcount >= CLIP_MAX_CHILDREN) return Refuse(result, "the arrangement is full");
-    clip *c = media ? ClipAddMedia(this, a[2].c_str(), ms, track, ms2)
-              : verb == "AddArrangement" ? ClipAddArrangement(this, ms, ms2, track)
-                                         : ClipAddGenerator(this, verb == "AddText" ? CLIP_SRC_TEXT : CLIP_SRC_GRADIENT, ms, ms2, track);
+    clip *c =
+        media ? ClipAddMedia(this, a[2].c_str(), ms, track, ms2)
+        : verb == "AddArrangement"
+            ? ClipAddArrangement(this, ms, ms2, track)
+            : ClipAddGenerator(this, verb == "AddText" ? CLIP_SRC_TEXT : CLIP_SRC_GRADIENT, ms, ms2, track);
     if (!c) return Refuse(result, media ? "cannot import " + a[2] : "cannot make the clip");
     c->SetName(a[1].c_str());
     if (verb == "AddText" && n == 6) c->ClipSetText(Unescape(a[5]).c_str());
@@ -293,7 +308,8 @@ bool clip::ArrangementCommand(const std::vector<std::string> &a, char *result, b
         if (f.width == w && f.height == h) id = f.id;
     if (!id) {
       std::string sizes;
-      for (const clipformat &f : VIDEO_FORMAT_TABLE) sizes += " " + std::to_string(f.width) + "x" + std::to_string(f.height);
+      for (const clipformat &f : VIDEO_FORMAT_TABLE)
+        sizes += " " + std::to_string(f.width) + "x" + std::to_string(f.height);
       return Refuse(result, "usage: SetFormat WIDTH HEIGHT, one of" + sizes);
     }
     if (!ChangeVideoFormat(id)) return Refuse(result, "the picture surfaces cannot be made");
@@ -340,19 +356,23 @@ bool clip::RootCommand(const std::vector<std::string> &a, char *result) {
     FILE *probe = std::fopen(a[1].c_str(), "rb");
     if (!probe) return Refuse(result, "no such project " + a[1]);
     std::fclose(probe);
-    if (!ProjectLoad(a[1].c_str()) || !IsArrangement()) return Refuse(result, a[1] + " is not a readable project");
+    if (!ProjectLoad(a[1].c_str()) || !IsArrangement())
+      return Refuse(result, a[1] + " is not a readable project");
     return Answer(result, GetName());
   }
   if (verb == "Frame") {
-    if (n != 3 || !ReadSeconds(a[1], &ms) || a[2].size() < 5 || strcasecmp(a[2].c_str() + a[2].size() - 4, ".bmp") != 0)
+    if (n != 3 || !ReadSeconds(a[1], &ms) || a[2].size() < 5 ||
+        strcasecmp(a[2].c_str() + a[2].size() - 4, ".bmp") != 0)
       return Refuse(result, "usage: Frame SEC FILE.bmp");
     SetCurrentTime(ms);
     if (!ClipVideoComposite(CLIP_COMPOSE_MAKE)) return Refuse(result, "the picture cannot be composed");
-    if (!surface::SurfaceSave(GetDestinationSurface(), a[2].c_str())) return Refuse(result, "cannot write " + a[2]);
+    if (!surface::SurfaceSave(GetDestinationSurface(), a[2].c_str()))
+      return Refuse(result, "cannot write " + a[2]);
     return Answer(result, a[2]);
   }
   // Make FILE [format=NAME] [from=SEC] [to=SEC] [OPTION=VALUE ...]
-  if (n < 2 || !surfaces) return Refuse(result, "usage: Make FILE [format=NAME] [from=SEC] [to=SEC] [OPTION=VALUE ...]");
+  if (n < 2 || !surfaces)
+    return Refuse(result, "usage: Make FILE [format=NAME] [from=SEC] [to=SEC] [OPTION=VALUE ...]");
   std::string format;
   int from = GetMakeStart();
   int to = GetMakeEnd() > GetMakeStart() ? GetMakeEnd() : GetSize();
@@ -362,22 +382,31 @@ bool clip::RootCommand(const std::vector<std::string> &a, char *result) {
     if (eq == std::string::npos || eq == 0)
       return Refuse(result, "usage: Make FILE [format=NAME] [from=SEC] [to=SEC] [OPTION=VALUE ...]");
     const std::string key = a[i].substr(0, eq), value = a[i].substr(eq + 1);
-    if (key == "format") format = value;
-    else if (key == "from" && ReadSeconds(value, &from)) continue;
-    else if (key == "to" && ReadSeconds(value, &to)) continue;
-    else if (key == "from" || key == "to") return Refuse(result, key + " takes seconds");
-    else options.emplace_back(key, value);
+    if (key == "format")
+      format = value;
+    else if (key == "from" && ReadSeconds(value, &from))
+      continue;
+    else if (key == "to" && ReadSeconds(value, &to))
+      continue;
+    else if (key == "from" || key == "to")
+      return Refuse(result, key + " takes seconds");
+    else
+      options.emplace_back(key, value);
   }
   if (to <= from) return Refuse(result, "the range to make is empty");
   pluginlists &plugins = surfaces->Plugins();
-  KORPlugin *plugin = format.empty() ? plugins.FindExportForFile(a[1].c_str()) : plugins.FindExport(format.c_str());
+  KORPlugin *plugin =
+      format.empty() ? plugins.FindExportForFile(a[1].c_str()) : plugins.FindExport(format.c_str());
   if (!plugin || !plugin->object)
-    return Refuse(result, format.empty() ? "no export plugin writes files like " + a[1] : "no export plugin called " + format);
+    return Refuse(result, format.empty() ? "no export plugin writes files like " + a[1]
+                                         : "no export plugin called " + format);
   imgio_export *out = plugin->object;
   for (const auto &[key, value] : options)
     if (!out->SetOption(key.c_str(), value.c_str()))
-      return Refuse(result, "the plugin does not take the option " + key + "=" + value + " (it takes: " + out->GetOptionsText() + ")");
-  if (!out->CanEncode(CheckAudio(), CheckVideo())) return Refuse(result, std::string(plugin->filename) + " cannot write what this project holds");
+      return Refuse(result, "the plugin does not take the option " + key + "=" + value +
+                                " (it takes: " + out->GetOptionsText() + ")");
+  if (!out->CanEncode(CheckAudio(), CheckVideo()))
+    return Refuse(result, std::string(plugin->filename) + " cannot write what this project holds");
   const int oldstart = GetMakeStart(), oldend = GetMakeEnd();
   SetMakeRange(from, to);
   const int made = ClipMakeFile(out, a[1].c_str());
@@ -387,8 +416,9 @@ bool clip::RootCommand(const std::vector<std::string> &a, char *result) {
   if (made != 1) {
     char why[imgio::kTextSize] = "";
     out->GetLastError(why, sizeof why);
-    return Refuse(result, made == 128 ? std::string("stopped; the frames made so far are in ") + file
-                                      : "making " + a[1] + " failed" + (why[0] ? std::string(": ") + why : ""));
+    return Refuse(result, made == 128
+                              ? std::string("stopped; the frames made so far are in ") + file
+                              : "making " + a[1] + " failed" + (why[0] ? std::string(": ") + why : ""));
   }
   return Answer(result, file);
 }

@@ -67,7 +67,8 @@ bool ReadFloat(const std::string &text, float *v) { return std::sscanf(text.c_st
 
 bool ReadFile(const std::string &path, std::string &text) {
   struct stat st;
-  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || size_t(st.st_size) > kMaxFileBytes) return false;
+  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || size_t(st.st_size) > kMaxFileBytes)
+    return false;
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;
   std::ostringstream all;
@@ -406,7 +407,8 @@ bool macro::InterpretClause(const std::string *t, int n) {
     Log("New Value of variable \"%s\" is \"%s\".", t[0].c_str(), var->value.c_str());
     return true;
   }
-  if (n >= 2 && (t[1] == "+=" || t[1] == "-=" || t[1] == "*=" || t[1] == "/=")) return InterpretCalculation(t, n);
+  if (n >= 2 && (t[1] == "+=" || t[1] == "-=" || t[1] == "*=" || t[1] == "/="))
+    return InterpretCalculation(t, n);
   if (t[0] == "if") return InterpretCondition(t, n);
   if (t[0] == "{") return InterpretBlock(t, n, false);
   if (t[0] == "loop" && n >= 2 && t[1] == "{") return InterpretBlock(t, n, true);
@@ -434,12 +436,19 @@ bool macro::InterpretCalculation(const std::string *t, int n) {
     return Fail("Variable \"%s\" is not numerical... (\"%s\").", t[0].c_str(), var->value.c_str());
   std::string text;
   if (!InterpretToken(t[2], text)) return false;
-  if (!ReadFloat(text, &right)) return Fail("Right side of expression is not numerical... (\"%s\").", text.c_str());
+  if (!ReadFloat(text, &right))
+    return Fail("Right side of expression is not numerical... (\"%s\").", text.c_str());
   float v;
   switch (t[1][0]) {
-    case '+': v = left + right; break;
-    case '-': v = left - right; break;
-    case '*': v = left * right; break;
+    case '+':
+      v = left + right;
+      break;
+    case '-':
+      v = left - right;
+      break;
+    case '*':
+      v = left * right;
+      break;
     default:
       if (right == 0) return Fail("Divide by 0 Error!");
       v = left / right;
@@ -457,7 +466,11 @@ bool macro::InterpretCondition(const std::string *t, int n) {
   if (!InterpretToken(t[1], a) || !InterpretToken(t[3], b)) return false;
   float x = 0, y = 0;
   if (!ReadFloat(a, &x) || !ReadFloat(b, &y)) return Fail("Left side of comparison is not numerical...");
-  const bool holds = op == "<" ? x < y : op == ">" ? x > y : op == "==" ? x == y : op == ">=" ? x >= y : x <= y;
+  const bool holds = op == "<"    ? x < y
+                     : op == ">"  ? x > y
+                     : op == "==" ? x == y
+                     : op == ">=" ? x >= y
+                                  : x <= y;
   if (!holds) {
     Log("Condition FALSE. associated clause skipped...");
     return true;
@@ -469,13 +482,16 @@ bool macro::InterpretCondition(const std::string *t, int n) {
 bool macro::InterpretBlock(const std::string *t, int n, bool isloop) {
   const int first = isloop ? 2 : 1;
   if (t[n - 1] != "}" || n <= first)
-    return Fail(isloop ? "Loop statement missing ending \"}\"..." : "Compound statement missing ending \"}\"...");
-  if (Depth() + 1 >= MACRO_MAX_DEPTH) return Fail("Blocks and calls nested deeper than %d levels.", MACRO_MAX_DEPTH);
+    return Fail(isloop ? "Loop statement missing ending \"}\"..."
+                       : "Compound statement missing ending \"}\"...");
+  if (Depth() + 1 >= MACRO_MAX_DEPTH)
+    return Fail("Blocks and calls nested deeper than %d levels.", MACRO_MAX_DEPTH);
   macro *sub = new (std::nothrow) macro(this, t + first, n - first - 1);
   if (!sub) return Fail(isloop ? "unable to create loop sub-macro" : "unable to create compound sub-macro");
   if (!sub->ready) {
     delete sub;
-    return Fail(isloop ? "loop sub-macro did not initialize properly" : "compound sub-macro did not initialize properly");
+    return Fail(isloop ? "loop sub-macro did not initialize properly"
+                       : "compound sub-macro did not initialize properly");
   }
   sub->loop = isloop;
   std::string result;
@@ -574,7 +590,8 @@ bool macro::FindVariable(const char *name, macro_var **var) {
 }
 
 bool macro::CreateVariable(const char *name, macro_var **var) {
-  if (vars.size() >= size_t(MACRO_MAX_VARIABLES)) return Fail("Too many variables. Cannot create \"%s\"...", name);
+  if (vars.size() >= size_t(MACRO_MAX_VARIABLES))
+    return Fail("Too many variables. Cannot create \"%s\"...", name);
   vars.push_back(macro_var{Cut(name, MACRO_NAME_SIZE), ""});
   Log("Created Variable \"%s\"...", name);
   *var = &vars.back();  // the reserved room never moves
@@ -616,7 +633,9 @@ std::string macro::Substitute(const std::string &word) {
   std::string out;
   for (size_t i = 0; i < word.size();) {
     size_t j = i + 1;
-    while (word[i] == '$' && j < word.size() && (std::isalnum(static_cast<unsigned char>(word[j])) || word[j] == '_')) ++j;
+    while (word[i] == '$' && j < word.size() &&
+           (std::isalnum(static_cast<unsigned char>(word[j])) || word[j] == '_'))
+      ++j;
     macro_var *var = nullptr;
     if (j > i + 1 && FindVariable(word.substr(i + 1, j - i - 1).c_str(), &var)) {
       out += var->value;
@@ -663,7 +682,9 @@ bool macro::CommandInterpreter_MilliTicks(const std::string *t, int n, std::stri
     *known = false;
     return false;
   }
-  if (n != 2) return Fail(waitfor ? "MilliTicksWaitFor requires 1 argument exactly." : "MilliTicksWait requires 1 argument exactly.");
+  if (n != 2)
+    return Fail(waitfor ? "MilliTicksWaitFor requires 1 argument exactly."
+                        : "MilliTicksWait requires 1 argument exactly.");
   uint32_t v = 0;
   if (!ReadNonNegative(t[1], &v)) return Fail("%s is not a positive integral number.", t[1].c_str());
   const uint32_t until = waitfor ? v : TickCount() + v;
@@ -702,7 +723,8 @@ bool macro::CommandInterpreter_AskUser(const std::string *t, int n, std::string 
 
 bool macro::CallMacro(const std::string *t, int n, std::string &out) {
   if (n < 2) return Fail("Call specified without file argument (2nd arg).");
-  if (Depth() + 1 >= MACRO_MAX_DEPTH) return Fail("Blocks and calls nested deeper than %d levels.", MACRO_MAX_DEPTH);
+  if (Depth() + 1 >= MACRO_MAX_DEPTH)
+    return Fail("Blocks and calls nested deeper than %d levels.", MACRO_MAX_DEPTH);
   const std::string file = Substitute(t[1]);
   macro *m = new (std::nothrow) macro(root, file.c_str());
   if (!m || !m->loaded) {
@@ -732,7 +754,8 @@ bool macro::CommandObject(const std::string *t, int n, std::string &out) {
     Log("Failure of command \"%s\"...", command.c_str());
     std::string &error = Top()->lasterror;
     if (error.empty())
-      error = Format("clause %d: %s %s failed%s%s", clause, name.c_str(), command.c_str(), answer[0] ? ": " : "", answer);
+      error = Format("clause %d: %s %s failed%s%s", clause, name.c_str(), command.c_str(),
+                     answer[0] ? ": " : "", answer);
     return false;
   }
   answer[sizeof answer - 1] = 0;

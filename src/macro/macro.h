@@ -21,13 +21,13 @@
 #include "core/uiitem.h"
 
 // Limits of the language.
-constexpr int MACRO_MAX_TOKENS = 1024;      // tokens of a file
-constexpr int MACRO_MAX_ARGUMENTS = 16;     // tokens of the arguments of Run
-constexpr int MACRO_MAX_RETURN_TOKENS = 64; // tokens of a return value
-constexpr int MACRO_MAX_VARIABLES = 64;     // variables per macro
-constexpr int MACRO_NAME_SIZE = 256;        // a variable's name, with its terminating zero
-constexpr int MACRO_VALUE_SIZE = 4096;      // a variable's value, with its terminating zero
-constexpr int MACRO_MAX_DEPTH = 64;         // nested blocks and calls
+constexpr int MACRO_MAX_TOKENS = 1024;       // tokens of a file
+constexpr int MACRO_MAX_ARGUMENTS = 16;      // tokens of the arguments of Run
+constexpr int MACRO_MAX_RETURN_TOKENS = 64;  // tokens of a return value
+constexpr int MACRO_MAX_VARIABLES = 64;      // variables per macro
+constexpr int MACRO_NAME_SIZE = 256;         // a variable's name, with its terminating zero
+constexpr int MACRO_VALUE_SIZE = 4096;       // a variable's value, with its terminating zero
+constexpr int MACRO_MAX_DEPTH = 64;          // nested blocks and calls
 
 // One variable: name and value.
 struct macro_var {

@@ -562,8 +562,10 @@ bool timefloat::Command(const char *command, char *result) {
     return true;
   }
   static const char *const kUsage[][2] = {
-      {"GetValue", "usage: GetValue [SEC]"}, {"SetValue", "usage: SetValue VALUE"},
-      {"SetKey", "usage: SetKey SEC VALUE"}, {"KillKey", "usage: KillKey SEC (a key at that time)"},
+      {"GetValue", "usage: GetValue [SEC]"},
+      {"SetValue", "usage: SetValue VALUE"},
+      {"SetKey", "usage: SetKey SEC VALUE"},
+      {"KillKey", "usage: KillKey SEC (a key at that time)"},
   };
   for (const auto &u : kUsage)
     if (verb == u[0]) {

@@ -31,10 +31,14 @@ TEST(MacroLanguage, Calculations) {
   EXPECT_FALSE(divided.ok);
   EXPECT_NE(divided.error.find("Divide by 0 Error!"), std::string::npos) << divided.error;
   EXPECT_EQ(RunText(&g_root, "y = 3 ; if 1 < 0 y /= 0 ; return y").value, "3");
-  EXPECT_NE(RunText(&g_root, "w = word ; w += 1").error.find("Variable \"w\" is not numerical... (\"word\")."), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "w = 1 ; w += word").error.find("Right side of expression is not numerical... (\"word\")."),
+  EXPECT_NE(
+      RunText(&g_root, "w = word ; w += 1").error.find("Variable \"w\" is not numerical... (\"word\")."),
+      std::string::npos);
+  EXPECT_NE(RunText(&g_root, "w = 1 ; w += word")
+                .error.find("Right side of expression is not numerical... (\"word\")."),
             std::string::npos);
-  EXPECT_NE(RunText(&g_root, "w += 1 2").error.find("Calculations require 3 tokens exactly"), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "w += 1 2").error.find("Calculations require 3 tokens exactly"),
+            std::string::npos);
   EXPECT_NE(RunText(&g_root, "w =").error.find("Assignment requires 3 tokens minimum"), std::string::npos);
 }
 
@@ -45,10 +49,13 @@ TEST(MacroLanguage, FunctionsAndConstants) {
   EXPECT_EQ(RunText(&g_root, "z = sqrt(PI) ; return z").value, "1.772454");
   EXPECT_EQ(RunText(&g_root, "a = 0.5 ; z = Cos(a) ; return z").value, "0.877583");
   EXPECT_EQ(RunText(&g_root, "z = int(1e300) ; return z").value, "2147483647");
-  EXPECT_NE(RunText(&g_root, "z = cube(2)").error.find("No built-in function \"cube()\"..."), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "z = sin(pie)").error.find("Constant \"pie\" is not numerical..."), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "a = b ; z = sin(a)").error.find("Variable \"a\" is not numerical...(value=\"b\")"),
+  EXPECT_NE(RunText(&g_root, "z = cube(2)").error.find("No built-in function \"cube()\"..."),
             std::string::npos);
+  EXPECT_NE(RunText(&g_root, "z = sin(pie)").error.find("Constant \"pie\" is not numerical..."),
+            std::string::npos);
+  EXPECT_NE(
+      RunText(&g_root, "a = b ; z = sin(a)").error.find("Variable \"a\" is not numerical...(value=\"b\")"),
+      std::string::npos);
 }
 
 TEST(MacroLanguage, Conditions) {
@@ -71,7 +78,8 @@ TEST(MacroLanguage, BlocksLoopsAndVariables) {
   // A break leaves only its own block: the loop around it goes on.
   EXPECT_EQ(RunText(&g_root, "i = 0 ; loop { { break } i += 1 ; if i == 2 return i }").value, "2.000000");
   // Names compare without regard to case; arguments arrive as argc and argN.
-  EXPECT_EQ(RunText(&g_root, "Total = 1 ; TOTAL += arg2 ; return total argc arg1", "x 41").value, "42.000000 2 x");
+  EXPECT_EQ(RunText(&g_root, "Total = 1 ; TOTAL += arg2 ; return total argc arg1", "x 41").value,
+            "42.000000 2 x");
   std::string vars;
   for (int i = 1; i <= 64; ++i) vars += "v" + std::to_string(i) + " = " + std::to_string(i) + " ; ";
   EXPECT_TRUE(RunText(&g_root, vars + "return v64").ok);
@@ -86,11 +94,15 @@ TEST(MacroLanguage, BlocksLoopsAndVariables) {
 }
 
 TEST(MacroLanguage, BadScriptsFailCleanly) {
-  EXPECT_NE(RunText(&g_root, "{ a = 1").error.find("Compound statement missing ending \"}\"..."), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "loop { a = 1 ; b = 2").error.find("Loop statement missing ending \"}\"..."), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "{ a = 1").error.find("Compound statement missing ending \"}\"..."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "loop { a = 1 ; b = 2").error.find("Loop statement missing ending \"}\"..."),
+            std::string::npos);
   EXPECT_FALSE(RunText(&g_root, "a = 1 } ; b = 2").ok);
-  EXPECT_NE(RunText(&g_root, "nobody GetID").error.find("Unable to find object \"nobody\"..."), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "!Dance").error.find("Undefined Macro command (!) \"Dance\"."), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "nobody GetID").error.find("Unable to find object \"nobody\"..."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "!Dance").error.find("Undefined Macro command (!) \"Dance\"."),
+            std::string::npos);
   // Blocks nested beyond the limit.
   std::string deep;
   for (int i = 0; i < 100; ++i) deep += "{ ";
@@ -120,8 +132,9 @@ TEST(MacroBuiltins, TicksAndDialogs) {
   EXPECT_NE(waited.error.find("-5 is not a positive integral number."), std::string::npos);
   EXPECT_NE(RunText(&g_root, "!MilliTicksWait 1 2").error.find("MilliTicksWait requires 1 argument exactly."),
             std::string::npos);
-  EXPECT_NE(RunText(&g_root, "!MilliTicksWaitFor").error.find("MilliTicksWaitFor requires 1 argument exactly."),
-            std::string::npos);
+  EXPECT_NE(
+      RunText(&g_root, "!MilliTicksWaitFor").error.find("MilliTicksWaitFor requires 1 argument exactly."),
+      std::string::npos);
   EXPECT_TRUE(RunText(&g_root, "a = !MilliTicksGet ; !MilliTicksWait 0 ; !MilliTicksWaitFor 0 ; a += 1").ok);
 
   headless_dialogs &d = HeadlessDialogs();
@@ -133,8 +146,9 @@ TEST(MacroBuiltins, TicksAndDialogs) {
   EXPECT_EQ(d.last_text, "Go on?");
   d.answer_yes = false;
   EXPECT_EQ(RunText(&g_root, "a = !AskUserOkCancel Title Really go on? ; return a").value, "0");
-  EXPECT_NE(RunText(&g_root, "!AskUserNoYes Title").error.find("AskUserNoYes requires 2 arguments (minimum)."),
-            std::string::npos);
+  EXPECT_NE(
+      RunText(&g_root, "!AskUserNoYes Title").error.find("AskUserNoYes requires 2 arguments (minimum)."),
+      std::string::npos);
   d.quiet = quiet;
   d.answer_yes = yes;
 }
@@ -153,18 +167,22 @@ TEST(MacroCalls, ArgumentsReturnValuesAndRecursion) {
   auto deep = RunText(&g_root, "call self.lvm ; return depth");
   EXPECT_FALSE(deep.ok);
   EXPECT_NE(deep.error.find("nested deeper"), std::string::npos) << deep.error;
-  EXPECT_NE(RunText(&g_root, "call none.lvm").error.find("Unable to load macro file \"none.lvm\"."), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "call none.lvm").error.find("Unable to load macro file \"none.lvm\"."),
+            std::string::npos);
   EXPECT_NE(RunText(&g_root, "call notag.lvm").error.find("Unable to load macro file"), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "call short.lvm").error.find("macro file \"short.lvm\" ain't \"ok\"."), std::string::npos);
-  EXPECT_NE(RunText(&g_root, "call").error.find("Call specified without file argument (2nd arg)."), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "call short.lvm").error.find("macro file \"short.lvm\" ain't \"ok\"."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "call").error.find("Call specified without file argument (2nd arg)."),
+            std::string::npos);
   vemo::SetAppDir(appdir.c_str());
 }
 
 TEST(MacroLog, EveryLineAsWritten) {
   fixtures::temp_dir dir;
   const std::string log = dir.file("debug.log");
-  auto o = RunText(&g_root, "// not logged yet ; debug " + log +
-                                " ; // a note ; x = 5 ; x += 2 ; if x > 1 { y = sqrt(x) ; z = int(y) ; return x z }");
+  auto o = RunText(&g_root,
+                   "// not logged yet ; debug " + log +
+                       " ; // a note ; x = 5 ; x += 2 ; if x > 1 { y = sqrt(x) ; z = int(y) ; return x z }");
   EXPECT_TRUE(o.ok);
   EXPECT_EQ(o.value, "7.000000 2");
   const std::string expected =

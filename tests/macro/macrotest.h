@@ -32,6 +32,8 @@ inline std::string ReadText(const std::string &path) {
   return all.str();
 }
 
-inline void WriteText(const std::string &path, const std::string &text) { std::ofstream(path, std::ios::binary) << text; }
+inline void WriteText(const std::string &path, const std::string &text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
 
 }  // namespace macrotest

@@ -11,8 +11,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <thread>
 
@@ -60,13 +60,16 @@ class tiny_server {
       char request[2048] = "";
       const ssize_t n = recv(c, request, sizeof request - 1, 0);
       std::string path;
-      if (n > 4 && std::strncmp(request, "GET ", 4) == 0) path = std::string(request + 4, std::strcspn(request + 4, " \r\n"));
+      if (n > 4 && std::strncmp(request, "GET ", 4) == 0)
+        path = std::string(request + 4, std::strcspn(request + 4, " \r\n"));
       ++requests_;
       const auto it = files_.find(path);
       const std::string body = it == files_.end() ? "not here" : it->second;
-      const std::string reply = std::string(it == files_.end() ? "HTTP/1.0 404 Not Found" : "HTTP/1.0 200 OK") +
-                                "\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
-      if (send(c, reply.data(), reply.size(), MSG_NOSIGNAL) < 0) {}
+      const std::string reply =
+          std::string(it == files_.end() ? "HTTP/1.0 404 Not Found" : "HTTP/1.0 200 OK") +
+          "\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+      if (send(c, reply.data(), reply.size(), MSG_NOSIGNAL) < 0) {
+      }
       close(c);
     }
   }
@@ -95,14 +98,17 @@ TEST(MacroMemberScripts, FetchedOnceThenTakenFromTheCache) {
   tiny_server server({{"/members/double.lvm", "<lvs>\n x = arg1 ; x *= 2 ; return x"},
                       {"/members/plain.lvm", "<lvm> return not-a-member-script"}});
   ASSERT_GT(server.port(), 0);
-  ASSERT_TRUE(vemo::SetDatasetValue("Internet", "MemberScripts",
-                                    ("http://127.0.0.1:" + std::to_string(server.port()) + "/members").c_str()));
+  ASSERT_TRUE(
+      vemo::SetDatasetValue("Internet", "MemberScripts",
+                            ("http://127.0.0.1:" + std::to_string(server.port()) + "/members").c_str()));
   EXPECT_EQ(RunText(&root, "r = call double.lvm 21 ; return r").value, "42.000000");
   EXPECT_EQ(macrotest::ReadText(app.file("double.lvs")), "<lvs>\n x = arg1 ; x *= 2 ; return x");
   // Not found, or no member script: a failure that leaves nothing behind.
-  EXPECT_NE(RunText(&root, "call absent.lvm").error.find("Unable to load macro file \"absent.lvm\"."), std::string::npos);
+  EXPECT_NE(RunText(&root, "call absent.lvm").error.find("Unable to load macro file \"absent.lvm\"."),
+            std::string::npos);
   EXPECT_FALSE(RunText(&root, "call plain.lvm").ok);
-  for (const char *left : {"absent.lvm", "absent.lvs", "plain.lvm", "plain.lvs"}) EXPECT_FALSE(Exists(app.file(left))) << left;
+  for (const char *left : {"absent.lvm", "absent.lvs", "plain.lvm", "plain.lvs"})
+    EXPECT_FALSE(Exists(app.file(left))) << left;
   const int asked = server.requests();
   EXPECT_EQ(asked, 3);
   server.Stop();
@@ -112,8 +118,10 @@ TEST(MacroMemberScripts, FetchedOnceThenTakenFromTheCache) {
   EXPECT_EQ(RunText(&root, "r = call double.lvm 4 ; return r").value, "8.000000");
 
   vemo::SetAppDir(oldapp.c_str());
-  if (old) setenv("XDG_CONFIG_HOME", oldconfig.c_str(), 1);
-  else unsetenv("XDG_CONFIG_HOME");
+  if (old)
+    setenv("XDG_CONFIG_HOME", oldconfig.c_str(), 1);
+  else
+    unsetenv("XDG_CONFIG_HOME");
 }
 
 }  // namespace
