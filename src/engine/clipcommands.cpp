@@ -138,23 +138,29 @@ static UIItem *ResolveStep(clip *c, const std::string &n) {
   return nullptr;
 }
 
+// A name below c: a step, a dotted path whose first part is a step (names may hold dots
+// themselves, "poster.bmp", so every dot is tried from the left), or a timed-object name.
+static UIItem *ResolveBelow(clip *c, const std::string &name) {
+  if (UIItem *item = ResolveStep(c, name)) return item;
+  for (size_t dot = name.find('.'); dot != std::string::npos && dot + 1 < name.size();
+       dot = name.find('.', dot + 1))
+    if (UIItem *step = ResolveStep(c, name.substr(0, dot)))
+      if (UIItem *item = step->UIItemResolve(name.c_str() + dot + 1)) return item;
+  return c->vemotime::UIItemResolve(name.c_str());
+}
+
 UIItem *clip::UIItemResolve(const char *n) {
   if (!n || !*n) return nullptr;
   const std::string name = n;
-  if (UIItem *item = ResolveStep(this, name)) return item;
-  // The root answers to its own name.
-  if (!parentclip && SameName(GetName(), name)) return this;
-  // Dotted paths: a first part that names a step here resolves the rest there. Names may hold
-  // dots themselves ("poster.bmp"), so every dot is tried from the left.
-  for (size_t dot = name.find('.'); dot != std::string::npos && dot + 1 < name.size();
-       dot = name.find('.', dot + 1)) {
-    const std::string first = name.substr(0, dot);
-    UIItem *step = ResolveStep(this, first);
-    if (!step && !parentclip && SameName(GetName(), first)) step = this;
-    if (step)
-      if (UIItem *item = step->UIItemResolve(name.c_str() + dot + 1)) return item;
+  // The root answers to its own name before its children do, so that a child of the same name
+  // (sub-arrangements are called "Arrangement" too) is still reached as "Arrangement.Arrangement".
+  if (!parentclip) {
+    if (SameName(GetName(), name)) return this;
+    const size_t own = std::strlen(GetName());
+    if (name.size() > own + 1 && name[own] == '.' && SameName(GetName(), name.substr(0, own)))
+      if (UIItem *item = ResolveBelow(this, name.substr(own + 1))) return item;
   }
-  return vemotime::UIItemResolve(n);
+  return ResolveBelow(this, name);
 }
 
 // ---- Commands ----

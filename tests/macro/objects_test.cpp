@@ -121,6 +121,10 @@ TEST_F(MacroObjects, NamesReachChildrenEffectsAndVariables) {
   EXPECT_EQ(answer("Arrangement Delete Inner"), "");
   EXPECT_EQ(answer("Arrangement List"), "Pic Title Back \"Low tone\"");
 
+  // The root's own name comes first; a child of that name is reached below it.
+  EXPECT_EQ(answer("Arrangement AddArrangement Arrangement 0 0 1"), "Arrangement");
+  EXPECT_EQ(answer("Arrangement.arrangement GetSize"), "1.000000");
+  EXPECT_EQ(answer("Arrangement GetSize"), "6.000000");
   // A frame and a made file of the root.
   EXPECT_EQ(answer("Arrangement Frame 1.5 " + dir.file("f.bmp")), dir.file("f.bmp"));
   EXPECT_EQ(fixtures::ReadFileBytes(dir.file("f.bmp")).size(), size_t(54 + 480 * 1920));
