@@ -5,6 +5,7 @@
 // every argument is checked before the first change.
 #include <strings.h>
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -24,8 +25,8 @@ namespace {
 
 using words = std::vector<std::string>;
 
-// Names compare without regard to case, and "_" in the asked name stands for a blank (macro
-// words hold no blanks: "Chroma_Key", "Test_video").
+// Names compare without regard to case, and "_" matches a blank (macro words hold no blanks:
+// "Chroma_Key", "Test_video").
 bool SameName(const char *name, const std::string &asked) {
   const size_t n = std::strlen(name);
   if (n != asked.size() || n == 0) return false;
@@ -56,7 +57,8 @@ bool ReadInt(const std::string &text, int lo, int hi, int *v) {
   return true;
 }
 
-// Seconds as the engine reads them (single precision, truncated to ms), but only whole numbers.
+// Seconds as the engine reads them (single precision, truncated to ms); the whole word must
+// be a number, where the engine would read "2x" as 2.
 bool ReadSeconds(const std::string &text, int *ms) {
   double v = 0;
   return ReadNumber(text, &v) && vemo::StringToCliptime(text.c_str(), ms);
