@@ -40,9 +40,10 @@ int CmdRun(int argc, char **argv, int first) {
     return cli::Fail("run needs a SCRIPT.lvm or -e 'CLAUSES' (see lumivaxel run --help)");
   long budget = 0;
   if (args.Has("--max-clauses")) {
+    const std::string count = args.Get("--max-clauses");
     char *end = nullptr;
-    budget = std::strtol(args.Get("--max-clauses").c_str(), &end, 10);
-    if (*end || budget <= 0 || budget == LONG_MAX) return cli::Fail("--max-clauses takes a count above 0");
+    budget = std::strtol(count.c_str(), &end, 10);
+    if (count.empty() || *end || budget <= 0 || budget == LONG_MAX) return cli::Fail("--max-clauses takes a count above 0");
   }
 
   vemoproject p;
