@@ -6,6 +6,7 @@
 #include "core/byteorder.h"
 #include "core/clock.h"
 #include "core/commandline.h"
+#include "core/download.h"
 #include "core/dialogs.h"
 #include "core/frect.h"
 #include "core/icons.h"
@@ -52,5 +53,6 @@
 #include "engine/clipsource.h"
 #include "engine/project.h"
 #include "engine/worker.h"
+#include "macro/macro.h"
 
 // Macros

@@ -50,6 +50,22 @@ const command COMMANDS[] = {
      "the folders of $LUMIVAXEL_PLUGIN_PATH: export plugins with their file types, what they\n"
      "write and their options, then video and audio effect plugins.\n",
      CmdPlugins},
+    {"run", "run a macro script on a project or a new arrangement; prints its return value",
+     "usage: lumivaxel run SCRIPT.lvm [ARGS...] [--project FILE.vmp] [--max-clauses N] [--yes] [--verbose]\n"
+     "       lumivaxel run -e 'CLAUSES' [ARGS...] [--project FILE.vmp] [--max-clauses N]\n"
+     "\n"
+     "Runs the macro as a top-level macro with ARGS as its arguments (the variables argc, arg1,\n"
+     "arg2, ...). The root object is the project given with --project, else a new empty\n"
+     "arrangement named Arrangement. The script's folder is the application folder, so\n"
+     "\"call other.lvm\" finds a script beside it. Prints the return value (possibly empty) and\n"
+     "a newline; a failing clause prints one line on stderr (exit status 1). Ctrl-C stops the\n"
+     "macro between two clauses. The language and the objects' commands: docs/scripting.md.\n"
+     "  --project FILE     the project to work on (its root answers to its own name)\n"
+     "  -e, --eval TEXT    the clauses on the command line instead of a script\n"
+     "  --max-clauses N    stop with a failure after N clauses\n"
+     "  -y, --yes          answer yes to the engine's questions and to !AskUser... dialogs\n"
+     "  --verbose          print the engine's processing messages\n",
+     CmdRun},
     {nullptr, nullptr, nullptr, nullptr},
 };
 

@@ -305,22 +305,6 @@ uint32_t clip::Revert() {
   return r;
 }
 
-UIItem *clip::UIItemResolve(const char *n) {
-  if (!n) return nullptr;
-  for (int i = 0; i < childcount; ++i)
-    if (strcasecmp(children[i]->GetName(), n) == 0) return children[i];
-  auto indexed = [&](const char *prefix, int count) -> int {
-    const size_t len = std::strlen(prefix);
-    if (strncasecmp(n, prefix, len) != 0 || !n[len]) return -1;
-    char *end = nullptr;
-    const long v = std::strtol(n + len, &end, 10);
-    return *end == 0 && v >= 1 && v <= count ? int(v - 1) : -1;
-  };
-  if (int i = indexed("fx", videoeffectcount); i >= 0) return videoeffects[i];
-  if (int i = indexed("afx", audioeffectcount); i >= 0) return audioeffects[i];
-  return vemotime::UIItemResolve(n);
-}
-
 // ---- Tree and tracks ----
 
 clip *clip::GetRootClip() {

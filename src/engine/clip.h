@@ -163,9 +163,14 @@ class clip : public vemotime {
   // Empties the clip completely: generator, children, effects, buffers, readers, surfaces,
   // then the timed-object reset.
   uint32_t Reset() override;
-  // Children by name, "fxN" the N-th video effect (1-based), "afxN" the N-th audio effect,
-  // then the timed-object names.
+  // Children by name, "fxN" the N-th video effect (1-based), "afxN" the N-th audio effect, an
+  // effect by its shown name, the root by its own name, dotted paths ("intro.fx1.IDS_GREEN")
+  // step by step, then the timed-object names. Names compare without regard to case; "_"
+  // stands for a blank (clipcommands.cpp).
   UIItem *UIItemResolve(const char *name) override;
+  // The commands of the macro language (docs/scripting.md); a refused command writes its
+  // reason into result and changes nothing.
+  bool Command(const char *command, char *result) override;
   // The picture the interface shows: an arrangement's display surface, else the clip's frame.
   KORSurface *GetUISurface() override;
 
@@ -174,6 +179,8 @@ class clip : public vemotime {
   void null();
   // The surface manager handed to effects; children take their parent's when inserted.
   void SetSurfaces(surface *s) { surfaces = s; }
+  surface *GetSurfaces() const { return surfaces; }
+  vemowin *GetContext() const { return wincontext; }
   bool SetName(const char *name);
   const char *GetName() const { return block.name; }
   bool SetFileName(const char *path);
@@ -337,6 +344,8 @@ class clip : public vemotime {
   // Name"), forces the plugin's extension onto it, sets the plugin up and makes on the calling
   // thread. 1 when the whole range was made, 0 when nothing could be, 128 when stopped.
   int StartMaking(imgio_export *plugin);
+  // The same without questions: makes into `path` (the plugin's extension forced onto it).
+  int ClipMakeFile(imgio_export *plugin, const char *path);
   // The make loop over the make range with the plugin already set up; the same results.
   int ClipMakeOutput(imgio_export *plugin);
   // Playing needs a media-playing window; a headless root has none and plays nothing.
@@ -432,6 +441,8 @@ class clip : public vemotime {
 
  private:
   friend class clipsrc;
+  bool ArrangementCommand(const std::vector<std::string> &args, char *result, bool *handled);
+  bool RootCommand(const std::vector<std::string> &args, char *result);
   void EndWorker();  // waits for the worker, posts quit and joins it
   void ClipClear();  // destroys children, effects (the first steps of Load and Reset)
   void ClipClearChildren();

@@ -1,6 +1,5 @@
 // Clip import: a media file opened into a clip by trying the readers in a fixed order, with the
 // download of internet names and the questions about a missing file.
-#include <curl/curl.h>
 #include <strings.h>
 #include <sys/stat.h>
 
@@ -9,6 +8,7 @@
 #include <string>
 
 #include "core/dialogs.h"
+#include "core/download.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
 
@@ -34,10 +34,6 @@ std::string DirName(const std::string &path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-size_t WriteToFile(char *data, size_t size, size_t n, void *f) {
-  return std::fwrite(data, size, n, static_cast<FILE *>(f));
-}
-
 // Downloads `url` into the temporary folder under its own file name; the local path, or empty.
 std::string Download(const std::string &url) {
   std::string name = BaseName(url);
@@ -48,26 +44,7 @@ std::string Download(const std::string &url) {
   std::string local = tmp && *tmp ? tmp : "/tmp";
   if (local.back() != PATH_SEPARATOR) local += PATH_SEPARATOR;
   local += name;
-  FILE *f = std::fopen(local.c_str(), "wb");
-  if (!f) return "";
-  bool ok = false;
-  if (CURL *curl = curl_easy_init()) {
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, WriteToFile);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, f);
-    curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
-    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, 20L);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT, 600L);
-    ok = curl_easy_perform(curl) == CURLE_OK;
-    curl_easy_cleanup(curl);
-  }
-  ok = std::fclose(f) == 0 && ok;
-  if (!ok) {
-    std::remove(local.c_str());
-    return "";
-  }
-  return local;
+  return DownloadToFile(url, local) ? local : "";
 }
 
 }  // namespace

@@ -120,7 +120,16 @@ int clip::StartMaking(imgio_export *plugin) {
   if (!Dialogs().FileDialog(root->GetWindow(), true, "Select Export File Name", plugin->GetFileTypes(), file) ||
       file.empty())
     return 0;
-  file = ForceExtension(file, plugin->GetExtension());
+  return ClipMakeFile(plugin, file.c_str());
+}
+
+int clip::ClipMakeFile(imgio_export *plugin, const char *path) {
+  clip *root = GetRootClip();
+  if (!plugin || !path || !path[0]) return 0;
+  root->makehasaudio = root->CheckAudio();
+  root->makehasvideo = root->CheckVideo();
+  if (!root->makehasaudio && !root->makehasvideo) return 0;
+  const std::string file = ForceExtension(path, plugin->GetExtension());
   const RECT r = root->GetSurfaceRectangle();
   if (!plugin->SetInfo(file.c_str(), root->makehasvideo, r.right - r.left, r.bottom - r.top, root->GetFps(),
                        root->makehasaudio)) {

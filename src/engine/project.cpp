@@ -16,9 +16,9 @@ constexpr int kMixStep = 100;
 
 // A new, empty clip inserted into the arrangement `parent`; null when parent is no arrangement
 // or cannot take another child.
-clip *InsertNewChild(vemowin *context, clip *parent) {
+clip *InsertNewChild(clip *parent) {
   if (!parent || !parent->IsArrangement()) return nullptr;
-  clip *c = new (std::nothrow) clip(context);
+  clip *c = new (std::nothrow) clip(parent->GetContext());
   if (c && !parent->ClipInsertChild(c)) {
     delete c;
     return nullptr;
@@ -97,7 +97,19 @@ bool vemoproject::Mix(int from_ms, int ms, std::vector<int16_t> &out) {
 void vemoproject::SetMessages(clip::message_fn fn) { root->SetProcessingCallback(std::move(fn)); }
 
 clip *vemoproject::AddMedia(clip *parent, const char *path, int start, int track, int length_ms) {
-  clip *c = InsertNewChild(context, parent);
+  return ClipAddMedia(parent, path, start, track, length_ms);
+}
+
+clip *vemoproject::AddGenerator(clip *parent, int type, int start, int length_ms, int track) {
+  return ClipAddGenerator(parent, type, start, length_ms, track);
+}
+
+clip *vemoproject::AddArrangement(clip *parent, int start, int length_ms, int track) {
+  return ClipAddArrangement(parent, start, length_ms, track);
+}
+
+clip *ClipAddMedia(clip *parent, const char *path, int start, int track, int length_ms) {
+  clip *c = InsertNewChild(parent);
   if (!c) return nullptr;
   if (!c->ClipImport(path)) {
     parent->ChildDelete(c);
@@ -109,8 +121,8 @@ clip *vemoproject::AddMedia(clip *parent, const char *path, int start, int track
   return c;
 }
 
-clip *vemoproject::AddGenerator(clip *parent, int type, int start, int length_ms, int track) {
-  clip *c = InsertNewChild(context, parent);
+clip *ClipAddGenerator(clip *parent, int type, int start, int length_ms, int track) {
+  clip *c = InsertNewChild(parent);
   if (!c) return nullptr;
   if (!c->AddClipSource(type)) {
     parent->ChildDelete(c);
@@ -123,10 +135,10 @@ clip *vemoproject::AddGenerator(clip *parent, int type, int start, int length_ms
   return c;
 }
 
-clip *vemoproject::AddArrangement(clip *parent, int start, int length_ms, int track) {
-  clip *c = InsertNewChild(context, parent);
+clip *ClipAddArrangement(clip *parent, int start, int length_ms, int track) {
+  clip *c = InsertNewChild(parent);
   if (!c) return nullptr;
-  if (!c->MakeArrangement(root->GetVideoFormat())) {
+  if (!c->MakeArrangement(parent->GetRootClip()->GetVideoFormat())) {
     parent->ChildDelete(c);
     return nullptr;
   }

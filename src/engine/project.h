@@ -82,6 +82,11 @@ class vemoproject {
   int16_t *mixbuffer = nullptr;
 };
 
+// The same building on any arrangement of a tree (the clip takes the arrangement's window context).
+clip *ClipAddMedia(clip *parent, const char *path, int start, int track, int length_ms = 0);
+clip *ClipAddGenerator(clip *parent, int type, int start, int length_ms, int track);
+clip *ClipAddArrangement(clip *parent, int start, int length_ms, int track);
+
 // Walks the tree depth first from `c`: fn(clip, depth) for each clip, children in child order.
 void ClipWalk(clip *c, const std::function<void(clip *, int)> &fn, int depth = 0);
 // The text of Describe for any subtree.

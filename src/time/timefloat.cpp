@@ -522,6 +522,23 @@ bool timefloat::Command(const char *command, char *result) {
       return true;
     }
     if (verb == "GetValue") return put(GetValue(currenttime));
+    if (verb == "ListKeys") {
+      // "SEC=VALUE" per key, blank-separated, as much as the result holds.
+      std::string list;
+      char key[96];
+      for (int i = 0; i < data.count; ++i) {
+        std::snprintf(key, sizeof key, "%s%f=%f", i ? " " : "", keys[i].time / 1000.0, keys[i].value);
+        if (list.size() + std::strlen(key) >= size_t(UIITEM_RESULT_SIZE)) break;
+        list += key;
+      }
+      std::snprintf(result, UIITEM_RESULT_SIZE, "%s", list.c_str());
+      return true;
+    }
+    if (verb == "Reset") {
+      result[0] = 0;
+      Reset();
+      return true;
+    }
   }
   if (args.size() == 2) {
     if (verb == "GetValue" && StringToCliptime(args[1].c_str(), &t)) return put(GetValue(t));
@@ -544,5 +561,16 @@ bool timefloat::Command(const char *command, char *result) {
     SetValue(t, v);
     return true;
   }
+  static const char *const kUsage[][2] = {
+      {"GetValue", "usage: GetValue [SEC]"},
+      {"SetValue", "usage: SetValue VALUE"},
+      {"SetKey", "usage: SetKey SEC VALUE"},
+      {"KillKey", "usage: KillKey SEC (a key at that time)"},
+  };
+  for (const auto &u : kUsage)
+    if (verb == u[0]) {
+      std::snprintf(result, UIITEM_RESULT_SIZE, "%s", u[1]);
+      return false;
+    }
   return UIItem::Command(command, result);
 }

@@ -154,7 +154,8 @@ class timefloat : public UIItem {
   void SetID(int id) override;  // also the header's ID
   int GetID() override { return data.id; }
   // Commands: GetType, GetName, GetKeyCount, GetValue [SEC], SetValue V (at the current time),
-  // SetKey SEC V, KillKey SEC. Times are seconds; values and times are written with "%f".
+  // SetKey SEC V, KillKey SEC, ListKeys ("SEC=VALUE ..."), Reset (drops every key). Times are
+  // seconds; values and times are written with "%f".
   bool Command(const char *command, char *result) override;
 
   const char *GetName() const { return data.name; }

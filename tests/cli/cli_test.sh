@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The host program end to end: exit statuses, one-line errors, and the demo project built,
-# described, rendered to BMP and PNG and made to AVI and MP4.
+# described, rendered to BMP and PNG and made to AVI and MP4; macros run, and the demo built by
+# examples/demo.lvm rendering the same frames.
 # Usage: cli_test.sh LUMIVAXEL BUILD_DEMO
 set -u
 # Leak reports of a sanitizer build must not add lines to the one-line errors checked here.
@@ -76,6 +77,37 @@ fi
 check "make onto a full disk" 1 bash -c 'ulimit -f 200; exec "$0" make "$1" -o "$2" --option codec=raw' \
   "$lv" "$dir/demo.vmp" "$dir/full.avi"
 expect_line "failed"
+
+# Macros: the return value on stdout, one line on stderr for a failing clause.
+check "run help" 0 "$lv" run --help
+check "run -e" 0 "$lv" run -e 'x = 5 ; x += 2 ; return x'
+[ "$(cat "$dir/stdout")" = "7.000000" ] || { echo "FAIL: run -e printed $(cat "$dir/stdout")"; failures=$((failures + 1)); }
+check "run failing clause" 1 "$lv" run -e 'y = 1 ; y /= 0 ; return y'; expect_line "clause 3 (y /= 0): Divide by 0 Error!"
+check "run clause budget" 1 "$lv" run -e 'loop { a = 1 }' --max-clauses 50; expect_line "Stopped after 50 clauses"
+check "run missing script" 1 "$lv" run "$dir/none.lvm"; expect_line "no such script"
+printf 'return no tag\n' > "$dir/notag.lvm"
+check "run untagged script" 1 "$lv" run "$dir/notag.lvm"; expect_line "is no macro"
+# A script calls one beside it, whatever the current folder; arguments arrive as arg1, ...
+mkdir "$dir/scripts"
+printf '<lvm>\n s = arg1 ; s += arg2 ; return s\n' > "$dir/scripts/add.lvm"
+printf '<LVM> r = call add.lvm $arg1 -2 ; n = title GetName ; return r n\n' > "$dir/scripts/main.lvm"
+check "run script" 0 "$lv" run "$dir/scripts/main.lvm" 5 --project "$dir/demo.vmp"
+[ "$(cat "$dir/stdout")" = "3.000000 Title" ] || { echo "FAIL: run script printed $(cat "$dir/stdout")"; failures=$((failures + 1)); }
+# Ctrl-C stops a running macro between two clauses.
+"$lv" run -e 'loop { !MilliTicksWait 5 }' > /dev/null 2> "$dir/stderr" &
+pid=$!
+sleep 0.3
+kill -INT "$pid"; wait "$pid"; got=$?
+[ "$got" = 1 ] && grep -q "Stopped by the user" "$dir/stderr" || { echo "FAIL: Ctrl-C gave status $got"; failures=$((failures + 1)); }
+# The demo built by its macro renders the same frames as the demo built in C++.
+demo_lvm="$(cd "$(dirname "$0")/../.." && pwd)/examples/demo.lvm"
+check "demo macro" 0 "$lv" run "$demo_lvm" "$dir" "$dir/video.avi" "$dir/macro.avi"
+[ "$(cat "$dir/stdout")" = "$dir/demo-macro.vmp" ] || { echo "FAIL: demo macro printed $(cat "$dir/stdout")"; failures=$((failures + 1)); }
+[ -s "$dir/macro.avi" ] || { echo "FAIL: the demo macro made no video"; failures=$((failures + 1)); }
+for at in 0 0.7 1.6 3 5.2 6.9 7.9; do
+  "$lv" frame "$dir/demo.vmp" --at "$at" -o "$dir/c.bmp" && "$lv" frame "$dir/demo-macro.vmp" --at "$at" -o "$dir/m.bmp" &&
+    cmp -s "$dir/c.bmp" "$dir/m.bmp" || { echo "FAIL: the demo macro's frame at $at s differs"; failures=$((failures + 1)); }
+done
 
 # Media moved next to the project are found again by name.
 mkdir "$dir/moved" && mv "$dir/demo.vmp" "$dir/poster.bmp" "$dir/greenscreen.bmp" "$dir/tone.wav" "$dir/video.avi" "$dir/moved/"

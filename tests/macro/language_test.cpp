@@ -1,0 +1,226 @@
+// The macro language: tokens, clauses, calculations, conditions, blocks, returns, calls,
+// built-in commands, variables and the debug log.
+#include <gtest/gtest.h>
+
+#include "core/dialogs.h"
+#include "core/vemo.h"
+#include "macro/macro.h"
+#include "macrotest.h"
+#include "support/wavfile.h"
+
+using macrotest::RunText;
+
+namespace {
+
+UIItem g_root;
+
+TEST(MacroTokens, TheLastTokenTakesTheRest) {
+  using v = std::vector<std::string>;
+  EXPECT_EQ(macro::Tokenise("  a b\t c  d e \n", 3), (v{"a", "b", "c  d e"}));
+  EXPECT_EQ(macro::Tokenise("a  b", 16), (v{"a", "b"}));
+  EXPECT_EQ(macro::Tokenise(" \n\t", 4), v{});
+  EXPECT_EQ(macro::Tokenise("x y", 1), v{"x y"});
+}
+
+TEST(MacroLanguage, Calculations) {
+  EXPECT_EQ(RunText(&g_root, "x = 5 ; x += 2 ; return x").value, "7.000000");
+  EXPECT_EQ(RunText(&g_root, "n -= 3 ; n *= 2 ; n /= 4 ; return n").value, "-1.500000");
+  // Single precision: 0.1 does not add up to 0.3 exactly, but prints so.
+  EXPECT_EQ(RunText(&g_root, "s = 0.1 ; s += 0.2 ; return s").value, "0.300000");
+  auto divided = RunText(&g_root, "y = 3 ; { y /= 0 } ; return y");
+  EXPECT_FALSE(divided.ok);
+  EXPECT_NE(divided.error.find("Divide by 0 Error!"), std::string::npos) << divided.error;
+  EXPECT_EQ(RunText(&g_root, "y = 3 ; if 1 < 0 y /= 0 ; return y").value, "3");
+  EXPECT_NE(
+      RunText(&g_root, "w = word ; w += 1").error.find("Variable \"w\" is not numerical... (\"word\")."),
+      std::string::npos);
+  EXPECT_NE(RunText(&g_root, "w = 1 ; w += word")
+                .error.find("Right side of expression is not numerical... (\"word\")."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "w += 1 2").error.find("Calculations require 3 tokens exactly"),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "w =").error.find("Assignment requires 3 tokens minimum"), std::string::npos);
+}
+
+TEST(MacroLanguage, FunctionsAndConstants) {
+  EXPECT_EQ(RunText(&g_root, "z = sqrt(16) ; return z").value, "4.000000");
+  EXPECT_EQ(RunText(&g_root, "z = int(3.9) ; return z").value, "3");
+  EXPECT_EQ(RunText(&g_root, "z = INT(-3.9) ; return z").value, "-3");
+  EXPECT_EQ(RunText(&g_root, "z = sqrt(PI) ; return z").value, "1.772454");
+  EXPECT_EQ(RunText(&g_root, "a = 0.5 ; z = Cos(a) ; return z").value, "0.877583");
+  EXPECT_EQ(RunText(&g_root, "z = int(1e300) ; return z").value, "2147483647");
+  EXPECT_NE(RunText(&g_root, "z = cube(2)").error.find("No built-in function \"cube()\"..."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "z = sin(pie)").error.find("Constant \"pie\" is not numerical..."),
+            std::string::npos);
+  EXPECT_NE(
+      RunText(&g_root, "a = b ; z = sin(a)").error.find("Variable \"a\" is not numerical...(value=\"b\")"),
+      std::string::npos);
+}
+
+TEST(MacroLanguage, Conditions) {
+  EXPECT_EQ(RunText(&g_root, "if 2 < 3 return yes ; return no").value, "yes");
+  EXPECT_EQ(RunText(&g_root, "if 3 <= 2 return yes ; return no").value, "no");
+  EXPECT_EQ(RunText(&g_root, "x = 2 ; if x == 2.0 return same").value, "same");
+  EXPECT_EQ(RunText(&g_root, "if 3 >= 3 { if 4 > 5 return a ; return b }").value, "b");
+  auto unequal = RunText(&g_root, "x = 1 ; if x != 3 return yes");
+  EXPECT_FALSE(unequal.ok);
+  EXPECT_NE(unequal.error.find("Illegal comparison operator \"!=\"."), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "if a < 3 return yes").error.find("Left side of comparison is not numerical..."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "if 1 < 3").error.find("Incomplete condition statement!"), std::string::npos);
+}
+
+TEST(MacroLanguage, BlocksLoopsAndVariables) {
+  // A block needs no ";" after its "}"; its own variables vanish, its parents' change.
+  EXPECT_EQ(RunText(&g_root, "a = 1 ; { a = 2 ; inner = 3 } b = 4 ; return a inner b").value, "2 inner 4");
+  EXPECT_EQ(RunText(&g_root, "i = 0 ; loop { i += 1 ; if i >= 3 break } ; return i").value, "3.000000");
+  // A break leaves only its own block: the loop around it goes on.
+  EXPECT_EQ(RunText(&g_root, "i = 0 ; loop { { break } i += 1 ; if i == 2 return i }").value, "2.000000");
+  // Names compare without regard to case; arguments arrive as argc and argN.
+  EXPECT_EQ(RunText(&g_root, "Total = 1 ; TOTAL += arg2 ; return total argc arg1", "x 41").value,
+            "42.000000 2 x");
+  std::string vars;
+  for (int i = 1; i <= 64; ++i) vars += "v" + std::to_string(i) + " = " + std::to_string(i) + " ; ";
+  EXPECT_TRUE(RunText(&g_root, vars + "return v64").ok);
+  auto full = RunText(&g_root, vars + "v65 = 65");
+  EXPECT_FALSE(full.ok);
+  EXPECT_NE(full.error.find("Too many variables. Cannot create \"v65\"..."), std::string::npos);
+  // Each block has its own 64.
+  EXPECT_TRUE(RunText(&g_root, vars + "{ v65 = 65 }").ok);
+  // A return travels up through every block and stops them all.
+  EXPECT_EQ(RunText(&g_root, "loop { { loop { return deep now } } } ; return shallow").value, "deep now");
+  EXPECT_EQ(RunText(&g_root, "return").value, "");
+}
+
+TEST(MacroLanguage, BadScriptsFailCleanly) {
+  EXPECT_NE(RunText(&g_root, "{ a = 1").error.find("Compound statement missing ending \"}\"..."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "loop { a = 1 ; b = 2").error.find("Loop statement missing ending \"}\"..."),
+            std::string::npos);
+  EXPECT_FALSE(RunText(&g_root, "a = 1 } ; b = 2").ok);
+  EXPECT_NE(RunText(&g_root, "nobody GetID").error.find("Unable to find object \"nobody\"..."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "!Dance").error.find("Undefined Macro command (!) \"Dance\"."),
+            std::string::npos);
+  // Blocks nested beyond the limit.
+  std::string deep;
+  for (int i = 0; i < 100; ++i) deep += "{ ";
+  deep += "a = 1";
+  for (int i = 0; i < 100; ++i) deep += " }";
+  EXPECT_NE(RunText(&g_root, deep).error.find("nested deeper"), std::string::npos);
+  // Far more tokens than a file may hold: the last one takes the rest and is one word.
+  std::string many;
+  for (int i = 0; i < 5000; ++i) many += "x = 1 ; ";
+  EXPECT_FALSE(RunText(&g_root, many).ok);
+  // An endless loop ends at the clause budget.
+  std::unique_ptr<macro> endless(macro::FromText(&g_root, "loop { a = 1 }"));
+  endless->SetClauseBudget(100);
+  std::string value;
+  EXPECT_FALSE(endless->Run("", value));
+  EXPECT_NE(endless->LastError().find("Stopped after 100 clauses"), std::string::npos);
+  volatile std::sig_atomic_t stop = 1;
+  endless->SetStopFlag(&stop);
+  endless->SetClauseBudget(0);
+  EXPECT_FALSE(endless->Run("", value));
+  EXPECT_NE(endless->LastError().find("Stopped by the user."), std::string::npos);
+}
+
+TEST(MacroBuiltins, TicksAndDialogs) {
+  auto waited = RunText(&g_root, "!MilliTicksWait -5");
+  EXPECT_FALSE(waited.ok);
+  EXPECT_NE(waited.error.find("-5 is not a positive integral number."), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "!MilliTicksWait 1 2").error.find("MilliTicksWait requires 1 argument exactly."),
+            std::string::npos);
+  EXPECT_NE(
+      RunText(&g_root, "!MilliTicksWaitFor").error.find("MilliTicksWaitFor requires 1 argument exactly."),
+      std::string::npos);
+  EXPECT_TRUE(RunText(&g_root, "a = !MilliTicksGet ; !MilliTicksWait 0 ; !MilliTicksWaitFor 0 ; a += 1").ok);
+
+  headless_dialogs &d = HeadlessDialogs();
+  const bool quiet = d.quiet, yes = d.answer_yes;
+  d.quiet = true;
+  d.answer_yes = true;
+  EXPECT_EQ(RunText(&g_root, "a = !AskUserYesNo Title Go on? ; return a").value, "1");
+  EXPECT_EQ(d.last_caption, "Title");
+  EXPECT_EQ(d.last_text, "Go on?");
+  d.answer_yes = false;
+  EXPECT_EQ(RunText(&g_root, "a = !AskUserOkCancel Title Really go on? ; return a").value, "0");
+  EXPECT_NE(
+      RunText(&g_root, "!AskUserNoYes Title").error.find("AskUserNoYes requires 2 arguments (minimum)."),
+      std::string::npos);
+  d.quiet = quiet;
+  d.answer_yes = yes;
+}
+
+TEST(MacroCalls, ArgumentsReturnValuesAndRecursion) {
+  fixtures::temp_dir dir;
+  const std::string appdir = vemo::AppDir();
+  vemo::SetAppDir((dir.path() + "/").c_str());
+  macrotest::WriteText(dir.file("add.lvm"), "<lvm> s = arg1 ; s += arg2 ; return s ; s = never");
+  macrotest::WriteText(dir.file("self.lvm"), "<LVM>\n depth += 1 ; call self.lvm");
+  macrotest::WriteText(dir.file("notag.lvm"), "x = 1 ; return x");
+  macrotest::WriteText(dir.file("short.lvm"), "<lvm>\n");
+  // The called file's return ends only the call; the caller's variables passed with "$".
+  EXPECT_EQ(RunText(&g_root, "b = 3 ; r = call add.lvm 2 $b ; r += 1 ; return r").value, "6.000000");
+  EXPECT_EQ(RunText(&g_root, "call " + dir.file("add.lvm") + " 1 1 ; return after").value, "after");
+  auto deep = RunText(&g_root, "call self.lvm ; return depth");
+  EXPECT_FALSE(deep.ok);
+  EXPECT_NE(deep.error.find("nested deeper"), std::string::npos) << deep.error;
+  EXPECT_NE(RunText(&g_root, "call none.lvm").error.find("Unable to load macro file \"none.lvm\"."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "call notag.lvm").error.find("Unable to load macro file"), std::string::npos);
+  EXPECT_NE(RunText(&g_root, "call short.lvm").error.find("macro file \"short.lvm\" ain't \"ok\"."),
+            std::string::npos);
+  EXPECT_NE(RunText(&g_root, "call").error.find("Call specified without file argument (2nd arg)."),
+            std::string::npos);
+  vemo::SetAppDir(appdir.c_str());
+}
+
+TEST(MacroLog, EveryLineAsWritten) {
+  fixtures::temp_dir dir;
+  const std::string log = dir.file("debug.log");
+  auto o = RunText(&g_root,
+                   "// not logged yet ; debug " + log +
+                       " ; // a note ; x = 5 ; x += 2 ; if x > 1 { y = sqrt(x) ; z = int(y) ; return x z }");
+  EXPECT_TRUE(o.ok);
+  EXPECT_EQ(o.value, "7.000000 2");
+  const std::string expected =
+      "Lumi-Vaxel Macro Debug Log\n"
+      "==========================\n\n"
+      "log starts at clause 3...\n\n"
+      "00004: Comment Clause... skipping...\n"
+      "00005: Created Variable \"x\"...\n"
+      "       \"5\" is a constant\n"
+      "       New Value of variable \"x\" is \"5\".\n"
+      "00006: \"2\" is a constant\n"
+      "       Variable  \"x\" changed to \"7.000000\"...\n"
+      "00007: The value of variable \"x\" is \"7.000000\"...\n"
+      "       \"1\" is a constant\n"
+      "       Condition TRUE. Interpreting associated clause...\n"
+      "       00002: Created Variable \"y\"...\n"
+      "              sqrt(x) evaluates to \"2.645751\"...\n"
+      "              New Value of variable \"y\" is \"2.645751\".\n"
+      "       00003: Created Variable \"z\"...\n"
+      "              int(y) converts to the integer \"2\"...\n"
+      "              New Value of variable \"z\" is \"2\".\n"
+      "       00004: The value of variable \"x\" is \"7.000000\"...\n"
+      "              The value of variable \"z\" is \"2\"...\n"
+      "              Returning \"7.000000 2\" (from 2 Levels).\n";
+  EXPECT_EQ(macrotest::ReadText(log), expected);
+
+  RunText(&g_root, "debug " + log + " ; x = 1 ; x /= 0");
+  EXPECT_EQ(macrotest::ReadText(log).substr(expected.find("00004")),
+            "00003: Created Variable \"x\"...\n"
+            "       \"1\" is a constant\n"
+            "       New Value of variable \"x\" is \"1\".\n"
+            "00004: \"0\" is a constant\n"
+            "       Divide by 0 Error!\n");
+  RunText(&g_root, "debug " + log + " ; i = 0 ; loop { i += 1 ; if i == 2 break } ; return");
+  const std::string loop = macrotest::ReadText(log);
+  EXPECT_NE(loop.find("              Hittin' the brakes...\n"), std::string::npos) << loop;
+  // The ";" after the loop's "}" cuts an empty clause of its own.
+  EXPECT_NE(loop.find("00006: Returning \"\".\n"), std::string::npos) << loop;
+}
+
+}  // namespace

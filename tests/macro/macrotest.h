@@ -1,0 +1,39 @@
+// Helpers of the macro tests: running clauses given as text and reading what they left.
+#pragma once
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "macro/macro.h"
+
+namespace macrotest {
+
+struct outcome {
+  bool ok = false;
+  std::string value;  // the return value
+  std::string error;  // the first failure, "clause N (...): text"
+};
+
+inline outcome RunText(UIItem *root, const std::string &clauses, const char *arguments = "") {
+  outcome o;
+  std::unique_ptr<macro> m(macro::FromText(root, clauses.c_str()));
+  if (!m || !m->IsReady()) return o;
+  o.ok = m->Run(arguments, o.value);
+  o.error = m->LastError();
+  return o;
+}
+
+inline std::string ReadText(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream all;
+  all << in.rdbuf();
+  return all.str();
+}
+
+inline void WriteText(const std::string &path, const std::string &text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+}  // namespace macrotest
