@@ -164,7 +164,7 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
       p[0] = c.b;
       p[1] = c.g;
       p[2] = c.r;
-      p[3] = 255;
+      p[3] = s.alpha;
     }
   const uint8_t *src[1] = {w.bgra.data()};
   const int stride[1] = {s.width * 4};

@@ -34,6 +34,7 @@ struct media_recipe {
   std::string video_codec = "mjpeg";  // encoder name; empty for a file without video
   std::string pix_fmt;                // empty: what the encoder takes first
   bool gradient = false;              // GradientPixel pictures instead of flat colours
+  uint8_t alpha = 255;                // every pixel's alpha, where the pixel format keeps one
   int width = 64;
   int height = 48;
   int rate_num = 25;  // frames per second
