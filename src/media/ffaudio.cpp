@@ -270,6 +270,8 @@ ffaudio *AudioOpen(const char *path, container c, audio_info *info) {
     info->converted = !plain;
     info->length_ms = ffinput::StreamLengthMs(st);
     info->container_ms = ffinput::ContainerLengthMs(fmt);
+    if (ffinput::LengthIsEstimate(fmt))
+      info->length_ms = info->container_ms = ffinput::MeasureLengthMs(path, c, a->stream, false);
   }
   return a;
 }

@@ -1,6 +1,7 @@
 // Opening files for the FFmpeg decoders: demuxer, stream choice, decoder, lengths, rewinding.
 #include "media/ffinput.h"
 
+#include <algorithm>
 #include <mutex>
 #include <string>
 
@@ -90,6 +91,51 @@ int64_t StreamLengthMs(const AVStream *st) { return TicksToMs(st->duration, st->
 
 int64_t ContainerLengthMs(const AVFormatContext *fmt) {
   return TicksToMs(fmt->duration, AVRational{1, AV_TIME_BASE});
+}
+
+bool LengthIsEstimate(const AVFormatContext *fmt) {
+  return fmt->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+}
+
+int64_t MeasureLengthMs(const char *path, ffdecoder::container c, int stream, bool count_frames) {
+  AVFormatContext *fmt = OpenInput(path, c);
+  if (!fmt) return -1;
+  if (unsigned(stream) >= fmt->nb_streams) {
+    avformat_close_input(&fmt);
+    return -1;
+  }
+  KeepOnly(fmt, stream);
+  const AVStream *st = fmt->streams[stream];
+  AVPacket *pkt = av_packet_alloc();
+  int64_t count = 0, first = AV_NOPTS_VALUE, end = AV_NOPTS_VALUE;
+  int errors = 0;
+  while (pkt) {
+    const int rc = av_read_frame(fmt, pkt);
+    if (rc < 0) {
+      if (rc != AVERROR_EOF && !avio_feof(fmt->pb) && ++errors < 16) continue;
+      break;
+    }
+    errors = 0;
+    if (pkt->stream_index == stream) {
+      ++count;
+      const int64_t ts = pkt->pts != AV_NOPTS_VALUE ? pkt->pts : pkt->dts;
+      if (ts != AV_NOPTS_VALUE) {
+        if (first == AV_NOPTS_VALUE || ts < first) first = ts;
+        const int64_t e = ts + std::max<int64_t>(pkt->duration, 0);
+        if (end == AV_NOPTS_VALUE || e > end) end = e;
+      }
+    }
+    av_packet_unref(pkt);
+  }
+  av_packet_free(&pkt);
+  int64_t ms = -1;
+  const AVRational rate = st->r_frame_rate;
+  if (count_frames && rate.num > 0 && rate.den > 0)
+    ms = av_rescale(count, int64_t(rate.den) * 1000, rate.num);
+  else if (first != AV_NOPTS_VALUE && end >= first)
+    ms = TicksToMs(end - first, st->time_base);
+  avformat_close_input(&fmt);
+  return ms;
 }
 
 void KeepOnly(AVFormatContext *fmt, int stream) {

@@ -35,6 +35,16 @@ int64_t TicksToMs(int64_t duration, AVRational tb);
 int64_t StreamLengthMs(const AVStream *st);
 int64_t ContainerLengthMs(const AVFormatContext *fmt);
 
+// Whether the container's length is only an estimate from a bit rate (which a junk rate in a
+// header makes absurd).
+bool LengthIsEstimate(const AVFormatContext *fmt);
+
+// The real length of `stream` in milliseconds, by reading every packet of the file once on a
+// demuxer of its own (nothing is decoded): the end of the last packet from the stream's first
+// time stamp, or, with count_frames, the packets counted at the stream's frame rate (for bare
+// elementary streams, whose time stamps are made up). -1 when it cannot be found.
+int64_t MeasureLengthMs(const char *path, ffdecoder::container c, int stream, bool count_frames);
+
 // Makes only `stream` deliver packets.
 void KeepOnly(AVFormatContext *fmt, int stream);
 

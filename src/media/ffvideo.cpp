@@ -606,6 +606,8 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
     info->rate_den = shown.den;
     info->length_ms = ffinput::StreamLengthMs(v->st);
     info->container_ms = ffinput::ContainerLengthMs(fmt);
+    if (ffinput::LengthIsEstimate(fmt))
+      info->length_ms = info->container_ms = ffinput::MeasureLengthMs(path, c, v->stream, v->elementary);
     info->still = v->still;
   }
   return v;

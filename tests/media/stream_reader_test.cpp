@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "media/ffdecoder.h"
 #include "media/mediareaders.h"
@@ -134,6 +135,38 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1040), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, 60), 26);
   EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, seeks);
+  mediareaders::StreamCloseRead(m);
+}
+
+// A bare MPEG-1 stream whose sequence headers claim about 105 Mbit/s: the container's length
+// is an estimate from that rate (a millisecond or two); the frames counted give 3 s.
+TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
+  media_recipe s;
+  s.format = "mpeg1video";
+  s.video_codec = "mpeg1video";
+  s.frames = 75;
+  const std::string path = WriteTempMedia("junkrate.m1v", s);
+  std::vector<uint8_t> bytes = ReadFileBytes(path);
+  int headers = 0;
+  for (size_t i = 0; i + 11 < bytes.size(); ++i)
+    if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] == 1 && bytes[i + 3] == 0xB3) {
+      // 18 bits of rate in units of 400 bit/s: 0x3FFFE.
+      bytes[i + 8] = 0xFF;
+      bytes[i + 9] = 0xFF;
+      bytes[i + 10] = uint8_t((bytes[i + 10] & 0x3F) | 0x80);
+      ++headers;
+    }
+  ASSERT_GT(headers, 0);
+  FILE *f = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  std::fwrite(bytes.data(), 1, bytes.size(), f);
+  std::fclose(f);
+
+  mmstream *m = mediareaders::StreamOpenRead(path.c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->duration, 3000);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 2960), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 74);
   mediareaders::StreamCloseRead(m);
 }
 
