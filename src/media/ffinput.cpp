@@ -87,6 +87,17 @@ int64_t TicksToMs(int64_t duration, AVRational tb) {
   return ms < 0 ? -1 : ms;
 }
 
+int64_t OriginTs(const AVFormatContext *fmt, const AVStream *st) {
+  if (fmt->start_time != AV_NOPTS_VALUE) return av_rescale_q(fmt->start_time, AV_TIME_BASE_Q, st->time_base);
+  return st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
+}
+
+int64_t StartOffsetMs(const AVFormatContext *fmt, const AVStream *st) {
+  if (st->start_time == AV_NOPTS_VALUE) return 0;
+  const int64_t ms = TicksToMs(st->start_time - OriginTs(fmt, st), st->time_base);
+  return ms > 0 ? ms : 0;
+}
+
 int64_t StreamLengthMs(const AVStream *st) { return TicksToMs(st->duration, st->time_base); }
 
 int64_t ContainerLengthMs(const AVFormatContext *fmt) {

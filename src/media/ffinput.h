@@ -31,6 +31,13 @@ AVCodecContext *OpenDecoder(const AVStream *st);
 // Milliseconds of `duration` ticks of time base tb, rounded down; -1 for an unknown duration.
 int64_t TicksToMs(int64_t duration, AVRational tb);
 
+// The time stamp, in the stream's time base, of the medium's time 0: the container's start,
+// the earliest of its streams, so that pictures and sound keep their places relative to each
+// other (the stream's own start when the container gives none).
+int64_t OriginTs(const AVFormatContext *fmt, const AVStream *st);
+// Milliseconds from the medium's time 0 to the stream's own start (0 when it starts with it).
+int64_t StartOffsetMs(const AVFormatContext *fmt, const AVStream *st);
+
 // The stream's and the container's lengths in milliseconds (-1 when unknown).
 int64_t StreamLengthMs(const AVStream *st);
 int64_t ContainerLengthMs(const AVFormatContext *fmt);

@@ -52,6 +52,7 @@ struct ffvideo {
   int64_t read_idx = INT64_MIN;  // the latest frame index the demuxer handed over
   int64_t last_idx = -1;         // the latest decoded frame's index
   int64_t landed = AV_NOPTS_VALUE;  // the key packet's index where the latest seek landed
+  int64_t first_idx = INT64_MIN;    // the file's first picture, once met after time 0
 
   AVRational rate{25, 1};  // index units per second
   AVRational unit{1, 25};  // one index unit in seconds
@@ -400,6 +401,14 @@ bool Locate(ffvideo *v, int64_t t) {
       v->cur_idx = i;
       v->have_cur = true;
       if (i == t) return true;
+    } else if (!v->have_cur && v->at_origin) {
+      // Nothing comes before the file's first picture (a stream that starts after the
+      // medium's time 0): it shows from time 0.
+      std::swap(v->cur, v->spare);
+      av_frame_unref(v->spare);
+      v->cur_idx = v->first_idx = i;
+      v->have_cur = true;
+      return true;
     } else if (!v->have_cur && seeked && !v->at_origin && retry < 3) {
       // The key frame's packet looked earlier than its picture is: start further back.
       av_frame_unref(v->spare);
@@ -587,7 +596,7 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
   else
     v->rate = AVRational{tb.den, tb.num};
   v->unit = AVRational{v->rate.den, v->rate.num};
-  v->start_pts = v->st->start_time != AV_NOPTS_VALUE ? v->st->start_time : 0;
+  v->start_pts = ffinput::OriginTs(fmt, v->st);
   v->still = c == container::any && IsPictureDemuxer(fmt->iformat->name);
   v->counted = IsCountedDemuxer(fmt->iformat->name);
   v->elementary = v->counted && std::strcmp(fmt->iformat->name, "mpeg") != 0 && av_cmp_q(v->rate, r) == 0;
@@ -605,6 +614,7 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
     info->rate_num = shown.num;
     info->rate_den = shown.den;
     info->length_ms = ffinput::StreamLengthMs(v->st);
+    if (info->length_ms >= 0) info->length_ms += ffinput::StartOffsetMs(fmt, v->st);
     info->container_ms = ffinput::ContainerLengthMs(fmt);
     if (ffinput::LengthIsEstimate(fmt))
       info->length_ms = info->container_ms = ffinput::MeasureLengthMs(path, c, v->stream, v->elementary);
@@ -615,7 +625,7 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
 
 bool VideoRead(ffvideo *v, int64_t ms, KORSurface *dst) {
   if (!v || !dst || ms < 0 || !v->fmt) return false;  // no demuxer: the file went away
-  const int64_t t = av_rescale_rnd(ms, v->rate.num, int64_t(v->rate.den) * 1000, AV_ROUND_DOWN);
+  const int64_t t = std::max(v->first_idx, av_rescale_rnd(ms, v->rate.num, int64_t(v->rate.den) * 1000, AV_ROUND_DOWN));
   if (!Locate(v, t)) return false;
   return Show(v, dst);
 }

@@ -170,6 +170,47 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
   mediareaders::StreamCloseRead(m);
 }
 
+// Streams that start after the container's start keep their places: pictures from 120 ms with
+// sound from 0, then sound from 250 ms with pictures from 0. Before its first picture a medium
+// shows that picture; before its sound, silence.
+TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
+  media_recipe s;
+  s.format = "mov";
+  s.frames = 60;
+  s.audio_codec = "pcm_s16le";
+  s.audio_rate = 8000;
+  s.audio_channels = 2;
+  s.audio_samples = 24000;
+  s.video_start = 3;
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("late_video.mov", s).c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
+  for (int k : {0, 1, 10, 59}) {
+    ASSERT_NE(mediareaders::StreamReadVideoSample(m, 120 + 40 * k), nullptr) << k;
+    EXPECT_EQ(ShownFrame(m->frame, s.frames), k) << k;
+  }
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 0), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 0);
+  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
+  ASSERT_NE(buf, nullptr);
+  EXPECT_EQ(At16(buf, 0, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(7999, 1));
+  mediareaders::StreamCloseRead(m);
+
+  s.video_start = 0;
+  s.audio_start = 2000;
+  m = mediareaders::StreamOpenRead(WriteTempMedia("late_sound.mov", s).c_str());
+  ASSERT_NE(m, nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 400), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 10);
+  buf = mediareaders::StreamReadAudioSample(m, 0);
+  ASSERT_NE(buf, nullptr);
+  EXPECT_EQ(At16(buf, 1999, 2, 0), 0);
+  EXPECT_EQ(At16(buf, 2000, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(5999, 1));
+  mediareaders::StreamCloseRead(m);
+}
+
 TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   media_recipe s;
   s.format = "matroska";
