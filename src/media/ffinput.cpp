@@ -6,6 +6,7 @@
 #include <string>
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/log.h>
 }
 
@@ -16,6 +17,26 @@ namespace {
 // No frame larger than this is decoded: far above any medium the engine composes, and it keeps a
 // corrupt header from making the decoder allocate gigabytes.
 constexpr int64_t kMaxPixels = int64_t(16384) * 8192;
+
+// Frame threads hold a decoded picture each. A codec whose every frame stands alone gains
+// nothing from them in reading one frame, and a large picture of such a codec (a lossless
+// 4096 x 4096 frame is 32 MiB) would cost that many times over: its threads are held to what
+// fits in this many bytes of pictures, at least one.
+constexpr int64_t kIntraThreadBytes = int64_t(32) << 20;
+
+// 0 lets the decoder take as many threads as the machine has.
+int FrameThreads(const AVStream *st) {
+  const AVCodecDescriptor *d = avcodec_descriptor_get(st->codecpar->codec_id);
+  const int w = st->codecpar->width, h = st->codecpar->height;
+  if (!d || !(d->props & AV_CODEC_PROP_INTRA_ONLY) || st->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || w <= 0 ||
+      h <= 0)
+    return 0;
+  const auto fmt = static_cast<AVPixelFormat>(st->codecpar->format);
+  int64_t bytes = fmt != AV_PIX_FMT_NONE ? av_image_get_buffer_size(fmt, w, h, 1) : -1;
+  if (bytes <= 0) bytes = int64_t(w) * h * 4;
+  const int64_t fit = kIntraThreadBytes / bytes;
+  return fit >= 16 ? 0 : static_cast<int>(std::max<int64_t>(fit, 1));
+}
 
 }  // namespace
 
@@ -73,7 +94,7 @@ AVCodecContext *OpenDecoder(const AVStream *st) {
   }
   dec->pkt_timebase = st->time_base;
   dec->max_pixels = kMaxPixels;
-  dec->thread_count = 0;  // as many as the machine has; the decoder decides slice or frame threads
+  dec->thread_count = FrameThreads(st);
   if (avcodec_open2(dec, codec, nullptr) < 0) {
     avcodec_free_context(&dec);
     return nullptr;
