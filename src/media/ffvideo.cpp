@@ -345,9 +345,10 @@ bool SeekPaysOff(const ffvideo *v, int64_t t) {
   // A search through a file without an index lands a second early: worth it past two.
   const int64_t far = UnitsIn(v, 2, 1);
   if (v->counted) {
-    // A key frame met before lies ahead: exactly there. New ground is searched.
+    // A key frame met before lies ahead: exactly there. New ground is searched, and only
+    // beyond the ten seconds within which Seek goes back to known ground instead.
     const auto *cp = CheckpointFor(v, t);
-    return (cp && cp->first > near) || t - pos > far;
+    return (cp && cp->first > near) || t - pos > UnitsIn(v, 10, 1);
   }
   const int entries = avformat_index_get_entries_count(v->st);
   if (entries > 0) {
@@ -527,14 +528,13 @@ bool Show(ffvideo *v, KORSurface *dst) {
   return true;
 }
 
-// The first picture decoded from the start of an AVI file is its time 0; a later time stamp
-// is the decoder's reorder delay (a guess from decoding times; a delay of more than a few
-// frames is not one). The picture waits as the next frame. False when the file cannot be
-// rewound.
+// The first picture decoded from the start of an AVI file is its time 0; a later time stamp,
+// up to the decoder's reorder delay, is that delay (a guess from decoding times). The picture
+// waits as the next frame. False when the file cannot be rewound.
 bool FindReorderShift(ffvideo *v) {
   int64_t i = 0;
   if (!DecodeOne(v, v->next, &i)) return Rewind(v);
-  if (i > 0 && i <= UnitsIn(v, 1, 5)) v->reorder_shift = i;
+  if (i > 0 && i <= v->dec->has_b_frames) v->reorder_shift = i;
   v->next_idx = i - v->reorder_shift;
   v->last_idx = v->next_idx;
   v->have_next = true;
@@ -601,10 +601,6 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
   v->counted = IsCountedDemuxer(fmt->iformat->name);
   v->elementary = v->counted && std::strcmp(fmt->iformat->name, "mpeg") != 0 && av_cmp_q(v->rate, r) == 0;
   v->counting = v->elementary;
-  if (c == container::avi && !FindReorderShift(v)) {
-    VideoClose(v);
-    return nullptr;
-  }
 
   if (info) {
     *info = video_info{};
@@ -619,6 +615,10 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
     if (ffinput::LengthIsEstimate(fmt))
       info->length_ms = info->container_ms = ffinput::MeasureLengthMs(path, c, v->stream, v->elementary);
     info->still = v->still;
+  }
+  if (c == container::avi && !FindReorderShift(v)) {
+    VideoClose(v);
+    return nullptr;
   }
   return v;
 }
