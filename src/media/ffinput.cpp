@@ -115,7 +115,9 @@ int64_t OriginTs(const AVFormatContext *fmt, const AVStream *st) {
 
 int64_t StartOffsetMs(const AVFormatContext *fmt, const AVStream *st) {
   if (st->start_time == AV_NOPTS_VALUE) return 0;
-  const int64_t ms = TicksToMs(st->start_time - OriginTs(fmt, st), st->time_base);
+  int64_t ticks;
+  if (__builtin_sub_overflow(st->start_time, OriginTs(fmt, st), &ticks)) return 0;
+  const int64_t ms = TicksToMs(ticks, st->time_base);
   return ms > 0 ? ms : 0;
 }
 
@@ -151,9 +153,9 @@ int64_t MeasureLengthMs(const char *path, ffdecoder::container c, int stream, bo
     if (pkt->stream_index == stream) {
       ++count;
       const int64_t ts = pkt->pts != AV_NOPTS_VALUE ? pkt->pts : pkt->dts;
-      if (ts != AV_NOPTS_VALUE) {
+      int64_t e;
+      if (ts != AV_NOPTS_VALUE && !__builtin_add_overflow(ts, std::max<int64_t>(pkt->duration, 0), &e)) {
         if (first == AV_NOPTS_VALUE || ts < first) first = ts;
-        const int64_t e = ts + std::max<int64_t>(pkt->duration, 0);
         if (end == AV_NOPTS_VALUE || e > end) end = e;
       }
     }
@@ -164,8 +166,8 @@ int64_t MeasureLengthMs(const char *path, ffdecoder::container c, int stream, bo
   const AVRational rate = st->r_frame_rate;
   if (count_frames && rate.num > 0 && rate.den > 0)
     ms = av_rescale(count, int64_t(rate.den) * 1000, rate.num);
-  else if (first != AV_NOPTS_VALUE && end >= first)
-    ms = TicksToMs(end - first, st->time_base);
+  else if (int64_t span; first != AV_NOPTS_VALUE && !__builtin_sub_overflow(end, first, &span))
+    ms = TicksToMs(span, st->time_base);
   avformat_close_input(&fmt);
   return ms;
 }
