@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -94,6 +95,13 @@ int CmdMake(int argc, char **argv, int first) {
   const int start = args.Has("--from") ? from : root->GetMakeStart();
   const int end = args.Has("--to") ? to : p.Length();
   if (end < start) return cli::Fail("--to lies before --from");
+  // The maker takes whole frames only: a shorter range would write a file without any.
+  if (int64_t(root->GetFps()) * (end - start) < 1000) {
+    char why[160];
+    std::snprintf(why, sizeof why, "nothing to make: %.3f s to %.3f s is shorter than one frame at %d fps", start / 1000.0,
+                  end / 1000.0, root->GetFps());
+    return cli::Fail(why);
+  }
   root->SetMakeRange(start, end);
   if (!out->CanEncode(root->CheckAudio(), root->CheckVideo()))
     return cli::Fail(std::string(plugin->filename) + " cannot write what this project holds");

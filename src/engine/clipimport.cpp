@@ -23,6 +23,25 @@ bool IsFile(const std::string &path) {
   return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
+// Whether a loaded picture carries an alpha channel of its own. Loaders leave alpha 0 in
+// pictures without one, so any other alpha byte shows a real channel (a wholly transparent
+// picture is indistinguishable from one without alpha, and is taken as such).
+bool HasOwnAlpha(KORSurface *s) {
+  surf a;
+  if (!surface::SurfaceDataLock(s, &a)) return false;
+  bool found = false;
+  for (int y = 0; y < a.height && !found; ++y) {
+    const pix32 *row = a.bits + size_t(y) * a.pitch;
+    for (int x = 0; x < a.width; ++x)
+      if (row[x].a) {
+        found = true;
+        break;
+      }
+  }
+  surface::SurfaceDataUnlock(&a);
+  return found;
+}
+
 std::string BaseName(const std::string &path) {
   const size_t slash = path.rfind(PATH_SEPARATOR);
   return slash == std::string::npos ? path : path.substr(slash + 1);
@@ -141,6 +160,15 @@ int clip::ClipImport(const char *file) {
   TV_IDS_CLIPTIMEMAPPER();
   CTMReset();
   TV_IDS_START_OPACITY();
+  // A picture with an alpha channel of its own keeps it: a pre-effect opacity of 0 leaves it
+  // untouched, where the default of 1 would make it opaque. The user can still raise it.
+  if (still && HasOwnAlpha(still)) {
+    if (timefloat *tf = FindTimeFloat(clipvar::IDS_START_OPACITY)) {
+      tf->Reset();
+      tf->SetValue(0, 0.0);
+      tf->Commit();
+    }
+  }
 
   if (wav)
     SetSize(wav->length);

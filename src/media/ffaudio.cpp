@@ -243,7 +243,7 @@ ffaudio *AudioOpen(const char *path, container c, audio_info *info) {
     return nullptr;
   }
   ffinput::KeepOnly(fmt, a->stream);
-  a->start_pts = st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
+  a->start_pts = ffinput::OriginTs(fmt, st);
 
   // 8- and 16-bit PCM in one or two channels passes as it is; anything else becomes 16-bit,
   // mono staying mono and everything else mixed to stereo, at the stream's own rate.
@@ -269,7 +269,10 @@ ffaudio *AudioOpen(const char *path, container c, audio_info *info) {
     w.cbSize = 0;
     info->converted = !plain;
     info->length_ms = ffinput::StreamLengthMs(st);
+    if (info->length_ms >= 0) info->length_ms += ffinput::StartOffsetMs(fmt, st);
     info->container_ms = ffinput::ContainerLengthMs(fmt);
+    if (ffinput::LengthIsEstimate(fmt))
+      info->length_ms = info->container_ms = ffinput::MeasureLengthMs(path, c, a->stream, false);
   }
   return a;
 }

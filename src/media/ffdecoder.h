@@ -4,10 +4,13 @@
 // Common principles:
 // - Each decoder opens the file on its own demuxer, so reading sound never moves the picture's
 //   decoding position and the other way round.
+// - Time 0 of a medium is its container's start, for pictures and sound alike, so streams that
+//   start at different times stay together; before its first picture a medium shows that one.
 // - Video time is cut into frame spans at the stream's frame rate (or, for streams without a
 //   constant rate, at its time base): the frame shown at ms is the last frame whose span starts
-//   at or before ms. Sequential reads decode straight on; a jump back, or far ahead past a key
-//   frame, seeks to the key frame before the target and decodes forward from there.
+//   at or before ms. Sequential reads decode straight on; a jump back, or ahead past a key
+//   frame (the first read after opening too), seeks to the key frame before the target and
+//   decodes forward from there.
 // - Decoded pictures carry alpha 0: video has no opacity of its own; composition supplies it.
 // - Sound comes out as PCM the engine's format check accepts: the stream's own samples when
 //   they are 8- or 16-bit PCM in one or two channels, else 16-bit at the same rate in one

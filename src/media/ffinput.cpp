@@ -1,10 +1,12 @@
 // Opening files for the FFmpeg decoders: demuxer, stream choice, decoder, lengths, rewinding.
 #include "media/ffinput.h"
 
+#include <algorithm>
 #include <mutex>
 #include <string>
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/log.h>
 }
 
@@ -15,6 +17,26 @@ namespace {
 // No frame larger than this is decoded: far above any medium the engine composes, and it keeps a
 // corrupt header from making the decoder allocate gigabytes.
 constexpr int64_t kMaxPixels = int64_t(16384) * 8192;
+
+// Frame threads hold a decoded picture each. A codec whose every frame stands alone gains
+// nothing from them in reading one frame, and a large picture of such a codec (a lossless
+// 4096 x 4096 frame is 32 MiB) would cost that many times over: its threads are held to what
+// fits in this many bytes of pictures, at least one.
+constexpr int64_t kIntraThreadBytes = int64_t(32) << 20;
+
+// 0 lets the decoder take as many threads as the machine has.
+int FrameThreads(const AVStream *st) {
+  const AVCodecDescriptor *d = avcodec_descriptor_get(st->codecpar->codec_id);
+  const int w = st->codecpar->width, h = st->codecpar->height;
+  if (!d || !(d->props & AV_CODEC_PROP_INTRA_ONLY) || st->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || w <= 0 ||
+      h <= 0)
+    return 0;
+  const auto fmt = static_cast<AVPixelFormat>(st->codecpar->format);
+  int64_t bytes = fmt != AV_PIX_FMT_NONE ? av_image_get_buffer_size(fmt, w, h, 1) : -1;
+  if (bytes <= 0) bytes = int64_t(w) * h * 4;
+  const int64_t fit = kIntraThreadBytes / bytes;
+  return fit >= 16 ? 0 : static_cast<int>(std::max<int64_t>(fit, 1));
+}
 
 }  // namespace
 
@@ -72,7 +94,7 @@ AVCodecContext *OpenDecoder(const AVStream *st) {
   }
   dec->pkt_timebase = st->time_base;
   dec->max_pixels = kMaxPixels;
-  dec->thread_count = 0;  // as many as the machine has; the decoder decides slice or frame threads
+  dec->thread_count = FrameThreads(st);
   if (avcodec_open2(dec, codec, nullptr) < 0) {
     avcodec_free_context(&dec);
     return nullptr;
@@ -86,10 +108,68 @@ int64_t TicksToMs(int64_t duration, AVRational tb) {
   return ms < 0 ? -1 : ms;
 }
 
+int64_t OriginTs(const AVFormatContext *fmt, const AVStream *st) {
+  if (fmt->start_time != AV_NOPTS_VALUE) return av_rescale_q(fmt->start_time, AV_TIME_BASE_Q, st->time_base);
+  return st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
+}
+
+int64_t StartOffsetMs(const AVFormatContext *fmt, const AVStream *st) {
+  if (st->start_time == AV_NOPTS_VALUE) return 0;
+  int64_t ticks;
+  if (__builtin_sub_overflow(st->start_time, OriginTs(fmt, st), &ticks)) return 0;
+  const int64_t ms = TicksToMs(ticks, st->time_base);
+  return ms > 0 ? ms : 0;
+}
+
 int64_t StreamLengthMs(const AVStream *st) { return TicksToMs(st->duration, st->time_base); }
 
 int64_t ContainerLengthMs(const AVFormatContext *fmt) {
   return TicksToMs(fmt->duration, AVRational{1, AV_TIME_BASE});
+}
+
+bool LengthIsEstimate(const AVFormatContext *fmt) {
+  return fmt->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+}
+
+int64_t MeasureLengthMs(const char *path, ffdecoder::container c, int stream, bool count_frames) {
+  AVFormatContext *fmt = OpenInput(path, c);
+  if (!fmt) return -1;
+  if (unsigned(stream) >= fmt->nb_streams) {
+    avformat_close_input(&fmt);
+    return -1;
+  }
+  KeepOnly(fmt, stream);
+  const AVStream *st = fmt->streams[stream];
+  AVPacket *pkt = av_packet_alloc();
+  int64_t count = 0, first = AV_NOPTS_VALUE, end = AV_NOPTS_VALUE;
+  int errors = 0;
+  while (pkt) {
+    const int rc = av_read_frame(fmt, pkt);
+    if (rc < 0) {
+      if (rc != AVERROR_EOF && !avio_feof(fmt->pb) && ++errors < 16) continue;
+      break;
+    }
+    errors = 0;
+    if (pkt->stream_index == stream) {
+      ++count;
+      const int64_t ts = pkt->pts != AV_NOPTS_VALUE ? pkt->pts : pkt->dts;
+      int64_t e;
+      if (ts != AV_NOPTS_VALUE && !__builtin_add_overflow(ts, std::max<int64_t>(pkt->duration, 0), &e)) {
+        if (first == AV_NOPTS_VALUE || ts < first) first = ts;
+        if (end == AV_NOPTS_VALUE || e > end) end = e;
+      }
+    }
+    av_packet_unref(pkt);
+  }
+  av_packet_free(&pkt);
+  int64_t ms = -1;
+  const AVRational rate = st->r_frame_rate;
+  if (count_frames && rate.num > 0 && rate.den > 0)
+    ms = av_rescale(count, int64_t(rate.den) * 1000, rate.num);
+  else if (int64_t span; first != AV_NOPTS_VALUE && !__builtin_sub_overflow(end, first, &span))
+    ms = TicksToMs(span, st->time_base);
+  avformat_close_input(&fmt);
+  return ms;
 }
 
 void KeepOnly(AVFormatContext *fmt, int stream) {

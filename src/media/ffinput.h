@@ -31,9 +31,26 @@ AVCodecContext *OpenDecoder(const AVStream *st);
 // Milliseconds of `duration` ticks of time base tb, rounded down; -1 for an unknown duration.
 int64_t TicksToMs(int64_t duration, AVRational tb);
 
+// The time stamp, in the stream's time base, of the medium's time 0: the container's start,
+// the earliest of its streams, so that pictures and sound keep their places relative to each
+// other (the stream's own start when the container gives none).
+int64_t OriginTs(const AVFormatContext *fmt, const AVStream *st);
+// Milliseconds from the medium's time 0 to the stream's own start (0 when it starts with it).
+int64_t StartOffsetMs(const AVFormatContext *fmt, const AVStream *st);
+
 // The stream's and the container's lengths in milliseconds (-1 when unknown).
 int64_t StreamLengthMs(const AVStream *st);
 int64_t ContainerLengthMs(const AVFormatContext *fmt);
+
+// Whether the container's length is only an estimate from a bit rate (which a junk rate in a
+// header makes absurd).
+bool LengthIsEstimate(const AVFormatContext *fmt);
+
+// The real length of `stream` in milliseconds, by reading every packet of the file once on a
+// demuxer of its own (nothing is decoded): the end of the last packet from the stream's first
+// time stamp, or, with count_frames, the packets counted at the stream's frame rate (for bare
+// elementary streams, whose time stamps are made up). -1 when it cannot be found.
+int64_t MeasureLengthMs(const char *path, ffdecoder::container c, int stream, bool count_frames);
 
 // Makes only `stream` deliver packets.
 void KeepOnly(AVFormatContext *fmt, int stream);

@@ -51,6 +51,8 @@ struct ffvideo {
   int64_t floor_idx = INT64_MIN;
   int64_t read_idx = INT64_MIN;  // the latest frame index the demuxer handed over
   int64_t last_idx = -1;         // the latest decoded frame's index
+  int64_t landed = AV_NOPTS_VALUE;  // the key packet's index where the latest seek landed
+  int64_t first_idx = INT64_MIN;    // the file's first picture, once met after time 0
 
   AVRational rate{25, 1};  // index units per second
   AVRational unit{1, 25};  // one index unit in seconds
@@ -65,6 +67,14 @@ struct ffvideo {
   // once that second has passed.
   bool counted = false;
   bool counting = false;
+  // Bare elementary streams carry no time of their own: the parser makes time stamps up from
+  // decoding order, a frame late after B-frames. From the start of the file their frames are
+  // counted instead.
+  bool elementary = false;
+  // Files that keep only decoding times (AVI) leave the decoder to guess presentation times,
+  // which puts every picture of a stream with B-frames its reorder delay late: that delay, in
+  // index units, taken off every decoded frame's time stamp.
+  int64_t reorder_shift = 0;
   int64_t trust_from = INT64_MIN;
   std::map<int64_t, int64_t> checkpoints;
 
@@ -151,7 +161,10 @@ bool DecodeOne(ffvideo *v, AVFrame *out, int64_t *idx) {
         int64_t ts = out->best_effort_timestamp;
         if (ts == AV_NOPTS_VALUE) ts = out->pts;
         i = IndexOfTs(v, ts);
-        if (i == AV_NOPTS_VALUE || i == INT64_MIN || i == INT64_MAX) i = SatAdd(v->last_idx, 1);
+        if (i == AV_NOPTS_VALUE || i == INT64_MIN || i == INT64_MAX)
+          i = SatAdd(v->last_idx, 1);
+        else
+          i = SatAdd(i, -v->reorder_shift);
       }
       const bool key = out->key_frame || out->pict_type == AV_PICTURE_TYPE_I;
       if (v->await_key) {
@@ -231,7 +244,7 @@ bool Rewind(ffvideo *v) {
   avcodec_flush_buffers(v->dec);
   v->started = true;
   v->at_origin = false;
-  v->counting = false;
+  v->counting = v->elementary;
   v->trust_from = INT64_MIN;
   if (!ffinput::Reopen(&v->fmt, v->path.c_str(), v->kind, v->stream)) return false;
   v->st = v->fmt->streams[v->stream];
@@ -299,6 +312,7 @@ bool Seek(ffvideo *v, int64_t t) {
       // The key packet's time is a lower bound of its frame's (a decoding time stamp when the
       // container gives no presentation time).
       v->floor_idx = key == AV_NOPTS_VALUE ? INT64_MIN : key;
+      v->landed = key;
       if (key != AV_NOPTS_VALUE && key > INT64_MIN) v->last_idx = key - 1;
       v->await_key = true;
       v->started = false;
@@ -306,32 +320,49 @@ bool Seek(ffvideo *v, int64_t t) {
       v->trust_from = key == AV_NOPTS_VALUE ? INT64_MAX : SatAdd(key, UnitsIn(v, 1, 1));
       return true;
     }
+    // Landed on a key frame that is shown after t (an index of decoding times puts it before
+    // t when frames are reordered): the key frame before it is the one, when the demuxer can
+    // find it by that frame's decoding time; else step back by seconds.
+    const int64_t landed = v->pkt->dts != AV_NOPTS_VALUE ? v->pkt->dts : v->pkt->pts;
     seek_ts = SatAdd(target, -(second << attempt));
+    if (attempt == 0 && landed != AV_NOPTS_VALUE && landed > INT64_MIN && landed - 1 < target)
+      seek_ts = landed - 1;
   }
   return Rewind(v);
 }
 
-// Whether jumping ahead to t is cheaper by seeking than by decoding every frame in between:
-// only when a key frame lies well beyond what was read (half a second, so reads at any sane
-// frame rate, and the making of a project, go straight on).
+// Whether jumping ahead to t is cheaper by seeking than by decoding every frame in between: when
+// the key frame before t lies beyond what was read by more than a tenth of a second, so a read
+// never costs more than decoding from that key frame (plus those few frames), while reads in
+// order, and the making of a project at a lower frame rate, go straight on. Right after the
+// open, decoding stands before the first frame.
 bool SeekPaysOff(const ffvideo *v, int64_t t) {
   int64_t pos = v->read_idx;
   if (v->have_cur) pos = std::max(pos, v->cur_idx);
+  if (pos == INT64_MIN && v->at_origin) pos = -1;
   if (pos == INT64_MIN || t <= pos) return false;
-  const int64_t half_second = UnitsIn(v, 1, 2);
+  const int64_t near = SatAdd(pos, UnitsIn(v, 1, 10));
+  // A search through a file without an index lands a second early: worth it past two.
+  const int64_t far = UnitsIn(v, 2, 1);
   if (v->counted) {
+    // A key frame met before lies ahead: exactly there. New ground is searched, and only
+    // beyond the ten seconds within which Seek goes back to known ground instead.
     const auto *cp = CheckpointFor(v, t);
-    return (cp && cp->first > SatAdd(pos, half_second)) || t - pos > UnitsIn(v, 10, 1);
+    return (cp && cp->first > near) || t - pos > UnitsIn(v, 10, 1);
   }
-  if (avformat_index_get_entries_count(v->st) > 0) {
-    const AVIndexEntry *e =
-        avformat_index_get_entry_from_timestamp(v->st, TsOfIndex(v, t), AVSEEK_FLAG_BACKWARD);
-    if (!e) return false;
-    const int64_t key = IndexOfTs(v, e->timestamp);
-    return key != AV_NOPTS_VALUE && key > SatAdd(pos, half_second);
+  const int entries = avformat_index_get_entries_count(v->st);
+  if (entries > 0) {
+    const int64_t ts = TsOfIndex(v, t);
+    const AVIndexEntry *e = avformat_index_get_entry_from_timestamp(v->st, ts, AVSEEK_FLAG_BACKWARD);
+    const int64_t key = e ? IndexOfTs(v, e->timestamp) : AV_NOPTS_VALUE;
+    if (key != AV_NOPTS_VALUE && key > near) return true;
+    // An index that reaches t names the key frame before it: decoding on is cheaper.
+    if (avformat_index_get_entry(v->st, entries - 1)->timestamp >= ts) return false;
+    // One that is still being built as the file is read (or is read at the first seek) does
+    // not: a seek finds the key frame, which pays off past a second.
+    return t - pos > UnitsIn(v, 1, 1);
   }
-  // Without an index a seek is a search through the file; worth it only for long jumps.
-  return t - pos > 10 * half_second;
+  return t - pos > far;
 }
 
 // Whether the last frame of the stream is still on screen at t.
@@ -371,10 +402,21 @@ bool Locate(ffvideo *v, int64_t t) {
       v->cur_idx = i;
       v->have_cur = true;
       if (i == t) return true;
+    } else if (!v->have_cur && v->at_origin) {
+      // Nothing comes before the file's first picture (a stream that starts after the
+      // medium's time 0): it shows from time 0.
+      std::swap(v->cur, v->spare);
+      av_frame_unref(v->spare);
+      v->cur_idx = v->first_idx = i;
+      v->have_cur = true;
+      return true;
     } else if (!v->have_cur && seeked && !v->at_origin && retry < 3) {
       // The key frame's packet looked earlier than its picture is: start further back.
       av_frame_unref(v->spare);
-      const int64_t earlier = SatAdd(t, -UnitsIn(v, int64_t(1) << retry, 1));
+      // First just before the key frame landed on (the one before it is the one wanted), then
+      // by seconds.
+      int64_t earlier = SatAdd(t, -UnitsIn(v, int64_t(1) << retry, 1));
+      if (retry == 0 && v->landed != AV_NOPTS_VALUE && v->landed > 0 && v->landed <= t) earlier = v->landed - 1;
       if (!(earlier > 0 ? Seek(v, earlier) : Rewind(v))) return false;
       ++retry;
     } else {
@@ -486,6 +528,19 @@ bool Show(ffvideo *v, KORSurface *dst) {
   return true;
 }
 
+// The first picture decoded from the start of an AVI file is its time 0; a later time stamp,
+// up to the decoder's reorder delay, is that delay (a guess from decoding times). The picture
+// waits as the next frame. False when the file cannot be rewound.
+bool FindReorderShift(ffvideo *v) {
+  int64_t i = 0;
+  if (!DecodeOne(v, v->next, &i)) return Rewind(v);
+  if (i > 0 && i <= v->dec->has_b_frames) v->reorder_shift = i;
+  v->next_idx = i - v->reorder_shift;
+  v->last_idx = v->next_idx;
+  v->have_next = true;
+  return true;
+}
+
 bool IsCountedDemuxer(const char *name) {
   static const char *const names[] = {"mpeg", "mpegvideo", "h264", "hevc", "m4v",
                                       "vc1",  "cavsvideo", "h261", "h263"};
@@ -541,9 +596,11 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
   else
     v->rate = AVRational{tb.den, tb.num};
   v->unit = AVRational{v->rate.den, v->rate.num};
-  v->start_pts = v->st->start_time != AV_NOPTS_VALUE ? v->st->start_time : 0;
+  v->start_pts = ffinput::OriginTs(fmt, v->st);
   v->still = c == container::any && IsPictureDemuxer(fmt->iformat->name);
   v->counted = IsCountedDemuxer(fmt->iformat->name);
+  v->elementary = v->counted && std::strcmp(fmt->iformat->name, "mpeg") != 0 && av_cmp_q(v->rate, r) == 0;
+  v->counting = v->elementary;
 
   if (info) {
     *info = video_info{};
@@ -553,15 +610,22 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
     info->rate_num = shown.num;
     info->rate_den = shown.den;
     info->length_ms = ffinput::StreamLengthMs(v->st);
+    if (info->length_ms >= 0) info->length_ms += ffinput::StartOffsetMs(fmt, v->st);
     info->container_ms = ffinput::ContainerLengthMs(fmt);
+    if (ffinput::LengthIsEstimate(fmt))
+      info->length_ms = info->container_ms = ffinput::MeasureLengthMs(path, c, v->stream, v->elementary);
     info->still = v->still;
+  }
+  if (c == container::avi && !FindReorderShift(v)) {
+    VideoClose(v);
+    return nullptr;
   }
   return v;
 }
 
 bool VideoRead(ffvideo *v, int64_t ms, KORSurface *dst) {
   if (!v || !dst || ms < 0 || !v->fmt) return false;  // no demuxer: the file went away
-  const int64_t t = av_rescale_rnd(ms, v->rate.num, int64_t(v->rate.den) * 1000, AV_ROUND_DOWN);
+  const int64_t t = std::max(v->first_idx, av_rescale_rnd(ms, v->rate.num, int64_t(v->rate.den) * 1000, AV_ROUND_DOWN));
   if (!Locate(v, t)) return false;
   return Show(v, dst);
 }

@@ -58,6 +58,9 @@ info=$(ffprobe -v error -select_streams v -show_entries stream=width,height,nb_f
 [ "$info" = "640,480,50" ] || { echo "FAIL: made AVI is $info"; failures=$((failures + 1)); }
 check "make mp4 by name" 0 "$lv" make "$dir/demo.vmp" -o "$dir/m.any" --format mp4 --from 0.5 --to 1
 [ -s "$dir/m.mp4" ] || { echo "FAIL: --format mp4 made no m.mp4"; failures=$((failures + 1)); }
+check "make shorter than a frame" 1 "$lv" make "$dir/demo.vmp" -o "$dir/short.avi" --from 1 --to 1.02
+expect_line "shorter than one frame"
+[ -e "$dir/short.avi" ] && { echo "FAIL: a make without frames wrote a file"; failures=$((failures + 1)); }
 check "make unknown type" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.xyz"; expect_line "no export plugin writes"
 check "make unknown format" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.avi" --format nosuch; expect_line "no export plugin called nosuch"
 # Ctrl-C after the first progress line: a closed file of the frames made so far, status 1.

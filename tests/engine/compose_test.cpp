@@ -7,6 +7,7 @@
 #include "engine/clipsource.h"
 #include "engine/enginetest.h"
 #include "media/surface.h"
+#include "support/mediafile.h"
 
 using namespace enginetest;
 
@@ -45,6 +46,39 @@ TEST(Compose, OpaqueStillComesOutOneStepDarkerAndFadesByItsOpacity) {
   // Negative opacity takes the picture away entirely.
   Key(c, clipvar::IDS_START_OPACITY, 0, -1.0);
   ExpectAll(pr.At(100), pix32(0, 0, 0, 255));
+}
+
+// A picture with its own alpha channel shows its transparency once imported; one without
+// stays opaque. GradientPixel(0, 50, 20) is (200, 100, 50).
+TEST(Compose, ImportedPictureKeepsItsOwnTransparency) {
+  project pr;
+  fixtures::media_recipe s;
+  s.format = "image2";
+  s.video_codec = "png";
+  s.gradient = true;
+  s.width = W;
+  s.height = H;
+  s.frames = 1;
+  s.pix_fmt = "rgba";
+  s.alpha = 128;
+  const std::string half = fixtures::WriteTempMedia("half.png", s);
+  s.pix_fmt = "rgb24";
+  const std::string opaque = fixtures::WriteTempMedia("opaque.png", s);
+
+  clip *c = pr.p->AddMedia(pr.root(), half.c_str(), 0, 0, 5000);
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->GetTimeFloat(clipvar::IDS_START_OPACITY), 0.0);
+  // (200 * 128) >> 8 = 100 over black.
+  EXPECT_EQ(pr.At(100).at(50, 20), pix32(100, 50, 25, 255));
+  // Raised by the user, it fades towards opaque: alpha 128 + 128 = 255 at opacity 0.5.
+  Key(c, clipvar::IDS_START_OPACITY, 0, 0.5);
+  EXPECT_EQ(pr.At(100).at(50, 20), pix32(199, 99, 49, 255));
+
+  project other;
+  clip *d = other.p->AddMedia(other.root(), opaque.c_str(), 0, 0, 5000);
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(d->GetTimeFloat(clipvar::IDS_START_OPACITY), 1.0);
+  EXPECT_EQ(other.At(100).at(50, 20), pix32(199, 99, 49, 255));
 }
 
 TEST(Compose, TrackZeroCoversHigherTracksWhateverTheChildOrder) {

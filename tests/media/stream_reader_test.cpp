@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "media/ffdecoder.h"
 #include "media/mediareaders.h"
@@ -129,10 +130,84 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   EXPECT_EQ(mediareaders::StreamReadAudioSample(m, -1), nullptr);
   // Pictures and sound keep separate positions: reading one does not disturb the other.
   ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1000), nullptr);
+  const int64_t seeks = ffdecoder::VideoStats(m->video).seeks;
   ASSERT_NE(mediareaders::StreamReadAudioSample(m, 100), nullptr);
   ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1040), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, 60), 26);
-  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);
+  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, seeks);
+  mediareaders::StreamCloseRead(m);
+}
+
+// A bare MPEG-1 stream whose sequence headers claim about 105 Mbit/s: the container's length
+// is an estimate from that rate (a millisecond or two); the frames counted give 3 s.
+TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
+  media_recipe s;
+  s.format = "mpeg1video";
+  s.video_codec = "mpeg1video";
+  s.frames = 75;
+  const std::string path = WriteTempMedia("junkrate.m1v", s);
+  std::vector<uint8_t> bytes = ReadFileBytes(path);
+  int headers = 0;
+  for (size_t i = 0; i + 11 < bytes.size(); ++i)
+    if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] == 1 && bytes[i + 3] == 0xB3) {
+      // 18 bits of rate in units of 400 bit/s: 0x3FFFE.
+      bytes[i + 8] = 0xFF;
+      bytes[i + 9] = 0xFF;
+      bytes[i + 10] = uint8_t((bytes[i + 10] & 0x3F) | 0x80);
+      ++headers;
+    }
+  ASSERT_GT(headers, 0);
+  FILE *f = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  std::fwrite(bytes.data(), 1, bytes.size(), f);
+  std::fclose(f);
+
+  mmstream *m = mediareaders::StreamOpenRead(path.c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->duration, 3000);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 2960), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 74);
+  mediareaders::StreamCloseRead(m);
+}
+
+// Streams that start after the container's start keep their places: pictures from 120 ms with
+// sound from 0, then sound from 250 ms with pictures from 0. Before its first picture a medium
+// shows that picture; before its sound, silence.
+TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
+  media_recipe s;
+  s.format = "mov";
+  s.frames = 60;
+  s.audio_codec = "pcm_s16le";
+  s.audio_rate = 8000;
+  s.audio_channels = 2;
+  s.audio_samples = 24000;
+  s.video_start = 3;
+  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("late_video.mov", s).c_str());
+  ASSERT_NE(m, nullptr);
+  EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
+  for (int k : {0, 1, 10, 59}) {
+    ASSERT_NE(mediareaders::StreamReadVideoSample(m, 120 + 40 * k), nullptr) << k;
+    EXPECT_EQ(ShownFrame(m->frame, s.frames), k) << k;
+  }
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 0), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 0);
+  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
+  ASSERT_NE(buf, nullptr);
+  EXPECT_EQ(At16(buf, 0, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(7999, 1));
+  mediareaders::StreamCloseRead(m);
+
+  s.video_start = 0;
+  s.audio_start = 2000;
+  m = mediareaders::StreamOpenRead(WriteTempMedia("late_sound.mov", s).c_str());
+  ASSERT_NE(m, nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 400), nullptr);
+  EXPECT_EQ(ShownFrame(m->frame, s.frames), 10);
+  buf = mediareaders::StreamReadAudioSample(m, 0);
+  ASSERT_NE(buf, nullptr);
+  EXPECT_EQ(At16(buf, 1999, 2, 0), 0);
+  EXPECT_EQ(At16(buf, 2000, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(5999, 1));
   mediareaders::StreamCloseRead(m);
 }
 

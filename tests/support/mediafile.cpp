@@ -164,7 +164,7 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
       p[0] = c.b;
       p[1] = c.g;
       p[2] = c.r;
-      p[3] = 255;
+      p[3] = s.alpha;
     }
   const uint8_t *src[1] = {w.bgra.data()};
   const int stride[1] = {s.width * 4};
@@ -207,7 +207,7 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
       }
     }
   }
-  f->pts = first;
+  f->pts = first + s.audio_start;
   return w.Encode(w.aenc, w.ast, f);
 }
 
@@ -291,12 +291,12 @@ bool WriteMedia(const std::string &path, const media_recipe &s, std::string *err
     // Whichever stream is behind in time goes next, so the muxer interleaves them.
     bool video_next = vi < vframes;
     if (video_next && w.aenc && ai < s.audio_samples) {
-      const int64_t vpts = s.pts.empty() ? vi : s.pts[vi];
-      video_next = av_compare_ts(vpts, w.venc->time_base, ai, w.aenc->time_base) <= 0;
+      const int64_t vpts = (s.pts.empty() ? vi : s.pts[vi]) + s.video_start;
+      video_next = av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start, w.aenc->time_base) <= 0;
     }
     if (video_next) {
       FillPicture(w, s, vi);
-      w.vframe->pts = s.pts.empty() ? vi : s.pts[vi];
+      w.vframe->pts = (s.pts.empty() ? vi : s.pts[vi]) + s.video_start;
       if (!w.Encode(w.venc, w.vst, w.vframe)) return Fail(error, "video encoding");
       ++vi;
     } else {

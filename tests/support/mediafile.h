@@ -34,6 +34,7 @@ struct media_recipe {
   std::string video_codec = "mjpeg";  // encoder name; empty for a file without video
   std::string pix_fmt;                // empty: what the encoder takes first
   bool gradient = false;              // GradientPixel pictures instead of flat colours
+  uint8_t alpha = 255;                // every pixel's alpha, where the pixel format keeps one
   int width = 64;
   int height = 48;
   int rate_num = 25;  // frames per second
@@ -47,7 +48,10 @@ struct media_recipe {
   int tb_num = 0;
   int tb_den = 0;
 
+  int video_start = 0;  // the first frame's time stamp, in frames (or units of tb_num / tb_den)
+
   std::string audio_codec;  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
+  int64_t audio_start = 0;  // the first sample frame's time stamp, in sample frames
   int audio_rate = 8000;
   int audio_channels = 2;
   int64_t audio_samples = 0;  // sample frames
