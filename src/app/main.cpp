@@ -26,8 +26,8 @@ const command COMMANDS[] = {
      "seconds).\n",
      CmdInfo},
     {"make", "make a project's video (or sound) file through an export plugin",
-     "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--option K=V]\n"
-     "                      [--yes] [--verbose]\n"
+     "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--frames A:B]\n"
+     "                      [--option K=V] [--yes] [--verbose]\n"
      "\n"
      "Makes the make range of PROJECT (the whole project when none is set) frame by frame at the\n"
      "project's frame rate, with its mixed sound, into OUT through an export plugin. The plugin's\n"
@@ -38,10 +38,22 @@ const command COMMANDS[] = {
      "                without it, the one whose file types match OUT's extension\n"
      "  --from SEC    where making starts, in seconds (default: the project's make range)\n"
      "  --to SEC      where making ends, in seconds\n"
+     "  --frames A:B  make only frames A up to B (exclusive) of the range, with the frame times\n"
+     "                and sound of the whole range: a segment for lumivaxel join\n"
      "  --option K=V  an option of the plugin, such as codec=raw\n"
      "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
      "  --verbose     print the engine's processing messages\n",
      CmdMake},
+    {"join", "join segments made with make --frames into one file, without coding again",
+     "usage: lumivaxel join PART... -o OUT\n"
+     "\n"
+     "Joins segments of one make (lumivaxel make --frames A:B), given in any order, into OUT as\n"
+     "a single make would have written it: AVI (raw or Motion JPEG with PCM sound), WAV and MP4\n"
+     "packets are copied, picture sequences (name each by the name given to make, such as\n"
+     "part.png) are copied under OUT's picture names. Parts of another plugin, size, rate or\n"
+     "coding, gaps, overlaps and short parts are refused. Prints the file made.\n"
+     "  -o, --output  the joined file\n",
+     CmdJoin},
     {"plugins", "list the export and effect plugins found and what they write",
      "usage: lumivaxel plugins\n"
      "\n"
