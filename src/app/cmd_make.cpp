@@ -106,7 +106,7 @@ int CmdMake(int argc, char **argv, int first) {
   if (args.Has("--frames")) {
     // A segment: frames A up to B of the range, tagged with its place for joining.
     const int count = clip::MakeFrameCount(root->GetFps(), end - start);
-    makesegment s{0, 0, count, start, end - start};
+    makesegment s{0, 0, count, root->GetFps(), start, end - start};
     if (!ParseFrames(args.Get("--frames"), &s.first, &s.last))
       return cli::Fail("--frames takes A:B, the frames from A up to B (such as 0:250)");
     if (s.last > count)

@@ -70,8 +70,7 @@ std::string Describe(const AVFormatContext *ic) {
     const AVCodecParameters *p = st->codecpar;
     char text[160];
     if (p->codec_type == AVMEDIA_TYPE_VIDEO)
-      std::snprintf(text, sizeof text, ", %s %dx%d at %d/%d fps", avcodec_get_name(p->codec_id), p->width, p->height,
-                    st->r_frame_rate.num, st->r_frame_rate.den);
+      std::snprintf(text, sizeof text, ", %s %dx%d", avcodec_get_name(p->codec_id), p->width, p->height);
     else
       std::snprintf(text, sizeof text, ", %s %d Hz %d channels", avcodec_get_name(p->codec_id), p->sample_rate,
                     p->ch_layout.nb_channels);
@@ -115,7 +114,7 @@ bool OpenContainers(const std::vector<std::string> &paths, std::vector<container
     if (a != b) return *why = c.path + " (" + b + ") does not fit " + one.path + " (" + a + ")", false;
     if (!SameExtradata(one.ic.get(), c.ic.get()))
       return *why = c.path + " was coded with other settings than " + one.path, false;
-    if (c.seg.count != one.seg.count || c.seg.start != one.seg.start || c.seg.length != one.seg.length)
+    if (c.seg.count != one.seg.count || c.seg.fps != one.seg.fps || c.seg.start != one.seg.start || c.seg.length != one.seg.length)
       return *why = c.path + " is a segment of another make than " + one.path, false;
   }
   return true;
@@ -136,6 +135,7 @@ class muxer {
       avformat_free_context(oc);
     }
     av_packet_free(&pkt);
+    av_packet_free(&soundpkt);
   }
   bool Open(const container &first, const std::string &file, std::string *why);
   // Copies one part: pictures as they are, PCM sound in the make's per-frame blocks.
@@ -147,7 +147,8 @@ class muxer {
   bool FlushSound(int upto, std::string *why);
 
   AVFormatContext *oc = nullptr;
-  AVPacket *pkt = nullptr;
+  AVPacket *pkt = nullptr;       // the packet read
+  AVPacket *soundpkt = nullptr;  // a sound block made up
   int video = -1, sound = -1;  // stream indices
   bool pcm = false;
   int blockalign = 4;
@@ -163,7 +164,8 @@ bool muxer::Open(const container &first, const std::string &file, std::string *w
   whole = first.seg;
   const char *name = MuxerFor(ic->iformat);
   if (!name) return *why = std::string("cannot join ") + ic->iformat->name + " files", false;
-  if (avformat_alloc_output_context2(&oc, nullptr, name, file.c_str()) < 0 || !oc || !(pkt = av_packet_alloc()))
+  if (avformat_alloc_output_context2(&oc, nullptr, name, file.c_str()) < 0 || !oc || !(pkt = av_packet_alloc()) ||
+      !(soundpkt = av_packet_alloc()))
     return *why = "out of memory", false;
   for (const AVDictionaryEntry *t = nullptr; (t = av_dict_get(ic->metadata, "", t, AV_DICT_IGNORE_SUFFIX));)
     if (std::strcmp(t->key, "comment") != 0 && std::strcmp(t->key, "encoder") != 0) av_dict_set(&oc->metadata, t->key, t->value, 0);
@@ -179,7 +181,7 @@ bool muxer::Open(const container &first, const std::string &file, std::string *w
       const AVCodecParameters *p = in->codecpar;
       st->codecpar->bit_rate = p->codec_id != AV_CODEC_ID_RAWVIDEO ? 200000
                                : av_rescale_q(int64_t(p->width) * p->height * p->bits_per_coded_sample,
-                                              in->r_frame_rate, AVRational{1, 1});
+                                              AVRational{first.seg.fps, 1}, AVRational{1, 1});
     }
     st->time_base = in->time_base;
     st->avg_frame_rate = in->avg_frame_rate;
@@ -224,15 +226,15 @@ bool muxer::FlushSound(int upto, std::string *why) {
     const int64_t ms = clip::MakeFrameTime(whole.start, whole.length, whole.count, soundframe + 1) - t;
     const int64_t bytes = std::min<int64_t>(clip::MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES);
     if (int64_t(fifo.size()) < bytes) return true;
-    if (av_new_packet(pkt, int(bytes)) < 0) return *why = "out of memory", false;
-    std::copy(fifo.begin(), fifo.begin() + bytes, pkt->data);
+    if (av_new_packet(soundpkt, int(bytes)) < 0) return *why = "out of memory", false;
+    std::copy(fifo.begin(), fifo.begin() + bytes, soundpkt->data);
     fifo.erase(fifo.begin(), fifo.begin() + bytes);
     const AVRational tb = oc->streams[sound]->time_base;
-    pkt->pts = pkt->dts = av_rescale_q(soundpos, AVRational{1, INTERNAL_RATE}, tb);
-    pkt->duration = av_rescale_q(bytes / blockalign, AVRational{1, INTERNAL_RATE}, tb);
+    soundpkt->pts = soundpkt->dts = av_rescale_q(soundpos, AVRational{1, INTERNAL_RATE}, tb);
+    soundpkt->duration = av_rescale_q(bytes / blockalign, AVRational{1, INTERNAL_RATE}, tb);
     soundpos += bytes / blockalign;
     ++soundframe;
-    if (!Write(pkt, unsigned(sound), why)) return false;
+    if (!Write(soundpkt, unsigned(sound), why)) return false;
   }
   return true;
 }
@@ -250,7 +252,7 @@ bool muxer::Copy(container &part, std::string *why) {
   for (unsigned i = 0; i < ic->nb_streams; ++i) {
     const AVStream *st = ic->streams[i];
     if (int(i) == video)
-      shift[i] = av_rescale_q(s.first, av_inv_q(st->r_frame_rate), st->time_base);
+      shift[i] = av_rescale_q(s.first, AVRational{1, s.fps}, st->time_base);
     else
       shift[i] = av_rescale_q(before, AVRational{1, INTERNAL_RATE}, st->time_base);
   }
@@ -272,13 +274,13 @@ bool muxer::Copy(container &part, std::string *why) {
       if (!FlushSound(video >= 0 ? s.first + frames : s.last, why)) return false;
       continue;
     }
+    if (pkt->pts != AV_NOPTS_VALUE) pkt->pts += shift[i];
+    if (pkt->dts != AV_NOPTS_VALUE) pkt->dts += shift[i];
     if (int(i) == video) {
       // The previous frames' sound goes first, as making wrote it.
       if (pcm && !FlushSound(s.first + frames, why)) return false;
       ++frames;
     }
-    if (pkt->pts != AV_NOPTS_VALUE) pkt->pts += shift[i];
-    if (pkt->dts != AV_NOPTS_VALUE) pkt->dts += shift[i];
     av_packet_rescale_ts(pkt, ic->streams[i]->time_base, oc->streams[i]->time_base);
     if (!Write(pkt, i, why)) return false;
   }
@@ -397,7 +399,7 @@ bool JoinPictures(const std::vector<std::string> &paths, const std::string &out,
     if (n.empty()) return *why = "no pictures of " + p + " (such as " + PictureName(p, 0) + ")", false;
     if (n.back() - n.front() + 1 != int(n.size()))
       return *why = p + " lacks pictures between " + std::to_string(n.front()) + " and " + std::to_string(n.back()), false;
-    parts.push_back({p, {n.front(), n.back() + 1, 0, 0, 0}});
+    parts.push_back({p, {n.front(), n.back() + 1, 0, 0, 0, 0}});
     count = std::max(count, n.back() + 1);
   }
   const std::string gap = Tiling(parts, count, "pictures");
@@ -428,27 +430,27 @@ bool JoinPictures(const std::vector<std::string> &paths, const std::string &out,
 
 std::string SegmentTag(const makesegment &s) {
   char text[128];
-  std::snprintf(text, sizeof text, "lumivaxel segment: frames %d:%d of %d over %d+%d ms", s.first, s.last, s.count,
-                s.start, s.length);
+  std::snprintf(text, sizeof text, "lumivaxel segment: frames %d:%d of %d at %d fps over %d+%d ms", s.first, s.last,
+                s.count, s.fps, s.start, s.length);
   return text;
 }
 
 bool ParseSegmentTag(const std::string &text, makesegment *s) {
   makesegment r;
   int used = 0;
-  if (std::sscanf(text.c_str(), "lumivaxel segment: frames %d:%d of %d over %d+%d ms%n", &r.first, &r.last, &r.count,
-                  &r.start, &r.length, &used) != 5 ||
+  if (std::sscanf(text.c_str(), "lumivaxel segment: frames %d:%d of %d at %d fps over %d+%d ms%n", &r.first, &r.last,
+                  &r.count, &r.fps, &r.start, &r.length, &used) != 6 ||
       size_t(used) != text.size())
     return false;
-  if (r.first < 0 || r.last <= r.first || r.last > r.count || r.length <= 0) return false;
+  if (r.first < 0 || r.last <= r.first || r.last > r.count || r.fps <= 0 || r.length <= 0) return false;
   *s = r;
   return true;
 }
 
-std::vector<makesegment> CutSegments(int count, int segments, int start, int length) {
+std::vector<makesegment> CutSegments(int count, int segments, int fps, int start, int length) {
   std::vector<makesegment> out;
   for (int k = 0; k < segments; ++k)
-    out.push_back({int(int64_t(k) * count / segments), int(int64_t(k + 1) * count / segments), count, start, length});
+    out.push_back({int(int64_t(k) * count / segments), int(int64_t(k + 1) * count / segments), count, fps, start, length});
   return out;
 }
 

@@ -2,7 +2,7 @@
 // make would have written, without coding anything again.
 //
 // A segment file names its place in the whole make in its comment tag: frames [first, last) of
-// the `count` frames over the make range [start, start + length). Containers (AVI, WAV, MP4)
+// the `count` frames at `fps` over the make range [start, start + length). Containers (AVI, WAV, MP4)
 // carry the tag; picture sequences carry their place in the pictures' numbers instead.
 #pragma once
 
@@ -13,7 +13,8 @@ struct makesegment {
   int first = 0;
   int last = 0;
   int count = 0;
-  int start = 0;   // make range, ms
+  int fps = 0;
+  int start = 0;  // make range, ms
   int length = 0;
 };
 
@@ -23,7 +24,7 @@ bool ParseSegmentTag(const std::string &text, makesegment *s);
 
 // Cuts `count` frames into `segments` near-equal consecutive segments; segment k is
 // [k * count / segments, (k + 1) * count / segments).
-std::vector<makesegment> CutSegments(int count, int segments, int start, int length);
+std::vector<makesegment> CutSegments(int count, int segments, int fps, int start, int length);
 
 // Joins segment files made by one export plugin, given in any order, into `out` (written to a
 // temporary file renamed over it). Containers are copied packet by packet: pictures as they
