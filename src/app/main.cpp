@@ -8,6 +8,26 @@
 #include "app/commands.h"
 
 const command COMMANDS[] = {
+    {"farm", "make a project on a Slurm cluster: segments in a job array, then a join",
+     "usage: lumivaxel farm PROJECT.vmp -o OUT --segments N [--format NAME] [--option K=V]\n"
+     "                      [--sbatch-arg ARG]... [--dry-run] [--yes]\n"
+     "       lumivaxel farm --status JOBID\n"
+     "\n"
+     "Cuts the make range of PROJECT into N segments on the frame grid of the whole make and\n"
+     "writes two Slurm batch scripts into OUT's parts folder (OUT without its extension, plus\n"
+     ".parts): a job array whose task K makes segment K (lumivaxel make --frames), and a join\n"
+     "(lumivaxel join) that runs when every task has succeeded. Submits both with sbatch and\n"
+     "prints their job ids. The project, its media and OUT must lie at the same paths on every\n"
+     "node; farm checks that the media exist here. See docs/farm.md.\n"
+     "  -o, --output      the joined file\n"
+     "  -n, --segments N  the number of segments (array tasks)\n"
+     "  -f, --format      the export plugin, as for make; --option K=V, as for make\n"
+     "  --sbatch-arg ARG  a line #SBATCH ARG in both scripts (such as --partition=render);\n"
+     "                    may be given again\n"
+     "  --dry-run         print the two scripts and submit nothing\n"
+     "  --status JOBID    the tasks of the segments job by state (sacct, else scontrol)\n"
+     "  -y, --yes         answer yes to the engine's questions, here and in every task\n",
+     CmdFarm},
     {"frame", "render the picture of a project at a time into a BMP or PNG file",
      "usage: lumivaxel frame PROJECT.vmp --at SEC -o OUT.bmp|OUT.png [--yes] [--verbose]\n"
      "\n"
