@@ -160,6 +160,15 @@ TEST(Joining, MjpegPacketsEqualTheSingleMake) {
   ExpectSame(pr.MakeAndJoin("avi", "mjpeg", {0, 9, 10, 25}, "joined.avi"), whole);
 }
 
+TEST(Joining, Mp4KeepsEveryPicture) {
+  // Each segment has its own encoder: the same pictures, not the same bytes.
+  segmentproject pr;
+  const std::string whole = pr.Make("mp4", nullptr, "whole.mp4");
+  const packets joined = Read(pr.MakeAndJoin("mp4", nullptr, {0, 10, 25}, "joined.mp4"));
+  EXPECT_EQ(joined.pictures.size(), Read(whole).pictures.size());
+  EXPECT_FALSE(joined.sound.empty());
+}
+
 TEST(Joining, WavSoundEqualsTheSingleMake) {
   segmentproject pr(false, true, 1003);
   const std::string whole = pr.Make("wav", nullptr, "whole.wav");
