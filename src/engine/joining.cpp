@@ -151,7 +151,6 @@ class muxer {
   AVPacket *soundpkt = nullptr;  // a sound block made up
   int video = -1, sound = -1;  // stream indices
   bool pcm = false;
-  int blockalign = 4;
   makesegment whole;
   int soundframe = 0;       // the next frame whose sound block is due
   int64_t soundpos = 0;     // sample frames written
@@ -193,7 +192,8 @@ bool muxer::Open(const container &first, const std::string &file, std::string *w
   if (sound >= 0) {
     const AVCodecParameters *p = ic->streams[sound]->codecpar;
     pcm = p->codec_id == AV_CODEC_ID_PCM_S16LE;
-    blockalign = p->ch_layout.nb_channels * 2;
+    if (pcm && (p->sample_rate != INTERNAL_RATE || p->ch_layout.nb_channels != 2))
+      return *why = first.path + " holds other sound than a make writes (44100 Hz, stereo)", false;
   }
   int rc = avio_open(&oc->pb, file.c_str(), AVIO_FLAG_WRITE);
   if (rc < 0) return *why = "cannot create " + file + ": " + AvError(rc), false;
@@ -231,8 +231,8 @@ bool muxer::FlushSound(int upto, std::string *why) {
     fifo.erase(fifo.begin(), fifo.begin() + bytes);
     const AVRational tb = oc->streams[sound]->time_base;
     soundpkt->pts = soundpkt->dts = av_rescale_q(soundpos, AVRational{1, INTERNAL_RATE}, tb);
-    soundpkt->duration = av_rescale_q(bytes / blockalign, AVRational{1, INTERNAL_RATE}, tb);
-    soundpos += bytes / blockalign;
+    soundpkt->duration = av_rescale_q(bytes / INTERNAL_BYTES_PER_FRAME, AVRational{1, INTERNAL_RATE}, tb);
+    soundpos += bytes / INTERNAL_BYTES_PER_FRAME;
     ++soundframe;
     if (!Write(soundpkt, unsigned(sound), why)) return false;
   }
