@@ -78,7 +78,9 @@ std::string WithExtension(const std::string &path, std::string ext) {
   if (ext.empty()) return path;
   if (ext[0] != '.') ext = "." + ext;
   const size_t slash = path.rfind('/'), dot = path.rfind('.');
-  return (dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(0, dot) : path) + ext;
+  return (dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(0, dot)
+                                                                                  : path) +
+         ext;
 }
 
 // Every medium of the tree: false with a line on stderr for one that is missing here.
@@ -158,16 +160,19 @@ int CmdFarm(int argc, char **argv, int first) {
   cli::grammar g;
   g.valued = {"--output", "--segments", "--format", "--option", "--sbatch-arg", "--status"};
   g.switches = {"--dry-run", "--yes", "--help"};
-  g.aliases = {{"-o", "--output"}, {"-y", "--yes"}, {"-h", "--help"}, {"-f", "--format"}, {"-n", "--segments"}};
+  g.aliases = {
+      {"-o", "--output"}, {"-y", "--yes"}, {"-h", "--help"}, {"-f", "--format"}, {"-n", "--segments"}};
   cli::arguments args;
   std::string error;
-  if (!cli::Parse(argc, argv, first, g, args, &error)) return cli::Fail(error + " (see lumivaxel farm --help)");
+  if (!cli::Parse(argc, argv, first, g, args, &error))
+    return cli::Fail(error + " (see lumivaxel farm --help)");
   if (args.Has("--help")) {
     PrintUsage("farm");
     return 0;
   }
   if (args.Has("--status")) return Status(args.Get("--status"));
-  if (args.positional.size() != 1) return cli::Fail("farm needs one project file (see lumivaxel farm --help)");
+  if (args.positional.size() != 1)
+    return cli::Fail("farm needs one project file (see lumivaxel farm --help)");
   if (!args.Has("--output")) return cli::Fail("farm needs -o OUT on a file system every node sees");
   int segments = 0;
   if (std::sscanf(args.Get("--segments").c_str(), "%d", &segments) != 1 || segments < 1)
@@ -181,13 +186,15 @@ int CmdFarm(int argc, char **argv, int first) {
   const int count = clip::MakeFrameCount(root->GetFps(), length);
   if (count < 1) return cli::Fail("the project's make range holds no frame");
   if (segments > count)
-    return cli::Fail("--segments " + std::to_string(segments) + " is more than the " + std::to_string(count) + " frames");
+    return cli::Fail("--segments " + std::to_string(segments) + " is more than the " + std::to_string(count) +
+                     " frames");
 
   pluginlists &plugins = p.Surfaces()->Plugins();
   const std::string requested = Absolute(args.Get("--output"));
   KORPlugin *plugin = args.Has("--format") ? plugins.FindExport(args.Get("--format").c_str())
                                            : plugins.FindExportForFile(requested.c_str());
-  if (!plugin || !plugin->object) return cli::Fail("no export plugin for " + requested + " (see lumivaxel plugins)");
+  if (!plugin || !plugin->object)
+    return cli::Fail("no export plugin for " + requested + " (see lumivaxel plugins)");
   root->SetMakeRange(start, start + length);
   if (!plugin->object->CanEncode(root->CheckAudio(), root->CheckVideo()))
     return cli::Fail(std::string(plugin->filename) + " cannot write what this project holds");
@@ -198,7 +205,9 @@ int CmdFarm(int argc, char **argv, int first) {
 
   int media = 0, relative = 0;
   if (!CheckMedia(root, &media, &relative)) return 1;
-  std::fprintf(stderr, "farm: %d frames in %d segments; the project, its %d media%s and %s must lie at the same paths on every node\n",
+  std::fprintf(stderr,
+               "farm: %d frames in %d segments; the project, its %d media%s and %s must lie at the same "
+               "paths on every node\n",
                count, segments, media, relative ? " (some relative)" : " (all found here)", folder.c_str());
 
   char self[PATH_MAX] = {};
@@ -224,33 +233,35 @@ int CmdFarm(int argc, char **argv, int first) {
     std::snprintf(name, sizeof name, "/part-%04d", k);
     parts += " " + Quote(folder + name + partext);
   }
-  const std::string segmentscript =
-      "#!/bin/bash\n"
-      "# One segment of " + projectfile + " per array task; written by lumivaxel farm.\n"
-      "# Remake segment K alone with: sbatch --array=K " + folder + "/segments.sbatch\n"
-      "#SBATCH --job-name=lumivaxel-segments\n"
-      "#SBATCH --array=0-" + std::to_string(segments - 1) + "\n"
-      "#SBATCH --output=" + folder + "/segment-%a.log\n" + sbatchlines +
-      "set -eu\n" + env +
-      "frames=(" + frames + ")\n"
-      "task=$SLURM_ARRAY_TASK_ID\n"
-      "exec " + Quote(program) + " make " + Quote(projectfile) + " -o " + Quote(folder) +
-      "/part-$(printf %04d \"$task\")" + Quote(partext) + " --frames \"${frames[$task]}\"" + options + "\n";
-  const std::string joinscript =
-      "#!/bin/bash\n"
-      "# Joins the segments into " + out + " once all are made; written by lumivaxel farm.\n"
-      "#SBATCH --job-name=lumivaxel-join\n"
-      "#SBATCH --output=" + folder + "/join.log\n" + sbatchlines +
-      "set -eu\n" + env +
-      "exec " + Quote(program) + " join" + parts + " -o " + Quote(out) + "\n";
+  // Slurm reads the #SBATCH lines up to the first command.
+  std::string segmentscript = "#!/bin/bash\n";
+  segmentscript += "# One segment of " + projectfile + " per array task; written by lumivaxel farm.\n";
+  segmentscript += "# Remake segment K alone with: sbatch --array=K " + folder + "/segments.sbatch\n";
+  segmentscript += "#SBATCH --job-name=lumivaxel-segments\n";
+  segmentscript += "#SBATCH --array=0-" + std::to_string(segments - 1) + "\n";
+  segmentscript += "#SBATCH --output=" + folder + "/segment-%a.log\n" + sbatchlines;
+  segmentscript += "set -eu\n" + env;
+  segmentscript += "frames=(" + frames + ")\n";
+  segmentscript += "task=$SLURM_ARRAY_TASK_ID\n";
+  segmentscript += "exec " + Quote(program) + " make " + Quote(projectfile) + " -o " + Quote(folder) +
+                   "/part-$(printf %04d \"$task\")" + Quote(partext) + " --frames \"${frames[$task]}\"" +
+                   options + "\n";
+  std::string joinscript = "#!/bin/bash\n";
+  joinscript += "# Joins the segments into " + out + " once all are made; written by lumivaxel farm.\n";
+  joinscript += "#SBATCH --job-name=lumivaxel-join\n";
+  joinscript += "#SBATCH --output=" + folder + "/join.log\n" + sbatchlines;
+  joinscript += "set -eu\n" + env;
+  joinscript += "exec " + Quote(program) + " join" + parts + " -o " + Quote(out) + "\n";
 
   if (args.Has("--dry-run")) {
-    std::printf("# %s/segments.sbatch\n%s\n# %s/join.sbatch (submitted with --dependency=afterok:<segments job>)\n%s",
-                folder.c_str(), segmentscript.c_str(), folder.c_str(), joinscript.c_str());
+    std::printf(
+        "# %s/segments.sbatch\n%s\n# %s/join.sbatch (submitted with --dependency=afterok:<segments job>)\n%s",
+        folder.c_str(), segmentscript.c_str(), folder.c_str(), joinscript.c_str());
     return 0;
   }
   if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) return cli::Fail("cannot create " + folder);
-  for (const auto &[name, text] : {std::pair{"/segments.sbatch", &segmentscript}, std::pair{"/join.sbatch", &joinscript}}) {
+  for (const auto &[name, text] :
+       {std::pair{"/segments.sbatch", &segmentscript}, std::pair{"/join.sbatch", &joinscript}}) {
     const std::string file = folder + name, temp = file + ".new";
     std::ofstream f(temp);
     f << *text;
@@ -259,13 +270,16 @@ int CmdFarm(int argc, char **argv, int first) {
   }
   std::string id;
   if (Run({"sbatch", "--parsable", folder + "/segments.sbatch"}, &id) != 0 || id.empty())
-    return cli::Fail("sbatch refused the segments (is Slurm running here? see " + folder + "/segments.sbatch)");
+    return cli::Fail("sbatch refused the segments (is Slurm running here? see " + folder +
+                     "/segments.sbatch)");
   id = id.substr(0, id.find_first_of(";\n"));
   std::string joinid;
-  if (Run({"sbatch", "--parsable", "--dependency=afterok:" + id, folder + "/join.sbatch"}, &joinid) != 0 || joinid.empty())
-    return cli::Fail("sbatch refused the join after job " + id + " (submit " + folder + "/join.sbatch by hand)");
+  if (Run({"sbatch", "--parsable", "--dependency=afterok:" + id, folder + "/join.sbatch"}, &joinid) != 0 ||
+      joinid.empty())
+    return cli::Fail("sbatch refused the join after job " + id + " (submit " + folder +
+                     "/join.sbatch by hand)");
   joinid = joinid.substr(0, joinid.find_first_of(";\n"));
-  std::printf("segments: job %s (%d tasks)\njoin: job %s, makes %s\nprogress: lumivaxel farm --status %s\n", id.c_str(),
-              segments, joinid.c_str(), out.c_str(), id.c_str());
+  std::printf("segments: job %s (%d tasks)\njoin: job %s, makes %s\nprogress: lumivaxel farm --status %s\n",
+              id.c_str(), segments, joinid.c_str(), out.c_str(), id.c_str());
   return 0;
 }

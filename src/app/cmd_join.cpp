@@ -14,7 +14,8 @@ int CmdJoin(int argc, char **argv, int first) {
   g.aliases = {{"-o", "--output"}, {"-h", "--help"}};
   cli::arguments args;
   std::string error;
-  if (!cli::Parse(argc, argv, first, g, args, &error)) return cli::Fail(error + " (see lumivaxel join --help)");
+  if (!cli::Parse(argc, argv, first, g, args, &error))
+    return cli::Fail(error + " (see lumivaxel join --help)");
   if (args.Has("--help")) {
     PrintUsage("join");
     return 0;

@@ -36,7 +36,8 @@ std::string BaseName(const std::string &path) {
 // Sorts by first frame and finds the first gap or overlap of [0, count); empty when they tile it.
 template <typename T>
 std::string Tiling(std::vector<T> &parts, int count, const char *unit) {
-  std::stable_sort(parts.begin(), parts.end(), [](const T &a, const T &b) { return a.seg.first < b.seg.first; });
+  std::stable_sort(parts.begin(), parts.end(),
+                   [](const T &a, const T &b) { return a.seg.first < b.seg.first; });
   int next = 0;
   for (size_t i = 0; i < parts.size(); ++i) {
     const makesegment &s = parts[i].seg;
@@ -72,8 +73,8 @@ std::string Describe(const AVFormatContext *ic) {
     if (p->codec_type == AVMEDIA_TYPE_VIDEO)
       std::snprintf(text, sizeof text, ", %s %dx%d", avcodec_get_name(p->codec_id), p->width, p->height);
     else
-      std::snprintf(text, sizeof text, ", %s %d Hz %d channels", avcodec_get_name(p->codec_id), p->sample_rate,
-                    p->ch_layout.nb_channels);
+      std::snprintf(text, sizeof text, ", %s %d Hz %d channels", avcodec_get_name(p->codec_id),
+                    p->sample_rate, p->ch_layout.nb_channels);
     d += text;
   }
   return d;
@@ -98,9 +99,11 @@ std::string AvError(int rc) {
 bool OpenContainers(const std::vector<std::string> &paths, std::vector<container> &parts, std::string *why) {
   for (const std::string &path : paths) {
     AVFormatContext *raw = nullptr;
-    if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0) return *why = "cannot read " + path, false;
+    if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0)
+      return *why = "cannot read " + path, false;
     container c{path, std::unique_ptr<AVFormatContext, inputcloser>(raw), {}};
-    if (avformat_find_stream_info(raw, nullptr) < 0) return *why = "cannot read the streams of " + path, false;
+    if (avformat_find_stream_info(raw, nullptr) < 0)
+      return *why = "cannot read the streams of " + path, false;
     const AVDictionaryEntry *tag = av_dict_get(raw->metadata, "comment", nullptr, 0);
     if (!tag || !ParseSegmentTag(tag->value, &c.seg))
       return *why = path + " is no segment (make it with lumivaxel make --frames A:B)", false;
@@ -114,7 +117,8 @@ bool OpenContainers(const std::vector<std::string> &paths, std::vector<container
     if (a != b) return *why = c.path + " (" + b + ") does not fit " + one.path + " (" + a + ")", false;
     if (!SameExtradata(one.ic.get(), c.ic.get()))
       return *why = c.path + " was coded with other settings than " + one.path, false;
-    if (c.seg.count != one.seg.count || c.seg.fps != one.seg.fps || c.seg.start != one.seg.start || c.seg.length != one.seg.length)
+    if (c.seg.count != one.seg.count || c.seg.fps != one.seg.fps || c.seg.start != one.seg.start ||
+        c.seg.length != one.seg.length)
       return *why = c.path + " is a segment of another make than " + one.path, false;
   }
   return true;
@@ -149,11 +153,11 @@ class muxer {
   AVFormatContext *oc = nullptr;
   AVPacket *pkt = nullptr;       // the packet read
   AVPacket *soundpkt = nullptr;  // a sound block made up
-  int video = -1, sound = -1;  // stream indices
+  int video = -1, sound = -1;    // stream indices
   bool pcm = false;
   makesegment whole;
-  int soundframe = 0;       // the next frame whose sound block is due
-  int64_t soundpos = 0;     // sample frames written
+  int soundframe = 0;        // the next frame whose sound block is due
+  int64_t soundpos = 0;      // sample frames written
   std::deque<uint8_t> fifo;  // PCM read but not yet written
   std::vector<int64_t> lastdts;
 };
@@ -163,11 +167,12 @@ bool muxer::Open(const container &first, const std::string &file, std::string *w
   whole = first.seg;
   const char *name = MuxerFor(ic->iformat);
   if (!name) return *why = std::string("cannot join ") + ic->iformat->name + " files", false;
-  if (avformat_alloc_output_context2(&oc, nullptr, name, file.c_str()) < 0 || !oc || !(pkt = av_packet_alloc()) ||
-      !(soundpkt = av_packet_alloc()))
+  if (avformat_alloc_output_context2(&oc, nullptr, name, file.c_str()) < 0 || !oc ||
+      !(pkt = av_packet_alloc()) || !(soundpkt = av_packet_alloc()))
     return *why = "out of memory", false;
   for (const AVDictionaryEntry *t = nullptr; (t = av_dict_get(ic->metadata, "", t, AV_DICT_IGNORE_SUFFIX));)
-    if (std::strcmp(t->key, "comment") != 0 && std::strcmp(t->key, "encoder") != 0) av_dict_set(&oc->metadata, t->key, t->value, 0);
+    if (std::strcmp(t->key, "comment") != 0 && std::strcmp(t->key, "encoder") != 0)
+      av_dict_set(&oc->metadata, t->key, t->value, 0);
   for (unsigned i = 0; i < ic->nb_streams; ++i) {
     const AVStream *in = ic->streams[i];
     AVStream *st = avformat_new_stream(oc, nullptr);
@@ -178,9 +183,10 @@ bool muxer::Open(const container &first, const std::string &file, std::string *w
     // for the others, which the plugins leave as it is) keeps the header a single make wrote.
     if (in->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
       const AVCodecParameters *p = in->codecpar;
-      st->codecpar->bit_rate = p->codec_id != AV_CODEC_ID_RAWVIDEO ? 200000
-                               : av_rescale_q(int64_t(p->width) * p->height * p->bits_per_coded_sample,
-                                              AVRational{first.seg.fps, 1}, AVRational{1, 1});
+      st->codecpar->bit_rate = p->codec_id != AV_CODEC_ID_RAWVIDEO
+                                   ? 200000
+                                   : av_rescale_q(int64_t(p->width) * p->height * p->bits_per_coded_sample,
+                                                  AVRational{first.seg.fps, 1}, AVRational{1, 1});
     }
     st->time_base = in->time_base;
     st->avg_frame_rate = in->avg_frame_rate;
@@ -248,7 +254,8 @@ bool muxer::Copy(container &part, std::string *why) {
   for (int i = 0; i < s.first; ++i)
     before += std::min<int64_t>(clip::MakeAudioBytes(clip::MakeFrameTime(s.start, s.length, s.count, i + 1) -
                                                      clip::MakeFrameTime(s.start, s.length, s.count, i)),
-                                CLIP_AUDIO_WORK_BYTES) / 4;
+                                CLIP_AUDIO_WORK_BYTES) /
+              4;
   for (unsigned i = 0; i < ic->nb_streams; ++i) {
     const AVStream *st = ic->streams[i];
     if (int(i) == video)
@@ -285,14 +292,15 @@ bool muxer::Copy(container &part, std::string *why) {
     if (!Write(pkt, i, why)) return false;
   }
   if (video >= 0 && frames != s.last - s.first)
-    return *why = part.path + " holds " + std::to_string(frames) + " frames, not the " + std::to_string(s.last - s.first) +
-                  " of frames " + Range(s.first, s.last) + " (was its make stopped?)",
+    return *why = part.path + " holds " + std::to_string(frames) + " frames, not the " +
+                  std::to_string(s.last - s.first) + " of frames " + Range(s.first, s.last) +
+                  " (was its make stopped?)",
            false;
   if (pcm) {
     if (!FlushSound(s.last, why)) return false;
     if (soundframe != s.last || !fifo.empty())
-      return *why = part.path + " holds " + std::to_string(soundbytes) + " bytes of sound, not the sound of frames " +
-                    Range(s.first, s.last),
+      return *why = part.path + " holds " + std::to_string(soundbytes) +
+                    " bytes of sound, not the sound of frames " + Range(s.first, s.last),
              false;
   }
   return true;
@@ -334,7 +342,8 @@ std::string PictureName(const std::string &name, int index) {
 
 bool IsPictureName(const std::string &path) {
   const size_t n = path.size();
-  return n >= 4 && (strcasecmp(path.c_str() + n - 4, ".png") == 0 || strcasecmp(path.c_str() + n - 4, ".bmp") == 0);
+  return n >= 4 &&
+         (strcasecmp(path.c_str() + n - 4, ".png") == 0 || strcasecmp(path.c_str() + n - 4, ".bmp") == 0);
 }
 
 struct sequence {
@@ -398,22 +407,25 @@ bool JoinPictures(const std::vector<std::string> &paths, const std::string &out,
     const std::vector<int> n = PictureNumbers(p);
     if (n.empty()) return *why = "no pictures of " + p + " (such as " + PictureName(p, 0) + ")", false;
     if (n.back() - n.front() + 1 != int(n.size()))
-      return *why = p + " lacks pictures between " + std::to_string(n.front()) + " and " + std::to_string(n.back()), false;
+      return *why = p + " lacks pictures between " + std::to_string(n.front()) + " and " +
+                    std::to_string(n.back()),
+             false;
     parts.push_back({p, {n.front(), n.back() + 1, 0, 0, 0, 0}});
     count = std::max(count, n.back() + 1);
   }
   const std::string gap = Tiling(parts, count, "pictures");
   if (!gap.empty()) return *why = gap, false;
   int w0 = 0, h0 = 0;
-  if (!PictureSize(PictureName(parts.front().path, 0), &w0, &h0)) return *why = "cannot read " + PictureName(parts.front().path, 0), false;
+  if (!PictureSize(PictureName(parts.front().path, 0), &w0, &h0))
+    return *why = "cannot read " + PictureName(parts.front().path, 0), false;
   for (const sequence &s : parts) {
     for (int i = s.seg.first; i < s.seg.last; ++i) {
       const std::string from = PictureName(s.path, i);
       int w = 0, h = 0;
       if (!PictureSize(from, &w, &h)) return *why = "cannot read " + from, false;
       if (w != w0 || h != h0)
-        return *why = from + " is " + std::to_string(w) + "x" + std::to_string(h) + ", not " + std::to_string(w0) + "x" +
-                      std::to_string(h0),
+        return *why = from + " is " + std::to_string(w) + "x" + std::to_string(h) + ", not " +
+                      std::to_string(w0) + "x" + std::to_string(h0),
                false;
       // Each picture is written beside its final name and renamed over it.
       const std::string to = PictureName(out, i), temp = to + ".part";
@@ -430,16 +442,16 @@ bool JoinPictures(const std::vector<std::string> &paths, const std::string &out,
 
 std::string SegmentTag(const makesegment &s) {
   char text[128];
-  std::snprintf(text, sizeof text, "lumivaxel segment: frames %d:%d of %d at %d fps over %d+%d ms", s.first, s.last,
-                s.count, s.fps, s.start, s.length);
+  std::snprintf(text, sizeof text, "lumivaxel segment: frames %d:%d of %d at %d fps over %d+%d ms", s.first,
+                s.last, s.count, s.fps, s.start, s.length);
   return text;
 }
 
 bool ParseSegmentTag(const std::string &text, makesegment *s) {
   makesegment r;
   int used = 0;
-  if (std::sscanf(text.c_str(), "lumivaxel segment: frames %d:%d of %d at %d fps over %d+%d ms%n", &r.first, &r.last,
-                  &r.count, &r.fps, &r.start, &r.length, &used) != 6 ||
+  if (std::sscanf(text.c_str(), "lumivaxel segment: frames %d:%d of %d at %d fps over %d+%d ms%n", &r.first,
+                  &r.last, &r.count, &r.fps, &r.start, &r.length, &used) != 6 ||
       size_t(used) != text.size())
     return false;
   if (r.first < 0 || r.last <= r.first || r.last > r.count || r.fps <= 0 || r.length <= 0) return false;
@@ -450,7 +462,8 @@ bool ParseSegmentTag(const std::string &text, makesegment *s) {
 std::vector<makesegment> CutSegments(int count, int segments, int fps, int start, int length) {
   std::vector<makesegment> out;
   for (int k = 0; k < segments; ++k)
-    out.push_back({int(int64_t(k) * count / segments), int(int64_t(k + 1) * count / segments), count, fps, start, length});
+    out.push_back({int(int64_t(k) * count / segments), int(int64_t(k + 1) * count / segments), count, fps,
+                   start, length});
   return out;
 }
 

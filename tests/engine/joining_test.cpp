@@ -50,8 +50,10 @@ struct segmentproject : project {
   explicit segmentproject(bool video = true, bool sound = true, int length = 1000) {
     if (video) {
       clip *c = Still(root(), "pic.bmp", 40, 30, 0, 10000, 1);
-      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {0, 0, 0.3, 0.3});
-      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 2000, {0.7, 0.6, 1, 1});
+      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
+              {0, 0, 0.3, 0.3});
+      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 2000,
+              {0.7, 0.6, 1, 1});
       Solid(root(), pix32(10, 200, 30, 255), 0, 10000, 2);
     }
     if (sound) {
@@ -59,31 +61,37 @@ struct segmentproject : project {
       for (size_t i = 0; i < samples.size(); ++i) samples[i] = uint8_t(i * 7 + i / 4093);
       const std::string wav = dir.file("ramp.wav");
       const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
-      std::ofstream(wav, std::ios::binary).write(reinterpret_cast<const char *>(bytes.data()), std::streamsize(bytes.size()));
+      std::ofstream(wav, std::ios::binary)
+          .write(reinterpret_cast<const char *>(bytes.data()), std::streamsize(bytes.size()));
       p->AddMedia(root(), wav.c_str(), 0, 3);
     }
     root()->SetMakeRange(0, length);
   }
   int Count() const { return clip::MakeFrameCount(root()->GetFps(), root()->GetMakeEnd()); }
   // Makes frames [first, last) (the whole range for last < 0) through plugin `name`; the file.
-  std::string Make(const char *name, const char *codec, const std::string &file, int first = 0, int last = -1) {
+  std::string Make(const char *name, const char *codec, const std::string &file, int first = 0,
+                   int last = -1) {
     KORPlugin *plugin = p->Surfaces()->Plugins().FindExport(name);
     if (!plugin || !plugin->object) return "";
     if (codec) {
       EXPECT_EQ(plugin->object->SetOption("codec", codec), 1);
     }
     root()->SetMakeFrames(first, last);
-    plugin->object->SetComment(last < 0 ? nullptr : SegmentTag({first, last, Count(), root()->GetFps(), 0, root()->GetMakeEnd()}).c_str());
+    plugin->object->SetComment(
+        last < 0 ? nullptr
+                 : SegmentTag({first, last, Count(), root()->GetFps(), 0, root()->GetMakeEnd()}).c_str());
     HeadlessDialogs().file_answer = dir.file(file);
     const int result = root()->StartMaking(plugin->object);
     root()->SetMakeFrames(0, -1);
     return result == 1 ? dir.file(file) : "";
   }
   // Makes the cut (frame numbers where segments begin, then the count) and joins it; the file.
-  std::string MakeAndJoin(const char *name, const char *codec, const std::vector<int> &cut, const std::string &out) {
+  std::string MakeAndJoin(const char *name, const char *codec, const std::vector<int> &cut,
+                          const std::string &out) {
     std::vector<std::string> parts;
     for (size_t k = 0; k + 1 < cut.size(); ++k) {
-      parts.push_back(Make(name, codec, "part" + std::to_string(k) + out.substr(out.rfind('.')), cut[k], cut[k + 1]));
+      parts.push_back(
+          Make(name, codec, "part" + std::to_string(k) + out.substr(out.rfind('.')), cut[k], cut[k + 1]));
       if (parts.back().empty()) return "";
     }
     std::string why;
@@ -103,7 +111,8 @@ void ExpectSame(const std::string &joined, const std::string &whole) {
   const packets a = Read(joined), b = Read(whole);
   ASSERT_FALSE(b.pictures.empty() && b.sound.empty());
   ASSERT_EQ(a.pictures.size(), b.pictures.size());
-  for (size_t i = 0; i < a.pictures.size(); ++i) EXPECT_TRUE(a.pictures[i] == b.pictures[i]) << "picture " << i;
+  for (size_t i = 0; i < a.pictures.size(); ++i)
+    EXPECT_TRUE(a.pictures[i] == b.pictures[i]) << "picture " << i;
   EXPECT_EQ(a.sound.size(), b.sound.size());
   EXPECT_TRUE(a.sound == b.sound);
 }
@@ -188,7 +197,8 @@ TEST(Joining, PictureSequencesAreCopiedUnderTheOutputsNames) {
   std::string why;
   ASSERT_TRUE(JoinSegments(parts, pr.dir.file("joined.png"), &why)) << why;
   for (const char *n : {"_000000.png", "_000005.png", "_000009.png"})
-    EXPECT_TRUE(Bytes(pr.dir.file(std::string("joined") + n)) == Bytes(pr.dir.file(std::string("whole") + n))) << n;
+    EXPECT_TRUE(Bytes(pr.dir.file(std::string("joined") + n)) == Bytes(pr.dir.file(std::string("whole") + n)))
+        << n;
   // A hole in the numbers is refused.
   std::remove(pr.dir.file("p4_000006.png").c_str());
   EXPECT_FALSE(JoinSegments(parts, pr.dir.file("again.png"), &why));
@@ -207,12 +217,9 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
     std::vector<std::string> parts;
     const char *says;
   } cases[] = {
-      {{a, c}, "frames 5:7 are in no part"},
-      {{b}, "frames 0:5 are in no part"},
-      {{a, d}, "both hold frames 4:5"},
-      {{a, m}, "does not fit"},
-      {{a, q}, "another export plugin"},
-      {{a, plain}, "is no segment"},
+      {{a, c}, "frames 5:7 are in no part"}, {{b}, "frames 0:5 are in no part"},
+      {{a, d}, "both hold frames 4:5"},      {{a, m}, "does not fit"},
+      {{a, q}, "another export plugin"},     {{a, plain}, "is no segment"},
       {{a, other}, "another make"},
   };
   for (const auto &k : cases) {
@@ -223,7 +230,8 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
   }
   // A part cut short (a stopped make) is found by its frame count.
   const std::string bytes = Bytes(b);
-  std::ofstream(pr.dir.file("short.avi"), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size() / 2));
+  std::ofstream(pr.dir.file("short.avi"), std::ios::binary)
+      .write(bytes.data(), std::streamsize(bytes.size() / 2));
   std::string why;
   EXPECT_FALSE(JoinSegments({a, pr.dir.file("short.avi")}, pr.dir.file("out.avi"), &why));
   EXPECT_NE(why.find("frames, not the 20"), std::string::npos) << why;
