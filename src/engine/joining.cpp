@@ -286,6 +286,8 @@ bool muxer::Copy(container &part, std::string *why) {
     if (int(i) == video) {
       // The previous frames' sound goes first, as making wrote it.
       if (pcm && !FlushSound(s.first + frames, why)) return false;
+      if (frames == 0 && !(pkt->flags & AV_PKT_FLAG_KEY))
+        return *why = part.path + " does not start on a key frame", false;
       ++frames;
     }
     av_packet_rescale_ts(pkt, ic->streams[i]->time_base, oc->streams[i]->time_base);
