@@ -124,6 +124,13 @@ bool OpenContainers(const std::vector<std::string> &paths, std::vector<container
   return true;
 }
 
+// The sound bytes that making hands over with frame i: those of the frame's exact span.
+int64_t FrameSoundBytes(const makesegment &s, int i) {
+  const int64_t ms = clip::MakeFrameTime(s.start, s.length, s.count, i + 1) -
+                     clip::MakeFrameTime(s.start, s.length, s.count, i);
+  return std::min<int64_t>(clip::MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES);
+}
+
 // The muxer that writes what the demuxer read.
 const char *MuxerFor(const AVInputFormat *f) {
   if (std::strcmp(f->name, "avi") == 0 || std::strcmp(f->name, "wav") == 0) return f->name;
@@ -228,9 +235,7 @@ bool muxer::Write(AVPacket *p, unsigned stream, std::string *why) {
 // them to the plugin: one block per frame, its length from the frame's exact times.
 bool muxer::FlushSound(int upto, std::string *why) {
   while (soundframe < upto) {
-    const int64_t t = clip::MakeFrameTime(whole.start, whole.length, whole.count, soundframe);
-    const int64_t ms = clip::MakeFrameTime(whole.start, whole.length, whole.count, soundframe + 1) - t;
-    const int64_t bytes = std::min<int64_t>(clip::MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES);
+    const int64_t bytes = FrameSoundBytes(whole, soundframe);
     if (int64_t(fifo.size()) < bytes) return true;
     if (av_new_packet(soundpkt, int(bytes)) < 0) return *why = "out of memory", false;
     std::copy(fifo.begin(), fifo.begin() + bytes, soundpkt->data);
@@ -251,11 +256,7 @@ bool muxer::Copy(container &part, std::string *why) {
   // Shifts from the part's own times to the whole make's.
   std::vector<int64_t> shift(ic->nb_streams, 0);
   int64_t before = 0;  // sample frames of the frames before this part
-  for (int i = 0; i < s.first; ++i)
-    before += std::min<int64_t>(clip::MakeAudioBytes(clip::MakeFrameTime(s.start, s.length, s.count, i + 1) -
-                                                     clip::MakeFrameTime(s.start, s.length, s.count, i)),
-                                CLIP_AUDIO_WORK_BYTES) /
-              4;
+  for (int i = 0; i < s.first; ++i) before += FrameSoundBytes(s, i) / INTERNAL_BYTES_PER_FRAME;
   for (unsigned i = 0; i < ic->nb_streams; ++i) {
     const AVStream *st = ic->streams[i];
     if (int(i) == video)
