@@ -81,7 +81,7 @@ array=$(sed -n 's/^segments: job \([0-9]*\).*/\1/p' "$dir/ids")
 join=$(sed -n 's/^join: job \([0-9]*\).*/\1/p' "$dir/ids")
 [ -n "$array" ] && [ -n "$join" ] || fail "no job ids in: $(cat "$dir/ids")"
 state=""
-for _ in $(seq 180); do
+for _ in $(seq 480); do  # four minutes at most, for sanitizer builds
   state=$(scontrol -o show job "$join" 2> /dev/null | sed -n 's/.*JobState=\([A-Z_]*\).*/\1/p')
   case "$state" in COMPLETED | FAILED | CANCELLED | TIMEOUT | NODE_FAIL) break ;; esac
   sleep 0.5
