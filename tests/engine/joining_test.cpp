@@ -141,6 +141,7 @@ TEST(Joining, RawAviOfAnyCutEqualsTheSingleMake) {
   ASSERT_FALSE(whole.empty());
   const int n = pr.Count();
   ASSERT_EQ(n, 25);
+  ASSERT_NE(Read(whole).sound.find_first_not_of('\0'), std::string::npos);  // the sound is heard
   for (int segments : {1, 2, 3, 7}) {
     std::vector<int> cut;
     for (const makesegment &s : CutSegments(n, segments, 25, 0, 1000)) cut.push_back(s.first);
