@@ -99,7 +99,7 @@ std::string AvError(int rc) {
 bool OpenContainers(const std::vector<std::string> &paths, std::vector<container> &parts, std::string *why) {
   for (const std::string &path : paths) {
     AVFormatContext *raw = nullptr;
-    if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0)
+    if (avformat_open_input(&raw, ("file:" + path).c_str(), nullptr, nullptr) < 0)
       return *why = "cannot read " + path, false;
     container c{path, std::unique_ptr<AVFormatContext, inputcloser>(raw), {}};
     if (avformat_find_stream_info(raw, nullptr) < 0)
@@ -208,7 +208,8 @@ bool muxer::Open(const container &first, const std::string &file, std::string *w
     if (pcm && (p->sample_rate != INTERNAL_RATE || p->ch_layout.nb_channels != 2))
       return *why = first.path + " holds other sound than a make writes (44100 Hz, stereo)", false;
   }
-  int rc = avio_open(&oc->pb, file.c_str(), AVIO_FLAG_WRITE);
+  // Named as files, so that a name such as "0:100.avi" is no protocol.
+  int rc = avio_open(&oc->pb, ("file:" + file).c_str(), AVIO_FLAG_WRITE);
   if (rc < 0) return *why = "cannot create " + file + ": " + AvError(rc), false;
   rc = avformat_write_header(oc, nullptr);
   if (rc < 0) return *why = "cannot start " + file + ": " + AvError(rc), false;
