@@ -195,6 +195,14 @@ int CmdFarm(int argc, char **argv, int first) {
                                            : plugins.FindExportForFile(requested.c_str());
   if (!plugin || !plugin->object)
     return cli::Fail("no export plugin for " + requested + " (see lumivaxel plugins)");
+  if (args.Has("--option")) {  // refused here rather than in every task
+    const std::string o = args.Get("--option");
+    const size_t eq = o.find('=');
+    if (eq == std::string::npos ||
+        !plugin->object->SetOption(o.substr(0, eq).c_str(), o.substr(eq + 1).c_str()))
+      return cli::Fail("the plugin does not take the option " + o +
+                       " (it takes: " + plugin->object->GetOptionsText() + ")");
+  }
   root->SetMakeRange(start, start + length);
   if (!plugin->object->CanEncode(root->CheckAudio(), root->CheckVideo()))
     return cli::Fail(std::string(plugin->filename) + " cannot write what this project holds");
