@@ -347,7 +347,9 @@ int ffexport::PutVideo(int index, surf32 *frame) {
     return Fail("not a frame"), 0;
   if (index <= lastindex) return Fail("frames must come in order"), 0;
   if (!FillVideoFrame(frame)) return 0;
-  vframe->pts = index;
+  // A segment's first frame has the index it has in the whole make; its file starts at 0.
+  if (lastindex < 0) firstindex = index;
+  vframe->pts = index - firstindex;
   lastindex = index;
   if (!Encode(venc, vst, vframe)) {
     failed = true;

@@ -100,6 +100,7 @@ class ffexport : public imgio_export {
   bool headerwritten = false;
   bool failed = false;  // a write failed since Open: Close reports an incomplete file
   int64_t lastindex = -1;
+  int64_t firstindex = 0;  // the index of the first frame written
   int64_t audiopos = 0;  // sample frames handed to the sound encoder
   int width = 0;         // the picture size asked for
   int height = 0;

@@ -43,6 +43,7 @@ bool Parse(int argc, char **argv, int first, const grammar &g, arguments &out, s
         value = argv[++i];
       }
       out.values[word] = value;
+      out.every[word].push_back(value);
     } else {
       out.positional.push_back(word);
     }

@@ -19,7 +19,8 @@ struct grammar {
 
 struct arguments {
   std::vector<std::string> positional;
-  std::map<std::string, std::string> values;
+  std::map<std::string, std::string> values;       // the last value of each option
+  std::map<std::string, std::vector<std::string>> every;  // every value, for options given again
   std::set<std::string> flags;
 
   bool Has(const std::string &name) const { return values.count(name) || flags.count(name); }

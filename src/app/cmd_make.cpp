@@ -11,6 +11,7 @@
 #include "app/cli.h"
 #include "app/commands.h"
 #include "core/dialogs.h"
+#include "engine/joining.h"
 #include "engine/project.h"
 #include "media/plugins.h"
 #include "media/surface.h"
@@ -52,11 +53,18 @@ class progress {
   int lasttenth = 0;
 };
 
+// "A:B" with 0 <= A < B.
+bool ParseFrames(const std::string &text, int *first, int *last) {
+  int used = 0;
+  return std::sscanf(text.c_str(), "%d:%d%n", first, last, &used) == 2 && size_t(used) == text.size() && *first >= 0 &&
+         *last > *first;
+}
+
 }  // namespace
 
 int CmdMake(int argc, char **argv, int first) {
   cli::grammar g;
-  g.valued = {"--output", "--format", "--from", "--to", "--option"};
+  g.valued = {"--output", "--format", "--from", "--to", "--option", "--frames"};
   g.switches = {"--yes", "--verbose", "--help"};
   g.aliases = {{"-o", "--output"}, {"-y", "--yes"}, {"-h", "--help"}, {"-f", "--format"}};
   cli::arguments args;
@@ -103,6 +111,18 @@ int CmdMake(int argc, char **argv, int first) {
     return cli::Fail(why);
   }
   root->SetMakeRange(start, end);
+  if (args.Has("--frames")) {
+    // A segment: frames A up to B of the range, tagged with its place for joining.
+    const int count = clip::MakeFrameCount(root->GetFps(), end - start);
+    makesegment s{0, 0, count, root->GetFps(), start, end - start};
+    if (!ParseFrames(args.Get("--frames"), &s.first, &s.last))
+      return cli::Fail("--frames takes A:B, the frames from A up to B (such as 0:250)");
+    if (s.last > count)
+      return cli::Fail("--frames " + args.Get("--frames") + " reaches past the " + std::to_string(count) +
+                       " frames of the make range");
+    root->SetMakeFrames(s.first, s.last);
+    out->SetComment(SegmentTag(s).c_str());
+  }
   if (!out->CanEncode(root->CheckAudio(), root->CheckVideo()))
     return cli::Fail(std::string(plugin->filename) + " cannot write what this project holds");
 

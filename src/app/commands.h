@@ -24,6 +24,8 @@ void PrintUsage(const char *name);
 
 int CmdFrame(int argc, char **argv, int first);
 int CmdInfo(int argc, char **argv, int first);
+int CmdJoin(int argc, char **argv, int first);
+int CmdFarm(int argc, char **argv, int first);
 int CmdMake(int argc, char **argv, int first);
 int CmdPlugins(int argc, char **argv, int first);
 int CmdRun(int argc, char **argv, int first);

@@ -9,6 +9,26 @@
 #include "app/commands.h"
 
 const command COMMANDS[] = {
+    {"farm", "make a project on a Slurm cluster: segments in a job array, then a join",
+     "usage: lumivaxel farm PROJECT.vmp -o OUT --segments N [--format NAME] [--option K=V]\n"
+     "                      [--sbatch-arg ARG]... [--dry-run] [--yes]\n"
+     "       lumivaxel farm --status JOBID\n"
+     "\n"
+     "Cuts the make range of PROJECT into N segments on the frame grid of the whole make and\n"
+     "writes two Slurm batch scripts into OUT's parts folder (OUT without its extension, plus\n"
+     ".parts): a job array whose task K makes segment K (lumivaxel make --frames), and a join\n"
+     "(lumivaxel join) that runs when every task has succeeded. Submits both with sbatch and\n"
+     "prints their job ids. The project, its media and OUT must lie at the same paths on every\n"
+     "node; farm checks that the media exist here. See docs/farm.md.\n"
+     "  -o, --output      the joined file\n"
+     "  -n, --segments N  the number of segments (array tasks)\n"
+     "  -f, --format      the export plugin, as for make; --option K=V, as for make\n"
+     "  --sbatch-arg ARG  a line #SBATCH ARG in both scripts (such as --partition=render);\n"
+     "                    may be given again\n"
+     "  --dry-run         print the two scripts and submit nothing\n"
+     "  --status JOBID    the tasks of the segments job by state (sacct, else scontrol)\n"
+     "  -y, --yes         answer yes to the engine's questions, here and in every task\n",
+     CmdFarm},
     {"frame", "render the picture of a project at a time into a BMP or PNG file",
      "usage: lumivaxel frame PROJECT.vmp --at SEC -o OUT.bmp|OUT.png [--yes] [--verbose]\n"
      "\n"
@@ -27,8 +47,8 @@ const command COMMANDS[] = {
      "seconds).\n",
      CmdInfo},
     {"make", "make a project's video (or sound) file through an export plugin",
-     "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--option K=V]\n"
-     "                      [--yes] [--verbose]\n"
+     "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--frames A:B]\n"
+     "                      [--option K=V] [--yes] [--verbose]\n"
      "\n"
      "Makes the make range of PROJECT (the whole project when none is set) frame by frame at the\n"
      "project's frame rate, with its mixed sound, into OUT through an export plugin. The plugin's\n"
@@ -39,10 +59,22 @@ const command COMMANDS[] = {
      "                without it, the one whose file types match OUT's extension\n"
      "  --from SEC    where making starts, in seconds (default: the project's make range)\n"
      "  --to SEC      where making ends, in seconds\n"
+     "  --frames A:B  make only frames A up to B (exclusive) of the range, with the frame times\n"
+     "                and sound of the whole range: a segment for lumivaxel join\n"
      "  --option K=V  an option of the plugin, such as codec=raw\n"
      "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
      "  --verbose     print the engine's processing messages\n",
      CmdMake},
+    {"join", "join segments made with make --frames into one file, without coding again",
+     "usage: lumivaxel join PART... -o OUT\n"
+     "\n"
+     "Joins segments of one make (lumivaxel make --frames A:B), given in any order, into OUT as\n"
+     "a single make would have written it: AVI (raw or Motion JPEG with PCM sound), WAV and MP4\n"
+     "packets are copied, picture sequences (name each by the name given to make, such as\n"
+     "part.png) are copied under OUT's picture names. Parts of another plugin, size, rate or\n"
+     "coding, gaps, overlaps and short parts are refused. Prints the file made.\n"
+     "  -o, --output  the joined file\n",
+     CmdJoin},
     {"plugins", "list the export and effect plugins found and what they write",
      "usage: lumivaxel plugins\n"
      "\n"

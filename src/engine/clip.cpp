@@ -140,6 +140,8 @@ void clip::null() {
   worker = nullptr;
   makeplugin = nullptr;
   makehasaudio = makehasvideo = false;
+  makefirst = 0;
+  makelast = -1;
   criticalcount = 0;
   busystate = 0;
   stoppending = false;

@@ -357,6 +357,15 @@ class clip : public vemotime {
   }
   // The sound bytes of a frame of `ms` milliseconds: 44.1 sample frames per ms, 4 bytes each.
   static int64_t MakeAudioBytes(int64_t ms) { return (ms * 441 / 10) * 4; }
+  // The frames of a make of `length` ms at `fps` frames per second.
+  static int MakeFrameCount(double fps, int length) { return length > 0 ? int(fps * length / 1000.0) : 0; }
+  // Makes only frames [first, last) of the make range (last < 0: up to its end). Frame times,
+  // frame indices and sound lengths stay those of the whole range, so that segments made
+  // apart join into the whole make.
+  void SetMakeFrames(int first, int last) {
+    makefirst = first;
+    makelast = last;
+  }
 
   // ---- Composition (compose.cpp) ----
   // Composes an arrangement's picture at its current time into its destination surface.
@@ -514,6 +523,8 @@ class clip : public vemotime {
   int32_t gaplength = 0;
   int32_t makestart = 0;
   int32_t makeend = 0;
+  int makefirst = 0;  // the frames made, of the make range's frames
+  int makelast = -1;
   int32_t displaystate = 0;
 
   // Collected state.

@@ -1,5 +1,6 @@
 // The root's worker, the critical section, the stop request and the make loop that hands each
 // frame's picture and sound to an export plugin.
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -158,7 +159,9 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
   }
   const int start = root->GetMakeStart();
   const int length = root->GetMakeEnd() - start;
-  const int count = length > 0 ? int(double(root->GetFps()) * length / 1000.0) : 0;
+  const int count = MakeFrameCount(root->GetFps(), length);
+  const int first = std::clamp(root->makefirst, 0, count);
+  const int last = root->makelast < 0 ? count : std::clamp(root->makelast, first, count);
 
   // The project's texts: its name is its title.
   const char *title = root->GetName();
@@ -169,8 +172,8 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     return 0;
   }
   bool failed = false;
-  int i = 0;
-  for (; i < count && !root->stoppending.load() && !failed; ++i) {
+  int i = first;
+  for (; i < last && !root->stoppending.load() && !failed; ++i) {
     root->WinMsgs();
     const int64_t t = MakeFrameTime(start, length, count, i);
     const int64_t framelength = MakeFrameTime(start, length, count, i + 1) - t;
@@ -189,7 +192,7 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
         surface::SurfaceDataUnlock(&locked);
       }
     }
-    if (root->progressfn) root->progressfn(i + 1, count);
+    if (root->progressfn) root->progressfn(i + 1 - first, last - first);
     if (root->makehasaudio && !failed) {
       int64_t bytes = MakeAudioBytes(framelength);
       if (bytes > CLIP_AUDIO_WORK_BYTES) bytes = CLIP_AUDIO_WORK_BYTES;
@@ -205,5 +208,5 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     MakeFailed(root);
     return 0;
   }
-  return root->stoppending.load() && i < count ? int(kStopped) : 1;
+  return root->stoppending.load() && i < last ? int(kStopped) : 1;
 }

@@ -63,6 +63,20 @@ expect_line "shorter than one frame"
 [ -e "$dir/short.avi" ] && { echo "FAIL: a make without frames wrote a file"; failures=$((failures + 1)); }
 check "make unknown type" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.xyz"; expect_line "no export plugin writes"
 check "make unknown format" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.avi" --format nosuch; expect_line "no export plugin called nosuch"
+# Segments: refusals of make --frames, and two halves joined into the whole.
+check "frames malformed" 1 "$lv" make "$dir/demo.vmp" -o "$dir/s.avi" --to 2 --frames 5; expect_line "takes A:B"
+check "frames past the end" 1 "$lv" make "$dir/demo.vmp" -o "$dir/s.avi" --to 2 --frames 40:60; expect_line "reaches past the 50 frames"
+check "segment 1" 0 "$lv" make "$dir/demo.vmp" -o "$dir/s1.avi" --to 2 --frames 0:20
+check "segment 2" 0 "$lv" make "$dir/demo.vmp" -o "$dir/s2.avi" --to 2 --frames 20:50
+check "join" 0 "$lv" join "$dir/s2.avi" "$dir/s1.avi" -o "$dir/s.avi"
+cmp -s "$dir/s.avi" "$dir/m.avi" || { echo "FAIL: the joined halves differ from the whole"; failures=$((failures + 1)); }
+check "join a gap" 1 "$lv" join "$dir/s2.avi" -o "$dir/t.avi"; expect_line "frames 0:20 are in no part"
+check "join no segment" 1 "$lv" join "$dir/s1.avi" "$dir/m.avi" -o "$dir/t.avi"; expect_line "is no segment"
+check "farm too many segments" 1 "$lv" farm "$dir/demo.vmp" -o "$dir/f.avi" --segments 500; expect_line "more than the 200 frames"
+check "farm dry run" 0 "$lv" farm "$dir/demo.vmp" -o "$dir/f.avi" --segments 3 --sbatch-arg=--time=5 --dry-run
+grep -q '^#SBATCH --time=5' "$dir/stdout" && grep -q 'frames=(0:66 66:133 133:200)' "$dir/stdout" ||
+  { echo "FAIL: farm's scripts:"; cat "$dir/stdout"; failures=$((failures + 1)); }
+
 # Ctrl-C after the first progress line: a closed file of the frames made so far, status 1.
 "$lv" make "$dir/demo.vmp" -o "$dir/i.avi" --option codec=raw 2> "$dir/stderr" &
 pid=$!
