@@ -101,7 +101,7 @@ effectSinkTL::effectSinkTL(clip *owner, vemowin *w, surface *s) : effectTyped(ow
   TV_IDS_SHADOW_SIZE();
 }
 
-// The shadow falls inward from the top and left edges over b = trunc("Shadow Size" * min(w, h) / 4)
+// The shadow falls inward from the top and left edges over b = trunc("Shadow Size" * min(w, h) / 2)
 // pixels. At distance d < b from an edge it takes away dark(d) = trunc(200 (1 - d/b)^2) of 256;
 // where both edges shade a pixel the two keep-factors multiply (256 - dark) per edge, >> 8, and
 // each colour becomes c * keep >> 8. Alpha is left alone; a size of 0 changes nothing.
@@ -111,7 +111,7 @@ int effectSinkTL::Process(KORSurface *, KORSurface *destination, RECT rc) {
   if (!surface::SurfaceDataLock(destination, &a)) return 0;
   const RECT r = clip_to(a, rc);
   const int w = r.right - r.left, h = r.bottom - r.top;
-  const int b = empty(r) || !(size > 0.0) ? 0 : int(std::min(size, 1.0) * std::min(w, h) / 4.0);
+  const int b = empty(r) || !(size > 0.0) ? 0 : int(std::min(size, 1.0) * std::min(w, h) / 2.0);
   if (b > 0) {
     std::vector<int> keep(size_t(std::max(w, h)), 256);
     for (int d = 0; d < b; ++d) {

@@ -216,15 +216,16 @@ TEST(DesignedEffects, WorkedValuesOfLoopShadowAndFrame) {
   EXPECT_EQ(dst.at(13, 0).r, 53);   // (140 * 86 + 10 * 170) >> 8
   EXPECT_EQ(dst.at(14, 0).r, 20);
 
-  // Shadow: size 1 on 16 x 16 reaches 4 pixels; at the edge it keeps 56/256.
+  // Shadow: size 1 on 16 x 16 reaches 8 pixels; at the edge it keeps 56/256.
   canvas page(16, 16);
   page.fill(rgba(200, 200, 200, 99));
   auto sink = video(676);
   sink->SetTimeFloat(fxid::IDS_SHADOW_SIZE, 1.0);
   sink->Process(nullptr, page.kor(), page.whole());
-  EXPECT_EQ(page.at(0, 5), rgba(43, 43, 43, 99));  // 200 * 56 >> 8
+  EXPECT_EQ(page.at(0, 10), rgba(43, 43, 43, 99));  // 200 * 56 >> 8
   EXPECT_EQ(page.at(0, 0).r, 9);                   // keep (56 * 56) >> 8 = 12
-  EXPECT_EQ(page.at(4, 4), rgba(200, 200, 200, 99));
+  EXPECT_EQ(page.at(8, 8), rgba(200, 200, 200, 99));
+  EXPECT_EQ(page.at(4, 15).r, 160);  // keep 256 - trunc(200 * 0.25) = 206
 
   // Frame: 0.1 of 20 = 2 pixels of grey 127 at full alpha, blended by the shift rule.
   canvas pic(20, 20);
