@@ -284,7 +284,8 @@ KORSurface *clip::KeepExtraPicture(int k, KORSurface *current) {
   auto &pic = extrapictures[size_t(k)];
   if (!pic || pic->width != current->width || pic->height != current->height)
     pic.reset(surface::SurfaceCreate(current->width, current->height));
-  if (!pic || !surface::SurfaceCopy(current, pic.get())) return nullptr;
+  if (!pic) return nullptr;
+  surface::SurfaceCopy(current, pic.get());  // its result says nothing (always 0)
   return pic.get();
 }
 
