@@ -185,8 +185,9 @@ int effectBubble::Process(KORSurface *source, KORSurface *destination, RECT rc) 
           continue;
         }
         const double z = std::sqrt(1.0 - rho2), m = 1.0 - 0.5 * z;
-        const int fx = int(std::lround((cx + (x + 0.5 - cx) * m - 0.5) * 256.0));
-        const int fy = int(std::lround((cy + (y + 0.5 - cy) * m - 0.5) * 256.0));
+        // Positions inside the rectangle are not negative: adding a half and truncating rounds.
+        const int fx = int((cx + (x + 0.5 - cx) * m - 0.5) * 256.0 + 0.5);
+        const int fy = int((cy + (y + 0.5 - cy) * m - 0.5) * 256.0 + 0.5);
         pix32 p = fxsample::Bilinear(src, r, fx, fy);
         double lit = (-u - v + 2.0 * z) * inv_sqrt6;
         lit = lit > 0.0 ? lit * lit : 0.0;

@@ -115,10 +115,23 @@ void blur_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
 }
 
 // Edge map: each ring slot holds the prefix sums of its column over the record's rows, so the
-// halves and triangles are sums of one or two prefix entries per column.
+// halves and triangles are sums of one or two prefix entries per column. The three colours ride
+// in one 64-bit word, 21 bits each: no sum of a record of at most kPackedLimit^2 pixels exceeds
+// 255 * 90 * 90 < 2^21, and every difference taken is of a prefix and a longer prefix, so no
+// lane borrows from its neighbour.
+constexpr int kPackedLimit = 90;
+constexpr uint64_t kLane = (uint64_t(1) << 21) - 1;
+
+inline uint64_t pack(pix32 p) { return uint64_t(p.b) | uint64_t(p.g) << 21 | uint64_t(p.r) << 42; }
+
+struct lanes {
+  uint64_t b, g, r;
+  explicit lanes(uint64_t v) : b(v & kLane), g((v >> 21) & kLane), r(v >> 42) {}
+};
+
 void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
   const size_t stride = size_t(H) + 1;
-  std::vector<rgb> ring(size_t(W) * stride);
+  std::vector<uint64_t> ring(size_t(W) * stride);
   std::vector<const pix32 *> rows(static_cast<size_t>(H));
   // Per record column u: the prefix ends of the lower triangle (v >= u), the upper (v <= u) and
   // the two halves about the other diagonal (v >= W-u-1, v <= W-u-1).
@@ -130,13 +143,10 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
     const int a = W - u - 1;
     at[size_t(u)] = {std::min(u, H), std::min(u, H - 1) + 1, std::min(a, H), std::min(a, H - 1) + 1};
   }
-  const uint32_t n = uint32_t(W) * uint32_t(H);
-  auto fill = [&](rgb *p, int sx) {
-    p[0] = rgb();
-    for (int j = 0; j < H; ++j) {
-      p[j + 1] = p[j];
-      p[j + 1].add(rows[size_t(j)][sx]);
-    }
+  const uint64_t n = uint64_t(W) * uint64_t(H);
+  auto fill = [&](uint64_t *p, int sx) {
+    p[0] = 0;
+    for (int j = 0; j < H; ++j) p[j + 1] = p[j] + pack(rows[size_t(j)][sx]);
   };
   int oldest = 0;
   for (int y = c.top; y < c.bottom; ++y) {
@@ -153,30 +163,27 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
         fill(&ring[size_t(oldest) * stride], std::min(x + W / 2, c.right - 1));
         if (++oldest == W) oldest = 0;
       }
-      rgb top, bottom, left, right, lower, upper, anti_low, anti_up;
+      uint64_t top = 0, bottom = 0, left = 0, right = 0, lower = 0, upper = 0, anti_low = 0, anti_up = 0;
       int slot = oldest;
       for (int u = 0; u < W; ++u) {
-        const rgb *p = &ring[size_t(slot) * stride];
+        const uint64_t *p = &ring[size_t(slot) * stride];
         if (++slot == W) slot = 0;
-        const rgb &all = p[H];
-        top.add(p[H / 2 + 1]);
-        bottom.add(all);
-        bottom.sub(p[H / 2]);
-        if (u <= W / 2) left.add(all);
-        if (u >= W / 2) right.add(all);
+        const uint64_t all = p[H];
         const ends &e = at[size_t(u)];
-        lower.add(all);
-        lower.sub(p[e.lower]);
-        upper.add(p[e.upper]);
-        anti_low.add(all);
-        anti_low.sub(p[e.anti_low]);
-        anti_up.add(p[e.anti_up]);
+        top += p[H / 2 + 1];
+        bottom += all - p[H / 2];
+        if (u <= W / 2) left += all;
+        if (u >= W / 2) right += all;
+        lower += all - p[e.lower];
+        upper += p[e.upper];
+        anti_low += all - p[e.anti_low];
+        anti_up += p[e.anti_up];
       }
+      const lanes t(top), b(bottom), l(left), r(right), lo(lower), up(upper), al(anti_low), au(anti_up);
       // The top red sum is taken over by the bottom one: that pair adds no red.
-      const uint64_t strength = diff(top.g, bottom.g) + diff(top.b, bottom.b) + diff(left.r, right.r) +
-                                diff(left.g, right.g) + diff(left.b, right.b) + diff(lower.r, upper.r) +
-                                diff(lower.g, upper.g) + diff(lower.b, upper.b) + diff(anti_low.r, anti_up.r) +
-                                diff(anti_low.g, anti_up.g) + diff(anti_low.b, anti_up.b);
+      const uint64_t strength = diff(t.g, b.g) + diff(t.b, b.b) + diff(l.r, r.r) + diff(l.g, r.g) + diff(l.b, r.b) +
+                                diff(lo.r, up.r) + diff(lo.g, up.g) + diff(lo.b, up.b) + diff(al.r, au.r) +
+                                diff(al.g, au.g) + diff(al.b, au.b);
       const int v = int(std::min<uint64_t>(strength / n, 255));
       mix(d[x], v, v, v, level);
     }
@@ -225,8 +232,8 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
                                unsigned char level) {
   if (!usable(src) || !usable(dst) || !kernel) return 0;
   const int W = odd_size(w), H = odd_size(h);
-  const bool fast = (kernel == &pixelator::matrixBlurr || kernel == &pixelator::matrixEdge) && W <= kFastLimit &&
-                    H <= kFastLimit;
+  const bool fast = (kernel == &pixelator::matrixBlurr && W <= kFastLimit && H <= kFastLimit) ||
+                    (kernel == &pixelator::matrixEdge && W <= kPackedLimit && H <= kPackedLimit);
   if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
   const RECT c = inside(src, dst, r);
   if (c.right <= c.left || c.bottom <= c.top) return 1;
