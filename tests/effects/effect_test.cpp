@@ -126,6 +126,25 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
   EXPECT_EQ(names(*video(260)), common + adjust + "IDS_SIZE_01 IDS_SIZE1 IDS_SIZE2 ");
   EXPECT_EQ(names(*video(30)), common + "IDS_EFFECT_VARS IDS_BRIGHTNESS1 IDS_BRIGHTNESS2 ");
 
+  EXPECT_EQ(names(*video(266)),
+            common + "IDS_EFFECT_VARS IDS_ANGLE IDS_ROTATIONS IDS_CENTERX IDS_CENTERY ");
+  EXPECT_EQ(names(*video(679)),
+            common +
+                "IDS_COLOR_FRAME IDS_COLOR_FRAME_R IDS_COLOR_FRAME_G IDS_COLOR_FRAME_B IDS_COLOR_FRAME_A "
+                "IDS_EFFECT_VARS IDS_FRAME_SIZE IDS_FRAME_SHADING ");
+  EXPECT_EQ(names(*video(676)), common + "IDS_EFFECT_VARS IDS_SHADOW_SIZE ");
+  EXPECT_EQ(names(*video(182)).substr(names(*video(111)).size()),
+            "IDS_DST_RECT IDS_DST_L IDS_DST_T IDS_DST_R IDS_DST_B ");
+  // The matrix variables come before the switches: the base declares them before initEffect.
+  EXPECT_EQ(names(*video(149)),
+            "IDS_EFF_RECT IDS_EFF_L IDS_EFF_T IDS_EFF_R IDS_EFF_B IDS_MATRIXVARS_01 IDS_MATRIX_SIZE "
+            "IDS_EFFECT_LEVEL IDS_EFFECT_SWITCHES IDS_EFFECT_ENABLE IDS_EFFECT_TOGGLE ");
+  std::unique_ptr<effectAudio> comp(effectAudio::EffectNew(514, nullptr, nullptr, nullptr));
+  const timefloat *group = comp->FindTimeFloat("IDS_COMPRESS4");
+  ASSERT_NE(group, nullptr);
+  EXPECT_EQ(group->GetMaximum(), 1.0);
+  EXPECT_EQ(comp->GetTimeFloatMgr().GetTimeFloatByIndex(4)->GetID(), fxid::IDS_COMP4);  // after the group
+
   // The chroma key declares its colour as members (kind 3), the RGB key as plain values.
   auto chroma = video(29), rgb = video(28);
   EXPECT_EQ(chroma->FindTimeFloat("IDS_RED")->GetKind(), 3u);
