@@ -163,7 +163,9 @@ void run_audio(benchmark::State &state, int type, Setup setup) {
 void BM_VolumePan(benchmark::State &s) {
   run_audio(s, 142, [](effectAudio &e) { e.SetTimeFloat(fxid::IDS_PAN, 0.3); });
 }
-void BM_Compressor(benchmark::State &s) { run_audio(s, 514, [](effectAudio &) {}); }
+void BM_Compressor(benchmark::State &s) {
+  run_audio(s, 514, [](effectAudio &) {});
+}
 
 BENCHMARK(BM_Memcpy);
 BENCHMARK(BM_KeyRGB);

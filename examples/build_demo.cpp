@@ -131,8 +131,8 @@ void Place(clip *c, double l, double t, double r, double b, int ms = 0) {
 
 // ---- The geometric and neighbourhood effects shown in the demo ----
 // The test video comes into focus (a blur from size 32 to 3 over its first two seconds, its
-// level then falling to 0 by 3 s) and is wiped away to the left at the end (progress 1 to -1 from 5.5 s to 7.5 s);
-// the still carries a glass bubble tinted blue toward its rim and a bevelled gold frame. Effect
+// level then falling to 0 by 3 s) and is wiped away to the left at the end (progress 1 to -1 from 5.5 s
+// to 7.5 s); the still carries a glass bubble tinted blue toward its rim and a bevelled gold frame. Effect
 // times are the clip's own: the still starts at 0.5 s.
 bool AddEffectsShowcase(clip *video, clip *still) {
   effectVideo *blur = video->VideoEffectAdd(149);    // "Blur"

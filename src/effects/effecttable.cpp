@@ -32,8 +32,9 @@ using fxmenu::kVideoEffects;
 constexpr effectkind V = effectkind::video;
 constexpr effectkind A = effectkind::audio;
 
-// A row whose maker is null yields no effect and is left out of the menus. "Video Effects" gathers what changes the picture beyond
-// its colour and alpha: the keyed adjusters, the geometric effects and the neighbourhood filters.
+// A row whose maker is null yields no effect and is left out of the menus. "Video Effects" gathers what
+// changes the picture beyond its colour and alpha: the keyed adjusters, the geometric effects and the
+// neighbourhood filters.
 constexpr effecttype kTypes[] = {
     // Basic effects: opacity, colour, keys, mirrors.
     {103, V, kBasicEffects, make<effectOpacity>},

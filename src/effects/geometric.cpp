@@ -60,13 +60,19 @@ int effectVideo::FlipYProcess(KORSurface *s, RECT rc) {
   return 1;
 }
 
-int effectFlipX::Process(KORSurface *, KORSurface *destination, RECT rc) { return FlipXProcess(destination, rc); }
+int effectFlipX::Process(KORSurface *, KORSurface *destination, RECT rc) {
+  return FlipXProcess(destination, rc);
+}
 
-int effectFlipY::Process(KORSurface *, KORSurface *destination, RECT rc) { return FlipYProcess(destination, rc); }
+int effectFlipY::Process(KORSurface *, KORSurface *destination, RECT rc) {
+  return FlipYProcess(destination, rc);
+}
 
 // ---- Rotator ----
 
-effectRotator::effectRotator(clip *owner, vemowin *w, surface *s) : effectTyped(owner, w, s) { RotatorVars(); }
+effectRotator::effectRotator(clip *owner, vemowin *w, surface *s) : effectTyped(owner, w, s) {
+  RotatorVars();
+}
 
 int effectRotator::Process(KORSurface *source, KORSurface *destination, RECT rc) {
   return RotatorProcess(source, destination, rc);
@@ -113,7 +119,8 @@ int effectWipe::Process(KORSurface *, KORSurface *destination, RECT rc) {
     const RECT r = clip_to(a, rc);
     // The column term of the ramp, once per call.
     std::vector<double> across(size_t(std::max(r.right - r.left, 0)));
-    for (int x = r.left; x < r.right; ++x) across[size_t(x - r.left)] = 2.0 * k * cs * double(cx - x) / double(w);
+    for (int x = r.left; x < r.right; ++x)
+      across[size_t(x - r.left)] = 2.0 * k * cs * double(cx - x) / double(w);
     for_rows(r, [&](int y0, int y1) {
       for (int y = y0; y < y1; ++y) {
         const double down = 2.0 * k * sn * double(cy - y) / double(h);
@@ -288,8 +295,8 @@ int effectRotY::Process(KORSurface *source, KORSurface *destination, RECT rc) {
         int pos = start[size_t(x)] + down;
         if (pos >= span) pos -= span;
         const int y0s = pos >> 8, y1s = y0s + 1 == h ? 0 : y0s + 1;
-        dp[x] = fxsample::Mix(row_of(lk.first, r.top + y0s)[r.left + x], row_of(lk.first, r.top + y1s)[r.left + x],
-                              pos & 255);
+        dp[x] = fxsample::Mix(row_of(lk.first, r.top + y0s)[r.left + x],
+                              row_of(lk.first, r.top + y1s)[r.left + x], pos & 255);
       }
     }
   });
@@ -343,7 +350,8 @@ int effectSQRT::Process(KORSurface *source, KORSurface *destination, RECT rc) {
     for (int y = y0; y < y1; ++y) {
       pix32 *dp = row_of(lk.second, y);
       const int fy = down[size_t(y - r.top)];
-      for (int x = r.left; x < r.right; ++x) dp[x] = fxsample::Bilinear(lk.first, r, across[size_t(x - r.left)], fy);
+      for (int x = r.left; x < r.right; ++x)
+        dp[x] = fxsample::Bilinear(lk.first, r, across[size_t(x - r.left)], fy);
     }
   });
   return 1;

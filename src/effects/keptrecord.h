@@ -2,8 +2,8 @@
 // holds one loads, and saves it back unchanged, instead of losing it.
 #pragma once
 
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <vector>
 
 #include "effects/effect.h"

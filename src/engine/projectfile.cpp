@@ -238,10 +238,10 @@ bool clip::LoadBody(FILE *f, int depth) {
 
   // Plugin effects bind the library their records name instead of asking for one.
   effectloadscope loading_effects;
-  if (!LoadEffects<effectVideo, effectKeptVideo>(f, this, wincontext, surfaces, size, block.videoeffectids, block.videoeffectcount,
-                   videoeffects, videoeffectcount) ||
-      !LoadEffects<effectAudio, effectKeptAudio>(f, this, wincontext, surfaces, size, block.audioeffectids, block.audioeffectcount,
-                   audioeffects, audioeffectcount))
+  if (!LoadEffects<effectVideo, effectKeptVideo>(f, this, wincontext, surfaces, size, block.videoeffectids,
+                                                 block.videoeffectcount, videoeffects, videoeffectcount) ||
+      !LoadEffects<effectAudio, effectKeptAudio>(f, this, wincontext, surfaces, size, block.audioeffectids,
+                                                 block.audioeffectcount, audioeffects, audioeffectcount))
     return false;
   if (videoeffectcount) currentvideoeffect = 0;
   if (audioeffectcount) currentaudioeffect = 0;

@@ -181,9 +181,9 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
       }
       const lanes t(top), b(bottom), l(left), r(right), lo(lower), up(upper), al(anti_low), au(anti_up);
       // The top red sum is taken over by the bottom one: that pair adds no red.
-      const uint64_t strength = diff(t.g, b.g) + diff(t.b, b.b) + diff(l.r, r.r) + diff(l.g, r.g) + diff(l.b, r.b) +
-                                diff(lo.r, up.r) + diff(lo.g, up.g) + diff(lo.b, up.b) + diff(al.r, au.r) +
-                                diff(al.g, au.g) + diff(al.b, au.b);
+      const uint64_t strength = diff(t.g, b.g) + diff(t.b, b.b) + diff(l.r, r.r) + diff(l.g, r.g) +
+                                diff(l.b, r.b) + diff(lo.r, up.r) + diff(lo.g, up.g) + diff(lo.b, up.b) +
+                                diff(al.r, au.r) + diff(al.g, au.g) + diff(al.b, au.b);
       const int v = int(std::min<uint64_t>(strength / n, 255));
       mix(d[x], v, v, v, level);
     }
@@ -228,8 +228,8 @@ int matrixwalk::Reference(surf32 *src, surf32 *dst, RECT r, int w, int h, matrix
   return 1;
 }
 
-int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel, void *extra,
-                               unsigned char level) {
+int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
+                               void *extra, unsigned char level) {
   if (!usable(src) || !usable(dst) || !kernel) return 0;
   const int W = odd_size(w), H = odd_size(h);
   const bool fast = (kernel == &pixelator::matrixBlurr && W <= kFastLimit && H <= kFastLimit) ||
@@ -266,8 +266,8 @@ pix32 pixelator::matrixEdge(matrixrecord *m) {
   for (int v = 0; v < H; ++v)
     for (int u = 0; u < W; ++u) {
       const pix32 q = p[size_t(v) * size_t(W) + size_t(u)];
-      const bool in[8] = {v <= H / 2, v >= H / 2,     u <= W / 2,         u >= W / 2,
-                          u <= v,     u >= v,         W - u - 1 <= v,     W - u - 1 >= v};
+      const bool in[8] = {v <= H / 2, v >= H / 2, u <= W / 2,     u >= W / 2,
+                          u <= v,     u >= v,     W - u - 1 <= v, W - u - 1 >= v};
       for (int k = 0; k < 8; ++k)
         if (in[k]) {
           s[k][0] += q.r;

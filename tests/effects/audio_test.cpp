@@ -57,10 +57,10 @@ TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   high->SetValue(20, 0.25);
   std::vector<int16_t> in(2 * 900, 32767), out(in.size());
   ASSERT_EQ(e->Process(in.data(), out.data(), int(in.size() * 2)), 1);
-  EXPECT_EQ(out[0], 32767);            // frame 0: the block's start
-  EXPECT_EQ(out[2 * 1], 16383);        // frames 1 .. 441: 10 ms
+  EXPECT_EQ(out[0], 32767);      // frame 0: the block's start
+  EXPECT_EQ(out[2 * 1], 16383);  // frames 1 .. 441: 10 ms
   EXPECT_EQ(out[2 * 441 + 1], 16383);
-  EXPECT_EQ(out[2 * 442], 8191);       // frame 442 on: 20 ms
+  EXPECT_EQ(out[2 * 442], 8191);  // frame 442 on: 20 ms
 
   // Volume/pan steps the same way, from the effect's current time.
   auto v = audio(142);

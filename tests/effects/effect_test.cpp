@@ -126,8 +126,7 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
   EXPECT_EQ(names(*video(260)), common + adjust + "IDS_SIZE_01 IDS_SIZE1 IDS_SIZE2 ");
   EXPECT_EQ(names(*video(30)), common + "IDS_EFFECT_VARS IDS_BRIGHTNESS1 IDS_BRIGHTNESS2 ");
 
-  EXPECT_EQ(names(*video(266)),
-            common + "IDS_EFFECT_VARS IDS_ANGLE IDS_ROTATIONS IDS_CENTERX IDS_CENTERY ");
+  EXPECT_EQ(names(*video(266)), common + "IDS_EFFECT_VARS IDS_ANGLE IDS_ROTATIONS IDS_CENTERX IDS_CENTERY ");
   EXPECT_EQ(names(*video(679)),
             common +
                 "IDS_COLOR_FRAME IDS_COLOR_FRAME_R IDS_COLOR_FRAME_G IDS_COLOR_FRAME_B IDS_COLOR_FRAME_A "

@@ -223,7 +223,7 @@ TEST(DesignedEffects, WorkedValuesOfLoopShadowAndFrame) {
   sink->SetTimeFloat(fxid::IDS_SHADOW_SIZE, 1.0);
   sink->Process(nullptr, page.kor(), page.whole());
   EXPECT_EQ(page.at(0, 10), rgba(43, 43, 43, 99));  // 200 * 56 >> 8
-  EXPECT_EQ(page.at(0, 0).r, 9);                   // keep (56 * 56) >> 8 = 12
+  EXPECT_EQ(page.at(0, 0).r, 9);                    // keep (56 * 56) >> 8 = 12
   EXPECT_EQ(page.at(8, 8), rgba(200, 200, 200, 99));
   EXPECT_EQ(page.at(4, 15).r, 160);  // keep 256 - trunc(200 * 0.25) = 206
 

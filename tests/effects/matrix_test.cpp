@@ -99,7 +99,8 @@ TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
       surf32 s = frame(src), f = frame(fast), p = frame(plain);
       pixelator::RunSingleMatrix(&s, &f, r, n, n, k, nullptr, level);
       matrixwalk::Reference(&s, &p, r, n, n, k, nullptr, level);
-      ASSERT_EQ(fast.pixels(), plain.pixels()) << "round " << round << (k == &pixelator::matrixEdge ? " edge" : " blur");
+      ASSERT_EQ(fast.pixels(), plain.pixels())
+          << "round " << round << (k == &pixelator::matrixEdge ? " edge" : " blur");
     }
   }
 }

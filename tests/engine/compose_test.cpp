@@ -288,7 +288,8 @@ TEST(Compose, ExtraOutputsAddTheirMappedCopyFromTheirPlaceInTheChain) {
   for (pix32 &q : e.px) q.a = uint8_t(std::max(0, q.a - 127));
   refpic copy = e;
   for (pix32 &q : copy.px)  // the mapper's tables: low + i * (high - low) / 256
-    q = pix32(uint8_t(q.r * 127 / 256), uint8_t(q.g * 255 / 256), uint8_t(q.b * 255 / 256), uint8_t(q.a * 255 / 256));
+    q = pix32(uint8_t(q.r * 127 / 256), uint8_t(q.g * 255 / 256), uint8_t(q.b * 255 / 256),
+              uint8_t(q.a * 255 / 256));
   for (pix32 &q : e.px) q.a = 0;
   refpic want(W, H);
   RefComposite(want, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);

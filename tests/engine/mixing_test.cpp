@@ -6,8 +6,8 @@
 
 #include "effects/effect.h"
 #include "engine/enginetest.h"
-#include "time/timefloat.h"
 #include "support/wavfile.h"
+#include "time/timefloat.h"
 
 using namespace enginetest;
 

@@ -347,7 +347,8 @@ TEST(ProjectFile, DuplicatesAreDeepCopies) {
 
 TEST(ProjectFile, EveryEffectTypeSavesLoadsSavesTheSameAndRenders) {
   project pr;
-  clip *a = pr.p->AddMedia(pr.root(), WriteBmp(pr.dir.file("e.bmp"), 16, 12, PatternPixel).c_str(), 0, 0, 4000);
+  clip *a =
+      pr.p->AddMedia(pr.root(), WriteBmp(pr.dir.file("e.bmp"), 16, 12, PatternPixel).c_str(), 0, 0, 4000);
   ASSERT_NE(a, nullptr);
   size_t n = 0;
   const effecttype *types = EffectTypes(&n);
