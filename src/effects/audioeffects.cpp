@@ -10,6 +10,13 @@ namespace {
 constexpr int kFramesPerStep = 441;  // 10 ms at 44 100 Hz
 constexpr int kStepMs = 10;
 
+// trunc(v) kept to its low 16 bits: no clipping. Within the variables' own bounds the product
+// always fits; bounds read from a damaged file are brought into the integer range first.
+int16_t wrap16(double v) {
+  if (!(v == v)) return 0;
+  return int16_t(uint16_t(uint32_t(int32_t(std::clamp(v, -2147483648.0, 2147483647.0)))));
+}
+
 }  // namespace
 
 int effectAudio::ProcessVolPanComp(int16_t *in, int16_t *out, int count) {
@@ -25,10 +32,9 @@ int effectAudio::ProcessVolPanComp(int16_t *in, int16_t *out, int count) {
   read();
   const int frames = count / 4;
   for (int i = 0; i < frames; ++i) {
-    // Volume and gains stay within 0..1, so the products stay within the 16-bit range.
     const double l = in[2 * i] * v * gl, r = in[2 * i + 1] * v * gr;
-    out[2 * i] = int16_t(int(l));
-    out[2 * i + 1] = int16_t(int(r));
+    out[2 * i] = wrap16(l);
+    out[2 * i + 1] = wrap16(r);
     if (i % kFramesPerStep == 0) {
       t += kStepMs;
       read();

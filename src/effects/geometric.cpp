@@ -225,7 +225,7 @@ int wave_shift(int i, int n, int length, double p0, double f0, double p1, double
   const double t = n > 1 ? double(i) / double(n - 1) : 0.0;
   const double p = p0 + (p1 - p0) * t, f = f0 + (f1 - f0) * t;
   const double s = p * length / 10.0 * std::sin(2.0 * kPi * f * t) * 256.0;
-  if (!(s == s)) return 0;
+  if (!std::isfinite(s)) return 0;  // bounds from a damaged file can be anything
   // Reduced to one period of the span, so the fixed-point arithmetic below stays in range.
   return int(std::fmod(std::round(s), double(length) * 256.0));
 }
