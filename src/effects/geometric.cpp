@@ -312,7 +312,7 @@ namespace {
 //   c + sign(d) |d|^e s,  e = 1 - k for k >= 0 and e = 1 / (1 + k) for k < 0,
 // so k = 0.5 is the square-root lens (the middle spreads out, the edges crowd), a negative k the
 // inverse mapping, and k = 0 every pixel itself.
-void lens_axis(std::vector<int> &out, int first, int n, double k) {
+void lens_axis(std::vector<fxsample::tap> &out, int first, int n, double k) {
   out.resize(size_t(n));
   if (!(k == k)) k = 0.0;
   k = std::clamp(k, -1.0, 1.0);
@@ -325,7 +325,7 @@ void lens_axis(std::vector<int> &out, int first, int n, double k) {
       const double d = (x - c) / s;
       pos = c + std::copysign(std::pow(std::fabs(d), e), d) * s;
     }
-    out[size_t(i)] = int(std::lround(pos * 256.0));
+    out[size_t(i)] = fxsample::Tap(int(std::lround(pos * 256.0)), first, first + n);
   }
 }
 
@@ -343,15 +343,18 @@ int effectSQRT::Process(KORSurface *source, KORSurface *destination, RECT rc) {
   if (!lk.ok()) return 0;
   const RECT r = clip_to(lk.second, clip_to(lk.first, rc));
   if (empty(r)) return 1;
-  std::vector<int> across, down;
+  std::vector<fxsample::tap> across, down;
   lens_axis(across, r.left, r.right - r.left, kx);
   lens_axis(down, r.top, r.bottom - r.top, ky);
   for_rows(r, [&](int y0, int y1) {
     for (int y = y0; y < y1; ++y) {
-      pix32 *dp = row_of(lk.second, y);
-      const int fy = down[size_t(y - r.top)];
-      for (int x = r.left; x < r.right; ++x)
-        dp[x] = fxsample::Bilinear(lk.first, r, across[size_t(x - r.left)], fy);
+      pix32 *dp = row_of(lk.second, y) + r.left;
+      const fxsample::tap ty = down[size_t(y - r.top)];
+      const pix32 *r0 = row_of(lk.first, ty.i0), *r1 = row_of(lk.first, ty.i1);
+      for (size_t i = 0; i < across.size(); ++i) {
+        const fxsample::tap tx = across[i];
+        dp[i] = fxsample::Lerp4(r0[tx.i0], r0[tx.i1], r1[tx.i0], r1[tx.i1], tx.w, ty.w);
+      }
     }
   });
   return 1;

@@ -10,22 +10,33 @@
 
 namespace fxsample {
 
-// The picture at (fx, fy) in 1/256 pixel, all four bytes interpolated between the four nearest
-// pixels, positions clamped to the rectangle c (right and bottom exclusive). A whole position
-// gives the pixel unchanged.
-inline pix32 Bilinear(const surf &s, const RECT &c, int fx, int fy) {
-  fx = std::clamp(fx, c.left * 256, (c.right - 1) * 256);
-  fy = std::clamp(fy, c.top * 256, (c.bottom - 1) * 256);
-  const int x0 = fx >> 8, y0 = fy >> 8, ax = fx & 255, ay = fy & 255;
-  const int x1 = std::min(x0 + 1, c.right - 1), y1 = std::min(y0 + 1, c.bottom - 1);
-  const pix32 *r0 = row_of(s, y0), *r1 = row_of(s, y1);
-  const pix32 p00 = r0[x0], p10 = r0[x1], p01 = r1[x0], p11 = r1[x1];
+// The four pixels around a point mixed by its fractions ax, ay (of 256), all four bytes.
+inline pix32 Lerp4(pix32 p00, pix32 p10, pix32 p01, pix32 p11, int ax, int ay) {
   auto lerp = [&](uint8_t a, uint8_t b, uint8_t c0, uint8_t d) {
     const int top = a * (256 - ax) + b * ax, bottom = c0 * (256 - ax) + d * ax;
     return uint8_t((top * (256 - ay) + bottom * ay) >> 16);
   };
   return pix32(lerp(p00.r, p10.r, p01.r, p11.r), lerp(p00.g, p10.g, p01.g, p11.g),
                lerp(p00.b, p10.b, p01.b, p11.b), lerp(p00.a, p10.a, p01.a, p11.a));
+}
+
+// One axis of a position in 1/256 pixel, clamped to [lo, hi): the two pixels and the fraction.
+struct tap {
+  int i0, i1, w;
+};
+inline tap Tap(int f, int lo, int hi) {
+  f = std::clamp(f, lo * 256, (hi - 1) * 256);
+  const int i0 = f >> 8;
+  return tap{i0, std::min(i0 + 1, hi - 1), f & 255};
+}
+
+// The picture at (fx, fy) in 1/256 pixel, all four bytes interpolated between the four nearest
+// pixels, positions clamped to the rectangle c (right and bottom exclusive). A whole position
+// gives the pixel unchanged.
+inline pix32 Bilinear(const surf &s, const RECT &c, int fx, int fy) {
+  const tap x = Tap(fx, c.left, c.right), y = Tap(fy, c.top, c.bottom);
+  const pix32 *r0 = row_of(s, y.i0), *r1 = row_of(s, y.i1);
+  return Lerp4(r0[x.i0], r0[x.i1], r1[x.i0], r1[x.i1], x.w, y.w);
 }
 
 // Two pixels mixed by w/256 of b, all four bytes.
