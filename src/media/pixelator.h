@@ -67,8 +67,8 @@ class pixelator : public vemo {
   // least 3), clamped to r. Pixels whose source alpha is 0 are skipped; the others get the
   // kernel's colour mixed in by `level` ((k * level + d * (255 - level)) >> 8), alpha kept. The
   // record slides: away from r.left only its last column is read afresh, the others are those
-  // of the last pixel filtered, also across skipped pixels and rows. 0 when the record cannot
-  // be allocated.
+  // of the last pixel filtered, also across skipped pixels and rows. src and dst are different
+  // frames. 0 when the record cannot be allocated.
   static int RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel, void *extra,
                              unsigned char level);
   // Mean of each colour over the record (truncating); alpha 0. `extra` is not used.
