@@ -179,13 +179,15 @@ int effectBubble::Process(KORSurface *source, KORSurface *destination, RECT rc) 
   const double ra = (r.right - r.left) / 2.0, rb = (r.bottom - r.top) / 2.0;
   const double cx = r.left + ra, cy = r.top + rb;  // in pixel edges: pixel x spans [x, x + 1)
   const double inv_sqrt6 = 1.0 / std::sqrt(6.0);
+  std::vector<double> across(static_cast<size_t>(r.right - r.left));
+  for (int x = r.left; x < r.right; ++x) across[size_t(x - r.left)] = (x + 0.5 - cx) / ra;
   for_rows(r, [&](int y0, int y1) {
     for (int y = y0; y < y1; ++y) {
       const double v = (y + 0.5 - cy) / rb;
       const pix32 *sp = row_of(src, y);
       pix32 *dp = row_of(dst, y);
       for (int x = r.left; x < r.right; ++x) {
-        const double u = (x + 0.5 - cx) / ra;
+        const double u = across[size_t(x - r.left)];
         const double rho2 = u * u + v * v;
         if (rho2 >= 1.0) {
           dp[x] = sp[x];
