@@ -63,6 +63,21 @@ struct rgb {
 
 inline uint64_t diff(uint64_t a, uint64_t b) { return a > b ? a - b : b - a; }
 
+// x / n for x < 2^28 as a multiplication and a shift, exact: with b = ceil(log2 n), k = 28 + b
+// and m = floor(2^k / n) + 1, the error m * n - 2^k lies in (0, n], so x * m / 2^k exceeds x / n
+// by less than 1/n and never reaches the next integer. x * m stays below 2^57.
+struct divider {
+  uint64_t m;
+  int k;
+  explicit divider(uint32_t n) {
+    int b = 0;
+    while ((uint64_t(1) << b) < n) ++b;
+    k = 28 + b;
+    m = (uint64_t(1) << k) / n + 1;
+  }
+  uint32_t operator()(uint64_t x) const { return uint32_t((x * m) >> k); }
+};
+
 // The source rows of the record for row y: y - H/2 + j clamped to the rectangle.
 void window_rows(const surf32 *src, const RECT &c, int y, int H, std::vector<const pix32 *> &rows) {
   for (int j = 0; j < H; ++j) rows[size_t(j)] = row(src, std::clamp(y - H / 2 + j, c.top, c.bottom - 1));
@@ -79,7 +94,7 @@ void blur_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
     for (int x = 0; x < cw; ++x) vertical[size_t(x)].add(rows[size_t(j)][c.left + x]);
   rgb total;
   int oldest = 0;
-  const uint32_t n = uint32_t(W) * uint32_t(H);
+  const divider mean(uint32_t(W) * uint32_t(H));
   for (int y = c.top; y < c.bottom; ++y) {
     if (y > c.top) {
       const pix32 *out = row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left;
@@ -109,7 +124,7 @@ void blur_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
         ring[size_t(oldest)] = fresh;
         if (++oldest == W) oldest = 0;
       }
-      mix(d[x], int(total.b / n), int(total.g / n), int(total.r / n), level);
+      mix(d[x], int(mean(total.b)), int(mean(total.g)), int(mean(total.r)), level);
     }
   }
 }
@@ -143,7 +158,7 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
     const int a = W - u - 1;
     at[size_t(u)] = {std::min(u, H), std::min(u, H - 1) + 1, std::min(a, H), std::min(a, H - 1) + 1};
   }
-  const uint64_t n = uint64_t(W) * uint64_t(H);
+  const divider mean(uint32_t(W) * uint32_t(H));
   auto fill = [&](uint64_t *p, int sx) {
     p[0] = 0;
     for (int j = 0; j < H; ++j) p[j + 1] = p[j] + pack(rows[size_t(j)][sx]);
@@ -184,7 +199,9 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
       const uint64_t strength = diff(t.g, b.g) + diff(t.b, b.b) + diff(l.r, r.r) + diff(l.g, r.g) +
                                 diff(l.b, r.b) + diff(lo.r, up.r) + diff(lo.g, up.g) + diff(lo.b, up.b) +
                                 diff(al.r, au.r) + diff(al.g, au.g) + diff(al.b, au.b);
-      const int v = int(std::min<uint64_t>(strength / n, 255));
+      // The strength is at most 11 * 255 * W * H: limited first, so the divider's range holds.
+      const int v =
+          int(std::min<uint64_t>(mean(std::min<uint64_t>(strength, 255 * uint64_t(W) * H + 1)), 255));
       mix(d[x], v, v, v, level);
     }
   }
