@@ -9,7 +9,8 @@
 
 #include "effects/effect.h"
 
-// A video effect with its type and constructor in one line: initEffect, the ID, then `declare`.
+// A video effect with its type: the constructor links it (initEffect) and sets its ID; the
+// concrete effect then declares its own variables.
 template <int Type>
 class effectTyped : public effectVideo {
  public:

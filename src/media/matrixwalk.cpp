@@ -163,7 +163,11 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
     p[0] = 0;
     for (int j = 0; j < H; ++j) p[j + 1] = p[j] + pack(rows[size_t(j)][sx]);
   };
+  // The halves are kept as running sums over the ring: top and bottom change by the column
+  // pushed and the one dropped; left and right also by the columns that cross the middle.
+  uint64_t top = 0, bottom = 0, left = 0, right = 0;
   int oldest = 0;
+  auto at_position = [&](int u) { return &ring[size_t((oldest + u) % W) * stride]; };
   for (int y = c.top; y < c.bottom; ++y) {
     window_rows(src, c, y, H, rows);
     const pix32 *s = row(src, y);
@@ -171,24 +175,37 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
     for (int x = c.left; x < c.right; ++x) {
       if (s[x].a == 0) continue;
       if (x == c.left) {
-        for (int i = 0; i < W; ++i)
-          fill(&ring[size_t(i) * stride], std::clamp(x - W / 2 + i, c.left, c.right - 1));
         oldest = 0;
+        top = bottom = left = right = 0;
+        for (int i = 0; i < W; ++i) {
+          uint64_t *p = &ring[size_t(i) * stride];
+          fill(p, std::clamp(x - W / 2 + i, c.left, c.right - 1));
+          top += p[H / 2 + 1];
+          bottom += p[H] - p[H / 2];
+          if (i <= W / 2) left += p[H];
+          if (i >= W / 2) right += p[H];
+        }
       } else {
-        fill(&ring[size_t(oldest) * stride], std::min(x + W / 2, c.right - 1));
+        uint64_t *gone = &ring[size_t(oldest) * stride];
+        // Before the shift: position 0 leaves, W/2 + 1 moves into the left half, W/2 leaves the
+        // right half (for W = 3 those are positions 2 and 1).
+        left = left - gone[H] + at_position(W / 2 + 1)[H];
+        right -= at_position(W / 2)[H];
+        top -= gone[H / 2 + 1];
+        bottom -= gone[H] - gone[H / 2];
+        fill(gone, std::min(x + W / 2, c.right - 1));
+        top += gone[H / 2 + 1];
+        bottom += gone[H] - gone[H / 2];
+        right += gone[H];
         if (++oldest == W) oldest = 0;
       }
-      uint64_t top = 0, bottom = 0, left = 0, right = 0, lower = 0, upper = 0, anti_low = 0, anti_up = 0;
+      uint64_t lower = 0, upper = 0, anti_low = 0, anti_up = 0;
       int slot = oldest;
       for (int u = 0; u < W; ++u) {
         const uint64_t *p = &ring[size_t(slot) * stride];
         if (++slot == W) slot = 0;
         const uint64_t all = p[H];
         const ends &e = at[size_t(u)];
-        top += p[H / 2 + 1];
-        bottom += all - p[H / 2];
-        if (u <= W / 2) left += all;
-        if (u >= W / 2) right += all;
         lower += all - p[e.lower];
         upper += p[e.upper];
         anti_low += all - p[e.anti_low];
