@@ -42,6 +42,20 @@ inline void mix(pix32 &d, int b, int g, int r, int level) {
   d.r = uint8_t((r * level + d.r * keep) >> 8);
 }
 
+// The three colours of a sum ride in one 64-bit word, 21 bits each: no sum over a record of at
+// most kPackedLimit^2 pixels exceeds 255 * 90 * 90 < 2^21. Sums and differences are exact in
+// the whole word as long as each colour's result is in range, whatever the order of the steps.
+constexpr int kPackedLimit = 90;
+constexpr uint64_t kLane = (uint64_t(1) << 21) - 1;
+
+inline uint64_t pack(pix32 p) { return uint64_t(p.b) | uint64_t(p.g) << 21 | uint64_t(p.r) << 42; }
+
+struct lanes {
+  uint64_t b, g, r;
+  explicit lanes(uint64_t v) : b(v & kLane), g((v >> 21) & kLane), r(v >> 42) {}
+};
+
+// Colour sums of a column or a record: three counters, or one packed word.
 struct rgb {
   uint32_t b = 0, g = 0, r = 0;
   void add(pix32 p) {
@@ -59,6 +73,25 @@ struct rgb {
     g -= o.g;
     r -= o.r;
   }
+  void replace(pix32 out, pix32 in) {
+    b = b - out.b + in.b;
+    g = g - out.g + in.g;
+    r = r - out.r + in.r;
+  }
+  uint32_t blue() const { return b; }
+  uint32_t green() const { return g; }
+  uint32_t red() const { return r; }
+};
+
+struct packed {
+  uint64_t v = 0;
+  void add(pix32 p) { v += pack(p); }
+  void add(const packed &o) { v += o.v; }
+  void sub(const packed &o) { v -= o.v; }
+  void replace(pix32 out, pix32 in) { v += pack(in) - pack(out); }
+  uint32_t blue() const { return uint32_t(v & kLane); }
+  uint32_t green() const { return uint32_t((v >> 21) & kLane); }
+  uint32_t red() const { return uint32_t(v >> 42); }
 };
 
 inline uint64_t diff(uint64_t a, uint64_t b) { return a > b ? a - b : b - a; }
@@ -85,65 +118,48 @@ void window_rows(const surf32 *src, const RECT &c, int y, int H, std::vector<con
 
 // Blur: the record's column sums come from per-column vertical sums kept for the current row
 // (one row leaves and one enters per step), the record's total from the ring.
+template <class Sum>
 void blur_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
   const int cw = c.right - c.left;
-  std::vector<rgb> vertical(static_cast<size_t>(cw)), ring(static_cast<size_t>(W));
+  std::vector<Sum> vertical(static_cast<size_t>(cw)), ring(static_cast<size_t>(W));
   std::vector<const pix32 *> rows(static_cast<size_t>(H));
   window_rows(src, c, c.top, H, rows);
   for (int j = 0; j < H; ++j)
     for (int x = 0; x < cw; ++x) vertical[size_t(x)].add(rows[size_t(j)][c.left + x]);
-  rgb total;
+  Sum total;
   int oldest = 0;
   const divider mean(uint32_t(W) * uint32_t(H));
   for (int y = c.top; y < c.bottom; ++y) {
     if (y > c.top) {
       const pix32 *out = row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left;
       const pix32 *in = row(src, std::clamp(y + H / 2, c.top, c.bottom - 1)) + c.left;
-      for (int x = 0; x < cw; ++x) {
-        rgb &v = vertical[size_t(x)];
-        v.b = v.b - out[x].b + in[x].b;
-        v.g = v.g - out[x].g + in[x].g;
-        v.r = v.r - out[x].r + in[x].r;
-      }
+      for (int x = 0; x < cw; ++x) vertical[size_t(x)].replace(out[x], in[x]);
     }
     const pix32 *s = row(src, y);
     pix32 *d = row(dst, y);
     for (int x = c.left; x < c.right; ++x) {
       if (s[x].a == 0) continue;
       if (x == c.left) {
-        total = rgb();
+        total = Sum();
         for (int i = 0; i < W; ++i) {
           ring[size_t(i)] = vertical[size_t(std::clamp(x - W / 2 + i, c.left, c.right - 1) - c.left)];
           total.add(ring[size_t(i)]);
         }
         oldest = 0;
       } else {
-        const rgb &fresh = vertical[size_t(std::min(x + W / 2, c.right - 1) - c.left)];
+        const Sum &fresh = vertical[size_t(std::min(x + W / 2, c.right - 1) - c.left)];
         total.sub(ring[size_t(oldest)]);
         total.add(fresh);
         ring[size_t(oldest)] = fresh;
         if (++oldest == W) oldest = 0;
       }
-      mix(d[x], int(mean(total.b)), int(mean(total.g)), int(mean(total.r)), level);
+      mix(d[x], int(mean(total.blue())), int(mean(total.green())), int(mean(total.red())), level);
     }
   }
 }
 
 // Edge map: each ring slot holds the prefix sums of its column over the record's rows, so the
-// halves and triangles are sums of one or two prefix entries per column. The three colours ride
-// in one 64-bit word, 21 bits each: no sum of a record of at most kPackedLimit^2 pixels exceeds
-// 255 * 90 * 90 < 2^21, and every difference taken is of a prefix and a longer prefix, so no
-// lane borrows from its neighbour.
-constexpr int kPackedLimit = 90;
-constexpr uint64_t kLane = (uint64_t(1) << 21) - 1;
-
-inline uint64_t pack(pix32 p) { return uint64_t(p.b) | uint64_t(p.g) << 21 | uint64_t(p.r) << 42; }
-
-struct lanes {
-  uint64_t b, g, r;
-  explicit lanes(uint64_t v) : b(v & kLane), g((v >> 21) & kLane), r(v >> 42) {}
-};
-
+// halves and triangles are sums of one or two prefix entries per column.
 void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
   const size_t stride = size_t(H) + 1;
   std::vector<uint64_t> ring(size_t(W) * stride);
@@ -271,8 +287,10 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
   const RECT c = inside(src, dst, r);
   if (c.right <= c.left || c.bottom <= c.top) return 1;
-  if (kernel == &pixelator::matrixBlurr)
-    blur_fast(src, dst, c, W, H, level);
+  if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit)
+    blur_fast<packed>(src, dst, c, W, H, level);
+  else if (kernel == &pixelator::matrixBlurr)
+    blur_fast<rgb>(src, dst, c, W, H, level);
   else
     edge_fast(src, dst, c, W, H, level);
   return 1;
