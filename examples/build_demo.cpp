@@ -129,6 +129,35 @@ void Place(clip *c, double l, double t, double r, double b, int ms = 0) {
   Key(c, clipvar::IDS_DST_B, ms, b);
 }
 
+// ---- The geometric and neighbourhood effects shown in the demo ----
+// The test video comes into focus (a blur from size 32 to 3 over its first two seconds, its
+// level then falling to 0 by 3 s) and is wiped away to the left at the end (progress 1 to -1 from 5.5 s
+// to 7.5 s); the still carries a glass bubble tinted blue toward its rim and a bevelled gold frame. Effect
+// times are the clip's own: the still starts at 0.5 s.
+bool AddEffectsShowcase(clip *video, clip *still) {
+  effectVideo *blur = video->VideoEffectAdd(149);    // "Blur"
+  effectVideo *wipe = video->VideoEffectAdd(282);    // "Wipe"
+  effectVideo *bubble = still->VideoEffectAdd(419);  // "Bubble"
+  effectVideo *frame = still->VideoEffectAdd(679);   // "Frame Style 1"
+  if (!blur || !wipe || !bubble || !frame) return false;
+  Key(blur, fxid::IDS_MATRIX_SIZE, 0, 32.0);
+  Key(blur, fxid::IDS_MATRIX_SIZE, 2000, 3.0);
+  Key(blur, fxid::IDS_EFFECT_LEVEL, 2000, 1.0);
+  Key(blur, fxid::IDS_EFFECT_LEVEL, 3000, 0.0);
+  Key(wipe, fxid::IDS_PROGRESS, 5500, 1.0);
+  Key(wipe, fxid::IDS_PROGRESS, 7500, -1.0);
+  Key(wipe, fxid::IDS_SMOOTHING, 0, 0.9);
+  Key(bubble, fxid::IDS_BLUE, 0, 0.6);
+  Key(bubble, fxid::IDS_GREEN, 0, 0.2);
+  Key(frame, fxid::IDS_COLOR_FRAME_R, 0, 0.85);
+  Key(frame, fxid::IDS_COLOR_FRAME_G, 0, 0.65);
+  Key(frame, fxid::IDS_COLOR_FRAME_B, 0, 0.2);
+  Key(frame, fxid::IDS_FRAME_SIZE, 0, 0.06);
+  Key(frame, fxid::IDS_FRAME_SHADING, 0, 0.6);
+  for (effectVideo *e : {blur, wipe, bubble, frame}) e->Commit();
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -199,6 +228,11 @@ int main(int argc, char **argv) {
     Key(chroma, fxid::IDS_CHROMA_TOLERANCE, 0, 0.12);
     Key(chroma, fxid::IDS_LUMA_TOLERANCE, 0, 0.4);
     chroma->Commit();
+  }
+
+  if (!AddEffectsShowcase(video, still)) {
+    std::fprintf(stderr, "lumivaxel-build-demo: the demo's effects could not be added\n");
+    return 1;
   }
 
   title->ClipSetText("Lumi-Vaxel\ndemo project");

@@ -56,7 +56,8 @@ struct KORSurface;
   X(IDS_ROTY_RIT_FREQ, 456) X(IDS_SHADOW_SIZE, 678) X(IDS_LIGHT_ANGLE, 677)                        \
   X(IDS_COLOR_FRAME, 680) X(IDS_COLOR_FRAME_R, 681) X(IDS_COLOR_FRAME_G, 682)                      \
   X(IDS_COLOR_FRAME_B, 683) X(IDS_COLOR_FRAME_A, 684) X(IDS_FRAME_SIZE, 685)                       \
-  X(IDS_FRAME_SHADING, 686) X(IDS_MATRIXVARS_01, 438) X(IDS_MATRIX_SIZE, 73)
+  X(IDS_FRAME_SHADING, 686) X(IDS_MATRIXVARS_01, 438) X(IDS_MATRIX_SIZE, 73)                     \
+  X(IDS_DST_RECT, 423) X(IDS_DST_L, 49) X(IDS_DST_T, 50) X(IDS_DST_R, 51) X(IDS_DST_B, 52)
 
 #define VEMO_EFFECT_AUDIO_VARIABLES(X)                                                       \
   X(IDS_VOLUME, 123) X(IDS_PAN, 150) X(IDS_COMPRESS4, 514) X(IDS_COMP1, 515) X(IDS_COMP2, 516) \
@@ -194,7 +195,19 @@ class effectVideo : public effect {
   // Maps every channel of rc through the mapper's tables. 1, or 0 when s cannot be locked.
   int ProcessEffectMapper(KORSurface *s, RECT rc);
 
+  // ---- Geometric workers (effects/geometric.cpp) ----
+  // Mirror the rectangle of `s` in place: columns (X) or rows (Y) exchanged pairwise from the
+  // outside in; an odd middle stays. 1, or 0 when s cannot be locked.
+  int FlipXProcess(KORSurface *s, RECT rc);
+  int FlipYProcess(KORSurface *s, RECT rc);
+  // Clears all of `destination`, then turns rc of `source` into it about the point
+  // ("Center X" x width, "Center Y" x height) measured from the frame's corner, by
+  // "Rotations" x 360 + "Angle Degrees". 1, or 0 when a surface cannot be locked.
+  int RotatorProcess(KORSurface *source, KORSurface *destination, RECT rc);
+
   // ---- Variable groups of the families ----
+  int RotatorVars();
+  int FrameColorVars();
   int KeyRGBVars();
   int KeyChromaVars();
   int KeyBrightVars();
@@ -219,7 +232,13 @@ class effectAudio : public effect {
   static effectAudio *EffectNew(int type, clip *owner, vemowin *window, surface *surfaces);
   static int EffectSelect(HWND parent, surface *surfaces, bool plugins);
 
+  // Scales the left channel by "Volume" x (1 - max(pan, 0)) and the right by
+  // "Volume" x (1 - max(-pan, 0)), truncating, read again every 441 frames (effects/audioeffects.cpp).
+  int ProcessVolPanComp(int16_t *in, int16_t *out, int count);
+
   VEMO_EFFECT_AUDIO_VARIABLES(VEMO_TV_DECLARE)
+  // The group heading the sound effects share with the video ones.
+  int TV_IDS_EFFECT_VARS();
 };
 
 #undef VEMO_TV_DECLARE

@@ -8,8 +8,13 @@
 
 #include "core/dialogs.h"
 #include "effects/adjusteffects.h"
+#include "effects/audioeffects.h"
 #include "effects/effect.h"
+#include "effects/geometric.h"
+#include "effects/interlace.h"
 #include "effects/keyeffects.h"
+#include "effects/matrixeffects.h"
+#include "effects/patterns.h"
 #include "effects/plugineffects.h"
 
 namespace {
@@ -27,9 +32,9 @@ using fxmenu::kVideoEffects;
 constexpr effectkind V = effectkind::video;
 constexpr effectkind A = effectkind::audio;
 
-// Rows whose maker is null belong to families not built yet: the factory yields no effect for
-// them and the menus leave them out. "Video Effects" gathers what changes the picture beyond
-// its colour and alpha: the keyed adjusters, the geometric effects and the neighbourhood filters.
+// A row whose maker is null yields no effect and is left out of the menus. "Video Effects" gathers what
+// changes the picture beyond its colour and alpha: the keyed adjusters, the geometric effects and the
+// neighbourhood filters.
 constexpr effecttype kTypes[] = {
     // Basic effects: opacity, colour, keys, mirrors.
     {103, V, kBasicEffects, make<effectOpacity>},
@@ -53,8 +58,8 @@ constexpr effecttype kTypes[] = {
     {243, V, kBasicEffects, make<effectKeyOvalI>},
     {247, V, kBasicEffects, make<effectKeyRect>},
     {248, V, kBasicEffects, make<effectKeyRectI>},
-    {300, V, kBasicEffects, nullptr},  // effectFlipX
-    {301, V, kBasicEffects, nullptr},  // effectFlipY
+    {300, V, kBasicEffects, make<effectFlipX>},
+    {301, V, kBasicEffects, make<effectFlipY>},
     // Video effects.
     {252, V, kVideoEffects, make<effectAdjRGB>},
     {253, V, kVideoEffects, make<effectAdjRGBI>},
@@ -74,29 +79,29 @@ constexpr effecttype kTypes[] = {
     {259, V, kVideoEffects, make<effectAdjOvalI>},
     {260, V, kVideoEffects, make<effectAdjRect>},
     {261, V, kVideoEffects, make<effectAdjRectI>},
-    {266, V, kVideoEffects, nullptr},  // effectRotator
-    {282, V, kVideoEffects, nullptr},  // effectWipe
-    {419, V, kVideoEffects, nullptr},  // effectBubble
-    {443, V, kVideoEffects, nullptr},  // effectRotX
-    {449, V, kVideoEffects, nullptr},  // effectRotY
-    {439, V, kVideoEffects, nullptr},  // effectPatHor
-    {440, V, kVideoEffects, nullptr},  // effectPatVer
-    {297, V, kVideoEffects, nullptr},  // effectSQRT
-    {676, V, kVideoEffects, nullptr},  // effectSinkTL
-    {679, V, kVideoEffects, nullptr},  // effectFrame01
-    {182, V, kVideoEffects, nullptr},  // effectExtraOutput
-    {72, V, kVideoEffects, nullptr},   // effectMatrixEdge
-    {149, V, kVideoEffects, nullptr},  // effectMatrixBlurr
-    {78, V, kVideoEffects, nullptr},   // effectMatrixKeySmothe
+    {266, V, kVideoEffects, make<effectRotator>},
+    {282, V, kVideoEffects, make<effectWipe>},
+    {419, V, kVideoEffects, make<effectBubble>},
+    {443, V, kVideoEffects, make<effectRotX>},
+    {449, V, kVideoEffects, make<effectRotY>},
+    {439, V, kVideoEffects, make<effectPatHor>},
+    {440, V, kVideoEffects, make<effectPatVer>},
+    {297, V, kVideoEffects, make<effectSQRT>},
+    {676, V, kVideoEffects, make<effectSinkTL>},
+    {679, V, kVideoEffects, make<effectFrame01>},
+    {182, V, kVideoEffects, make<effectExtraOutput>},
+    {72, V, kVideoEffects, make<effectMatrixEdge>},
+    {149, V, kVideoEffects, make<effectMatrixBlurr>},
+    {78, V, kVideoEffects, make<effectMatrixKeySmothe>},
     // Interlacing.
-    {525, V, kInterlacing, nullptr},  // effectInterlaceFFO
-    {526, V, kInterlacing, nullptr},  // effectInterlaceSFO
-    {527, V, kInterlacing, nullptr},  // effectInterlaceFB1
+    {525, V, kInterlacing, make<effectInterlaceFFO>},
+    {526, V, kInterlacing, make<effectInterlaceSFO>},
+    {527, V, kInterlacing, make<effectInterlaceFB1>},
     // Plugins: the wrapper asks for the plugin itself.
     {122, V, kPluginEffects, effectVideoPlugin::Create},
     // Sound.
-    {142, A, kAudioEffects, nullptr},   // effectVolPan
-    {514, A, kAudioEffects, nullptr},   // effectCompEx4
+    {142, A, kAudioEffects, make<effectVolPan>},
+    {514, A, kAudioEffects, make<effectCompEx4>},
     {122, A, kPluginEffects, effectAudioPlugin::Create},
 };
 

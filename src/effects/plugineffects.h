@@ -98,7 +98,8 @@ class effectAudioPlugin : public effectAudio {
   // As for video, from the audio effect plugins.
   static effect *Create(clip *owner, vemowin *window, surface *surfaces);
   bool InitPlug(KORPlugin *plugin);
-  // Passes no sound through this path: 1 at once, the output untouched.
+  // The plugin is not called on this path: the input's whole frames are copied to the output
+  // unchanged and 1 is returned.
   int Process(int16_t *in, int16_t *out, int count) override;
   int Load(FILE *f) override;
 

@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -542,6 +543,14 @@ class clip : public vemotime {
   KORSurface *picture = nullptr;
   uint64_t pictureserial = UINT64_MAX;
   int32_t picturedelta = 0;
+  // The pictures the "Extra Output" effects took from the chain this frame, one per effect in
+  // chain order, kept from frame to frame so that none is allocated per frame.
+  struct surface_deleter {
+    void operator()(KORSurface *s) const;
+  };
+  std::vector<std::unique_ptr<KORSurface, surface_deleter>> extrapictures;
+  // A copy of `current` in extra picture k (made or resized when needed); null on failure.
+  KORSurface *KeepExtraPicture(int k, KORSurface *current);
 
   // Audio blocks.
   int32_t blocksize = 0;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "effects/effect.h"
+#include "effects/geometric.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
 #include "media/dc.h"
@@ -97,7 +98,7 @@ int clip::ClipVideoComposite(uint32_t flags) {
       KORSurface *cur = e1, *other = e2;
       for (int i = 0; i < videoeffectcount; ++i) {
         effectVideo *fx = videoeffects[i];
-        if (fx->GetID() == 182 || !fx->IsActive()) continue;
+        if (fx->GetID() == effectExtraOutput::kType || !fx->IsActive()) continue;
         RECT area;
         if (!fx->GetEffectRect(outputrect.right, outputrect.bottom, &area)) continue;
         if (messagefn) Message(this, "Processing", EffectName(fx->GetID()), GetName());
@@ -233,13 +234,23 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
 
   const int w = parent->outputrect.right, h = parent->outputrect.bottom;
   const bool editing = (flags & CLIP_COMPOSE_EDIT) && parent->currentchild == this;
+  // The "Extra Output" effects met in the chain: their index and area, their picture kept.
+  int extras[CLIP_MAX_EFFECTS];
+  RECT extraareas[CLIP_MAX_EFFECTS];
+  int extracount = 0;
   for (int i = 0; i < videoeffectcount; ++i) {
     effectVideo *fx = videoeffects[i];
-    // Effects span their clip: while the clip is active, so are they. "Extra Output" takes
-    // its copy at the making stage, not here.
-    if (fx->GetID() == 182) continue;
+    // Effects span their clip: while the clip is active, so are they.
     RECT area;
     const bool inside = fx->GetEffectRect(w, h, &area) != 0;
+    if (fx->GetID() == effectExtraOutput::kType) {
+      // Not part of the picture: it takes a copy of the picture as it stands here.
+      if (inside && fx->IsActive() && KeepExtraPicture(extracount, cur)) {
+        extras[extracount] = i;
+        extraareas[extracount++] = area;
+      }
+      continue;
+    }
     if (inside && fx->IsActive()) {
       if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
       surface::SurfaceCopy(cur, other);
@@ -250,7 +261,32 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   }
 
   if (listening) Message(this, "Processing", "Adding To Destination", GetName());
-  return CompositeToParent(cur, frect(0.0, 0.0, 1.0, 1.0), rd, parent, blend);
+  const int done = CompositeToParent(cur, frect(0.0, 0.0, 1.0, 1.0), rd, parent, blend);
+  // Each second output over the clip: its copy colour-mapped by its own variables, then placed
+  // through its own destination rectangle with the clip's blending.
+  for (int k = 0; k < extracount; ++k) {
+    effectVideo *fx = videoeffects[extras[k]];
+    KORSurface *pic = extrapictures[size_t(k)].get();
+    if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
+    fx->Process(pic, pic, extraareas[k]);
+    const frect d(fx->GetTimeFloat(fxid::IDS_DST_L), fx->GetTimeFloat(fxid::IDS_DST_T),
+                  fx->GetTimeFloat(fxid::IDS_DST_R), fx->GetTimeFloat(fxid::IDS_DST_B));
+    CompositeToParent(pic, frect(0.0, 0.0, 1.0, 1.0), d, parent, blend);
+  }
+  return done;
+}
+
+void clip::surface_deleter::operator()(KORSurface *s) const { surface::SurfaceDelete(s); }
+
+KORSurface *clip::KeepExtraPicture(int k, KORSurface *current) {
+  if (!current || k < 0) return nullptr;
+  if (extrapictures.size() <= size_t(k)) extrapictures.resize(size_t(k) + 1);
+  auto &pic = extrapictures[size_t(k)];
+  if (!pic || pic->width != current->width || pic->height != current->height)
+    pic.reset(surface::SurfaceCreate(current->width, current->height));
+  if (!pic) return nullptr;
+  surface::SurfaceCopy(current, pic.get());  // its result says nothing (always 0)
+  return pic.get();
 }
 
 int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, bool blend) {

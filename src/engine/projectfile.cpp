@@ -9,8 +9,11 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "effects/effect.h"
+#include "effects/keptrecord.h"
 #include "effects/plugineffects.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
@@ -23,17 +26,25 @@ void Terminate(char (&s)[N]) {
 }
 
 // Makes and loads `count` effects of the types in `types`, in chain order, appending them to
-// list[n]. An effect this build cannot make has its record read past and is dropped. False when
-// a record cannot be read.
-template <class Effect>
+// list[n]. An effect this build cannot make has its record read past and kept as bytes, so that
+// saving writes it back unchanged. False when a record cannot be read.
+template <class Effect, class Kept>
 bool LoadEffects(FILE *f, clip *owner, vemowin *window, surface *surfaces, int length, const int32_t *types,
                  int count, Effect **list, int &n) {
   for (int i = 0; i < count; ++i) {
     Effect *e = Effect::EffectNew(types[i], owner, window, surfaces);
     if (!e) {
-      Effect skip;
-      skip.initEffect(owner, window, surfaces);
-      if (!skip.Load(f) || std::feof(f)) return false;
+      const long start = std::ftell(f);
+      {
+        Effect skip;
+        skip.initEffect(owner, window, surfaces);
+        if (!skip.Load(f) || std::feof(f)) return false;
+      }
+      std::vector<uint8_t> bytes;
+      if (!ReadKeptRecord(f, start, std::ftell(f), bytes)) continue;
+      Kept *kept = new Kept(types[i], std::move(bytes));
+      kept->SetPoSiz(0, length);
+      list[n++] = kept;
       continue;
     }
     if (!e->Load(f) || std::feof(f)) {
@@ -218,10 +229,10 @@ bool clip::LoadBody(FILE *f, int depth) {
 
   // Plugin effects bind the library their records name instead of asking for one.
   effectloadscope loading_effects;
-  if (!LoadEffects(f, this, wincontext, surfaces, size, block.videoeffectids, block.videoeffectcount,
-                   videoeffects, videoeffectcount) ||
-      !LoadEffects(f, this, wincontext, surfaces, size, block.audioeffectids, block.audioeffectcount,
-                   audioeffects, audioeffectcount))
+  if (!LoadEffects<effectVideo, effectKeptVideo>(f, this, wincontext, surfaces, size, block.videoeffectids,
+                                                 block.videoeffectcount, videoeffects, videoeffectcount) ||
+      !LoadEffects<effectAudio, effectKeptAudio>(f, this, wincontext, surfaces, size, block.audioeffectids,
+                                                 block.audioeffectcount, audioeffects, audioeffectcount))
     return false;
   if (videoeffectcount) currentvideoeffect = 0;
   if (audioeffectcount) currentaudioeffect = 0;

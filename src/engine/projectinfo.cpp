@@ -9,6 +9,12 @@
 
 namespace {
 
+// An effect's shown name; a type this build cannot make was kept as its record's bytes.
+std::string Shown(int type) {
+  const char *name = EffectName(type);
+  return *name ? name : "(unknown type, kept unchanged)";
+}
+
 std::string Seconds(int ms) {
   char b[32];
   std::snprintf(b, sizeof b, "%.3f", ms / 1000.0);
@@ -82,13 +88,13 @@ std::string DescribeClip(clip *top) {
     for (int i = 0; i < c->GetVideoEffectCount(); ++i) {
       effectVideo *fx = c->GetVideoEffect(i);
       out += indent + "  video effect " + std::to_string(i + 1) + ": " + std::to_string(fx->GetID()) + " " +
-             EffectName(fx->GetID()) + "\n";
+             Shown(fx->GetID()) + "\n";
       Keys(out, fx->GetTimeFloatMgr(), inner + "  ");
     }
     for (int i = 0; i < c->GetAudioEffectCount(); ++i) {
       effectAudio *fx = c->GetAudioEffect(i);
       out += indent + "  audio effect " + std::to_string(i + 1) + ": " + std::to_string(fx->GetID()) + " " +
-             EffectName(fx->GetID()) + "\n";
+             Shown(fx->GetID()) + "\n";
       Keys(out, fx->GetTimeFloatMgr(), inner + "  ");
     }
   });

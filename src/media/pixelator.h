@@ -12,6 +12,18 @@
 #include "core/vemo.h"
 #include "media/pix32.h"
 
+// The neighbourhood record a matrix kernel reads: the sizes, the caller's extra pointer, then
+// width x height pixels row by row, top row first, directly after the header.
+struct matrixrecord {
+  int32_t width;
+  int32_t height;
+  void *extra;
+  pix32 *pixels() { return reinterpret_cast<pix32 *>(this + 1); }
+  const pix32 *pixels() const { return reinterpret_cast<const pix32 *>(this + 1); }
+};
+static_assert(sizeof(matrixrecord) == 16, "the pixels follow the header without a gap");
+using matrixkernel = pix32 (*)(matrixrecord *);
+
 // surf32, the plain frame record handed to plugins and pixel helpers (pitch in pixels, rows
 // top-down), is declared with the plugin interface (media/plugin_abi.h, through pix32.h).
 
@@ -50,6 +62,20 @@ class pixelator : public vemo {
   // from the sum of source alpha over an odd k x k square (k = n with its lowest bit set, at
   // least 3; edges clamped) against lo = k * k * 255 / 2 and hi = lo + lo * soft.
   static int RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft);
+
+  // Filters r of src into dst with an odd neighbourhood (w and h with their lowest bit set, at
+  // least 3), clamped to r. Pixels whose source alpha is 0 are skipped; the others get the
+  // kernel's colour mixed in by `level` ((k * level + d * (255 - level)) >> 8), alpha kept. The
+  // record slides: away from r.left only its last column is read afresh, the others are those
+  // of the last pixel filtered, also across skipped pixels and rows. src and dst are different
+  // frames. 0 when the record cannot be allocated.
+  static int RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel, void *extra,
+                             unsigned char level);
+  // Mean of each colour over the record (truncating); alpha 0. `extra` is not used.
+  static pix32 matrixBlurr(matrixrecord *m);
+  // A grey edge map: differences of the sums over the four pairs of halves, divided by the
+  // record's size, limited to 255, in all four bytes.
+  static pix32 matrixEdge(matrixrecord *m);
 
   // A w x h frame (pitch = w) allocated with its record as one block; null on failure.
   static surf32 *Surf32Create(int w, int h);

@@ -2,12 +2,22 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <random>
 #include <vector>
 
+#include "effects/effect.h"
 #include "media/surface.h"
 
 namespace fxtest {
+
+inline std::unique_ptr<effectVideo> video(int type) {
+  return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
+}
+
+inline pix32 rgba(int r, int g, int b, int a = 255) {
+  return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a));
+}
 
 // A w x h surface, locked for its whole life.
 class canvas {
@@ -23,6 +33,7 @@ class canvas {
   pix32 &at(int x, int y) { return lk.bits[size_t(y) * lk.pitch + x]; }
   const surf &locked() const { return lk; }
   KORSurface *kor() const { return s; }
+  RECT whole() const { return RECT{0, 0, width(), height()}; }
   int width() const { return lk.width; }
   int height() const { return lk.height; }
 

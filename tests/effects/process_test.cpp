@@ -12,16 +12,12 @@
 #include "effects/keyeffects.h"
 
 using fxtest::canvas;
+using fxtest::rgba;
+using fxtest::video;
 
 namespace {
 
-std::unique_ptr<effectVideo> video(int type) {
-  return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
-}
-
-pix32 rgba(int r, int g, int b, int a = 255) { return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a)); }
-
-RECT whole(const canvas &c) { return RECT{0, 0, c.width(), c.height()}; }
+RECT whole(const canvas &c) { return c.whole(); }
 
 // Gives every value variable of the effect (not the rectangle or the switches) a random value
 // within its bounds.

@@ -303,3 +303,38 @@ TEST(Compose, ProcessingMessagesNameTheSteps) {
   EXPECT_EQ(seen[0], "Processing: pic");
   EXPECT_EQ(seen[1], "Processing: Drawing Video Frame pic");
 }
+
+TEST(Compose, ExtraOutputsAddTheirMappedCopyFromTheirPlaceInTheChain) {
+  project pr;
+  pr.Solid(pr.root(), pix32(0, 90, 0, 255), 0, 5000, 1);
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0);
+  ASSERT_NE(b, nullptr);
+  Key(b->VideoEffectAdd(103), fxid::IDS_OPACITY, 0, -0.5);  // alpha - 127
+  effectVideo *extra = b->VideoEffectAdd(182);
+  ASSERT_NE(extra, nullptr);
+  Key(extra, fxid::IDS_MAP_RED_1, 0, 0.5);  // red to at most 127
+  const frac corner{0.5, 0.5, 1.0, 1.0};
+  SetRect(extra, fxid::IDS_DST_L, fxid::IDS_DST_T, fxid::IDS_DST_R, fxid::IDS_DST_B, 0, corner);
+  Key(b->VideoEffectAdd(103), fxid::IDS_OPACITY, 0, -1.0);  // after the copy: the clip vanishes
+
+  refpic e = RefEffectSurface(Pattern(64, 48, PatternPixel), kUnit, W, H);
+  RefOpacity(e, 1.0);
+  for (pix32 &q : e.px) q.a = uint8_t(std::max(0, q.a - 127));
+  refpic copy = e;
+  for (pix32 &q : copy.px)  // the mapper's tables: low + i * (high - low) / 256
+    q = pix32(uint8_t(q.r * 127 / 256), uint8_t(q.g * 255 / 256), uint8_t(q.b * 255 / 256),
+              uint8_t(q.a * 255 / 256));
+  for (pix32 &q : e.px) q.a = 0;
+  refpic want(W, H);
+  RefComposite(want, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  RefComposite(want, e, kUnit, kUnit, true);
+  RefComposite(want, copy, kUnit, corner, true);
+  EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "");
+
+  // Switched off, it adds nothing.
+  Key(extra, fxid::IDS_EFFECT_ENABLE, 0, 0.0);
+  refpic without(W, H);
+  RefComposite(without, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  RefComposite(without, e, kUnit, kUnit, true);
+  EXPECT_EQ(FirstDifference(pr.At(1000), Finished(without)), "");
+}

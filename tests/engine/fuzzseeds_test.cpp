@@ -2,12 +2,14 @@
 //   FUZZ_CORPUS=fuzz/corpus test_engine --gtest_also_run_disabled_tests --gtest_filter='*FuzzSeeds*'
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
 #include "core/vemowin.h"
 #include "effects/effect.h"
 #include "engine/enginetest.h"
+#include "time/memfile.h"
 
 using namespace enginetest;
 
@@ -44,4 +46,23 @@ TEST(FuzzSeeds, DISABLED_Write) {
   m->SetTrack(1);
   nested.root()->SetAudioMaster(sub);
   put(nested, "nested.vmp");
+
+  // Effects of the other families, the second of them of a type no build makes (kept as bytes).
+  project effects;
+  clip *e = effects.Solid(effects.root(), pix32(90, 60, 30, 255), 0, 2000, 0);
+  Key(e->VideoEffectAdd(149), fxid::IDS_MATRIX_SIZE, 0, 5);
+  Key(e->VideoEffectAdd(419), fxid::IDS_BLUE, 100, 0.5);
+  e->VideoEffectAdd(182);
+  Key(e->AudioEffectAdd(142), fxid::IDS_PAN, 0, 0.5);
+  e->AudioEffectAdd(514);
+  const std::string path = (dir / "effects.vmp").string();
+  put(effects, "effects.vmp");
+  FILE *f = std::fopen(path.c_str(), "r+b");
+  ASSERT_NE(f, nullptr);
+  // The child's block follows the root's block and variables; its second video type at 836 + 4.
+  const bytes rootvars = SavedBytes([&](FILE *out) { return effects.root()->tfSave(out); });
+  const int32_t unknown = 9999;
+  std::fseek(f, long(5800 + rootvars.size() + 840), SEEK_SET);
+  std::fwrite(&unknown, 4, 1, f);
+  std::fclose(f);
 }

@@ -4,8 +4,10 @@
 
 #include <vector>
 
+#include "effects/effect.h"
 #include "engine/enginetest.h"
 #include "support/wavfile.h"
+#include "time/timefloat.h"
 
 using namespace enginetest;
 
@@ -167,4 +169,21 @@ TEST(Mixing, TheBlockWindowCoversSixSecondsAndMovesWithTheTime) {
   ASSERT_TRUE(c->ClipAudioGetData(out.data(), 5500, &bytes));
   EXPECT_EQ(bytes, 0);
   EXPECT_TRUE(All(Mix(pr, 8000, 500), 0, 22050, 5));
+}
+
+TEST(Mixing, VolumePanEffectScalesTheClipAndGivesItsEnvelope) {
+  project pr;
+  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "c.wav", 44100, 2, 16, 1001, 2000).c_str(), 0, 0);
+  ASSERT_NE(c, nullptr);
+  timefloat curve;
+  EXPECT_FALSE(pr.root()->ClipGetAudioEnveloppe(c, &curve));
+  effectAudio *fx = c->AudioEffectAdd(142);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_VOLUME, 0, 0.5);
+  Key(fx, fxid::IDS_PAN, 0, 0.5);
+  const std::vector<int16_t> s = Mix(pr, 0, 100);
+  EXPECT_EQ(s[100], 250);  // 1001 * 0.5 * 0.5, truncated
+  EXPECT_EQ(s[101], 500);
+  ASSERT_TRUE(pr.root()->ClipGetAudioEnveloppe(c, &curve));
+  EXPECT_EQ(curve.GetValue(0), 0.5);
 }

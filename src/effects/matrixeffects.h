@@ -1,0 +1,46 @@
+// The neighbourhood effects: edge map, blur and key smoother over an n x n square.
+//
+// Common principles: "Matrix Size" is truncated to n (the walker makes it odd, at least 3) and
+// "Effect Level" becomes a byte; the source is read and the destination written, the two locked
+// source first. 1 when the walk ran, 0 when a surface cannot be locked.
+#pragma once
+
+#include "effects/effect.h"
+#include "media/pixelator.h"
+
+// Declares "Matrix Variables 1", "Matrix Size" and "Effect Level"; its subclasses call
+// initEffect after it.
+class effectMatrix : public effectVideo {
+ public:
+  effectMatrix();
+
+ protected:
+  // The size and level at the current time.
+  int MatrixSize();
+  unsigned char MatrixLevel();
+  // RunSingleMatrix with `kernel` over rc from source to destination.
+  int RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel);
+};
+
+class effectMatrixEdge : public effectMatrix {
+ public:
+  static constexpr int kType = 72;
+  effectMatrixEdge(clip *owner, vemowin *window, surface *surfaces);
+  int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+};
+
+class effectMatrixBlurr : public effectMatrix {
+ public:
+  static constexpr int kType = 149;
+  effectMatrixBlurr(clip *owner, vemowin *window, surface *surfaces);
+  int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+};
+
+// Softens the alpha edge of a keyed picture; the level byte is RunKeyBlend's softness, which
+// keeps 0 as 0 and takes any other level as 1.
+class effectMatrixKeySmothe : public effectMatrix {
+ public:
+  static constexpr int kType = 78;
+  effectMatrixKeySmothe(clip *owner, vemowin *window, surface *surfaces);
+  int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+};

@@ -1,0 +1,75 @@
+// The sound effects by hand-worked samples: volume and pan gains with truncation, the
+// compressor's corners, and the variables read again after frame 0 and every 441 frames.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "effects/audioeffects.h"
+#include "time/timefloat.h"
+
+namespace {
+
+std::unique_ptr<effectAudio> audio(int type) {
+  return std::unique_ptr<effectAudio>(effectAudio::EffectNew(type, nullptr, nullptr, nullptr));
+}
+
+// One frame through the effect: {left, right} out.
+std::pair<int, int> one(effectAudio &e, int16_t l, int16_t r) {
+  int16_t in[2] = {l, r}, out[2] = {};
+  EXPECT_EQ(e.Process(in, out, 4), 1);
+  return {out[0], out[1]};
+}
+
+}  // namespace
+
+TEST(VolumePan, GainsPerSideAndTruncationTowardZero) {
+  auto e = audio(142);
+  EXPECT_EQ(one(*e, 1001, -1001), std::make_pair(1001, -1001));
+  e->SetTimeFloat(fxid::IDS_VOLUME, 0.5);
+  e->SetTimeFloat(fxid::IDS_PAN, 0.5);
+  // Left 1001 * 0.5 * 0.5 = 250.25, right -1001 * 0.5 = -500.5.
+  EXPECT_EQ(one(*e, 1001, -1001), std::make_pair(250, -500));
+  e->SetTimeFloat(fxid::IDS_VOLUME, 1.0);
+  e->SetTimeFloat(fxid::IDS_PAN, -1.0);
+  EXPECT_EQ(one(*e, -32768, 32767), std::make_pair(-32768, 0));
+  // Fewer than four bytes are no frame.
+  int16_t in[2] = {5, 5}, out[2] = {7, 7};
+  EXPECT_EQ(e->Process(in, out, 3), 1);
+  EXPECT_EQ(out[0], 7);
+}
+
+TEST(Compressor, CornerValuesAndMirroredNegatives) {
+  auto e = audio(514);
+  EXPECT_EQ(one(*e, 8192, 32767), std::make_pair(8191, 32767));  // trunc(0.25 * 32767)
+  EXPECT_EQ(one(*e, 16384, 0), std::make_pair(16383, 0));
+  EXPECT_EQ(one(*e, -32768, -8192), std::make_pair(-32767, -8191));
+  e->SetTimeFloat(fxid::IDS_COMP1, 0.5);
+  EXPECT_EQ(one(*e, 32767, -32768), std::make_pair(16383, -16383));
+}
+
+TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
+  // "High Band" 1.0 at 0 ms, 0.5 at 10 ms, 0.25 from 20 ms on.
+  auto e = audio(514);
+  timefloat *high = e->FindTimeFloat(fxid::IDS_COMP1);
+  high->SetValue(0, 1.0);
+  high->SetValue(10, 0.5);
+  high->SetValue(20, 0.25);
+  std::vector<int16_t> in(2 * 900, 32767), out(in.size());
+  ASSERT_EQ(e->Process(in.data(), out.data(), int(in.size() * 2)), 1);
+  EXPECT_EQ(out[0], 32767);      // frame 0: the block's start
+  EXPECT_EQ(out[2 * 1], 16383);  // frames 1 .. 441: 10 ms
+  EXPECT_EQ(out[2 * 441 + 1], 16383);
+  EXPECT_EQ(out[2 * 442], 8191);  // frame 442 on: 20 ms
+
+  // Volume/pan steps the same way, from the effect's current time.
+  auto v = audio(142);
+  timefloat *volume = v->FindTimeFloat(fxid::IDS_VOLUME);
+  volume->SetValue(100, 1.0);
+  volume->SetValue(110, 0.5);
+  v->SetCurrentTime(100);
+  std::vector<int16_t> tone(2 * 3, 1000), got(tone.size());
+  v->Process(tone.data(), got.data(), int(tone.size() * 2));
+  EXPECT_EQ(got[0], 1000);
+  EXPECT_EQ(got[2], 500);
+}

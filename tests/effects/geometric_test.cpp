@@ -1,0 +1,242 @@
+// The exact geometric effects by hand-worked pixels (mirrors, rotator, wipe, second output), and
+// the designed ones by their properties and a few worked values.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "effects/fxtest.h"
+#include "effects/geometric.h"
+#include "effects/patterns.h"
+
+using fxtest::canvas;
+using fxtest::rgba;
+using fxtest::video;
+
+namespace {
+
+// Red carries x, green y, so a moved pixel tells where it came from.
+void coordinates(canvas &c) {
+  for (int y = 0; y < c.height(); ++y)
+    for (int x = 0; x < c.width(); ++x) c.at(x, y) = rgba(x * 10, y * 10, 7, 255);
+}
+
+}  // namespace
+
+TEST(Mirrors, SwapFromTheOutsideInKeepingAnOddMiddleAndTwiceRestore) {
+  std::mt19937 rng(3);
+  canvas c(7, 5);
+  c.randomise(rng);
+  const auto before = c.pixels();
+  const RECT r{1, 1, 4, 4};  // three columns, three rows
+  auto flipx = video(300), flipy = video(301);
+  ASSERT_EQ(flipx->Process(nullptr, c.kor(), r), 1);
+  auto at = [&](int x, int y) { return before[size_t(y) * 7 + x]; };
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) {
+      const bool in = x >= 1 && x < 4 && y >= 1 && y < 4;
+      EXPECT_EQ(c.at(x, y), in ? at(4 - x, y) : at(x, y)) << x << "," << y;
+    }
+  ASSERT_EQ(flipx->Process(nullptr, c.kor(), r), 1);
+  EXPECT_EQ(c.pixels(), before);
+
+  ASSERT_EQ(flipy->Process(nullptr, c.kor(), r), 1);
+  EXPECT_EQ(c.at(2, 1), at(2, 3));
+  EXPECT_EQ(c.at(2, 2), at(2, 2));  // the middle row stays
+  flipy->Process(nullptr, c.kor(), r);
+  EXPECT_EQ(c.pixels(), before);
+
+  // One pixel wide or high: nothing to exchange.
+  flipx->Process(nullptr, c.kor(), RECT{3, 0, 4, 5});
+  flipy->Process(nullptr, c.kor(), RECT{0, 2, 7, 3});
+  EXPECT_EQ(c.pixels(), before);
+}
+
+TEST(Rotator, ClearsTheDestinationAndTurnsAboutACentreFromTheFrameCorner) {
+  canvas src(8, 8), dst(8, 8);
+  coordinates(src);
+  dst.fill(rgba(1, 2, 3, 4));
+  auto e = video(266);
+  // No turn: the rectangle is copied, everything else cleared.
+  ASSERT_EQ(e->Process(src.kor(), dst.kor(), RECT{2, 2, 6, 6}), 1);
+  EXPECT_EQ(dst.at(0, 0), pix32());
+  EXPECT_EQ(dst.at(7, 3), pix32());
+  EXPECT_EQ(dst.at(3, 4), src.at(3, 4));
+
+  // Half a turn over {2, 0, 6, 4}: the centre is (4 * 0.5, 4 * 0.5) = (2, 2) of the frame, not
+  // (4, 2), so (x, y) shows (4 - x, 4 - y) and what falls left of the rectangle is black.
+  e->SetTimeFloat(fxid::IDS_ROTATIONS, 0.5);
+  ASSERT_EQ(e->Process(src.kor(), dst.kor(), RECT{2, 0, 6, 4}), 1);
+  EXPECT_EQ(dst.at(2, 1), src.at(2, 3));
+  EXPECT_EQ(dst.at(3, 2), pix32());
+  EXPECT_EQ(dst.at(6, 1), pix32());
+}
+
+TEST(Wipe, LowersOnlyAlphaAlongTheRamp) {
+  canvas c(10, 10);
+  c.fill(rgba(9, 8, 7, 200));
+  auto e = video(282);
+  // Smoothing 0.99: k = 0.64, v = 2 * 0.64 * (5 - x) / 10 across a 10 x 10 rectangle.
+  e->SetTimeFloat(fxid::IDS_SMOOTHING, 0.99);
+  ASSERT_EQ(e->Process(nullptr, c.kor(), c.whole()), 1);
+  EXPECT_EQ(c.at(0, 3), rgba(9, 8, 7, 163));  // 0.64 * 255 = 163.2
+  EXPECT_EQ(c.at(2, 3), rgba(9, 8, 7, 97));   // 0.384 * 255 = 97.9
+  EXPECT_EQ(c.at(4, 3).a, 32);
+  EXPECT_EQ(c.at(5, 3).a, 0);
+  EXPECT_EQ(c.at(9, 9).a, 0);
+
+  // Progress 0.5 moves the centre to x = 10; a steep ramp (smoothing 0.7) keeps the old alpha.
+  c.fill(rgba(9, 8, 7, 200));
+  e->SetTimeFloat(fxid::IDS_SMOOTHING, 0.7);
+  e->SetTimeFloat(fxid::IDS_PROGRESS, 0.5);
+  e->Process(nullptr, c.kor(), c.whole());
+  EXPECT_EQ(c.at(9, 0).a, 200);
+
+  // Rotated a quarter: the ramp runs down the rows instead.
+  c.fill(rgba(9, 8, 7, 255));
+  e->SetTimeFloat(fxid::IDS_SMOOTHING, 0.99);
+  e->SetTimeFloat(fxid::IDS_PROGRESS, 0.0);
+  e->SetTimeFloat(fxid::IDS_WIPEANGLE, 90.0);
+  e->Process(nullptr, c.kor(), c.whole());
+  EXPECT_EQ(c.at(3, 6).a, 32);
+  EXPECT_EQ(c.at(3, 4).a, 0);
+
+  // An empty rectangle touches nothing.
+  const auto before = c.pixels();
+  EXPECT_EQ(e->Process(nullptr, c.kor(), RECT{4, 4, 4, 9}), 1);
+  EXPECT_EQ(c.pixels(), before);
+}
+
+TEST(ExtraOutput, ProcessesAsTheMapper) {
+  std::mt19937 rng(5);
+  canvas a(9, 6), b(9, 6);
+  a.randomise(rng);
+  b.set(a.pixels());
+  auto extra = video(182), mapper = video(111);
+  for (auto *e : {extra.get(), mapper.get()}) {
+    e->SetTimeFloat(fxid::IDS_MAP_RED_0, 0.2);
+    e->SetTimeFloat(fxid::IDS_MAP_OPACITY_1, 0.6);
+  }
+  extra->Process(nullptr, a.kor(), RECT{1, 1, 8, 5});
+  mapper->Process(nullptr, b.kor(), RECT{1, 1, 8, 5});
+  EXPECT_EQ(a.pixels(), b.pixels());
+  EXPECT_EQ(extra->GetTimeFloat(fxid::IDS_DST_R), 1.0);
+  EXPECT_EQ(extra->FindTimeFloat(fxid::IDS_DST_L)->GetMinimum(), -20.0);
+}
+
+// ---- Designed effects ----
+
+namespace {
+
+struct designed {
+  int type;
+  // Variables at which the effect changes nothing (empty: it always changes the picture).
+  std::vector<std::pair<int, double>> neutral;
+};
+
+const designed kDesigned[] = {
+    {419, {}},
+    {443, {{fxid::IDS_ROTX_TOP_POS, 0.0}, {fxid::IDS_ROTX_BOT_POS, 0.0}}},
+    {449, {{fxid::IDS_ROTY_LEF_POS, 0.0}, {fxid::IDS_ROTY_RIT_POS, 0.0}}},
+    {439, {{fxid::IDS_EFF_PATDIS, 0.0}}},
+    {440, {{fxid::IDS_EFF_PATDIS, 100.0}}},
+    {297, {{fxid::IDS_DISTORTX, 0.0}, {fxid::IDS_DISTORTY, 0.0}}},
+    {676, {{fxid::IDS_SHADOW_SIZE, 0.0}}},
+    {679, {{fxid::IDS_FRAME_SIZE, 0.0}}},
+};
+
+// Every value variable at a random point of its range.
+void randomise(effectVideo &e, std::mt19937 &rng) {
+  timefloatmgr &m = e.GetTimeFloatMgr();
+  for (int i = 0; i < m.GetCount(); ++i) {
+    timefloat *v = m.GetTimeFloatByIndex(i);
+    const int id = v->GetID();
+    if (v->GetKind() == 7 || id == fxid::IDS_EFFECT_ENABLE || id == fxid::IDS_EFFECT_TOGGLE ||
+        (id >= fxid::IDS_EFF_L && id <= fxid::IDS_EFF_B))
+      continue;
+    e.SetTimeFloat(id, std::uniform_real_distribution<double>(v->GetMinimum(), v->GetMaximum())(rng));
+  }
+}
+
+}  // namespace
+
+TEST(DesignedEffects, StayInTheirRectangleRepeatThemselvesAndRestAtNeutral) {
+  std::mt19937 rng(11);
+  const RECT r{3, 2, 17, 13};
+  for (const designed &d : kDesigned) {
+    SCOPED_TRACE(d.type);
+    auto e = video(d.type);
+    ASSERT_NE(e, nullptr);
+    canvas src(20, 16), dst(20, 16), again(20, 16);
+    for (int round = 0; round < 4; ++round) {
+      src.randomise(rng);
+      randomise(*e, rng);
+      // The engine hands over a copy of the picture as the destination.
+      dst.set(src.pixels());
+      again.set(src.pixels());
+      ASSERT_EQ(e->Process(src.kor(), dst.kor(), r), 1);
+      e->Process(src.kor(), again.kor(), r);
+      EXPECT_EQ(dst.pixels(), again.pixels());
+      for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 20; ++x)
+          if (x < r.left || x >= r.right || y < r.top || y >= r.bottom) {
+            ASSERT_EQ(dst.at(x, y), src.at(x, y));
+          }
+    }
+    if (d.neutral.empty()) continue;
+    for (auto [id, v] : d.neutral) e->SetTimeFloat(id, v);
+    dst.set(src.pixels());
+    e->Process(src.kor(), dst.kor(), r);
+    EXPECT_EQ(dst.pixels(), src.pixels());
+  }
+}
+
+TEST(DesignedEffects, BubbleLeavesTheCornersOfItsEllipseAlone) {
+  std::mt19937 rng(2);
+  canvas src(16, 12), dst(16, 12);
+  src.randomise(rng, true);
+  dst.set(src.pixels());
+  auto e = video(419);
+  e->SetTimeFloat(fxid::IDS_RED, 1.0);
+  e->Process(src.kor(), dst.kor(), src.whole());
+  for (auto [x, y] : {std::pair{0, 0}, {15, 0}, {0, 11}, {15, 11}}) EXPECT_EQ(dst.at(x, y), src.at(x, y));
+  EXPECT_NE(dst.pixels(), src.pixels());
+}
+
+TEST(DesignedEffects, WorkedValuesOfLoopShadowAndFrame) {
+  // Loop: 16 wide, 25 % = shift 4, band 2. Output 12 and 13 follow the seam: source 0 and 1
+  // mixed with their mirrors 15 and 14 by 85/256 and 170/256 of themselves.
+  canvas src(16, 1), dst(16, 1);
+  for (int x = 0; x < 16; ++x) src.at(x, 0) = rgba(10 * x, 0, 0, 255);
+  auto loop = video(439);
+  loop->SetTimeFloat(fxid::IDS_EFF_PATDIS, 25.0);
+  loop->Process(src.kor(), dst.kor(), src.whole());
+  EXPECT_EQ(dst.at(0, 0).r, 40);
+  EXPECT_EQ(dst.at(11, 0).r, 150);
+  EXPECT_EQ(dst.at(12, 0).r, 100);  // (150 * 171 + 0 * 85) >> 8
+  EXPECT_EQ(dst.at(13, 0).r, 53);   // (140 * 86 + 10 * 170) >> 8
+  EXPECT_EQ(dst.at(14, 0).r, 20);
+
+  // Shadow: size 1 on 16 x 16 reaches 8 pixels; at the edge it keeps 56/256.
+  canvas page(16, 16);
+  page.fill(rgba(200, 200, 200, 99));
+  auto sink = video(676);
+  sink->SetTimeFloat(fxid::IDS_SHADOW_SIZE, 1.0);
+  sink->Process(nullptr, page.kor(), page.whole());
+  EXPECT_EQ(page.at(0, 10), rgba(43, 43, 43, 99));  // 200 * 56 >> 8
+  EXPECT_EQ(page.at(0, 0).r, 9);                    // keep (56 * 56) >> 8 = 12
+  EXPECT_EQ(page.at(8, 8), rgba(200, 200, 200, 99));
+  EXPECT_EQ(page.at(4, 15).r, 160);  // keep 256 - trunc(200 * 0.25) = 206
+
+  // Frame: 0.1 of 20 = 2 pixels of grey 127 at full alpha, blended by the shift rule.
+  canvas pic(20, 20);
+  pic.fill(rgba(0, 0, 0, 0));
+  auto frame = video(679);
+  frame->Process(nullptr, pic.kor(), pic.whole());
+  EXPECT_EQ(pic.at(1, 10), rgba(126, 126, 126, 255));
+  EXPECT_EQ(pic.at(2, 10), rgba(0, 0, 0, 0));
+  // Shading 1: the lit top is 127 + 128 * 0.6 = 203, the bottom 127 - 127 * 0.6 = 50.
+  frame->SetTimeFloat(fxid::IDS_FRAME_SHADING, 1.0);
+  frame->Process(nullptr, pic.kor(), pic.whole());
+  EXPECT_EQ(pic.at(10, 0).r, 202);
+  EXPECT_EQ(pic.at(10, 19).r, 49);
+}

@@ -1,0 +1,153 @@
+// The neighbourhood walker and its kernels by hand-worked pixels, the fast blur and edge paths
+// against the plain walk, the key smoother's level, and the interlace effects.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "effects/fxtest.h"
+#include "effects/interlace.h"
+#include "effects/matrixeffects.h"
+#include "media/matrixwalk.h"
+
+using fxtest::canvas;
+using fxtest::rgba;
+using fxtest::video;
+
+namespace {
+
+surf32 frame(canvas &c) { return surf32{c.width(), c.height(), c.locked().pitch, c.locked().bits}; }
+
+pix32 grey(int v) { return rgba(v, v, v, 255); }
+
+}  // namespace
+
+TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
+  canvas src(12, 9), dst(12, 9);
+  src.fill(rgba(100, 150, 200, 255));
+  auto blur = video(149);
+  blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 9.0);
+  ASSERT_EQ(blur->Process(src.kor(), dst.kor(), src.whole()), 1);
+  // The mean is the colour itself; the full-level mix shifts by 8 and keeps the old alpha.
+  for (const pix32 &p : dst.pixels()) ASSERT_EQ(p, rgba(99, 149, 199, 0));
+
+  // One bright pixel: a 3 x 3 mean gives 90 / 9 = 10 beside it and nothing two away; 3.9 is
+  // used as 3, and 4 as 5 (90 / 25 = 3 two away).
+  src.fill(grey(0));
+  src.at(5, 4) = grey(90);
+  dst.fill(pix32());
+  blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 3.9);
+  blur->Process(src.kor(), dst.kor(), src.whole());
+  EXPECT_EQ(dst.at(6, 4).r, 9);  // 10 * 255 >> 8
+  EXPECT_EQ(dst.at(7, 4).r, 0);
+  blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 4.0);
+  blur->Process(src.kor(), dst.kor(), src.whole());
+  EXPECT_EQ(dst.at(7, 4).r, 2);  // 3 * 255 >> 8
+}
+
+TEST(MatrixWalk, EdgeMapOfStepsWithTheTopRedDifferenceZero) {
+  // A vertical step (0 | 90) at (2, 1) of 6 x 3: left/right differ by 270 per channel,
+  // both triangle pairs by 180: (810 + 540 + 540) / 9 = 210.
+  canvas src(6, 3), dst(6, 3);
+  for (int y = 0; y < 3; ++y)
+    for (int x = 0; x < 6; ++x) src.at(x, y) = grey(x < 3 ? 0 : 90);
+  dst.fill(rgba(0, 0, 0, 77));
+  auto edge = video(72);
+  ASSERT_EQ(edge->Process(src.kor(), dst.kor(), src.whole()), 1);
+  EXPECT_EQ(dst.at(2, 1), rgba(209, 209, 209, 77));  // 210 * 255 >> 8, alpha kept
+
+  // A horizontal step (90 over 0) at (1, 1) of 3 x 3: top/bottom differ by 270 in green and
+  // blue only, the triangles by 180 each: 1620 / 9 = 180 (not 210).
+  canvas s2(3, 3), d2(3, 3);
+  for (int x = 0; x < 3; ++x) s2.at(x, 0) = grey(90), s2.at(x, 1) = grey(0), s2.at(x, 2) = grey(0);
+  edge->Process(s2.kor(), d2.kor(), s2.whole());
+  EXPECT_EQ(d2.at(1, 1).r, 179);
+  // The kernel alone returns the strength in all four bytes.
+  struct {
+    matrixrecord head{3, 3, nullptr};
+    pix32 px[9];
+  } rec;
+  for (int i = 0; i < 9; ++i) rec.px[i] = i < 3 ? grey(90) : grey(0);
+  EXPECT_EQ(pixelator::matrixEdge(&rec.head), rgba(180, 180, 180, 180));
+}
+
+TEST(MatrixWalk, SkippedPixelsAreUntouchedAndTheWindowSlidesPastThem) {
+  // One row: red 0, 30, 60, 90, 120 with the middle two transparent. The record at x = 3 is
+  // the one of x = 0 moved by one column: (0, 30, 120), mean 50, not (60, 90, 120).
+  canvas src(5, 1), dst(5, 1);
+  for (int x = 0; x < 5; ++x) src.at(x, 0) = rgba(30 * x, 0, 0, x == 1 || x == 2 ? 0 : 255);
+  dst.fill(rgba(1, 2, 3, 4));
+  surf32 s = frame(src), d = frame(dst);
+  ASSERT_EQ(pixelator::RunSingleMatrix(&s, &d, src.whole(), 3, 3, pixelator::matrixBlurr, nullptr, 255), 1);
+  EXPECT_EQ(dst.at(0, 0).r, 9);  // (0 + 0 + 30) * 3 / 9 = 10
+  EXPECT_EQ(dst.at(1, 0), rgba(1, 2, 3, 4));
+  EXPECT_EQ(dst.at(2, 0), rgba(1, 2, 3, 4));
+  EXPECT_EQ(dst.at(3, 0).r, 49);  // 50 * 255 >> 8
+}
+
+TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
+  std::mt19937 rng(17);
+  for (int round = 0; round < 12; ++round) {
+    const int w = 7 + round * 3, h = 5 + round * 2;
+    canvas src(w, h), fast(w, h), plain(w, h);
+    src.randomise(rng);  // a quarter of the pixels transparent
+    fast.randomise(rng);
+    plain.set(fast.pixels());
+    // The largest size the effects use, and one beyond the packed sums.
+    const int n = round == 11 ? 33 : round == 10 ? 101 : 3 + round % 7;
+    const RECT r{round % 3, round % 2, w - round % 4, h - 1};
+    const uint8_t level = uint8_t(round * 37);
+    for (matrixkernel k : {&pixelator::matrixBlurr, &pixelator::matrixEdge}) {
+      surf32 s = frame(src), f = frame(fast), p = frame(plain);
+      pixelator::RunSingleMatrix(&s, &f, r, n, n, k, nullptr, level);
+      matrixwalk::Reference(&s, &p, r, n, n, k, nullptr, level);
+      ASSERT_EQ(fast.pixels(), plain.pixels())
+          << "round " << round << (k == &pixelator::matrixEdge ? " edge" : " blur");
+    }
+  }
+}
+
+TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
+  std::mt19937 rng(4);
+  canvas src(14, 10), dst(14, 10), want(14, 10);
+  src.randomise(rng);
+  auto smoother = video(78);
+  smoother->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 5.0);
+  for (auto [level, soft] : {std::pair{0.0, 0.0}, {0.5, 1.0}, {1.0, 1.0}}) {
+    smoother->SetTimeFloat(fxid::IDS_EFFECT_LEVEL, level);
+    dst.fill(rgba(5, 5, 5, 5));
+    want.fill(rgba(5, 5, 5, 5));
+    ASSERT_EQ(smoother->Process(src.kor(), dst.kor(), src.whole()), 1);
+    surf32 s = frame(src), w = frame(want);
+    pixelator::RunKeyBlend(&s, &w, src.whole(), 5, soft);
+    EXPECT_EQ(dst.pixels(), want.pixels()) << level;
+  }
+}
+
+TEST(Interlace, OddTopStartsOnTheEvenRowAboveAndAnOddCountLeavesTheLastRow) {
+  const int reds[5] = {10, 21, 40, 61, 80};
+  canvas c(3, 5);
+  auto reset = [&] {
+    for (int y = 0; y < 5; ++y)
+      for (int x = 0; x < 3; ++x) c.at(x, y) = rgba(reds[y], 0, 0, 255);
+  };
+  auto rows = [&](int column) {
+    std::vector<int> v;
+    for (int y = 0; y < 5; ++y) v.push_back(c.at(column, y).r);
+    return v;
+  };
+  const RECT r{1, 1, 3, 5};  // top 1 is odd: the walk starts at row 0
+  reset();
+  ASSERT_EQ(video(525)->Process(nullptr, c.kor(), r), 1);
+  EXPECT_EQ(rows(1), (std::vector<int>{10, 10, 40, 40, 80}));
+  EXPECT_EQ(rows(0), (std::vector<int>{10, 21, 40, 61, 80}));  // left of the rectangle
+  reset();
+  video(526)->Process(nullptr, c.kor(), r);
+  EXPECT_EQ(rows(2), (std::vector<int>{21, 21, 61, 61, 80}));
+  reset();
+  video(527)->Process(nullptr, c.kor(), r);
+  EXPECT_EQ(rows(2), (std::vector<int>{10, 25, 40, 60, 80}));
+  // Four rows: the last odd row has no row below and is averaged with itself and row 2.
+  reset();
+  video(527)->Process(nullptr, c.kor(), RECT{0, 0, 3, 4});
+  EXPECT_EQ(rows(0), (std::vector<int>{10, 25, 40, 50, 80}));
+}
