@@ -34,6 +34,9 @@
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 #include "media/mediareaders.h"
+#include "media/riff.h"
+#include "media/wavcfg.h"
+#include "media/waveformat.h"
 #include "media/plugin_abi.h"
 #include "media/plugins.h"
 

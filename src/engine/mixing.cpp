@@ -7,7 +7,7 @@
 
 #include "effects/effect.h"
 #include "engine/clip.h"
-#include "media/wavcfg.h"
+#include "media/pixelator.h"
 
 namespace {
 
@@ -210,8 +210,7 @@ int clip::ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms
   if (IsInternal(*f)) {
     if (got < bytes) std::memset(reinterpret_cast<uint8_t *>(work1) + got, 0, size_t(bytes - got));
   } else {
-    wavcfg::To44100_16_2(reinterpret_cast<const uint8_t *>(work1), f, got, reinterpret_cast<uint8_t *>(work2),
-                         bytes);
+    pixelator::To44100_16_2(work1, f, got, work2, bytes);
     res = work2;
   }
   const bool listening = GetRootClip()->messagefn != nullptr;

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "core/platform.h"
+#include "media/mediareaders.h"
 #include "media/pix32.h"
 #include "media/pixelator.h"
 #include "media/plugins.h"
@@ -199,6 +200,21 @@ class surface : public pixelator {
   // caller keeps s). A full table (never reached in practice) frees s and answers false.
   bool CacheSurfaceInsert(int key, KORSurface *s);
   int CacheCount() const { return cachecount; }
+
+  // ---- Media readers (surfacereaders.cpp) ----
+  // The readers are members of the surface manager; each forwards to its one implementation
+  // in mediareaders (media/mediareaders.h), which documents the records and the results.
+  static roa *AVIReadOpen(const char *path);
+  static bool AVIRead(roa *r, int ms);
+  static uint8_t *AVIReadAudioSecond(roa *r, int ms);
+  static bool AVIReadClose(roa *r);
+  static rwav *WaveFileReadOpen(const char *path);
+  static uint8_t *WaveFileRead(rwav *r, int ms);
+  static void WaveFileReadClose(rwav *r);
+  static mmstream *StreamOpenRead(const char *path);
+  static KORSurface *StreamReadVideoSample(mmstream *m, int ms);
+  static uint8_t *StreamReadAudioSample(mmstream *m, int ms);
+  static void StreamCloseRead(mmstream *m);
 
   // ---- Plugins ----
   // The plugin libraries found at start-up: "*.so" in the program's folder, in the build tree's

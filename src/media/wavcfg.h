@@ -1,5 +1,5 @@
-// Output sound formats (wavtype), the format descriptor wavcfg with its selection, and the two
-// converters between the internal format (44.1 kHz, 16-bit, stereo) and the others.
+// Output sound formats (wavtype) and the format descriptor wavcfg with its selection. The
+// converters between the internal format and the others are pixelator statics.
 #pragma once
 
 #include <cstdint>
@@ -52,13 +52,8 @@ class wavcfg {
   int IsValid() const { return valid; }
   uint8_t *GetBuffer() { return buffer; }
 
-  // Internal sound to `target`'s format, nearest earlier frame, no filtering. Returns the bytes
-  // written: (inBytes / 4) * rate / 44100 frames of the target's block size.
-  static int From44100_16_2(const uint8_t *in, const WAVEFORMATEX *target, int inBytes, uint8_t *out);
-  // Any accepted PCM to the internal format, stretched to fill exactly outBytes (whole frames).
-  // Returns 1. A source with no whole frame, or not 8/16-bit, gives silence.
-  static int To44100_16_2(const uint8_t *in, const WAVEFORMATEX *source, int inBytes, uint8_t *out,
-                          int outBytes);
+  // The same converter as pixelator::From44100_16_2.
+  static int From44100_16_2(const void *in, const WAVEFORMATEX *target, int inBytes, void *out);
 
  private:
   wavtype type = WT_16_STEREO_44;
