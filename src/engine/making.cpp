@@ -116,11 +116,16 @@ int clip::StartMaking(imgio_export *plugin) {
     Dialogs().MessageBox(root->GetWindow(), kNothingToMake, "Error", boxbuttons::ok, boxicon::exclamation);
     return 0;
   }
+  if (!plugin->CanEncode(root->makehasaudio, root->makehasvideo)) {
+    MakeFailed(root);
+    return 0;
+  }
   std::string file;
   if (!Dialogs().FileDialog(root->GetWindow(), true, "Select Export File Name", plugin->GetFileTypes(), file) ||
       file.empty())
     return 0;
   file = ForceExtension(file, plugin->GetExtension());
+  if (root->makehasaudio) root->InitWFX(95);
   const RECT r = root->GetSurfaceRectangle();
   if (!plugin->SetInfo(file.c_str(), root->makehasvideo, r.right - r.left, r.bottom - r.top, root->GetFps(),
                        root->makehasaudio)) {
@@ -151,9 +156,7 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
   const int length = root->GetMakeEnd() - start;
   const int count = length > 0 ? int(root->GetFps() * length / 1000.0) : 0;
 
-  // The project's texts: its name is its title.
-  const char *title = root->GetName();
-  if (title && title[0] && std::strlen(title) < 500) plugin->SetTitle(title);
+  root->MakeTellPlugin(plugin, length > 0 ? length : 0);
   if (!plugin->Open(root->GetWindow())) {
     plugin->Close();
     MakeFailed(root);
@@ -196,5 +199,6 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     MakeFailed(root);
     return 0;
   }
+  root->MakeOpenResult(plugin);
   return root->stoppending.load() && i < count ? int(kStopped) : 1;
 }

@@ -4,11 +4,13 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -152,7 +154,14 @@ int surface::SurfaceReleaseDC(surf *sf) {
   return 1;
 }
 
-int surface::WaitForVerticalBlank() { return 0; }
+int surface::WaitForVerticalBlank() {
+  if (!CheckDirectX600()) return 0;
+  using clock = std::chrono::steady_clock;
+  constexpr int64_t kPeriodUs = 1000000 / 60;
+  const int64_t now = std::chrono::duration_cast<std::chrono::microseconds>(clock::now().time_since_epoch()).count();
+  std::this_thread::sleep_until(clock::time_point(std::chrono::microseconds((now / kPeriodUs + 1) * kPeriodUs)));
+  return 1;
+}
 
 // ---- Render surfaces and the cache ----
 

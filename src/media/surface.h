@@ -131,7 +131,9 @@ class surface : public pixelator {
   // A drawing context on the whole surface into sf->hdc (also returned); null on failure.
   static HDC SurfaceGetDC(KORSurface *s, surf *sf);
   static int SurfaceReleaseDC(surf *sf);
-  // There is no display to wait for: always 0.
+  // Waits for the start of the next refresh period (a 60 Hz clock stands for the display's
+  // vertical blank) and returns 1; 0 at once when the backend did not start, as
+  // CheckDirectX600 tells.
   int WaitForVerticalBlank();
   // True when the surface backend started (every creation fails otherwise).
   bool CheckDirectX600() const { return backend; }

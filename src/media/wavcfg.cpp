@@ -52,9 +52,11 @@ void wavcfg::Reset() {
 int wavcfg::Dowavcfg(HWND parent) {
   std::vector<std::string> entries;
   for (int t = 8; t >= 1; --t) entries.emplace_back(WAVTYPE_TABLE[t - 1].text);
-  const int chosen = Dialogs().Choose(parent, "Sound Format", entries);
-  if (chosen < 1 || chosen > 8) return 0;
-  type = static_cast<wavtype>(9 - chosen);
+  // Listed from 8 down, so type t is entry 9 - t; OK with nothing chosen means type 8.
+  const int current = type >= 1 && type <= 8 ? 9 - type : 0;
+  int chosen = 0;
+  if (!Dialogs().ChooseFromList(parent, "Sound Format", entries, current, &chosen)) return 0;
+  type = chosen >= 1 && chosen <= 8 ? static_cast<wavtype>(9 - chosen) : WT_16_STEREO_44;
   InitWFX(type);
   return 1;
 }

@@ -50,10 +50,26 @@ TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
   EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 22050u);
   HeadlessDialogs().choice_answer = 0;
-  EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);  // cancelled
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
-  cfg.Reset();
+  EXPECT_EQ(HeadlessDialogs().last_selected, 3);  // the list opened on the current type
+  HeadlessDialogs().answer_yes = true;             // OK on the entry it opened with
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
+  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
+  HeadlessDialogs().answer_yes = false;
+
+  // OK with nothing chosen answers 16-bit stereo 44.1 kHz.
+  struct nothingchosen : headless_dialogs {
+    bool ChooseFromList(HWND, const char *, const std::vector<std::string> &, int, int *chosen) override {
+      *chosen = 0;
+      return true;
+    }
+  } ui;
+  SetDialogs(&ui);
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
+  SetDialogs(nullptr);
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
+  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 44100u);
 }
 
 TEST(FromInternal, HalfRateTakesEveryOtherFrame) {
