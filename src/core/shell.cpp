@@ -63,7 +63,7 @@ bool vemo::SetShellExtensions() {
                                             "Name=Lumi-Vaxel\n"
                                             "Comment=Media compositor\n"
                                             "Exec=") +
-                                    program + " %f\n" + "MimeType=" + kProjectMime +
+                                    program + " edit %f\n" + "MimeType=" + kProjectMime +
                                     ";\n"
                                     "Terminal=false\n"
                                     "Categories=AudioVideo;Video;\n");

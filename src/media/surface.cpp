@@ -2,6 +2,8 @@
 #include "media/surface.h"
 
 #include <dirent.h>
+#include <dlfcn.h>
+#include <limits.h>
 
 #include <algorithm>
 #include <chrono>
@@ -263,15 +265,26 @@ void surface::LoadLogos() {
   CacheSurfaceInsert(LOGO_KEY_SECOND, MakeLogo(1));
 }
 
-// Every shared library in the program's folder, in the build tree's plugin folder (where the
-// plugins of a program run from the build tree are) and in the folders of $LUMIVAXEL_PLUGIN_PATH
+// Every shared library in the program's folder, in the installed plugin folder beside this
+// library (LIBDIR/lumivaxel/plugins, wherever the tree was unpacked), in the build tree's plugin
+// folder when this library is the one built there, and in the folders of $LUMIVAXEL_PLUGIN_PATH
 // (separated by ':') is offered to the plugin loader, each folder in name order. A name met
 // again in a later folder is skipped by the loader.
 void surface::FindPlugins() {
   std::vector<std::string> dirs;
   if (const char *exe = ExeDir()) dirs.emplace_back(exe);
-#ifdef VEMO_PLUGIN_DIR
-  dirs.emplace_back(VEMO_PLUGIN_DIR "/");
+  Dl_info self{};
+  std::string libdir;
+  if (dladdr(reinterpret_cast<void *>(&surface::SurfaceCreate), &self) && self.dli_fname) {
+    char resolved[PATH_MAX];
+    if (realpath(self.dli_fname, resolved)) libdir = resolved;
+    const size_t slash = libdir.find_last_of(PATH_SEPARATOR);
+    libdir = slash == std::string::npos ? std::string() : libdir.substr(0, slash);
+  }
+  if (!libdir.empty()) dirs.push_back(libdir + "/lumivaxel/plugins/");
+#if defined(VEMO_PLUGIN_DIR) && defined(VEMO_BUILD_LIB_DIR)
+  char built[PATH_MAX];
+  if (!libdir.empty() && realpath(VEMO_BUILD_LIB_DIR, built) && libdir == built) dirs.emplace_back(VEMO_PLUGIN_DIR "/");
 #endif
   if (const char *env = std::getenv("LUMIVAXEL_PLUGIN_PATH")) {
     std::string list = env;
