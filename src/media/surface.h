@@ -219,9 +219,10 @@ class surface : public pixelator {
   static void StreamCloseRead(mmstream *m);
 
   // ---- Plugins ----
-  // The plugin libraries found at start-up: "*.so" in the program's folder, in the build tree's
-  // plugin folder and in the folders of $LUMIVAXEL_PLUGIN_PATH (separated by ':'). They are freed
-  // with the surface manager.
+  // The plugin libraries found at start-up: "*.so" in the program's folder, in the installed
+  // plugin folder beside libvemo.so (lumivaxel/plugins), in the build tree's plugin folder (for
+  // the library built there) and in the folders of $LUMIVAXEL_PLUGIN_PATH (separated by ':').
+  // They are freed with the surface manager.
   pluginlists &Plugins() { return *plugins; }
   // Offers the export plugins that can encode the requested kinds; the chosen object or null.
   imgio_export *PopExportTypes(HWND hwnd, bool video, bool audio);
