@@ -1,5 +1,6 @@
 // The engine's umbrella header: every public header of libvemo. A host needs only
-//   #include "vemodll.h"   with -Isrc and -lvemo.
+//   #include "vemodll.h"   with -Isrc and -lvemo in the tree, or, installed,
+//   $(pkg-config --cflags --libs vemo)   (headers under include/lumivaxel/).
 #pragma once
 
 // Core object model
