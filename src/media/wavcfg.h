@@ -41,8 +41,9 @@ class wavcfg {
 
   // Fills the format record for t (values outside 2..8 give 8-bit mono 11 025 Hz); true.
   bool InitWFX(wavtype t);
-  // Lets the user choose a format (listed from 8 down to 1) through the host's dialogs; on a
-  // choice the format is re-initialised and 1 returned, else 0.
+  // Lets the user choose a format through the host's dialogs: a list from 8 down to 1 that
+  // opens on the current type. OK stores the chosen type (8 when none is chosen), re-initialises
+  // the format and returns 1; Cancel returns 0.
   int Dowavcfg(HWND parent);
   // Back to 16-bit stereo 44.1 kHz.
   void Reset();
