@@ -91,28 +91,22 @@ TEST(MakeSetup, OutputFormatTable) {
   }
 }
 
-TEST(MakeSetup, SoundIsMadeAtChoice95AfterThePluginAgreed) {
+TEST(MakeSetup, ThePluginAgreesAndLearnsLengthAndTextsThenSoundIsMadeAtChoice95) {
   soundproject pr;
   pr.root()->InitWFX(0);
+  pr.root()->SetName("Root Name");
   setupprobe refusing;
   refusing.encodes = false;
   EXPECT_EQ(pr.root()->StartMaking(&refusing), 0);
-  EXPECT_TRUE(refusing.asked_audio);
-  EXPECT_TRUE(refusing.asked_video);
+  EXPECT_TRUE(refusing.asked_audio && refusing.asked_video);
   EXPECT_EQ(refusing.opened, 0);
 
   setupprobe plugin;
   ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
-  EXPECT_EQ(pr.root()->GetOutputFormat().nSamplesPerSec, 44100u);
-  EXPECT_EQ(pr.root()->GetOutputFormat().nChannels, 2);
-  EXPECT_EQ(pr.root()->GetOutputFormat().wBitsPerSample, 16);
-}
-
-TEST(MakeSetup, ThePluginKnowsLengthAndTextsBeforeItOpens) {
-  soundproject pr;
-  pr.root()->SetName("Root Name");
-  setupprobe plugin;
-  ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
+  const WAVEFORMATEX &f = pr.root()->GetOutputFormat();
+  EXPECT_EQ(f.nSamplesPerSec, 44100u);
+  EXPECT_EQ(f.nChannels, 2);
+  EXPECT_EQ(f.wBitsPerSample, 16);
   EXPECT_EQ(plugin.length, 400);
   EXPECT_STREQ(plugin.title, "Root Name");  // no title of its own: the root's name
   EXPECT_EQ(plugin.copyrightset, 0);        // empty texts are not passed
