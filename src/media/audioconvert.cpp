@@ -59,7 +59,8 @@ int pixelator::From44100_16_2(const void *input, const WAVEFORMATEX *target, int
   return static_cast<int>(o - out);
 }
 
-int pixelator::To44100_16_2(const void *input, const WAVEFORMATEX *source, int inBytes, void *output, int outBytes) {
+int pixelator::To44100_16_2(const void *input, const WAVEFORMATEX *source, int inBytes, void *output,
+                            int outBytes) {
   const uint8_t *in = static_cast<const uint8_t *>(input);
   uint8_t *out = static_cast<uint8_t *>(output);
   if (!out || outBytes <= 0) return 1;

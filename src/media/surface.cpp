@@ -160,8 +160,10 @@ int surface::WaitForVerticalBlank() {
   if (!CheckDirectX600()) return 0;
   using clock = std::chrono::steady_clock;
   constexpr int64_t kPeriodUs = 1000000 / 60;
-  const int64_t now = std::chrono::duration_cast<std::chrono::microseconds>(clock::now().time_since_epoch()).count();
-  std::this_thread::sleep_until(clock::time_point(std::chrono::microseconds((now / kPeriodUs + 1) * kPeriodUs)));
+  const int64_t now =
+      std::chrono::duration_cast<std::chrono::microseconds>(clock::now().time_since_epoch()).count();
+  std::this_thread::sleep_until(
+      clock::time_point(std::chrono::microseconds((now / kPeriodUs + 1) * kPeriodUs)));
   return 1;
 }
 
@@ -284,7 +286,8 @@ void surface::FindPlugins() {
   if (!libdir.empty()) dirs.push_back(libdir + "/lumivaxel/plugins/");
 #if defined(VEMO_PLUGIN_DIR) && defined(VEMO_BUILD_LIB_DIR)
   char built[PATH_MAX];
-  if (!libdir.empty() && realpath(VEMO_BUILD_LIB_DIR, built) && libdir == built) dirs.emplace_back(VEMO_PLUGIN_DIR "/");
+  if (!libdir.empty() && realpath(VEMO_BUILD_LIB_DIR, built) && libdir == built)
+    dirs.emplace_back(VEMO_PLUGIN_DIR "/");
 #endif
   if (const char *env = std::getenv("LUMIVAXEL_PLUGIN_PATH")) {
     std::string list = env;

@@ -12,6 +12,10 @@ uint8_t *surface::WaveFileRead(rwav *r, int ms) { return mediareaders::WaveFileR
 void surface::WaveFileReadClose(rwav *r) { mediareaders::WaveFileReadClose(r); }
 
 mmstream *surface::StreamOpenRead(const char *path) { return mediareaders::StreamOpenRead(path); }
-KORSurface *surface::StreamReadVideoSample(mmstream *m, int ms) { return mediareaders::StreamReadVideoSample(m, ms); }
-uint8_t *surface::StreamReadAudioSample(mmstream *m, int ms) { return mediareaders::StreamReadAudioSample(m, ms); }
+KORSurface *surface::StreamReadVideoSample(mmstream *m, int ms) {
+  return mediareaders::StreamReadVideoSample(m, ms);
+}
+uint8_t *surface::StreamReadAudioSample(mmstream *m, int ms) {
+  return mediareaders::StreamReadAudioSample(m, ms);
+}
 void surface::StreamCloseRead(mmstream *m) { mediareaders::StreamCloseRead(m); }

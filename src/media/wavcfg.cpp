@@ -20,7 +20,6 @@ const wavtype_info WAVTYPE_TABLE[8] = {
     {WT_16_STEREO_44, "16 Bit / Stereo / 44.1 kHz", 16, 2, 44100},
 };
 
-
 wavcfg::wavcfg() {
   buffer = static_cast<uint8_t *>(std::calloc(kBufferSize, 1));
   Reset();

@@ -24,15 +24,17 @@ namespace {
     reinterpret_cast<const void *>(&fxkernels::AdjustColour),  // effects/adjusters.h
     reinterpret_cast<const void *>(&fxlevels::ColourByte),     // effects/levels.h
 };
-static_assert(std::is_class_v<frect> && std::is_class_v<intarray> && std::is_class_v<randint> && std::is_class_v<UIItem> &&
-              std::is_class_v<UIItemDummy> && std::is_class_v<vemowin> && std::is_class_v<POINT>);
-static_assert(std::is_class_v<tfdecl> && std::is_class_v<timefloatmgr> && std::is_class_v<mtime> && std::is_class_v<tfcboard> &&
-              std::is_class_v<timefloat> && std::is_class_v<vemotime>);
+static_assert(std::is_class_v<frect> && std::is_class_v<intarray> && std::is_class_v<randint> &&
+              std::is_class_v<UIItem> && std::is_class_v<UIItemDummy> && std::is_class_v<vemowin> &&
+              std::is_class_v<POINT>);
+static_assert(std::is_class_v<tfdecl> && std::is_class_v<timefloatmgr> && std::is_class_v<mtime> &&
+              std::is_class_v<tfcboard> && std::is_class_v<timefloat> && std::is_class_v<vemotime>);
 static_assert(std::is_class_v<pix32> && std::is_class_v<pixelator> && std::is_class_v<dc> &&
               std::is_class_v<surface> && std::is_class_v<roa> && std::is_class_v<wavcfg> &&
               std::is_class_v<imgio_export> && std::is_class_v<pluginlists>);
-static_assert(std::is_class_v<effectOpacity> && std::is_class_v<effectVideo> && std::is_class_v<effectKeyRGB> &&
-              std::is_class_v<fxkernels::rgbkey> && std::is_class_v<effectloadscope>);
+static_assert(std::is_class_v<effectOpacity> && std::is_class_v<effectVideo> &&
+              std::is_class_v<effectKeyRGB> && std::is_class_v<fxkernels::rgbkey> &&
+              std::is_class_v<effectloadscope>);
 static_assert(std::is_class_v<clipData> && std::is_class_v<clip> && std::is_class_v<clipsrc> &&
               std::is_class_v<vemoproject> && std::is_class_v<clipworker>);
 static_assert(std::is_base_of_v<pixelator, surface> && std::is_base_of_v<vemo, pixelator>);

@@ -74,9 +74,10 @@ struct soundproject : project {
 
 TEST(MakeSetup, OutputFormatTable) {
   // choice, bits, channels, rate, block align, bytes per second
-  const int table[][6] = {{95, 16, 2, 44100, 4, 176400}, {122, 16, 1, 44100, 2, 88200}, {90, 16, 2, 22050, 4, 88200},
-                          {91, 16, 1, 22050, 2, 44100},  {120, 8, 2, 22050, 2, 44100},  {121, 8, 1, 22050, 1, 22050},
-                          {92, 8, 2, 11025, 2, 22050},   {0, 8, 1, 11025, 1, 11025},    {96, 8, 1, 11025, 1, 11025}};
+  const int table[][6] = {
+      {95, 16, 2, 44100, 4, 176400}, {122, 16, 1, 44100, 2, 88200}, {90, 16, 2, 22050, 4, 88200},
+      {91, 16, 1, 22050, 2, 44100},  {120, 8, 2, 22050, 2, 44100},  {121, 8, 1, 22050, 1, 22050},
+      {92, 8, 2, 11025, 2, 22050},   {0, 8, 1, 11025, 1, 11025},    {96, 8, 1, 11025, 1, 11025}};
   clip c(nullptr);
   for (const auto &row : table) {
     EXPECT_TRUE(c.InitWFX(row[0]));
@@ -130,8 +131,8 @@ TEST(MakeSetup, TheMadeFileGoesToTheDesktopOpenerWhenThePreferenceIsOn) {
   // A stand-in opener on the PATH writes down what it was given.
   const std::string bin = pr.dir.file("bin"), note = pr.dir.file("opened.txt");
   std::filesystem::create_directories(bin);
-  std::ofstream(bin + "/xdg-open") << "#!/bin/sh\necho \"$1\" > " << note << ".part && mv " << note << ".part "
-                                    << note << "\n";
+  std::ofstream(bin + "/xdg-open") << "#!/bin/sh\necho \"$1\" > " << note << ".part && mv " << note
+                                   << ".part " << note << "\n";
   std::filesystem::permissions(bin + "/xdg-open", std::filesystem::perms::owner_all);
   const std::string path = std::string(std::getenv("PATH") ? std::getenv("PATH") : "");
   const char *display = std::getenv("DISPLAY");
@@ -164,10 +165,12 @@ TEST(MakeSetup, TheWorkerRunsOneStepNicer) {
   static std::atomic<int> seen{-100};
   errno = 0;
   const int mine = getpriority(PRIO_PROCESS, 0);
-  clipworker w([](unsigned, void *) {
-    seen = getpriority(PRIO_PROCESS, 0);  // the calling thread's own nice value
-    return 1;
-  }, nullptr);
+  clipworker w(
+      [](unsigned, void *) {
+        seen = getpriority(PRIO_PROCESS, 0);  // the calling thread's own nice value
+        return 1;
+      },
+      nullptr);
   ASSERT_TRUE(w.Post(CLIP_JOB_COMPOSE));
   while (seen.load() == -100) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   EXPECT_EQ(seen.load(), mine < 19 ? mine + 1 : 19);
