@@ -550,7 +550,7 @@ class clip : public vemotime {
   imgio_export *makeplugin = nullptr;
   bool makehasaudio = false;
   bool makehasvideo = false;
-  WAVEFORMATEX outputformat{};
+  alignas(4) WAVEFORMATEX outputformat{};  // its 32-bit fields aligned for callers that bind them
   projecttexts texts;
   pump_fn pumpfn;
   progress_fn progressfn;
