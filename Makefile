@@ -3,6 +3,8 @@
 #   make check SANITIZE=1  the same with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/)
 #   make demo              build and render the example project into out/
 #   make bench             build the benchmarks (bench/) in release mode
+#   make install PREFIX=D  install program, library, headers, plugins, vemo.pc, man page under D
+#   make package           build the Debian package into build/package/
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 ifeq ($(SANITIZE),1)
@@ -13,7 +15,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all deps configure build check demo bench format clean
+.PHONY: all deps configure build check demo bench install package format clean
 
 all: build
 
@@ -35,6 +37,13 @@ demo: build
 
 bench: build
 	@echo "benchmarks are in $(BUILD)/bin/bench_*"
+
+PREFIX ?= /usr/local
+install: build
+	@cmake --install $(BUILD) --prefix $(PREFIX)
+
+package: build
+	@cd $(BUILD) && cpack -G DEB > /dev/null && ls package/*.deb
 
 format:
 	@clang-format -i $$(git ls-files '*.cpp' '*.h')

@@ -1,5 +1,6 @@
 // The engine's umbrella header: every public header of libvemo. A host needs only
-//   #include "vemodll.h"   with -Isrc and -lvemo.
+//   #include "vemodll.h"   with -Isrc and -lvemo in the tree, or, installed,
+//   $(pkg-config --cflags --libs vemo)   (headers under include/lumivaxel/).
 #pragma once
 
 // Core object model
@@ -35,6 +36,9 @@
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 #include "media/mediareaders.h"
+#include "media/riff.h"
+#include "media/wavcfg.h"
+#include "media/waveformat.h"
 #include "media/plugin_abi.h"
 #include "media/plugins.h"
 

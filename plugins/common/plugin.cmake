@@ -7,6 +7,7 @@ function(lumivaxel_plugin name)
     PREFIX ""
     OUTPUT_NAME ${name}
     LIBRARY_OUTPUT_DIRECTORY ${VEMO_PLUGIN_DIR})
+  install(TARGETS plugin_${name} LIBRARY DESTINATION ${VEMO_INSTALL_PLUGIN_DIR})
   # Every symbol must resolve at link time, so nothing is left to find in the engine. The
   # sanitizer runtimes come from the program, so sanitized builds leave that check out.
   if(NOT VEMO_SANITIZE)

@@ -22,10 +22,6 @@ const char *IconWord(boxicon icon) {
 
 int headless_dialogs::MessageBox(HWND, const char *text, const char *caption, boxbuttons buttons,
                                  boxicon icon) {
-  last_text = text ? text : "";
-  last_caption = caption ? caption : "";
-  last_icon = icon;
-  ++boxes_shown;
   int answer = IDOK;
   switch (buttons) {
     case boxbuttons::ok: answer = IDOK; break;
@@ -33,14 +29,20 @@ int headless_dialogs::MessageBox(HWND, const char *text, const char *caption, bo
     case boxbuttons::yesno:
     case boxbuttons::yesnocancel: answer = answer_yes ? IDYES : IDNO; break;
   }
-  if (!quiet) {
-    std::fprintf(stderr, "lumivaxel: %s: %s%s%s", IconWord(icon), last_caption.c_str(),
-                 last_caption.empty() || last_text.empty() ? "" : ": ", last_text.c_str());
-    if (buttons != boxbuttons::ok)
-      std::fprintf(stderr, " [answered %s]", answer == IDOK || answer == IDYES ? "yes" : "no");
-    std::fputc('\n', stderr);
-  }
+  Report(text, caption, icon, buttons == boxbuttons::ok ? nullptr : answer == IDOK || answer == IDYES ? "yes" : "no");
   return answer;
+}
+
+void headless_dialogs::Report(const char *text, const char *caption, boxicon icon, const char *answer) {
+  last_text = text ? text : "";
+  last_caption = caption ? caption : "";
+  last_icon = icon;
+  ++boxes_shown;
+  if (quiet) return;
+  std::fprintf(stderr, "lumivaxel: %s: %s%s%s", IconWord(icon), last_caption.c_str(),
+               last_caption.empty() || last_text.empty() ? "" : ": ", last_text.c_str());
+  if (answer) std::fprintf(stderr, " [answered %s]", answer);
+  std::fputc('\n', stderr);
 }
 
 bool headless_dialogs::FileDialog(HWND, bool, const char *, const char *, std::string &path) {
@@ -52,6 +54,41 @@ bool headless_dialogs::FileDialog(HWND, bool, const char *, const char *, std::s
 int headless_dialogs::Choose(HWND, const char *, const std::vector<std::string> &entries) {
   if (choice_answer < 1 || choice_answer > static_cast<int>(entries.size())) return 0;
   return choice_answer;
+}
+
+int dialogs::AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int) {
+  return MessageBox(owner, text, caption, boxbuttons::yesnocancel, icon);
+}
+
+bool dialogs::ChooseFromList(HWND owner, const char *title, const std::vector<std::string> &entries, int,
+                             int *chosen) {
+  const int c = Choose(owner, title, entries);
+  if (c < 1) return false;
+  if (chosen) *chosen = c;
+  return true;
+}
+
+int headless_dialogs::AskYesNoCancel(HWND, const char *text, const char *caption, boxicon icon,
+                                     int defaultanswer) {
+  last_default = defaultanswer;
+  const int answer = answer_yes ? IDYES : defaultanswer == IDNO ? IDNO : IDCANCEL;
+  Report(text, caption, icon, answer == IDYES ? "yes" : answer == IDNO ? "no" : "cancel");
+  return answer;
+}
+
+bool headless_dialogs::ChooseFromList(HWND, const char *, const std::vector<std::string> &entries, int selected,
+                                      int *chosen) {
+  last_selected = selected;
+  const int n = static_cast<int>(entries.size());
+  int c = 0;
+  if (choice_answer >= 1 && choice_answer <= n)
+    c = choice_answer;
+  else if (answer_yes)
+    c = selected >= 1 && selected <= n ? selected : 0;
+  else
+    return false;
+  if (chosen) *chosen = c;
+  return true;
 }
 
 dialogs &Dialogs() { return *g_current; }

@@ -33,6 +33,15 @@ class dialogs {
                           std::string &path) = 0;
   // Lets the user pick one entry (a pop-up menu or a list); returns its index + 1, 0 for none.
   virtual int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) = 0;
+  // The three-way question with Yes, No and Cancel; `defaultanswer` (IDYES, IDNO or IDCANCEL)
+  // is the button that Enter presses. Returns IDYES, IDNO or IDCANCEL. By default a box with
+  // those buttons.
+  virtual int AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int defaultanswer);
+  // A list with OK and Cancel that opens with entry `selected` (index + 1, 0 for none) chosen.
+  // False for Cancel; on OK *chosen is the entry chosen then (index + 1), or 0 when none is.
+  // By default Choose, where choosing nothing counts as Cancel.
+  virtual bool ChooseFromList(HWND owner, const char *title, const std::vector<std::string> &entries,
+                              int selected, int *chosen);
 
   virtual void SetCursor(cursorkind) {}
   virtual void SetCapture(HWND) {}
@@ -46,12 +55,15 @@ class headless_dialogs : public dialogs {
   bool answer_yes = false;          // OK/Yes instead of Cancel/No
   std::string file_answer;          // the path a file dialog returns; empty cancels
   int choice_answer = 0;            // the entry Choose returns (index + 1), 0 for none
+  // A list keeps the entry it opened with when answer_yes is set and choice_answer is 0.
 
   // What the engine did last, for callers that check it.
   std::string last_text;
   std::string last_caption;
   boxicon last_icon = boxicon::none;
   int boxes_shown = 0;
+  int last_default = 0;   // the default button of the last three-way question
+  int last_selected = 0;  // the entry the last list opened with
   cursorkind cursor = cursorkind::arrow;
   HWND capture = nullptr;
   bool captured = false;
@@ -60,6 +72,11 @@ class headless_dialogs : public dialogs {
                  boxicon icon) override;
   bool FileDialog(HWND owner, bool save, const char *title, const char *filter, std::string &path) override;
   int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) override;
+  // Yes with answer_yes; otherwise No only when No is the default, else Cancel, so that an
+  // unattended run never takes a step it was not told to.
+  int AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int defaultanswer) override;
+  bool ChooseFromList(HWND owner, const char *title, const std::vector<std::string> &entries, int selected,
+                      int *chosen) override;
   void SetCursor(cursorkind c) override { cursor = c; }
   void SetCapture(HWND w) override {
     capture = w;
@@ -69,6 +86,10 @@ class headless_dialogs : public dialogs {
     capture = nullptr;
     captured = false;
   }
+
+ private:
+  // Records the box and prints it unless quiet; `answer` null for a box that asks nothing.
+  void Report(const char *text, const char *caption, boxicon icon, const char *answer);
 };
 
 // The process-wide interface; never null (the headless one until a host installs its own).

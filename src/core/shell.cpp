@@ -1,5 +1,8 @@
 // Shell registration: the project file type as a freedesktop MIME type with a desktop entry,
 // and a small class-key store that mirrors what was registered.
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -18,6 +21,12 @@ std::string DataHome() {
 
 constexpr const char *kProjectMime = "application/x-lumi-vaxel-project";
 
+std::string ProgramPath() {
+  char path[4096];
+  const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
+  return n > 0 ? std::string(path, size_t(n)) : std::string("lumivaxel");
+}
+
 }  // namespace
 
 int vemo::SetShellString(const char *key, const char *name, const char *value) {
@@ -30,8 +39,10 @@ int vemo::SetShellString(const char *key, const char *name, const char *value) {
 }
 
 bool vemo::SetShellExtensions() {
+  // The running program's own path: whichever host registers the type opens its projects.
+  const std::string program = ProgramPath();
   char command[600];
-  std::snprintf(command, sizeof command, "%s %s", (std::string(ExeDir()) + "lumivaxel").c_str(), "%1");
+  std::snprintf(command, sizeof command, "%s %s", program.c_str(), "%1");
   SetShellString("Lumi-Vaxel.Project.File\\shell\\open\\command", nullptr, command);
   SetShellString(".vmp", nullptr, "Lumi-Vaxel.Project.File");
 
@@ -52,7 +63,7 @@ bool vemo::SetShellExtensions() {
                                             "Name=Lumi-Vaxel\n"
                                             "Comment=Media compositor\n"
                                             "Exec=") +
-                                    ExeDir() + "lumivaxel preview %f\n" + "MimeType=" + kProjectMime +
+                                    program + " edit %f\n" + "MimeType=" + kProjectMime +
                                     ";\n"
                                     "Terminal=false\n"
                                     "Categories=AudioVideo;Video;\n");

@@ -270,7 +270,9 @@ class clip : public vemotime {
   // Opens a media file into this clip, trying the image, WAV and stream readers in this
   // order. 1 on success, 0 on failure.
   int ClipImport(const char *file);
-  static bool AskForSave();
+  // "Save Current Project ?" with Yes (the default), No and Cancel before a project is
+  // replaced: IDYES, IDNO or IDCANCEL.
+  static int AskForSave();
 
   // ---- Clip time mapper ----
   int CTMGetValue(int t);
@@ -349,6 +351,21 @@ class clip : public vemotime {
   int ClipMakeFile(imgio_export *plugin, const char *path);
   // The make loop over the make range with the plugin already set up; the same results.
   int ClipMakeOutput(imgio_export *plugin);
+  // The output wave format of making (makeformat.cpp): PCM, extra size 0, from a choice of
+  // 95 (16-bit stereo 44.1 kHz), 122, 90, 91, 120, 121, 92; any other gives 8-bit mono
+  // 11.025 kHz. StartMaking sets 95 when sound is made. Always true.
+  bool InitWFX(int choice);
+  const WAVEFORMATEX &GetOutputFormat() const { return outputformat; }
+  // The project's texts handed to the export plugin before it opens; an empty title stands
+  // for the root's name. Kept with the root while it lives.
+  struct projecttexts {
+    std::string title, author, copyright, comment;
+  };
+  void SetProjectTexts(const projecttexts &t) { GetRootClip()->texts = t; }
+  const projecttexts &GetProjectTexts() { return GetRootClip()->texts; }
+  // The preference (per-user "prefs" data set, value "1" for on) behind "Output file opens
+  // when made.": the made file goes to the desktop's opener.
+  static constexpr const char *kPrefOpenMadeFile = "OpenMadeFile";
   // Playing needs a media-playing window; a headless root has none and plays nothing.
   int ClipPlay(unsigned int job);
   // Frame i of a make of `count` frames over [start, start + length): the exact times in 64-bit
@@ -450,6 +467,11 @@ class clip : public vemotime {
   const char *GetProjectPath();
 
  private:
+  // The plugin's information before it opens: the make length and the project's texts (each
+  // only when present and at most 499 characters).
+  void MakeTellPlugin(imgio_export *plugin, int length);
+  // After a make: the made file goes to the desktop's opener when the preference is on.
+  void MakeOpenResult(imgio_export *plugin);
   friend class clipsrc;
   bool ArrangementCommand(const std::vector<std::string> &args, char *result, bool *handled);
   bool RootCommand(const std::vector<std::string> &args, char *result);
@@ -564,6 +586,8 @@ class clip : public vemotime {
   imgio_export *makeplugin = nullptr;
   bool makehasaudio = false;
   bool makehasvideo = false;
+  alignas(4) WAVEFORMATEX outputformat{};  // its 32-bit fields aligned for callers that bind them
+  projecttexts texts;
   pump_fn pumpfn;
   progress_fn progressfn;
   int32_t criticalcount = 0;

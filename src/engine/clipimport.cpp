@@ -68,9 +68,8 @@ std::string Download(const std::string &url) {
 
 }  // namespace
 
-bool clip::AskForSave() {
-  return Dialogs().MessageBox(nullptr, "Save Current Project ?", "Question", boxbuttons::yesnocancel,
-                              boxicon::question) == IDYES;
+int clip::AskForSave() {
+  return Dialogs().AskYesNoCancel(nullptr, "Save Current Project ?", "Question", boxicon::question, IDYES);
 }
 
 // The questions about a missing file: a file of the same name in the project's folder, or

@@ -117,6 +117,10 @@ int clip::StartMaking(imgio_export *plugin) {
     Dialogs().MessageBox(root->GetWindow(), kNothingToMake, "Error", boxbuttons::ok, boxicon::exclamation);
     return 0;
   }
+  if (!plugin->CanEncode(root->makehasaudio, root->makehasvideo)) {
+    MakeFailed(root);
+    return 0;
+  }
   std::string file;
   if (!Dialogs().FileDialog(root->GetWindow(), true, "Select Export File Name", plugin->GetFileTypes(), file) ||
       file.empty())
@@ -130,7 +134,12 @@ int clip::ClipMakeFile(imgio_export *plugin, const char *path) {
   root->makehasaudio = root->CheckAudio();
   root->makehasvideo = root->CheckVideo();
   if (!root->makehasaudio && !root->makehasvideo) return 0;
+  if (!plugin->CanEncode(root->makehasaudio, root->makehasvideo)) {
+    MakeFailed(root);
+    return 0;
+  }
   const std::string file = ForceExtension(path, plugin->GetExtension());
+  if (root->makehasaudio) root->InitWFX(95);
   const RECT r = root->GetSurfaceRectangle();
   if (!plugin->SetInfo(file.c_str(), root->makehasvideo, r.right - r.left, r.bottom - r.top, root->GetFps(),
                        root->makehasaudio)) {
@@ -163,9 +172,7 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
   const int first = std::clamp(root->makefirst, 0, count);
   const int last = root->makelast < 0 ? count : std::clamp(root->makelast, first, count);
 
-  // The project's texts: its name is its title.
-  const char *title = root->GetName();
-  if (title && title[0] && std::strlen(title) < 500) plugin->SetTitle(title);
+  root->MakeTellPlugin(plugin, length > 0 ? length : 0);
   if (!plugin->Open(root->GetWindow())) {
     plugin->Close();
     MakeFailed(root);
@@ -208,5 +215,6 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     MakeFailed(root);
     return 0;
   }
+  root->MakeOpenResult(plugin);
   return root->stoppending.load() && i < last ? int(kStopped) : 1;
 }

@@ -7,7 +7,7 @@
 
 #include "effects/effect.h"
 #include "engine/clip.h"
-#include "media/wavcfg.h"
+#include "media/pixelator.h"
 
 namespace {
 
@@ -217,7 +217,7 @@ int clip::ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms
   if (IsInternal(*f) && src == reinterpret_cast<uint8_t *>(work1)) {
     if (got < bytes) std::memset(src + got, 0, size_t(bytes - got));
   } else {
-    wavcfg::To44100_16_2(src, f, got, reinterpret_cast<uint8_t *>(work2), bytes);
+    pixelator::To44100_16_2(src, f, got, work2, bytes);
     res = work2;
   }
   const bool listening = GetRootClip()->messagefn != nullptr;

@@ -1,9 +1,11 @@
 // clipworker: the thread body, posting and waiting.
 #include "engine/worker.h"
 
-#include <pthread.h>
-#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <system_error>
 
@@ -14,10 +16,6 @@ clipworker::clipworker(handler_fn h, void *d) : handler(h), data(d) {
     quitposted = true;  // no thread: every post is refused
     return;
   }
-  // Below normal: the interface thread comes first. Without the right to change it the
-  // thread simply runs at the normal priority.
-  sched_param p{};
-  pthread_setschedparam(thread.native_handle(), SCHED_OTHER, &p);
 }
 
 clipworker::~clipworker() {
@@ -42,6 +40,12 @@ bool clipworker::WaitForIdle() {
 }
 
 void clipworker::Body() {
+  // Below normal: one step nicer than the process, so the interface thread comes first. On
+  // Linux the nice value of a thread id is the thread's own.
+  const pid_t self = static_cast<pid_t>(::syscall(SYS_gettid));
+  errno = 0;
+  const int nice = ::getpriority(PRIO_PROCESS, static_cast<id_t>(self));
+  if (errno == 0 && nice < 19) ::setpriority(PRIO_PROCESS, static_cast<id_t>(self), nice + 1);
   for (;;) {
     idle = 1;
     while (job.load() == CLIP_JOB_NONE) std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));

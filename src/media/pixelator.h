@@ -83,5 +83,12 @@ class pixelator : public vemo {
   // Loading frames from files is not offered: always null.
   static surf32 *Surf32Load(const char *path);
 
-  // Sound conversion (audioconvert.cpp)
+  // ---- Sound conversion (audioconvert.cpp) ----
+  // Internal sound (44.1 kHz, 16-bit, stereo) to `target`'s format, nearest earlier frame, no
+  // filtering. Returns the bytes written: (inBytes / 4) * rate / 44100 frames of the target's
+  // block size; 0 for a target that is not 8/16-bit mono or stereo.
+  static int From44100_16_2(const void *in, const WAVEFORMATEX *target, int inBytes, void *out);
+  // Any accepted PCM to the internal format, stretched to fill exactly outBytes (whole frames).
+  // Returns 1. A source with no whole frame, or not 8/16-bit, gives silence.
+  static int To44100_16_2(const void *in, const WAVEFORMATEX *source, int inBytes, void *out, int outBytes);
 };

@@ -2,13 +2,17 @@
 #include "media/surface.h"
 
 #include <dirent.h>
+#include <dlfcn.h>
+#include <limits.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -152,7 +156,16 @@ int surface::SurfaceReleaseDC(surf *sf) {
   return 1;
 }
 
-int surface::WaitForVerticalBlank() { return 0; }
+int surface::WaitForVerticalBlank() {
+  if (!CheckDirectX600()) return 0;
+  using clock = std::chrono::steady_clock;
+  constexpr int64_t kPeriodUs = 1000000 / 60;
+  const int64_t now =
+      std::chrono::duration_cast<std::chrono::microseconds>(clock::now().time_since_epoch()).count();
+  std::this_thread::sleep_until(
+      clock::time_point(std::chrono::microseconds((now / kPeriodUs + 1) * kPeriodUs)));
+  return 1;
+}
 
 // ---- Render surfaces and the cache ----
 
@@ -254,15 +267,27 @@ void surface::LoadLogos() {
   CacheSurfaceInsert(LOGO_KEY_SECOND, MakeLogo(1));
 }
 
-// Every shared library in the program's folder, in the build tree's plugin folder (where the
-// plugins of a program run from the build tree are) and in the folders of $LUMIVAXEL_PLUGIN_PATH
+// Every shared library in the program's folder, in the installed plugin folder beside this
+// library (LIBDIR/lumivaxel/plugins, wherever the tree was unpacked), in the build tree's plugin
+// folder when this library is the one built there, and in the folders of $LUMIVAXEL_PLUGIN_PATH
 // (separated by ':') is offered to the plugin loader, each folder in name order. A name met
 // again in a later folder is skipped by the loader.
 void surface::FindPlugins() {
   std::vector<std::string> dirs;
   if (const char *exe = ExeDir()) dirs.emplace_back(exe);
-#ifdef VEMO_PLUGIN_DIR
-  dirs.emplace_back(VEMO_PLUGIN_DIR "/");
+  Dl_info self{};
+  std::string libdir;
+  if (dladdr(reinterpret_cast<void *>(&surface::SurfaceCreate), &self) && self.dli_fname) {
+    char resolved[PATH_MAX];
+    if (realpath(self.dli_fname, resolved)) libdir = resolved;
+    const size_t slash = libdir.find_last_of(PATH_SEPARATOR);
+    libdir = slash == std::string::npos ? std::string() : libdir.substr(0, slash);
+  }
+  if (!libdir.empty()) dirs.push_back(libdir + "/lumivaxel/plugins/");
+#if defined(VEMO_PLUGIN_DIR) && defined(VEMO_BUILD_LIB_DIR)
+  char built[PATH_MAX];
+  if (!libdir.empty() && realpath(VEMO_BUILD_LIB_DIR, built) && libdir == built)
+    dirs.emplace_back(VEMO_PLUGIN_DIR "/");
 #endif
   if (const char *env = std::getenv("LUMIVAXEL_PLUGIN_PATH")) {
     std::string list = env;

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "core/platform.h"
+#include "media/mediareaders.h"
 #include "media/pix32.h"
 #include "media/pixelator.h"
 #include "media/plugins.h"
@@ -130,7 +131,9 @@ class surface : public pixelator {
   // A drawing context on the whole surface into sf->hdc (also returned); null on failure.
   static HDC SurfaceGetDC(KORSurface *s, surf *sf);
   static int SurfaceReleaseDC(surf *sf);
-  // There is no display to wait for: always 0.
+  // Waits for the start of the next refresh period (a 60 Hz clock stands for the display's
+  // vertical blank) and returns 1; 0 at once when the backend did not start, as
+  // CheckDirectX600 tells.
   int WaitForVerticalBlank();
   // True when the surface backend started (every creation fails otherwise).
   bool CheckDirectX600() const { return backend; }
@@ -200,10 +203,26 @@ class surface : public pixelator {
   bool CacheSurfaceInsert(int key, KORSurface *s);
   int CacheCount() const { return cachecount; }
 
+  // ---- Media readers (surfacereaders.cpp) ----
+  // The readers are members of the surface manager; each forwards to its one implementation
+  // in mediareaders (media/mediareaders.h), which documents the records and the results.
+  static roa *AVIReadOpen(const char *path);
+  static bool AVIRead(roa *r, int ms);
+  static uint8_t *AVIReadAudioSecond(roa *r, int ms);
+  static bool AVIReadClose(roa *r);
+  static rwav *WaveFileReadOpen(const char *path);
+  static uint8_t *WaveFileRead(rwav *r, int ms);
+  static void WaveFileReadClose(rwav *r);
+  static mmstream *StreamOpenRead(const char *path);
+  static KORSurface *StreamReadVideoSample(mmstream *m, int ms);
+  static uint8_t *StreamReadAudioSample(mmstream *m, int ms);
+  static void StreamCloseRead(mmstream *m);
+
   // ---- Plugins ----
-  // The plugin libraries found at start-up: "*.so" in the program's folder, in the build tree's
-  // plugin folder and in the folders of $LUMIVAXEL_PLUGIN_PATH (separated by ':'). They are freed
-  // with the surface manager.
+  // The plugin libraries found at start-up: "*.so" in the program's folder, in the installed
+  // plugin folder beside libvemo.so (lumivaxel/plugins), in the build tree's plugin folder (for
+  // the library built there) and in the folders of $LUMIVAXEL_PLUGIN_PATH (separated by ':').
+  // They are freed with the surface manager.
   pluginlists &Plugins() { return *plugins; }
   // Offers the export plugins that can encode the requested kinds; the chosen object or null.
   imgio_export *PopExportTypes(HWND hwnd, bool video, bool audio);

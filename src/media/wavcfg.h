@@ -1,5 +1,5 @@
-// Output sound formats (wavtype), the format descriptor wavcfg with its selection, and the two
-// converters between the internal format (44.1 kHz, 16-bit, stereo) and the others.
+// Output sound formats (wavtype) and the format descriptor wavcfg with its selection. The
+// converters between the internal format and the others are pixelator statics.
 #pragma once
 
 #include <cstdint>
@@ -41,8 +41,9 @@ class wavcfg {
 
   // Fills the format record for t (values outside 2..8 give 8-bit mono 11 025 Hz); true.
   bool InitWFX(wavtype t);
-  // Lets the user choose a format (listed from 8 down to 1) through the host's dialogs; on a
-  // choice the format is re-initialised and 1 returned, else 0.
+  // Lets the user choose a format through the host's dialogs: a list from 8 down to 1 that
+  // opens on the current type. OK stores the chosen type (8 when none is chosen), re-initialises
+  // the format and returns 1; Cancel returns 0.
   int Dowavcfg(HWND parent);
   // Back to 16-bit stereo 44.1 kHz.
   void Reset();
@@ -52,13 +53,8 @@ class wavcfg {
   int IsValid() const { return valid; }
   uint8_t *GetBuffer() { return buffer; }
 
-  // Internal sound to `target`'s format, nearest earlier frame, no filtering. Returns the bytes
-  // written: (inBytes / 4) * rate / 44100 frames of the target's block size.
-  static int From44100_16_2(const uint8_t *in, const WAVEFORMATEX *target, int inBytes, uint8_t *out);
-  // Any accepted PCM to the internal format, stretched to fill exactly outBytes (whole frames).
-  // Returns 1. A source with no whole frame, or not 8/16-bit, gives silence.
-  static int To44100_16_2(const uint8_t *in, const WAVEFORMATEX *source, int inBytes, uint8_t *out,
-                          int outBytes);
+  // The same converter as pixelator::From44100_16_2.
+  static int From44100_16_2(const void *in, const WAVEFORMATEX *target, int inBytes, void *out);
 
  private:
   wavtype type = WT_16_STEREO_44;

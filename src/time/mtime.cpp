@@ -39,7 +39,10 @@ int32_t Saturate(int64_t v) {
 
 }  // namespace
 
-mtime::mtime() { Reset(); }
+mtime::mtime() {
+  Reset();
+  SetClean();  // a new object has nothing pending; its committed copy holds the defaults
+}
 
 mtime::mtime(const mtime &other) : UIItem(other) { *this = other; }
 
@@ -195,8 +198,7 @@ uint32_t mtime::Reset() {
   unitsperbar = 4;
   quantize = QUANTIZE_OFF;
   InitItems();
-  // A reset object has nothing pending, so the defaults are also the committed settings.
-  Commit();
+  // The committed copy and the pending flag stay as they were: a reset is not a commit.
   return 1;
 }
 

@@ -120,11 +120,8 @@ UIItem *vemotime::GetHelpItem() {
 UIItem *vemotime::UIItemResolve(const char *n) {
   if (!n) return nullptr;
   if (std::strcmp(n, ".") == 0) return this;
-  if (std::strcmp(n, "mt") == 0) return &mt;
-  if (std::strncmp(n, "mt.", 3) == 0) {
-    if (UIItem *item = mt.UIItemResolve(n + 3)) return item;
-    return &mt;
-  }
+  // "mt.anything" is the musical-time object itself; its own items are reached by asking it.
+  if (std::strcmp(n, "mt") == 0 || std::strncmp(n, "mt.", 3) == 0) return &mt;
   for (const char *p : {"prefs", ".prefs", "*.prefs"})
     if (std::strcmp(n, p) == 0) return GetPrefsItem();
   for (const char *h : {"help", ".help", "*.help"})
@@ -171,14 +168,16 @@ uint32_t vemotime::DeleteTimeFloatEntry(int var_id) {
   return ExitQueryAction(QA_CHANGED);
 }
 
+// Both answer QA_CHANGED whether or not a key sat at the current time (only then does the
+// curve change), unlike DeleteTimeFloatEntry, which answers 0 when there is nothing to delete.
 uint32_t vemotime::DeletePreviousTimeFloatEntries(int var_id) {
-  timefloat *tf = tfmgr.GetTimeFloatPointer(var_id);
-  return tf ? ExitQueryAction(tf->DeletePrev(tfmgr.GetCurrentTime())) : 0;
+  if (timefloat *tf = tfmgr.GetTimeFloatPointer(var_id)) tf->DeletePrev(tfmgr.GetCurrentTime());
+  return ExitQueryAction(QA_CHANGED);
 }
 
 uint32_t vemotime::DeleteNextTimeFloatEntries(int var_id) {
-  timefloat *tf = tfmgr.GetTimeFloatPointer(var_id);
-  return tf ? ExitQueryAction(tf->DeleteNext(tfmgr.GetCurrentTime())) : 0;
+  if (timefloat *tf = tfmgr.GetTimeFloatPointer(var_id)) tf->DeleteNext(tfmgr.GetCurrentTime());
+  return ExitQueryAction(QA_CHANGED);
 }
 
 uint32_t vemotime::NextTimeFloatTime(int var_id) {

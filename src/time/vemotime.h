@@ -41,7 +41,7 @@ class vemotime : public UIItem {
   // "GetTime", "GetPosition", "GetSize", "GetOffset" write seconds with "%f"; "SetTime SEC"
   // sets the whole tree's time so that this object's local time becomes SEC.
   bool Command(const char *command, char *result) override;
-  // "." this object; "mt" the musical time ("mt.NAME" an item of it, else the musical time);
+  // "." this object; "mt" and any "mt.NAME" the musical time;
   // "prefs", ".prefs", "*.prefs" the preferences item; "help", ".help", "*.help" the help
   // item; "IDS_..." the variable manager's buttons, else the variable of that name.
   UIItem *UIItemResolve(const char *name) override;

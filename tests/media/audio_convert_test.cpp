@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/dialogs.h"
+#include "media/pixelator.h"
 #include "media/wavcfg.h"
 
 namespace {
@@ -49,10 +50,26 @@ TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
   EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 22050u);
   HeadlessDialogs().choice_answer = 0;
-  EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);  // cancelled
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
-  cfg.Reset();
+  EXPECT_EQ(HeadlessDialogs().last_selected, 3);  // the list opened on the current type
+  HeadlessDialogs().answer_yes = true;             // OK on the entry it opened with
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
+  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
+  HeadlessDialogs().answer_yes = false;
+
+  // OK with nothing chosen answers 16-bit stereo 44.1 kHz.
+  struct nothingchosen : headless_dialogs {
+    bool ChooseFromList(HWND, const char *, const std::vector<std::string> &, int, int *chosen) override {
+      *chosen = 0;
+      return true;
+    }
+  } ui;
+  SetDialogs(&ui);
+  EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
+  SetDialogs(nullptr);
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
+  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 44100u);
 }
 
 TEST(FromInternal, HalfRateTakesEveryOtherFrame) {
@@ -62,11 +79,11 @@ TEST(FromInternal, HalfRateTakesEveryOtherFrame) {
   wavcfg cfg;
   cfg.InitWFX(WT_16_STEREO_22);
   std::vector<uint8_t> out(200000);
-  EXPECT_EQ(wavcfg::From44100_16_2(in.data(), &cfg.GetFormat(), 176400, out.data()), 88200);
+  EXPECT_EQ(pixelator::From44100_16_2(in.data(), &cfg.GetFormat(), 176400, out.data()), 88200);
   EXPECT_EQ(S16(&out[4 * 10]), 20);
   EXPECT_EQ(S16(&out[4 * 10 + 2]), -20);
   cfg.InitWFX(static_cast<wavtype>(1));
-  EXPECT_EQ(wavcfg::From44100_16_2(in.data(), &cfg.GetFormat(), 176400, out.data()), 11025);
+  EXPECT_EQ(pixelator::From44100_16_2(in.data(), &cfg.GetFormat(), 176400, out.data()), 11025);
 }
 
 TEST(FromInternal, EightBitAndMonoArithmetic) {
@@ -76,7 +93,7 @@ TEST(FromInternal, EightBitAndMonoArithmetic) {
   cfg.InitWFX(static_cast<wavtype>(1));  // 8-bit mono; rate 11025 would drop frames, so use 44.1
   WAVEFORMATEX mono8 = cfg.GetFormat();
   mono8.nSamplesPerSec = 44100;
-  ASSERT_EQ(wavcfg::From44100_16_2(in.data(), &mono8, 16, out), 4);
+  ASSERT_EQ(pixelator::From44100_16_2(in.data(), &mono8, 16, out), 4);
   EXPECT_EQ(out[0], 128);  // (-1 + 0) / 2 = 0 -> 128
   EXPECT_EQ(out[1], 128);  // (-1) / 2 = 0
   EXPECT_EQ(out[2], 128);  // -1 / 2 = 0 (toward zero)
@@ -85,7 +102,7 @@ TEST(FromInternal, EightBitAndMonoArithmetic) {
   WAVEFORMATEX stereo8 = mono8;
   stereo8.nChannels = 2;
   stereo8.nBlockAlign = 2;
-  ASSERT_EQ(wavcfg::From44100_16_2(in.data(), &stereo8, 16, out), 8);
+  ASSERT_EQ(pixelator::From44100_16_2(in.data(), &stereo8, 16, out), 8);
   EXPECT_EQ(out[0], 128);  // -1 / 256 = 0
   EXPECT_EQ(out[1], 128);
   EXPECT_EQ(out[2], 0);    // -32768 / 256 = -128
@@ -96,7 +113,7 @@ TEST(FromInternal, EightBitAndMonoArithmetic) {
   WAVEFORMATEX mono16 = mono8;
   mono16.wBitsPerSample = 16;
   mono16.nBlockAlign = 2;
-  ASSERT_EQ(wavcfg::From44100_16_2(in.data(), &mono16, 16, out), 8);
+  ASSERT_EQ(pixelator::From44100_16_2(in.data(), &mono16, 16, out), 8);
   EXPECT_EQ(S16(out + 0), 0);
   EXPECT_EQ(S16(out + 2), 0);   // (-32768 + 32767) / 2 = 0 toward zero
   EXPECT_EQ(S16(out + 4), 0);   // (300 - 301) / 2 = 0
@@ -107,7 +124,7 @@ TEST(ToInternal, EightBitWidensThroughTheTable) {
   WAVEFORMATEX src{1, 1, 8000, 8000, 1, 8, 18};
   const uint8_t in[4] = {0, 128, 255, 1};
   uint8_t out[16];
-  EXPECT_EQ(wavcfg::To44100_16_2(in, &src, 4, out, 16), 1);
+  EXPECT_EQ(pixelator::To44100_16_2(in, &src, 4, out, 16), 1);
   EXPECT_EQ(S16(out + 0), -32640);
   EXPECT_EQ(S16(out + 2), -32640);  // mono: right repeats left
   EXPECT_EQ(S16(out + 4), 0);
@@ -120,7 +137,7 @@ TEST(ToInternal, StretchesByNearestEarlierFrame) {
   const auto in = Internal({{10, -10}, {20, -20}, {30, -30}});
   WAVEFORMATEX src{1, 2, 22050, 88200, 4, 16, 18};
   uint8_t out[28];
-  EXPECT_EQ(wavcfg::To44100_16_2(in.data(), &src, 12, out, 28), 1);
+  EXPECT_EQ(pixelator::To44100_16_2(in.data(), &src, 12, out, 28), 1);
   const int expect[7] = {10, 10, 10, 20, 20, 30, 30};
   for (int i = 0; i < 7; ++i) {
     EXPECT_EQ(S16(out + 4 * i), expect[i]);
@@ -128,7 +145,7 @@ TEST(ToInternal, StretchesByNearestEarlierFrame) {
   }
   // Nothing to read gives silence rather than a read past the input.
   uint8_t quiet[8] = {1, 1, 1, 1, 1, 1, 1, 1};
-  EXPECT_EQ(wavcfg::To44100_16_2(in.data(), &src, 3, quiet, 8), 1);
+  EXPECT_EQ(pixelator::To44100_16_2(in.data(), &src, 3, quiet, 8), 1);
   for (uint8_t b : quiet) EXPECT_EQ(b, 0);
 }
 

@@ -151,6 +151,10 @@ TEST(MusicalTime, PendingEdits) {
   EXPECT_EQ(mt.GetQuantize(), QUANTIZE_OFF);
   mt.Revert();
   EXPECT_EQ(mt.GetBPM(), 60.0);
+  // A reset does not commit: the committed tempo is still 120 for the next revert.
+  mt.SetBPM(100);
+  mt.Revert();
+  EXPECT_EQ(mt.GetBPM(), 120.0);
 }
 
 TEST(MusicalTime, Items) {
