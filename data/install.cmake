@@ -17,11 +17,12 @@ endif()
 install(FILES ${CMAKE_SOURCE_DIR}/src/vemodll.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lumivaxel)
 install(DIRECTORY
     ${CMAKE_SOURCE_DIR}/src/core ${CMAKE_SOURCE_DIR}/src/time ${CMAKE_SOURCE_DIR}/src/media
-    ${CMAKE_SOURCE_DIR}/src/effects ${CMAKE_SOURCE_DIR}/src/engine
+    ${CMAKE_SOURCE_DIR}/src/effects ${CMAKE_SOURCE_DIR}/src/engine ${CMAKE_SOURCE_DIR}/src/macro
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lumivaxel
   FILES_MATCHING PATTERN "*.h"
   PATTERN "ffdecoder.h" EXCLUDE PATTERN "ffinput.h" EXCLUDE PATTERN "imagebytes.h" EXCLUDE
-  PATTERN "kernels.h" EXCLUDE PATTERN "logos.h" EXCLUDE PATTERN "rows.h" EXCLUDE PATTERN "text.h" EXCLUDE)
+  PATTERN "kernels.h" EXCLUDE PATTERN "logos.h" EXCLUDE PATTERN "rows.h" EXCLUDE PATTERN "text.h" EXCLUDE
+  PATTERN "matrixwalk.h" EXCLUDE PATTERN "keptrecord.h" EXCLUDE PATTERN "sampling.h" EXCLUDE)
 
 configure_file(${CMAKE_SOURCE_DIR}/data/vemo.pc.in ${CMAKE_BINARY_DIR}/vemo.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/vemo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

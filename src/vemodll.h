@@ -45,18 +45,24 @@
 // Effects
 #include "effects/adjusteffects.h"
 #include "effects/adjusters.h"
+#include "effects/audioeffects.h"
 #include "effects/effect.h"
+#include "effects/geometric.h"
+#include "effects/interlace.h"
 #include "effects/keyeffects.h"
 #include "effects/keys.h"
 #include "effects/levels.h"
+#include "effects/matrixeffects.h"
+#include "effects/patterns.h"
 #include "effects/plugineffects.h"
 
 // Clip engine
 #include "engine/clipblock.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
+#include "engine/joining.h"
 #include "engine/project.h"
 #include "engine/worker.h"
-#include "macro/macro.h"
 
 // Macros
+#include "macro/macro.h"

@@ -23,6 +23,7 @@ namespace {
     reinterpret_cast<const void *>(&DecodeBMP),                // media/imagecodecs.h
     reinterpret_cast<const void *>(&fxkernels::AdjustColour),  // effects/adjusters.h
     reinterpret_cast<const void *>(&fxlevels::ColourByte),     // effects/levels.h
+    reinterpret_cast<const void *>(&JoinSegments),             // engine/joining.h
 };
 static_assert(std::is_class_v<frect> && std::is_class_v<intarray> && std::is_class_v<randint> &&
               std::is_class_v<UIItem> && std::is_class_v<UIItemDummy> && std::is_class_v<vemowin> &&
@@ -34,9 +35,11 @@ static_assert(std::is_class_v<pix32> && std::is_class_v<pixelator> && std::is_cl
               std::is_class_v<imgio_export> && std::is_class_v<pluginlists>);
 static_assert(std::is_class_v<effectOpacity> && std::is_class_v<effectVideo> &&
               std::is_class_v<effectKeyRGB> && std::is_class_v<fxkernels::rgbkey> &&
-              std::is_class_v<effectloadscope>);
+              std::is_class_v<effectloadscope> && std::is_class_v<effectVolPan> &&
+              std::is_class_v<effectFlipX> && std::is_class_v<effectInterlaceFB1> &&
+              std::is_class_v<effectMatrixBlurr> && std::is_class_v<effectFrame01>);
 static_assert(std::is_class_v<clipData> && std::is_class_v<clip> && std::is_class_v<clipsrc> &&
-              std::is_class_v<vemoproject> && std::is_class_v<clipworker>);
+              std::is_class_v<vemoproject> && std::is_class_v<clipworker> && std::is_class_v<macro>);
 static_assert(std::is_base_of_v<pixelator, surface> && std::is_base_of_v<vemo, pixelator>);
 
 // The readers as a host calls them: members of the surface manager, plain char paths.
