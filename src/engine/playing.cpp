@@ -113,7 +113,7 @@ void clip::PlayArrangement() {
     if (slot) {
       SetCurrentTime(int(t));
       if (ClipVideoComposite(CLIP_COMPOSE_MAKE)) surface::SurfaceCopy(picture, slot);
-      q.PicturePut(int(t), int(t * rate / 1000));
+      q.PicturePut(int(t), FrameAt(int(t), rate));
       ++shown;
       worked = true;
     }
@@ -158,7 +158,7 @@ void clip::PlayMedia() {
     if (slot) {
       KORSurface *f = player.VideoFrame(int(t));
       if (f) surface::SurfaceCopy(f, slot);
-      q.PicturePut(int(t), int(t * rate / 1000));
+      q.PicturePut(int(t), FrameAt(int(t), rate));
       ++shown;
       worked = true;
     }

@@ -43,8 +43,8 @@ void playqueue::PicturePut(int ms, int frame) {
   picwrite.store(n + 1);
 }
 
-KORSurface *playqueue::PictureAt(int *ms, int *frame) const {
-  const int64_t n = picread.load();
+KORSurface *playqueue::PictureAt(int *ms, int *frame, int k) const {
+  const int64_t n = picread.load() + k;
   if (n >= picwrite.load()) return nullptr;
   if (ms) *ms = picturetime[n % kPictures];
   if (frame) *frame = pictureframe[n % kPictures];

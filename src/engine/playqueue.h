@@ -46,8 +46,9 @@ class playqueue {
   void SetFinished() { finished = true; }
 
   // ---- Picture consumer (the window) ----
-  // The oldest picture waiting, with its time and frame number; null when none waits.
-  KORSurface *PictureAt(int *ms, int *frame) const;
+  // The k-th picture waiting (0 the oldest), with its time and frame number; null when fewer
+  // wait.
+  KORSurface *PictureAt(int *ms, int *frame, int k = 0) const;
   // The oldest picture has been shown (or skipped).
   void PictureDone();
   int PicturesWaiting() const { return int(picwrite.load() - picread.load()); }
