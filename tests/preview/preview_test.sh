@@ -89,6 +89,10 @@ if start --at 1 --paused; then
   key space; waitfor '^demo\.vmp - paused'
   key l l; waitfor 'forward x2'
   key k; waitfor 'paused'
+  # The test video on its own (the second clip), and back to the composite where it was.
+  key Home; key Tab; waitfor 'current clip: Test video'
+  key m; waitfor '^demo\.vmp - media  0:00\.[1-9]'
+  key k; waitfor '^demo\.vmp - paused  0:00\.000  frame 0 '
   finish
 fi
 
