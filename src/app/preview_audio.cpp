@@ -18,7 +18,7 @@ bool previewaudio::Start(const char **error) {
     if (error) *error = SDL_GetError();
     return false;
   }
-  latency = have.samples;
+  queue->SetLatency(have.samples);
   SDL_PauseAudioDevice(device, 0);
   return true;
 }

@@ -13,19 +13,16 @@ class previewaudio {
   previewaudio(const previewaudio &) = delete;
   previewaudio &operator=(const previewaudio &) = delete;
 
-  // Opens the device and starts pulling; false (with SDL's reason in *error) when no device
-  // opens.
+  // Opens the device and starts pulling (telling the queue the device's buffer); false (with
+  // SDL's reason in *error) when no device opens.
   bool Start(const char **error);
   // Stops pulling and closes the device; the queue is free to be reset afterwards.
   void Stop();
   bool Playing() const { return device != 0; }
-  // Sample frames pulled but not yet heard: one device buffer.
-  int Latency() const { return latency; }
 
  private:
   static void Pull(void *self, Uint8 *stream, int bytes);
 
   playqueue *queue;
   SDL_AudioDeviceID device = 0;
-  int latency = 0;
 };

@@ -36,6 +36,8 @@ int previewplayer::Run(int at, bool paused) {
   return 0;
 }
 
+int previewplayer::Dropped() const { return droppedbefore + queue.Dropped(); }
+
 void previewplayer::Act(previewaction a) {
   const int step = 1000;
   note.clear();
@@ -108,22 +110,17 @@ void previewplayer::TickPlaying() {
     }
     priming = false;
   }
-  const int clock = queue.Clock(audio.Latency());
-  int due = -1, t = 0, f = 0;
-  for (int k = 0; queue.PictureAt(&t, &f, k) && t <= clock; ++k) due = k;
-  for (int k = 0; k < due; ++k) {
-    queue.PictureDone();
-    ++dropped;
-  }
-  if (due >= 0) {
-    window.BlitRoot(queue.PictureAt(&t, &f));
+  const int clock = queue.Clock();
+  int t = 0, f = 0;
+  if (KORSurface *picture = queue.PictureDue(clock, &t, &f)) {
+    window.BlitRoot(picture);
     queue.PictureDone();
     time = t;
     Presented(f);
   }
   const int behind = clip::FrameAt(clock, fps) - frame;
   if (behind > mostbehind) mostbehind = behind;
-  if (queue.Finished() && !queue.PicturesWaiting() && queue.Clock(audio.Latency()) >= queue.SoundEnd()) {
+  if (queue.Finished() && !queue.PicturesWaiting() && !queue.SoundWaiting()) {
     if (media) Show(resume);
     else Halt();
   }
@@ -207,7 +204,7 @@ std::string previewplayer::Status() const {
   else if (speed == 0) std::snprintf(state, sizeof state, "paused");
   else if (speed == 1) std::snprintf(state, sizeof state, "playing");
   else std::snprintf(state, sizeof state, "%s x%d", speed > 0 ? "forward" : "reverse", speed > 0 ? speed : -speed);
-  const int drops = dropped + droppedbefore + queue.Dropped();
+  const int drops = droppedbefore + queue.Dropped();
   char text[160];
   std::snprintf(text, sizeof text, "%s  %d:%02d.%03d  frame %d  %.1f fps", state, time / 60000, time / 1000 % 60,
                 time % 1000, frame, speed ? double(recent.size()) : 0.0);

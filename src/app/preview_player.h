@@ -24,7 +24,7 @@ class previewplayer {
 
   // What playing achieved, for the last line printed.
   int Shown() const { return shown; }
-  int Dropped() const { return dropped; }
+  int Dropped() const;
   int MostBehind() const { return mostbehind; }
 
  private:
@@ -62,6 +62,6 @@ class previewplayer {
   int shuttlefrom = 0;
   wallclock::time_point shuttlestart;
   std::deque<wallclock::time_point> recent;  // pictures shown in the last second
-  int shown = 0, dropped = 0, mostbehind = 0;
-  int droppedbefore = 0;  // the play job's drops of earlier plays
+  int shown = 0, mostbehind = 0;
+  int droppedbefore = 0;  // the drops of earlier plays
 };

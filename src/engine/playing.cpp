@@ -80,10 +80,13 @@ void clip::PlayArrangement() {
   const bool audio = CheckAudio();
   KORSurface *picture = GetDestinationSurface();
   int64_t heard = 0, shown = 0;  // the next frame whose sound, whose picture is to be made
+  // What composing a picture costs (ms), smoothed over the last few so one hiccup does not
+  // count. A picture that would be over before it is ready is not begun.
+  int64_t cost = 0;
   while (!stoppending.load()) {
     const int64_t ts = PlayFrameTime(from, rate, heard);
     const int64_t tp = PlayFrameTime(from, rate, shown);
-    if (ts >= end && tp >= end) break;
+    if (ts >= end && (tp >= end || !picture)) break;
     bool worked = false;
     // Sound first: it must never run dry, whatever the pictures cost.
     if (ts < end && ts < q.Clock() + kPlaySoundLeadMs) {
@@ -102,17 +105,21 @@ void clip::PlayArrangement() {
         worked = true;
       }
     }
-    // A picture whose frame has gone by is no use any more.
+    // A picture whose frame will have gone by when it is ready is no use.
     const int clock = q.Clock();
-    while (PlayFrameTime(from, rate, shown) < end && PlayFrameTime(from, rate, shown + 1) <= clock) {
+    while (PlayFrameTime(from, rate, shown) < end && PlayFrameTime(from, rate, shown + 1) <= clock + cost) {
       ++shown;
       q.CountDrop();
     }
     const int64_t t = PlayFrameTime(from, rate, shown);
-    KORSurface *slot = t < end && picture ? q.PictureToFill(picture->width, picture->height) : nullptr;
+    KORSurface *slot = t < end && picture ? q.PictureToFill(picture->width, picture->height, clock) : nullptr;
     if (slot) {
+      const auto begun = std::chrono::steady_clock::now();
       SetCurrentTime(int(t));
       if (ClipVideoComposite(CLIP_COMPOSE_MAKE)) surface::SurfaceCopy(picture, slot);
+      const int64_t took =
+          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun).count();
+      cost = (cost * 3 + took) / 4;
       q.PicturePut(int(t), FrameAt(int(t), rate));
       ++shown;
       worked = true;
@@ -138,8 +145,10 @@ void clip::PlayMedia() {
   const std::vector<int16_t> silence(size_t(INTERNAL_RATE) * 2, 0);
   while (!stoppending.load()) {
     const int clock = q.Clock();
-    player.Update(clock);
-    if (player.HandleEvent()) break;  // played to the end
+    // Once the last sound has been pulled the medium has played to its end (the clock, counted
+    // in whole milliseconds, may stop just short of it).
+    player.Update(sound >= end && !q.SoundWaiting() ? end : clock);
+    if (player.HandleEvent()) break;
     bool worked = false;
     if (sound < end && q.SoundEnd() < clock + kMediaSoundLeadMs && q.SoundRoom() >= INTERNAL_RATE) {
       const int16_t *second = player.AudioSecond(sound);
@@ -154,7 +163,7 @@ void clip::PlayMedia() {
       q.CountDrop();
     }
     const int64_t t = PlayFrameTime(from, rate, shown);
-    KORSurface *slot = t < end && player.HasVideo() ? q.PictureToFill(player.Width(), player.Height()) : nullptr;
+    KORSurface *slot = t < end && player.HasVideo() ? q.PictureToFill(player.Width(), player.Height(), clock) : nullptr;
     if (slot) {
       KORSurface *f = player.VideoFrame(int(t));
       if (f) surface::SurfaceCopy(f, slot);

@@ -15,8 +15,11 @@ playqueue::~playqueue() {
 }
 
 void playqueue::Reset(int ms) {
-  picwrite = 0;
-  picread = 0;
+  {
+    std::lock_guard<std::mutex> hold(picturelock);
+    picwrite = picread = 0;
+    held = false;
+  }
   soundwrite = 0;
   soundread = 0;
   dropped = 0;
@@ -24,9 +27,18 @@ void playqueue::Reset(int ms) {
   origin = ms;
 }
 
-KORSurface *playqueue::PictureToFill(int w, int h) {
-  const int64_t n = picwrite.load();
-  if (n - picread.load() >= kPictures) return nullptr;
+KORSurface *playqueue::PictureToFill(int w, int h, int clock) {
+  int64_t n;
+  {
+    std::lock_guard<std::mutex> hold(picturelock);
+    // The oldest goes when the one after it is due too: it would never be shown.
+    while (picwrite - picread >= kPictures && !held && picturetime[(picread + 1) % kPictures] <= clock) {
+      ++picread;
+      dropped.fetch_add(1);
+    }
+    if (picwrite - picread >= kPictures) return nullptr;
+    n = picwrite;
+  }
   KORSurface *&p = pictures[n % kPictures];
   if (p && (p->width != w || p->height != h)) {
     surface::SurfaceDelete(p);
@@ -37,23 +49,44 @@ KORSurface *playqueue::PictureToFill(int w, int h) {
 }
 
 void playqueue::PicturePut(int ms, int frame) {
-  const int64_t n = picwrite.load();
-  picturetime[n % kPictures] = ms;
-  pictureframe[n % kPictures] = frame;
-  picwrite.store(n + 1);
+  std::lock_guard<std::mutex> hold(picturelock);
+  picturetime[picwrite % kPictures] = ms;
+  pictureframe[picwrite % kPictures] = frame;
+  ++picwrite;
 }
 
-KORSurface *playqueue::PictureAt(int *ms, int *frame, int k) const {
-  const int64_t n = picread.load() + k;
-  if (n >= picwrite.load()) return nullptr;
+KORSurface *playqueue::PictureDue(int clock, int *ms, int *frame) {
+  std::lock_guard<std::mutex> hold(picturelock);
+  if (held) return nullptr;
+  int64_t due = -1;
+  for (int64_t n = picread; n < picwrite && picturetime[n % kPictures] <= clock; ++n) due = n;
+  if (due < 0) return nullptr;
+  dropped.fetch_add(int(due - picread));
+  picread = due;
+  held = true;
+  if (ms) *ms = picturetime[due % kPictures];
+  if (frame) *frame = pictureframe[due % kPictures];
+  return pictures[due % kPictures];
+}
+
+void playqueue::PictureDone() {
+  std::lock_guard<std::mutex> hold(picturelock);
+  if (held && picread < picwrite) ++picread;
+  held = false;
+}
+
+KORSurface *playqueue::PictureAt(int *ms, int *frame, int k) {
+  std::lock_guard<std::mutex> hold(picturelock);
+  const int64_t n = picread + k;
+  if (k < 0 || n >= picwrite) return nullptr;
   if (ms) *ms = picturetime[n % kPictures];
   if (frame) *frame = pictureframe[n % kPictures];
   return pictures[n % kPictures];
 }
 
-void playqueue::PictureDone() {
-  const int64_t n = picread.load();
-  if (n < picwrite.load()) picread.store(n + 1);
+int playqueue::PicturesWaiting() {
+  std::lock_guard<std::mutex> hold(picturelock);
+  return int(picwrite - picread);
 }
 
 int playqueue::SoundRoom() const { return kSoundFrames - int(soundwrite.load() - soundread.load()); }
@@ -86,7 +119,7 @@ int playqueue::SoundGet(int16_t *out, int frames) {
   return n;
 }
 
-int playqueue::Clock(int latency) const {
-  const int64_t heard = soundread.load() - latency;
+int playqueue::Clock() const {
+  const int64_t heard = soundread.load() - latency.load();
   return origin + (heard > 0 ? int(heard * 10 / 441) : 0);
 }

@@ -13,13 +13,14 @@ using namespace enginetest;
 
 namespace {
 
-// A project whose only sound is a 3 s wave file of known samples, at 0 on track 0.
+// A project whose only sound is a wave file of known samples (127 000 sample frames, 2.8798 s:
+// no whole number of milliseconds), at 0 on track 0.
 struct playproject : project {
   clip *tone = nullptr;
   playqueue queue;
   playproject() {
     std::vector<uint8_t> samples;
-    for (int64_t n = 0; n < 3 * 44100; ++n)
+    for (int64_t n = 0; n < 127000; ++n)
       for (int c = 0; c < 2; ++c) {
         const uint16_t s = uint16_t(fixtures::Sample16(n, c));
         samples.push_back(uint8_t(s));
@@ -69,7 +70,9 @@ TEST(PlayQueue, SoundRingWrapsAndClockCountsWhatWasPulled) {
   EXPECT_EQ(q.SoundGet(out.data(), two), two);
   // 2 s pulled, 1024 frames (23.2 ms) of them still in the device.
   EXPECT_EQ(q.Clock(), 3000);
-  EXPECT_EQ(q.Clock(1024), 3000 - 24);
+  q.SetLatency(1024);
+  EXPECT_EQ(q.Clock(), 3000 - 24);
+  q.SetLatency(0);
   // The next two seconds run over the end of the ring.
   ASSERT_TRUE(q.SoundPut(in.data() + size_t(three) * 2, two));
   EXPECT_FALSE(q.SoundPut(in.data(), 44100 + 1));  // one second of room is left
@@ -82,25 +85,33 @@ TEST(PlayQueue, SoundRingWrapsAndClockCountsWhatWasPulled) {
   EXPECT_EQ(q.Clock(), 6000);
 }
 
-TEST(PlayQueue, PicturesWaitInOrderUntilShown) {
+TEST(PlayQueue, TheWindowTakesTheNewestDuePictureAndStalePicturesMakeRoom) {
   playqueue q;
   q.Reset(0);
   for (int i = 0; i < playqueue::kPictures; ++i) {
     ASSERT_NE(q.PictureToFill(8, 6), nullptr);
     q.PicturePut(i * 40, i);
   }
-  EXPECT_EQ(q.PictureToFill(8, 6), nullptr);
+  // Full, and at 40 ms nothing is overtaken but frame 0.
+  EXPECT_EQ(q.PictureToFill(8, 6, 39), nullptr);
+  ASSERT_NE(q.PictureToFill(8, 6, 40), nullptr);
+  EXPECT_EQ(q.Dropped(), 1);
+  q.PicturePut(160, 4);
+  // At 100 ms frames 1 and 2 are due: 2 is shown, 1 dropped; while 2 is held nothing moves.
   int t = -1, f = -1;
-  ASSERT_NE(q.PictureAt(&t, &f, 2), nullptr);
+  ASSERT_NE(q.PictureDue(100, &t, &f), nullptr);
   EXPECT_EQ(t, 80);
   EXPECT_EQ(f, 2);
-  EXPECT_EQ(q.PictureAt(&t, &f, playqueue::kPictures), nullptr);
+  EXPECT_EQ(q.Dropped(), 2);
+  EXPECT_EQ(q.PictureDue(1000, &t, &f), nullptr);
   q.PictureDone();
+  EXPECT_EQ(q.PicturesWaiting(), 2);
+  EXPECT_EQ(q.PictureDue(119, &t, &f), nullptr);
   KORSurface *s = q.PictureToFill(16, 12);
   ASSERT_NE(s, nullptr);
   EXPECT_EQ(s->width, 16);
   ASSERT_NE(q.PictureAt(&t, &f), nullptr);
-  EXPECT_EQ(t, 40);
+  EXPECT_EQ(t, 120);
 }
 
 TEST(Playing, FrameGridOfFifteenFramesPerSecond) {
@@ -136,10 +147,12 @@ TEST(Playing, TheCurrentChildsMediumPlaysFromItsPositionUntilItsEnd) {
   pr.root()->SelectCurrent(pr.tone);
   ASSERT_TRUE(pr.root()->PlayStart(2000, true));
   EXPECT_EQ(pr.queue.Origin(), 2000);
-  const std::vector<int16_t> got = pr.Pull(44100 + 100);
-  // The last second of the file, and nothing after its end.
-  ASSERT_EQ(got.size(), size_t(44100) * 2);
-  EXPECT_EQ(FirstWrong(got, 88200), -1);
+  const std::vector<int16_t> got = pr.Pull(44100);
+  // The rest of the file from sample frame 88 200: 879 or 880 ms (38 763 or 38 808 frames, the
+  // last ones silent), then nothing.
+  ASSERT_GE(got.size(), size_t(38763) * 2);
+  ASSERT_LE(got.size(), size_t(38808) * 2);
+  EXPECT_EQ(FirstWrong(std::vector<int16_t>(got.begin(), got.begin() + 38763 * 2), 88200), -1);
   // Having played to the end the job cleans its player up and leaves the playing state.
   EXPECT_TRUE(pr.root()->WaitForIdle());
   EXPECT_TRUE(pr.queue.Finished());

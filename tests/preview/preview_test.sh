@@ -84,6 +84,9 @@ if start --at 1 --paused; then
   key Left; waitfor '0:02\.000  frame 50 '
   key Home; waitfor 'paused  0:00\.000  frame 0 '
   key End; waitfor 'frame 300 '
+  # A second before the end: playing stops on the last frame.
+  key shift+Left; waitfor '0:11\.000  frame 275 '
+  key space; waitfor '^demo\.vmp - paused  0:11\.960  frame 299 '
   key Home; key space; waitfor '^demo\.vmp - playing'
   waitfor 'frame ([2-9][0-9]|1[0-9][0-9]) '
   key space; waitfor '^demo\.vmp - paused'
