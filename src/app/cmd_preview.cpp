@@ -49,18 +49,23 @@ int CmdPreview(int argc, char **argv, int first) {
   g.aliases = {{"-y", "--yes"}, {"-h", "--help"}};
   cli::arguments args;
   std::string error;
-  if (!cli::Parse(argc, argv, first, g, args, &error)) return cli::Fail(error + " (see lumivaxel preview --help)");
+  if (!cli::Parse(argc, argv, first, g, args, &error))
+    return cli::Fail(error + " (see lumivaxel preview --help)");
   if (args.Has("--help")) {
     PrintUsage("preview");
     return 0;
   }
-  if (args.positional.size() != 1) return cli::Fail("preview needs one project file (see lumivaxel preview --help)");
+  if (args.positional.size() != 1)
+    return cli::Fail("preview needs one project file (see lumivaxel preview --help)");
   int ms = 0, w = 0, h = 0;
-  if (!cli::SecondsToMs(args.Get("--at", "0"), &ms) || ms < 0) return cli::Fail("--at takes seconds, such as 2.5");
+  if (!cli::SecondsToMs(args.Get("--at", "0"), &ms) || ms < 0)
+    return cli::Fail("--at takes seconds, such as 2.5");
   if (args.Has("--size") && !ParseSize(args.Get("--size"), &w, &h))
     return cli::Fail("--size takes the picture's width and height, such as 640x480");
-  if (!HasDisplay()) return cli::Fail("preview needs a display, and neither DISPLAY nor WAYLAND_DISPLAY is set");
-  if (SDL_Init(SDL_INIT_VIDEO) != 0) return cli::Fail(std::string("preview needs a display: ") + SDL_GetError());
+  if (!HasDisplay())
+    return cli::Fail("preview needs a display, and neither DISPLAY nor WAYLAND_DISPLAY is set");
+  if (SDL_Init(SDL_INIT_VIDEO) != 0)
+    return cli::Fail(std::string("preview needs a display: ") + SDL_GetError());
 
   int status = 1;
   {
@@ -82,8 +87,9 @@ int CmdPreview(int argc, char **argv, int first) {
         previewaudio audio(&queue);
         previewplayer player(p, window, audio, queue);
         status = player.Run(ms, args.Has("--paused"));
-        std::printf("preview: %d pictures shown, %d dropped, behind the sound by at most %d frame%s\n", player.Shown(),
-                    player.Dropped(), player.MostBehind(), player.MostBehind() == 1 ? "" : "s");
+        std::printf("preview: %d pictures shown, %d dropped, behind the sound by at most %d frame%s\n",
+                    player.Shown(), player.Dropped(), player.MostBehind(),
+                    player.MostBehind() == 1 ? "" : "s");
       }
     }
   }

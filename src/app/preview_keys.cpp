@@ -5,21 +5,35 @@
 
 previewaction KeyAction(int32_t sym, bool shift) {
   switch (sym) {
-    case SDLK_SPACE: return previewaction::playpause;
-    case SDLK_LEFT: return shift ? previewaction::secondback : previewaction::stepback;
-    case SDLK_RIGHT: return shift ? previewaction::secondforward : previewaction::stepforward;
-    case SDLK_HOME: return previewaction::home;
-    case SDLK_END: return previewaction::end;
-    case SDLK_j: return previewaction::reverse;
-    case SDLK_k: return previewaction::pause;
-    case SDLK_l: return previewaction::forward;
-    case SDLK_f: return previewaction::fullscreen;
-    case SDLK_m: return previewaction::media;
-    case SDLK_TAB: return previewaction::nextchild;
-    case SDLK_F12: return previewaction::screenshot;
+    case SDLK_SPACE:
+      return previewaction::playpause;
+    case SDLK_LEFT:
+      return shift ? previewaction::secondback : previewaction::stepback;
+    case SDLK_RIGHT:
+      return shift ? previewaction::secondforward : previewaction::stepforward;
+    case SDLK_HOME:
+      return previewaction::home;
+    case SDLK_END:
+      return previewaction::end;
+    case SDLK_j:
+      return previewaction::reverse;
+    case SDLK_k:
+      return previewaction::pause;
+    case SDLK_l:
+      return previewaction::forward;
+    case SDLK_f:
+      return previewaction::fullscreen;
+    case SDLK_m:
+      return previewaction::media;
+    case SDLK_TAB:
+      return previewaction::nextchild;
+    case SDLK_F12:
+      return previewaction::screenshot;
     case SDLK_q:
-    case SDLK_ESCAPE: return previewaction::quit;
-    default: return previewaction::none;
+    case SDLK_ESCAPE:
+      return previewaction::quit;
+    default:
+      return previewaction::none;
   }
 }
 

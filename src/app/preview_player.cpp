@@ -22,7 +22,8 @@ int previewplayer::Run(int at, bool paused) {
   if (!paused) Play(false);
   while (!quit) {
     SDL_Event e;
-    if (SDL_WaitEventTimeout(&e, 4)) {
+    // Playing looks at the clock every few ms; a still picture only waits for the next key.
+    if (SDL_WaitEventTimeout(&e, speed ? 4 : 100)) {
       do {
         if (e.type == SDL_QUIT) quit = true;
         if (e.type == SDL_KEYDOWN) Act(KeyAction(e.key.keysym.sym, (e.key.keysym.mod & KMOD_SHIFT) != 0));
@@ -48,25 +49,49 @@ void previewplayer::Act(previewaction a) {
   }
   switch (a) {
     case previewaction::playpause:
-      if (speed) Halt();
-      else Play(false);
+      if (speed)
+        Halt();
+      else
+        Play(false);
       break;
-    case previewaction::stepback: Show(clip::FrameStart(frame - 1, fps)); break;
-    case previewaction::stepforward: Show(clip::FrameStart(frame + 1, fps)); break;
-    case previewaction::secondback: Seek(time - step); break;
-    case previewaction::secondforward: Seek(time + step); break;
-    case previewaction::home: Seek(0); break;
-    case previewaction::end: Seek(end); break;
-    case previewaction::reverse: Shuttle(ShuttleSpeed(speed, false)); break;
-    case previewaction::pause: Halt(); break;
+    case previewaction::stepback:
+      Show(clip::FrameStart(frame - 1, fps));
+      break;
+    case previewaction::stepforward:
+      Show(clip::FrameStart(frame + 1, fps));
+      break;
+    case previewaction::secondback:
+      Seek(time - step);
+      break;
+    case previewaction::secondforward:
+      Seek(time + step);
+      break;
+    case previewaction::home:
+      Seek(0);
+      break;
+    case previewaction::end:
+      Seek(end);
+      break;
+    case previewaction::reverse:
+      Shuttle(ShuttleSpeed(speed, false));
+      break;
+    case previewaction::pause:
+      Halt();
+      break;
     case previewaction::forward: {
       const int s = ShuttleSpeed(speed, true);
-      if (s == 1) Play(false);
-      else Shuttle(s);
+      if (s == 1)
+        Play(false);
+      else
+        Shuttle(s);
       break;
     }
-    case previewaction::fullscreen: window.ToggleFullscreen(); break;
-    case previewaction::media: Play(true); break;
+    case previewaction::fullscreen:
+      window.ToggleFullscreen();
+      break;
+    case previewaction::media:
+      Play(true);
+      break;
     case previewaction::nextchild: {
       clip *root = project.Root();
       const int n = root->GetChildCount();
@@ -80,19 +105,26 @@ void previewplayer::Act(previewaction a) {
     case previewaction::screenshot: {
       const std::string path = "preview-" + std::to_string(frame) + ".png";
       std::string error;
-      if (window.Screenshot(path, &error)) std::printf("screenshot: %s\n", path.c_str());
-      else std::fprintf(stderr, "lumivaxel: the screenshot failed: %s\n", error.c_str());
+      if (window.Screenshot(path, &error))
+        std::printf("screenshot: %s\n", path.c_str());
+      else
+        std::fprintf(stderr, "lumivaxel: the screenshot failed: %s\n", error.c_str());
       std::fflush(stdout);
       break;
     }
-    case previewaction::quit: quit = true; break;
-    case previewaction::none: break;
+    case previewaction::quit:
+      quit = true;
+      break;
+    case previewaction::none:
+      break;
   }
 }
 
 void previewplayer::Tick() {
-  if (speed == 1) TickPlaying();
-  else if (speed) TickShuttle();
+  if (speed == 1)
+    TickPlaying();
+  else if (speed)
+    TickShuttle();
   while (!recent.empty() && wallclock::now() - recent.front() > std::chrono::seconds(1)) recent.pop_front();
   window.SetStatus(Status());
   window.Refresh();
@@ -121,8 +153,10 @@ void previewplayer::TickPlaying() {
   const int behind = clip::FrameAt(clock, fps) - frame;
   if (behind > mostbehind) mostbehind = behind;
   if (queue.Finished() && !queue.PicturesWaiting() && !queue.SoundWaiting()) {
-    if (media) Show(resume);
-    else Halt();
+    if (media)
+      Show(resume);
+    else
+      Halt();
   }
 }
 
@@ -200,14 +234,19 @@ void previewplayer::Presented(int f) {
 
 std::string previewplayer::Status() const {
   char state[32];
-  if (media) std::snprintf(state, sizeof state, "media");
-  else if (speed == 0) std::snprintf(state, sizeof state, "paused");
-  else if (speed == 1) std::snprintf(state, sizeof state, "playing");
-  else std::snprintf(state, sizeof state, "%s x%d", speed > 0 ? "forward" : "reverse", speed > 0 ? speed : -speed);
+  if (media)
+    std::snprintf(state, sizeof state, "media");
+  else if (speed == 0)
+    std::snprintf(state, sizeof state, "paused");
+  else if (speed == 1)
+    std::snprintf(state, sizeof state, "playing");
+  else
+    std::snprintf(state, sizeof state, "%s x%d", speed > 0 ? "forward" : "reverse",
+                  speed > 0 ? speed : -speed);
   const int drops = droppedbefore + queue.Dropped();
   char text[160];
-  std::snprintf(text, sizeof text, "%s  %d:%02d.%03d  frame %d  %.1f fps", state, time / 60000, time / 1000 % 60,
-                time % 1000, frame, speed ? double(recent.size()) : 0.0);
+  std::snprintf(text, sizeof text, "%s  %d:%02d.%03d  frame %d  %.1f fps", state, time / 60000,
+                time / 1000 % 60, time % 1000, frame, speed ? double(recent.size()) : 0.0);
   std::string s = text;
   if (drops) s += "  dropped " + std::to_string(drops);
   if (!note.empty()) s += "  " + note;

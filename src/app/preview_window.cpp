@@ -14,8 +14,8 @@ previewwindow::~previewwindow() {
 
 bool previewwindow::Open(const std::string &t, int w, int h, std::string *error) {
   title = t;
-  window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, w, h + kStatusHeight,
-                            SDL_WINDOW_RESIZABLE);
+  window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, w,
+                            h + kStatusHeight, SDL_WINDOW_RESIZABLE);
   if (window) renderer = SDL_CreateRenderer(window, -1, SDL_RENDERER_ACCELERATED);
   if (window && !renderer) renderer = SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE);
   if (!window || !renderer) {
@@ -31,7 +31,8 @@ void previewwindow::BlitRoot(KORSurface *p) {
   if (!picture || picturew != p->width || pictureh != p->height) {
     if (picture) SDL_DestroyTexture(picture);
     // pix32 is blue, green, red, alpha in memory: ARGB8888 read as a 32-bit word.
-    picture = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, p->width, p->height);
+    picture = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, p->width,
+                                p->height);
     if (!picture) return;
     SDL_SetTextureBlendMode(picture, SDL_BLENDMODE_NONE);
     picturew = p->width;
@@ -83,7 +84,8 @@ void previewwindow::PaintStatus(int width) {
   if (width < 1) return;
   if (!strip || stripw != width) {
     if (strip) SDL_DestroyTexture(strip);
-    strip = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, width, kStatusHeight);
+    strip = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, width,
+                              kStatusHeight);
     stripw = width;
     stripdirty = true;
   }
@@ -118,7 +120,8 @@ bool previewwindow::Screenshot(const std::string &path, std::string *error) {
   ClipReblit();  // the back buffer is what the next present shows
   surf locked{};
   bool ok = surface::SurfaceDataLock(shot, &locked) &&
-            SDL_RenderReadPixels(renderer, nullptr, SDL_PIXELFORMAT_ARGB8888, locked.bits, locked.pitch * int(sizeof(pix32))) == 0;
+            SDL_RenderReadPixels(renderer, nullptr, SDL_PIXELFORMAT_ARGB8888, locked.bits,
+                                 locked.pitch * int(sizeof(pix32))) == 0;
   if (locked.bits) surface::SurfaceDataUnlock(&locked);
   SDL_RenderPresent(renderer);
   if (!ok && error) *error = SDL_GetError();

@@ -65,7 +65,8 @@ bool vemo::SetShellExtensions() {
                                             "Name=Lumi-Vaxel\n"
                                             "Comment=Media compositor\n"
                                             "Exec=") +
-                                    ExecQuoted(std::string(ExeDir()) + "lumivaxel") + " preview %f\n" + "MimeType=" + kProjectMime +
+                                    ExecQuoted(std::string(ExeDir()) + "lumivaxel") + " preview %f\n" +
+                                    "MimeType=" + kProjectMime +
                                     ";\n"
                                     "Terminal=false\n"
                                     "Categories=AudioVideo;Video;\n");

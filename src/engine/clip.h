@@ -364,7 +364,9 @@ class clip : public vemotime {
   // Frame n of a make from 0 starts at FrameStart(n); FrameAt(t) is the frame shown at t, the
   // last one starting at or before t.
   static int FrameStart(int n, int fps) { return fps > 0 ? int(int64_t(n) * 1000 / fps) : 0; }
-  static int FrameAt(int t, int fps) { return fps > 0 && t >= 0 ? int(((int64_t(t) + 1) * fps - 1) / 1000) : 0; }
+  static int FrameAt(int t, int fps) {
+    return fps > 0 && t >= 0 ? int(((int64_t(t) + 1) * fps - 1) / 1000) : 0;
+  }
   // The sound bytes of a frame of `ms` milliseconds: 44.1 sample frames per ms, 4 bytes each.
   static int64_t MakeAudioBytes(int64_t ms) { return (ms * 441 / 10) * 4; }
 

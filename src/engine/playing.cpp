@@ -118,7 +118,8 @@ void clip::PlayArrangement() {
       SetCurrentTime(int(t));
       if (ClipVideoComposite(CLIP_COMPOSE_MAKE)) surface::SurfaceCopy(picture, slot);
       const int64_t took =
-          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun).count();
+          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun)
+              .count();
       cost = (cost * 3 + took) / 4;
       q.PicturePut(int(t), FrameAt(int(t), rate));
       ++shown;
@@ -163,7 +164,8 @@ void clip::PlayMedia() {
       q.CountDrop();
     }
     const int64_t t = PlayFrameTime(from, rate, shown);
-    KORSurface *slot = t < end && player.HasVideo() ? q.PictureToFill(player.Width(), player.Height(), clock) : nullptr;
+    KORSurface *slot =
+        t < end && player.HasVideo() ? q.PictureToFill(player.Width(), player.Height(), clock) : nullptr;
     if (slot) {
       KORSurface *f = player.VideoFrame(int(t));
       if (f) surface::SurfaceCopy(f, slot);

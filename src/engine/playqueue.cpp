@@ -7,7 +7,9 @@
 
 #include "media/surface.h"
 
-playqueue::playqueue() { sound = static_cast<int16_t *>(std::calloc(size_t(kSoundFrames) * 2, sizeof(int16_t))); }
+playqueue::playqueue() {
+  sound = static_cast<int16_t *>(std::calloc(size_t(kSoundFrames) * 2, sizeof(int16_t)));
+}
 
 playqueue::~playqueue() {
   for (KORSurface *&p : pictures) surface::SurfaceDelete(p);

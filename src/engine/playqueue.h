@@ -83,7 +83,7 @@ class playqueue {
   std::mutex picturelock;  // guards the picture indices and the hold
   int64_t picwrite = 0;
   int64_t picread = 0;
-  bool held = false;  // the oldest picture is being shown
+  bool held = false;         // the oldest picture is being shown
   int16_t *sound = nullptr;  // kSoundFrames * 2 samples
   std::atomic<int64_t> soundwrite{0};
   std::atomic<int64_t> soundread{0};

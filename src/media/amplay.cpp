@@ -47,7 +47,9 @@ bool amread::HandleEvent() {
   return true;
 }
 
-KORSurface *amread::VideoFrame(int ms) { return HasVideo() ? mediareaders::StreamReadVideoSample(stream, ms) : nullptr; }
+KORSurface *amread::VideoFrame(int ms) {
+  return HasVideo() ? mediareaders::StreamReadVideoSample(stream, ms) : nullptr;
+}
 
 const int16_t *amread::AudioSecond(int ms) {
   if (!HasAudio()) return nullptr;
