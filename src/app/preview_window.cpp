@@ -106,7 +106,7 @@ void previewwindow::PaintStatus(int width) {
 void previewwindow::ToggleFullscreen() {
   fullscreen = !fullscreen;
   SDL_SetWindowFullscreen(window, fullscreen ? SDL_WINDOW_FULLSCREEN_DESKTOP : 0);
-  DrawRoot();
+  dirty = true;  // painted again once the window has its new size (its resize event)
 }
 
 bool previewwindow::Screenshot(const std::string &path, std::string *error) {
