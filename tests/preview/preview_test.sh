@@ -91,6 +91,8 @@ if start --at 1 --paused; then
   waitfor 'frame ([2-9][0-9]|1[0-9][0-9]) '
   key space; waitfor '^demo\.vmp - paused'
   key l l; waitfor 'forward x2'
+  key j; waitfor 'reverse x1'
+  key j; waitfor 'reverse x2'
   key k; waitfor 'paused'
   # The test video on its own (the second clip), and back to the composite where it was.
   key Home; key Tab; waitfor 'current clip: Test video'
