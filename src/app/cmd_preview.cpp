@@ -90,6 +90,7 @@ int CmdPreview(int argc, char **argv, int first) {
         std::printf("preview: %d pictures shown, %d dropped, behind the sound by at most %d frame%s\n",
                     player.Shown(), player.Dropped(), player.MostBehind(),
                     player.MostBehind() == 1 ? "" : "s");
+        std::fflush(stdout);  // before any exit-time checks of a sanitizer build
       }
     }
   }

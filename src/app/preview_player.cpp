@@ -133,7 +133,7 @@ void previewplayer::Tick() {
 void previewplayer::TickPlaying() {
   if (priming) {
     // The device starts once the job is ahead, so it never begins with a gap.
-    if (queue.SoundEnd() < queue.Origin() + clip::kPlaySoundLeadMs / 2 && !queue.Finished()) return;
+    if (queue.SoundEnd() < queue.Origin() + clip::kPlaySoundLeadMs && !queue.Finished()) return;
     const char *why = nullptr;
     if (!audio.Start(&why)) {
       std::fprintf(stderr, "lumivaxel: no sound device (%s)\n", why ? why : "unknown");

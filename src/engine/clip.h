@@ -355,7 +355,7 @@ class clip : public vemotime {
   int ClipPlay(unsigned int job);
   // Composing pictures whose time has not passed, the job keeps the sound this far ahead of
   // what is heard; a picture whose frame has already gone by is dropped.
-  static constexpr int kPlaySoundLeadMs = 300;
+  static constexpr int kPlaySoundLeadMs = 500;
   // Frame i of a make of `count` frames over [start, start + length): the exact times in 64-bit
   // integers so that the frame lengths add up to the range.
   static int64_t MakeFrameTime(int start, int length, int count, int i) {

@@ -84,26 +84,25 @@ void clip::PlayArrangement() {
   // count. A picture that would be over before it is ready is not begun.
   int64_t cost = 0;
   while (!stoppending.load()) {
-    const int64_t ts = PlayFrameTime(from, rate, heard);
-    const int64_t tp = PlayFrameTime(from, rate, shown);
-    if (ts >= end && (tp >= end || !picture)) break;
+    if (PlayFrameTime(from, rate, heard) >= end && (PlayFrameTime(from, rate, shown) >= end || !picture)) break;
     bool worked = false;
-    // Sound first: it must never run dry, whatever the pictures cost.
-    if (ts < end && ts < q.Clock() + kPlaySoundLeadMs) {
+    // Sound first, filled up to the lead before any picture: it must never run dry, whatever
+    // the pictures cost.
+    for (int64_t ts = PlayFrameTime(from, rate, heard); ts < end && ts < q.Clock() + kPlaySoundLeadMs;
+         ts = PlayFrameTime(from, rate, heard)) {
       const int64_t length = PlayFrameTime(from, rate, heard + 1) - ts;
       int64_t bytes = MakeAudioBytes(length);
       if (bytes > CLIP_AUDIO_WORK_BYTES) bytes = CLIP_AUDIO_WORK_BYTES;
-      if (q.SoundRoom() >= bytes / INTERNAL_BYTES_PER_FRAME) {
-        std::memset(buffer, 0, CLIP_AUDIO_WORK_BYTES);
-        if (audio) {
-          SetCurrentTime(int(ts));
-          ClipAudioUpdate(CLIP_COMPOSE_MAKE);
-          ClipAudioGet44100(buffer, work1, work2, int(length), int(bytes));
-        }
-        q.SoundPut(buffer, int(bytes / INTERNAL_BYTES_PER_FRAME));
-        ++heard;
-        worked = true;
+      if (q.SoundRoom() < bytes / INTERNAL_BYTES_PER_FRAME) break;
+      std::memset(buffer, 0, CLIP_AUDIO_WORK_BYTES);
+      if (audio) {
+        SetCurrentTime(int(ts));
+        ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+        ClipAudioGet44100(buffer, work1, work2, int(length), int(bytes));
       }
+      q.SoundPut(buffer, int(bytes / INTERNAL_BYTES_PER_FRAME));
+      ++heard;
+      worked = true;
     }
     // A picture whose frame will have gone by when it is ready is no use.
     const int clock = q.Clock();

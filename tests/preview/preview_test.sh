@@ -5,6 +5,11 @@
 # Usage: preview_test.sh LUMIVAXEL BUILD_DEMO
 set -u
 export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
+# Under the sanitizers the program is not leak-checked here: SDL loads the X11 and session-bus
+# libraries at run time and unloads them on quit, so what they keep for the life of the process
+# shows as leaks in modules no suppression can name. The engine's playing paths are leak-checked
+# by the unit tests; address and undefined-behaviour checks stay on.
+export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 lv="$1"
 builder="$2"
 dir="$(mktemp -d /tmp/lv-preview-XXXXXX)"
@@ -126,12 +131,15 @@ if SDL_AUDIODRIVER=disk SDL_DISKAUDIOFILE="$dir/played.raw" start; then
     fail "the sound played differs from the sound made"
 fi
 
-# Ten seconds of playing: the picture keeps within one frame of the sound.
+# Ten seconds of playing: the picture keeps within one frame of the sound. Timing is judged in
+# an optimised build only; a sanitizer build must still play through.
 if start; then
   waitfor 'playing  0:10' 20
   finish
   echo "ten seconds: $(cat out.txt)"
-  grep -Eq 'behind the sound by at most [01] frames?$' out.txt || fail "fell behind: $(cat out.txt)"
+  if ! ldd "$lv" | grep -q libasan; then
+    grep -Eq 'behind the sound by at most [01] frames?$' out.txt || fail "fell behind: $(cat out.txt)"
+  fi
 fi
 
 [ "$failures" = 0 ] && echo "preview: all checks passed"
