@@ -5,7 +5,7 @@
 # Usage: preview_test.sh LUMIVAXEL BUILD_DEMO
 set -u
 export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
-# Under the sanitizers the program is not leak-checked here: SDL loads the X11 and session-bus
+# Under the sanitizers the program is not leak-checked here: SDL loads the X11 and message-bus
 # libraries at run time and unloads them on quit, so what they keep for the life of the process
 # shows as leaks in modules no suppression can name. The engine's playing paths are leak-checked
 # by the unit tests; address and undefined-behaviour checks stay on.
