@@ -168,6 +168,8 @@ TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   std::ifstream desk(dir + "/data/applications/lumi-vaxel.desktop");
   std::string entry((std::istreambuf_iterator<char>(desk)), std::istreambuf_iterator<char>());
   EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);
+  // Opening a project shows it in the preview window.
+  EXPECT_NE(entry.find("Exec=\"" + std::string(vemo::ExeDir()) + "lumivaxel\" preview %f\n"), std::string::npos);
   std::map<std::string, std::string> values;
   ASSERT_TRUE(settings::ReadDataset(dir + "/data/kor.vale.lab/classes/.vmp", values));
   EXPECT_EQ(values["@"], "Lumi-Vaxel.Project.File");
