@@ -55,8 +55,7 @@ const int16_t *amread::AudioSecond(int ms) {
   if (!HasAudio()) return nullptr;
   const uint8_t *in = mediareaders::StreamReadAudioSample(stream, ms);
   if (!in) return nullptr;
-  wavcfg::To44100_16_2(in, &stream->wfx, int(stream->wfx.nAvgBytesPerSec), reinterpret_cast<uint8_t *>(sound),
-                       INTERNAL_BYTES_PER_SECOND);
+  pixelator::To44100_16_2(in, &stream->wfx, int(stream->wfx.nAvgBytesPerSec), sound, INTERNAL_BYTES_PER_SECOND);
   return sound;
 }
 
