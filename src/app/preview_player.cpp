@@ -153,8 +153,11 @@ void previewplayer::TickPlaying() {
   const int behind = clip::FrameAt(clock, fps) - frame;
   if (behind > mostbehind) mostbehind = behind;
   if (queue.Finished() && !queue.PicturesWaiting() && !queue.SoundWaiting()) {
+    const int last = clip::FrameAt(end - 1, fps);
     if (media)
       Show(resume);
+    else if (frame != last)
+      Show(clip::FrameStart(last, fps));  // its last pictures were dropped: the end still shows
     else
       Halt();
   }

@@ -40,6 +40,7 @@ class vemowin;
 class clipworker;
 class imgio_export;
 class playqueue;
+class editlog;
 
 // Source types of the clip block.
 enum : int32_t {
@@ -374,6 +375,9 @@ class clip : public vemotime {
   // does nothing.
   void SetPlayOutput(playqueue *q) { GetRootClip()->playout = q; }
   playqueue *GetPlayOutput() { return GetRootClip()->playout; }
+  // The host's edit log (engine/editlog.h), kept by the root; null records nothing.
+  void SetEditLog(editlog *l) { GetRootClip()->edits = l; }
+  editlog *GetEditLog() { return GetRootClip()->edits; }
   // Starts the play job: the root's composite from `ms` on, or with `media` the current child's
   // own medium from the child's current position in it. Ends a running play first and resets
   // the queue to the start time (the host keeps its sound device from pulling meanwhile).
@@ -621,6 +625,7 @@ class clip : public vemotime {
   int32_t criticalcount = 0;
   std::atomic<int32_t> busystate{0};  // 1 making, 2 playing
   playqueue *playout = nullptr;
+  editlog *edits = nullptr;
   bool playmedia = false;  // the play job plays the current child's medium
   redraw_fn redrawfn;
   std::atomic<bool> stoppending{false};

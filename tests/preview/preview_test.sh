@@ -131,13 +131,15 @@ if SDL_AUDIODRIVER=disk SDL_DISKAUDIOFILE="$dir/played.raw" start; then
     fail "the sound played differs from the sound made"
 fi
 
-# Ten seconds of playing: the picture keeps within one frame of the sound. Timing is judged in
-# an optimised build only; a sanitizer build must still play through.
+# Ten seconds of playing: the picture keeps within one frame of the sound. That is judged only
+# when the machine kept up (an optimised build that dropped under a second of pictures); on a
+# busy machine, or under the sanitizers, it must still play through.
 if start; then
   waitfor 'playing  0:10' 20
   finish
   echo "ten seconds: $(cat out.txt)"
-  if ! ldd "$lv" | grep -q libasan; then
+  dropped=$(sed -n 's/.* \([0-9]*\) dropped.*/\1/p' out.txt)
+  if ! ldd "$lv" | grep -q libasan && [ "${dropped:-0}" -lt 25 ]; then
     grep -Eq 'behind the sound by at most [01] frames?$' out.txt || fail "fell behind: $(cat out.txt)"
   fi
 fi
