@@ -2,6 +2,7 @@
 #   make check             build and run every test (build/)
 #   make check SANITIZE=1  the same with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/)
 #   make demo              build and render the example project into out/
+#   make fuzz SECONDS=N    build every fuzz target with libFuzzer (build-fuzz/), run each N seconds
 #   make bench             build the benchmarks (bench/) in release mode
 #   make install PREFIX=D  install program, library, headers, plugins, vemo.pc, man page under D
 #   make package           build the Debian package into build/package/
@@ -15,7 +16,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all deps configure build check demo bench install package format clean
+.PHONY: all deps configure build check fuzz demo bench install package format clean
 
 all: build
 
@@ -31,6 +32,10 @@ build: configure
 check: build
 	@cd $(BUILD) && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/scripts/lsan.supp:print_suppressions=0 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --output-on-failure -j $(JOBS)
+
+SECONDS ?= 60
+fuzz: deps
+	@scripts/fuzz $(SECONDS) $(JOBS)
 
 demo: build
 	@scripts/demo $(BUILD)
@@ -49,4 +54,4 @@ format:
 	@clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	@rm -rf build build-asan out
+	@rm -rf build build-asan build-fuzz out
