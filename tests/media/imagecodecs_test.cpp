@@ -304,6 +304,23 @@ TEST(SurfaceLoad, PicksTheDecoderByExtension) {
   for (const auto &p : {upper, dib, txt, emf, jpg}) std::remove(p.c_str());
 }
 
+// An enhanced metafile has no renderer: it fails as an unsupported format, named .emf or .wmf,
+// while a damaged file says nothing more than null.
+TEST(SurfaceLoad, EnhancedMetafilesAreAnUnsupportedFormat) {
+  bytes emf(88, 0);
+  emf[0] = 1;                                                  // the header record's type
+  emf[40] = ' ', emf[41] = 'E', emf[42] = 'M', emf[43] = 'F';  // its signature
+  const std::string as_emf = temp_path("e.emf"), as_wmf = temp_path("e.wmf"), junk = temp_path("j.wmf");
+  ASSERT_TRUE(write_file(as_emf, emf) && write_file(as_wmf, emf) && write_file(junk, bytes(88, 7)));
+  for (const auto &p : {as_emf, as_wmf}) {
+    EXPECT_FALSE(owned_surface(surface::SurfaceLoad(p.c_str()))) << p;
+    EXPECT_STREQ(SurfaceLoadFailure(), "unsupported picture format") << p;
+  }
+  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(junk.c_str())));
+  EXPECT_STREQ(SurfaceLoadFailure(), "");
+  for (const auto &p : {as_emf, as_wmf, junk}) std::remove(p.c_str());
+}
+
 // Every decoder refuses every cut of a good file, and damaged files never crash it (the
 // sanitizer build checks the reads).
 TEST(ImageDamage, CutFilesAreRefusedAndFlippedBytesAreSurvived) {
