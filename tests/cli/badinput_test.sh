@@ -66,7 +66,8 @@ grep -q 'avi.so' "$dir/stdout" || fail "the real plugins were lost among bad one
 check "make with bad plugins" 1 env LUMIVAXEL_PLUGIN_PATH="$dir/plugins" "$lv" make "$project" -o "$dir/m.xyz"
 expect_line "no export plugin writes"
 
-# Media that cannot be read: the project still opens and makes, the clip shows as missing.
+# Media that cannot be read: the project still opens and makes, the clip shows as missing, and a
+# warning line names each such medium.
 # Absurd sizes in headers: no allocation beyond the caps, no crash.
 python3 - "$dir" <<'PY'
 import struct, sys
@@ -83,6 +84,9 @@ cp "$dir/huge.bmp" "$dir/poster.bmp"
 cp "$dir/huge.wav" "$dir/tone.wav"
 head -c 3000 "$dir/video.avi" > "$dir/v" && mv "$dir/v" "$dir/video.avi"
 check "frame with unreadable media" 0 "$lv" frame "$project" --at 1 -o "$dir/y.png"
+for m in poster.bmp video.avi; do  # the WAV reads as the samples that are there
+  [ "$(grep -c "warning: .*$m cannot be read" "$dir/stderr")" = 1 ] || { fail "no one warning for $m:"; cat "$dir/stderr"; }
+done
 check "make with unreadable media" 0 "$lv" make "$project" -o "$dir/y.avi" --to 0.4
 ffprobe -v error "$dir/y.avi" || fail "the video made with unreadable media is unreadable"
 
