@@ -1,6 +1,7 @@
 # Lumi-Vaxel top-level commands. `make check` and `make demo` install what is missing first.
 #   make check             build and run every test (build/)
 #   make check SANITIZE=1  the same with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/)
+#   make tsan              the worker and making tests under ThreadSanitizer (build-tsan/)
 #   make demo              build and render the example project into out/
 #   make fuzz SECONDS=N    build every fuzz target with libFuzzer (build-fuzz/), run each N seconds
 #   make bench             build the benchmarks (bench/) in release mode
@@ -16,7 +17,7 @@ else
   CMAKE_FLAGS += -DCMAKE_BUILD_TYPE=RelWithDebInfo
 endif
 
-.PHONY: all deps configure build check fuzz demo bench install package format clean
+.PHONY: all deps configure build check fuzz tsan demo bench install package format clean
 
 all: build
 
@@ -37,6 +38,14 @@ SECONDS ?= 60
 fuzz: deps
 	@scripts/fuzz $(SECONDS) $(JOBS)
 
+# Only the engine tests and the plugins they make files with.
+TSAN_TARGETS = test_engine $(patsubst plugins/%/CMakeLists.txt,plugin_%,$(wildcard plugins/*/CMakeLists.txt))
+tsan: deps
+	@cmake -S . -B build-tsan -G Ninja -DVEMO_SANITIZE_THREAD=ON -DVEMO_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug > /dev/null
+	@cmake --build build-tsan -j $(JOBS) --target $(TSAN_TARGETS)
+	@cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	  bin/test_engine --gtest_filter='Worker.*:Making*.*:MakeSetup.*'
+
 demo: build
 	@scripts/demo $(BUILD)
 
@@ -54,4 +63,4 @@ format:
 	@clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	@rm -rf build build-asan build-fuzz out
+	@rm -rf build build-asan build-fuzz build-tsan out
