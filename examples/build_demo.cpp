@@ -3,11 +3,12 @@
 // tracks of a 640 x 480, 25 fps arrangement with keys and a chroma-keyed picture in picture,
 // and saves DIR/demo.vmp next to its media.
 //
-// usage: lumivaxel-build-demo DIR TESTVIDEO
+// usage: lumivaxel-build-demo DIR TESTVIDEO [SECONDS]   (8 s unless told)
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr int kLength = 8000;  // ms
+int demolength = 8000;  // ms; the optional third argument changes it
 constexpr double kPi = 3.14159265358979323846;
 
 // A picture drawn with the engine: a vertical blend between two colours with a title.
@@ -161,37 +162,45 @@ bool AddEffectsShowcase(clip *video, clip *still) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: lumivaxel-build-demo DIR TESTVIDEO\n");
+  if (argc != 3 && argc != 4) {
+    std::fprintf(stderr, "usage: lumivaxel-build-demo DIR TESTVIDEO [SECONDS]\n");
     return 1;
+  }
+  if (argc == 4) {
+    const int seconds = std::atoi(argv[3]);
+    if (seconds < 3 || seconds > 3600) {
+      std::fprintf(stderr, "lumivaxel-build-demo: the length is 3 to 3600 seconds\n");
+      return 1;
+    }
+    demolength = seconds * 1000;
   }
   const std::string dir = argv[1];
   HeadlessDialogs().quiet = true;
   vemoproject p;
-  if (!p.Ok() || !p.New(85, 135, kLength)) {  // 640 x 480 at 25 fps
+  if (!p.Ok() || !p.New(85, 135, demolength)) {  // 640 x 480 at 25 fps
     std::fprintf(stderr, "lumivaxel-build-demo: the engine could not start\n");
     return 1;
   }
   const std::string poster = dir + "/poster.bmp", green = dir + "/greenscreen.bmp", tone = dir + "/tone.wav";
   if (!WritePoster(poster, 320, 240, pix32(250, 180, 40), pix32(160, 30, 90), "Still picture") ||
-      !WriteGreenScreen(green, 320, 240) || !WriteTone(tone, kLength)) {
+      !WriteGreenScreen(green, 320, 240) || !WriteTone(tone, demolength)) {
     std::fprintf(stderr, "lumivaxel-build-demo: cannot write the media into %s\n", dir.c_str());
     return 1;
   }
   clip *root = p.Root();
 
   // Tracks are drawn from the highest number down. Track 5: the gradient background.
-  clip *gradient = p.AddGenerator(root, CLIP_SRC_GRADIENT, 0, kLength, 5);
+  clip *gradient = p.AddGenerator(root, CLIP_SRC_GRADIENT, 0, demolength, 5);
   // Track 4: the test video in a window that fades in over the first second.
-  clip *video = p.AddMedia(root, argv[2], 0, 4, kLength);
+  clip *video = p.AddMedia(root, argv[2], 0, 4, demolength);
   // Track 3: the still, sliding down the right side.
-  clip *still = p.AddMedia(root, poster.c_str(), 500, 3, kLength - 500);
+  clip *still = p.AddMedia(root, poster.c_str(), 500, 3, demolength - 500);
   // Track 2: the presenter, keyed out of the green screen, picture in picture.
-  clip *keyed = p.AddMedia(root, green.c_str(), 1500, 2, kLength - 1500);
+  clip *keyed = p.AddMedia(root, green.c_str(), 1500, 2, demolength - 1500);
   // Track 1: the title, fading out at the end.
-  clip *title = p.AddGenerator(root, CLIP_SRC_TEXT, 0, kLength, 1);
+  clip *title = p.AddGenerator(root, CLIP_SRC_TEXT, 0, demolength, 1);
   // Track 6: the tone (sound only).
-  clip *sound = p.AddMedia(root, tone.c_str(), 0, 6, kLength);
+  clip *sound = p.AddMedia(root, tone.c_str(), 0, 6, demolength);
   if (!gradient || !video || !still || !keyed || !title || !sound) {
     std::fprintf(stderr, "lumivaxel-build-demo: a clip could not be made (is %s a video?)\n", argv[2]);
     return 1;
@@ -210,9 +219,9 @@ int main(int argc, char **argv) {
   Key(gradient, clipvar::IDS_COLOR_RB_G, 0, 0.10);
   Key(gradient, clipvar::IDS_COLOR_RB_B, 0, 0.30);
   Key(gradient, clipvar::IDS_COLOR_RT_G, 0, 0.25);
-  Key(gradient, clipvar::IDS_COLOR_RT_G, kLength, 0.55);
+  Key(gradient, clipvar::IDS_COLOR_RT_G, demolength, 0.55);
   Key(gradient, clipvar::IDS_COLOR_LB_R, 0, 0.20);
-  Key(gradient, clipvar::IDS_COLOR_LB_R, kLength, 0.70);
+  Key(gradient, clipvar::IDS_COLOR_LB_R, demolength, 0.70);
 
   Place(video, 0.04, 0.06, 0.62, 0.64);
   // Decoded frames arrive without alpha; the pre-effect opacity lifts them from 0 to opaque.
@@ -220,7 +229,7 @@ int main(int argc, char **argv) {
   Key(video, clipvar::IDS_START_OPACITY, 1000, 1.0);
 
   Place(still, 0.66, 0.04, 0.96, 0.34, 0);
-  Place(still, 0.66, 0.30, 0.96, 0.60, kLength - 500);
+  Place(still, 0.66, 0.30, 0.96, 0.60, demolength - 500);
 
   Place(keyed, 0.60, 0.42, 0.98, 0.92);
   if (effectVideo *chroma = keyed->VideoEffectAdd(29)) {  // "Chroma Key" on pure green
@@ -241,8 +250,8 @@ int main(int argc, char **argv) {
   Key(title, clipvar::IDS_STR_FONTSIZE, 0, 30);
   Key(title, clipvar::IDS_STR_FONTWEIGHT, 0, 0.8);
   // The letters carry their own alpha: 0 keeps it, -1 takes it all away.
-  Key(title, clipvar::IDS_START_OPACITY, kLength - 1500, 0.0);
-  Key(title, clipvar::IDS_START_OPACITY, kLength, -1.0);
+  Key(title, clipvar::IDS_START_OPACITY, demolength - 1500, 0.0);
+  Key(title, clipvar::IDS_START_OPACITY, demolength, -1.0);
 
   for (clip *c : {gradient, video, still, keyed, title, sound}) c->Commit();
   const std::string project = dir + "/demo.vmp";

@@ -98,6 +98,22 @@ const command COMMANDS[] = {
      "  -y, --yes          answer yes to the engine's questions and to !AskUser... dialogs\n"
      "  --verbose          print the engine's processing messages\n",
      CmdRun},
+    {"preview", "a window that plays the composite with its sound",
+     "usage: lumivaxel preview PROJECT.vmp [--at SEC] [--paused] [--size WxH] [--yes] [--verbose]\n"
+     "\n"
+     "Opens a window showing the root arrangement of PROJECT scaled to the window and plays it\n"
+     "with its mixed sound; the sound is the clock, and pictures that cannot be composed in time\n"
+     "are dropped (the status line counts them). Needs a display; exit status 0 on Q.\n"
+     "  --at SEC      where to start, in seconds (default 0)\n"
+     "  --paused      show the picture at SEC without playing\n"
+     "  --size WxH    the picture area of the window (default the project's picture size)\n"
+     "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
+     "  --verbose     print the engine's processing messages\n"
+     "Keys: space play/pause; left/right one frame; shift+left/right one second; Home/End;\n"
+     "J/K/L shuttle back/pause/forward (again: faster); M the current clip's own medium on its\n"
+     "own; Tab the next clip becomes current; F full screen; F12 a screenshot preview-FRAME.png;\n"
+     "Q or Escape quit.\n",
+     CmdPreview},
     {nullptr, nullptr, nullptr, nullptr},
 };
 

@@ -27,6 +27,19 @@ std::string ProgramPath() {
   return n > 0 ? std::string(path, size_t(n)) : std::string("lumivaxel");
 }
 
+// The program for a desktop entry's Exec line: quoted, so a folder with spaces works. Inside
+// the quotes `"`, `` ` ``, `$` and `\` take a backslash, and every backslash is doubled once
+// more because the entry's values are escaped strings themselves ("\\$", "\\\\").
+std::string ExecQuoted(const std::string &program) {
+  std::string q = "\"";
+  for (char c : program) {
+    if (c == '"' || c == '`' || c == '$') q += "\\\\";
+    if (c == '\\') q += "\\\\\\";
+    q += c;
+  }
+  return q + "\"";
+}
+
 }  // namespace
 
 int vemo::SetShellString(const char *key, const char *name, const char *value) {
@@ -63,7 +76,7 @@ bool vemo::SetShellExtensions() {
                                             "Name=Lumi-Vaxel\n"
                                             "Comment=Media compositor\n"
                                             "Exec=") +
-                                    program + " edit %f\n" + "MimeType=" + kProjectMime +
+                                    ExecQuoted(program) + " preview %f\n" + "MimeType=" + kProjectMime +
                                     ";\n"
                                     "Terminal=false\n"
                                     "Categories=AudioVideo;Video;\n");

@@ -39,6 +39,7 @@ class effectAudio;
 class vemowin;
 class clipworker;
 class imgio_export;
+class playqueue;
 
 // Source types of the clip block.
 enum : int32_t {
@@ -339,10 +340,11 @@ class clip : public vemotime {
   // Told after each made frame: frames done so far and the frame count.
   using progress_fn = std::function<void(int done, int count)>;
   void SetMakeProgress(progress_fn fn) { progressfn = std::move(fn); }
-  // Asks the stop of the running make before its next frame (and of playing at once); 128.
+  // Asks the stop of the running make before its next frame; while playing, ends the play job
+  // at once (waiting for it unless called from the worker) and cleans the media players up. 128.
   uint32_t Stop();
   bool IsStopPending() const { return stoppending.load(); }
-  int GetBusyState() const { return busystate; }
+  int GetBusyState() const { return busystate.load(); }
   // The make command: decides what is made, asks for the output file ("Select Export File
   // Name"), forces the plugin's extension onto it, sets the plugin up and makes on the calling
   // thread. 1 when the whole range was made, 0 when nothing could be, 128 when stopped.
@@ -366,12 +368,33 @@ class clip : public vemotime {
   // The preference (per-user "prefs" data set, value "1" for on) behind "Output file opens
   // when made.": the made file goes to the desktop's opener.
   static constexpr const char *kPrefOpenMadeFile = "OpenMadeFile";
-  // Playing needs a media-playing window; a headless root has none and plays nothing.
+
+  // ---- Playing (playing.cpp) ----
+  // Where the play job puts what it makes ahead (the host's queue, not owned); null: playing
+  // does nothing.
+  void SetPlayOutput(playqueue *q) { GetRootClip()->playout = q; }
+  playqueue *GetPlayOutput() { return GetRootClip()->playout; }
+  // Starts the play job: the root's composite from `ms` on, or with `media` the current child's
+  // own medium from the child's current position in it. Ends a running play first and resets
+  // the queue to the start time (the host keeps its sound device from pulling meanwhile).
+  // False without a queue, without a current child with a medium, or when the worker refuses.
+  bool PlayStart(int ms, bool media);
+  // The play job (on the worker): makes pictures and sound ahead into the queue until the end,
+  // a stop, or (media) the end of the medium; then clears the playing state. 1.
   int ClipPlay(unsigned int job);
+  // Composing pictures whose time has not passed, the job keeps the sound this far ahead of
+  // what is heard; a picture whose frame has already gone by is dropped.
+  static constexpr int kPlaySoundLeadMs = 500;
   // Frame i of a make of `count` frames over [start, start + length): the exact times in 64-bit
   // integers so that the frame lengths add up to the range.
   static int64_t MakeFrameTime(int start, int length, int count, int i) {
     return count > 0 ? int64_t(start) + int64_t(i) * length / count : start;
+  }
+  // Frame n of a make from 0 starts at FrameStart(n); FrameAt(t) is the frame shown at t, the
+  // last one starting at or before t.
+  static int FrameStart(int n, int fps) { return fps > 0 ? int(int64_t(n) * 1000 / fps) : 0; }
+  static int FrameAt(int t, int fps) {
+    return fps > 0 && t >= 0 ? int(((int64_t(t) + 1) * fps - 1) / 1000) : 0;
   }
   // The sound bytes of a frame of `ms` milliseconds: 44.1 sample frames per ms, 4 bytes each.
   static int64_t MakeAudioBytes(int64_t ms) { return (ms * 441 / 10) * 4; }
@@ -391,8 +414,11 @@ class clip : public vemotime {
   // Brings one child's picture up to date and adds it to the parent's destination surface.
   int ClipVideoUpdate(clip *parent, uint32_t flags, bool blend);
   int CompositeToParent(KORSurface *picture, frect source, frect destination, clip *parent, bool blend);
-  // The root's composition for the display (flags 1); "Done!"; 1.
+  // The root's composition for the display (flags 1); "Done!"; marks the window for redraw
+  // (the root's redraw callback); 1.
   int ClipComposite();
+  using redraw_fn = std::function<void()>;
+  void SetRedrawCallback(redraw_fn fn) { redrawfn = std::move(fn); }
   KORSurface *GetWorkSurface(int place) const {
     return place >= 0 && place < CLIP_WORK_SURFACES ? worksurfaces[place] : nullptr;
   }
@@ -495,6 +521,8 @@ class clip : public vemotime {
   bool ReadVideoFrame();
   void FillAudioBlock(uint8_t *block, int s);
   bool MissingFile(const char *file, std::string &use);
+  void PlayArrangement();
+  void PlayMedia();
 
   clip *parentclip = nullptr;
   clipsrc *source = nullptr;
@@ -591,7 +619,10 @@ class clip : public vemotime {
   pump_fn pumpfn;
   progress_fn progressfn;
   int32_t criticalcount = 0;
-  int32_t busystate = 0;  // 1 making, 2 playing
+  std::atomic<int32_t> busystate{0};  // 1 making, 2 playing
+  playqueue *playout = nullptr;
+  bool playmedia = false;  // the play job plays the current child's medium
+  redraw_fn redrawfn;
   std::atomic<bool> stoppending{false};
   message_fn messagefn;
   std::string projectpath;

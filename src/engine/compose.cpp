@@ -40,6 +40,7 @@ int clip::ClipComposite() {
   clip *root = GetRootClip();
   root->ClipVideoComposite(CLIP_COMPOSE_EDIT);
   ProcessingMessage("Done!");
+  if (root->redrawfn) root->redrawfn();
   return 1;
 }
 

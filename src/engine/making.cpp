@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char *kNothingToMake = "No Audio and no Video available for making.";
 constexpr const char *kMakeFailed = "The Lumi-Vaxel make operation failed....";
-constexpr uint32_t kStopped = 128;
+constexpr uint32_t kStopped = 128;  // the result word of Stop
 
 void MakeFailed(clip *root) {
   Dialogs().MessageBox(root->GetWindow(), kMakeFailed, "Error", boxbuttons::ok, boxicon::exclamation);
@@ -41,6 +41,7 @@ bool clip::StartWorker() {
 }
 
 void clip::EndWorker() {
+  stoppending = true;  // a play job waiting for its queue to drain ends now
   delete worker;  // waits for the running job, posts quit and joins
   worker = nullptr;
 }
@@ -90,23 +91,7 @@ void clip::WinMsgs() {
   if (root->pumpfn) root->pumpfn();
 }
 
-// ---- Stop, play, make ----
-
-uint32_t clip::Stop() {
-  clip *root = GetRootClip();
-  root->stoppending = true;
-  if (root->busystate & 2) root->busystate &= ~2;  // no player runs without a window
-  return kStopped;
-}
-
-int clip::ClipPlay(unsigned int) {
-  clip *root = GetRootClip();
-  if (!root->GetWindow() || !root->currentchild) return 1;
-  root->busystate |= 2;
-  // The media player of a window belongs to the windowed host; the engine has none.
-  root->busystate &= ~2;
-  return 1;
-}
+// ---- Make ----
 
 int clip::StartMaking(imgio_export *plugin) {
   clip *root = GetRootClip();

@@ -33,6 +33,8 @@ class clipworker {
   // Sleeps in steps of 10 ms until the thread is idle with no job waiting; false at once when
   // quitting.
   bool WaitForIdle();
+  // True on the worker thread itself (which must never wait for itself).
+  bool OnThread() const { return std::this_thread::get_id() == thread.get_id(); }
   bool Idle() const { return idle.load() != 0 && job.load() == CLIP_JOB_NONE; }
 
   // How long the thread sleeps between two looks at the job word.

@@ -24,6 +24,7 @@
 
 #include "core/platform.h"
 #include "media/mediareaders.h"
+#include "media/amplay.h"
 #include "media/pix32.h"
 #include "media/pixelator.h"
 #include "media/plugins.h"
@@ -90,7 +91,8 @@ using surf = KORSurface;
 
 // surf32: the plain frame record handed to plugins and pixel helpers is declared in pixelator.h.
 
-class surface : public pixelator {
+// The surface manager is also the window's pair of media players (amplay).
+class surface : public pixelator, public amplay {
  public:
   static constexpr int CACHE_SIZE = 1024;
   static constexpr int RENDER_WIDTH = 1280;

@@ -31,6 +31,8 @@ check "no command" 1 "$lv"
 check "unknown command" 1 "$lv" nosuch; expect_line "unknown command nosuch"
 check "frame help" 0 "$lv" frame --help
 check "info help" 0 "$lv" info --help
+check "preview help" 0 "$lv" preview --help
+check "preview bad size" 1 "$lv" preview "$dir/none.vmp" --size 2x; expect_line "size takes the"
 check "missing project" 1 "$lv" info "$dir/none.vmp"; expect_line "no such project"
 printf 'not a project' > "$dir/junk.vmp"
 check "damaged project" 1 "$lv" info "$dir/junk.vmp"; expect_line "not a readable project"

@@ -168,6 +168,9 @@ TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   std::ifstream desk(dir + "/data/applications/lumi-vaxel.desktop");
   std::string entry((std::istreambuf_iterator<char>(desk)), std::istreambuf_iterator<char>());
   EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);
+  // Opening a project shows it in the preview window of the program that registered the type.
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+  EXPECT_NE(entry.find("Exec=\"" + self + "\" preview %f\n"), std::string::npos);
   std::map<std::string, std::string> values;
   ASSERT_TRUE(settings::ReadDataset(dir + "/data/kor.vale.lab/classes/.vmp", values));
   EXPECT_EQ(values["@"], "Lumi-Vaxel.Project.File");
@@ -175,7 +178,7 @@ TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   ASSERT_TRUE(settings::ReadDataset(
       dir + "/data/kor.vale.lab/classes/Lumi-Vaxel.Project.File/shell/open/command", values));
   // The running program registers its own path, whatever its name.
-  EXPECT_EQ(values["@"], std::filesystem::read_symlink("/proc/self/exe").string() + " %1");
+  EXPECT_EQ(values["@"], self + " %1");
 }
 
 }  // namespace
