@@ -1,9 +1,10 @@
 # Lumi-Vaxel top-level commands. `make check` and `make demo` install what is missing first.
 #   make check             build and run every test (build/)
 #   make check SANITIZE=1  the same with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/)
-#   make tsan              the worker and making tests under ThreadSanitizer (build-tsan/)
+#   make tsan              the worker, making and playing tests under ThreadSanitizer (build-tsan/)
 #   make demo              build and render the example project into out/
 #   make fuzz SECONDS=N    build every fuzz target with libFuzzer (build-fuzz/), run each N seconds
+#                          (MERGE=1: keep the inputs that reached new code in fuzz/corpus/)
 #   make bench             build the benchmarks (bench/) in release mode
 #   make install PREFIX=D  install program, library, headers, plugins, vemo.pc, man page under D
 #   make package           build the Debian package into build/package/
@@ -36,7 +37,7 @@ check: build
 
 SECONDS ?= 60
 fuzz: deps
-	@scripts/fuzz $(SECONDS) $(JOBS)
+	@MERGE=$(MERGE) scripts/fuzz $(SECONDS) $(JOBS)
 
 # Only the engine tests and the plugins they make files with.
 TSAN_TARGETS = test_engine $(patsubst plugins/%/CMakeLists.txt,plugin_%,$(wildcard plugins/*/CMakeLists.txt))
@@ -44,7 +45,7 @@ tsan: deps
 	@cmake -S . -B build-tsan -G Ninja -DVEMO_SANITIZE_THREAD=ON -DVEMO_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug > /dev/null
 	@cmake --build build-tsan -j $(JOBS) --target $(TSAN_TARGETS)
 	@cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-	  bin/test_engine --gtest_filter='Worker.*:Making*.*:MakeSetup.*'
+	  bin/test_engine --gtest_filter='Worker.*:Making*.*:MakeSetup.*:Play*.*'
 
 demo: build
 	@scripts/demo $(BUILD)
