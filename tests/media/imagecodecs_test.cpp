@@ -283,6 +283,16 @@ TEST(ImageWMF, SolidRectangleRendersAtItsNaturalSize) {
   EXPECT_EQ(mid, pix32(255, 0, 0, 0));
 }
 
+// The header's largest record (in words, at byte 34 after the placeable header) sizes the
+// library's record buffer: it must hold every record and lie inside the file.
+TEST(ImageWMF, ALargestRecordOutsideTheFileOrTooSmallIsRefused) {
+  for (uint32_t words : {0x5E000000u, 1000u, 7u}) {
+    bytes wmf = make_wmf(40, 20);  // its largest record is the pen's 8 words
+    for (int i = 0; i < 4; ++i) wmf[34 + size_t(i)] = uint8_t(words >> (8 * i));
+    EXPECT_FALSE(decode(DecodeWMF, wmf)) << words;
+  }
+}
+
 TEST(SurfaceLoad, PicksTheDecoderByExtension) {
   bmp_layout b;
   b.width = 1, b.height = 1, b.bpp = 24, b.pixels = {1, 2, 3, 0};
