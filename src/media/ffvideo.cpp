@@ -506,7 +506,10 @@ bool Show(ffvideo *v, KORSurface *dst) {
     surface::SurfaceDataUnlock(&s);
     return false;
   }
-  for (int y = 0; y < f->height; y += kBand) {
+  // Banding a picture shrunk many times over makes the converter read outside its buffers (a
+  // 16 x 4112 frame shown at 16 x 16 did): such a picture goes through in one piece.
+  const int band_rows = f->height > 4 * dst->height ? f->height : kBand;
+  for (int y = 0; y < f->height; y += band_rows) {
     // The converter takes pointers to the band's first row of each plane; chroma planes of
     // subsampled formats are fewer rows, the palette of paletted ones is not rows at all.
     const uint8_t *band[4] = {};
@@ -516,7 +519,8 @@ bool Show(ffvideo *v, KORSurface *dst) {
       const int row = palette ? 0 : chroma ? (y >> d->log2_chroma_h) : y;
       band[p] = f->data[p] + ptrdiff_t(row) * f->linesize[p];
     }
-    const int n = sws_scale(v->sws, band, f->linesize, y, std::min(kBand, f->height - y), planes, strides);
+    const int n =
+        sws_scale(v->sws, band, f->linesize, y, std::min(band_rows, f->height - y), planes, strides);
     if (n <= 0) continue;
     const int end = std::min(rows + n, s.height);
     word *p = reinterpret_cast<word *>(s.bits + size_t(rows) * s.pitch);
