@@ -506,9 +506,10 @@ bool Show(ffvideo *v, KORSurface *dst) {
     surface::SurfaceDataUnlock(&s);
     return false;
   }
-  // Banding a picture shrunk many times over makes the converter read outside its buffers (a
-  // 16 x 4112 frame shown at 16 x 16 did): such a picture goes through in one piece.
-  const int band_rows = f->height > 4 * dst->height ? f->height : kBand;
+  // Banding a picture shrunk many times over, in either direction, makes the converter read
+  // outside its buffers (16 x 4112 and 4128 x 32 frames shown at 16 x 16 and 32 x 32 did):
+  // such a picture goes through in one piece.
+  const int band_rows = f->height > 4 * dst->height || f->width > 4 * dst->width ? f->height : kBand;
   for (int y = 0; y < f->height; y += band_rows) {
     // The converter takes pointers to the band's first row of each plane; chroma planes of
     // subsampled formats are fewer rows, the palette of paletted ones is not rows at all.
