@@ -10,7 +10,7 @@ function(lumivaxel_plugin name)
   install(TARGETS plugin_${name} LIBRARY DESTINATION ${VEMO_INSTALL_PLUGIN_DIR})
   # Every symbol must resolve at link time, so nothing is left to find in the engine. The
   # sanitizer runtimes come from the program, so sanitized builds leave that check out.
-  if(NOT VEMO_SANITIZE)
+  if(NOT VEMO_SANITIZE AND NOT VEMO_SANITIZE_THREAD)
     target_link_options(plugin_${name} PRIVATE -Wl,--no-undefined)
   endif()
 endfunction()

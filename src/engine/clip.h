@@ -324,14 +324,16 @@ class clip : public vemotime {
   static int ThreadHandler(unsigned int job, void *root);
   // Waits until the root's worker is idle; false without a worker or when it is quitting.
   bool WaitForIdle();
+  // A critical section nests; its start waits for a running job to end, and a job posted inside
+  // it waits for the outermost end.
   int ClipCriticalStart();
   int ClipCriticalEnd();
-  int GetCriticalCount() const { return criticalcount; }
+  int GetCriticalCount() const { return criticalcount.load(); }
   // Shows a processing message through the root's callback; false when nobody listens.
   bool ProcessingMessage(const char *text);
   // The receiver of the processing messages of this root's tree (empty: none).
   using message_fn = std::function<void(const char *text)>;
-  void SetProcessingCallback(message_fn fn) { messagefn = std::move(fn); }
+  void SetProcessingCallback(message_fn fn);
   // Keeps the host alive during long work: calls the root's pump (twice per made frame).
   void WinMsgs();
   using pump_fn = std::function<void()>;
@@ -622,7 +624,8 @@ class clip : public vemotime {
   projecttexts texts;
   pump_fn pumpfn;
   progress_fn progressfn;
-  int32_t criticalcount = 0;
+  // Above zero while the interface thread changes the tree: the worker starts no job then.
+  std::atomic<int32_t> criticalcount{0};
   std::atomic<int32_t> busystate{0};  // 1 making, 2 playing
   playqueue *playout = nullptr;
   editlog *edits = nullptr;

@@ -11,6 +11,7 @@
 #include "core/download.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
+#include "media/imagecodecs.h"
 
 namespace {
 
@@ -127,6 +128,10 @@ int clip::ClipImport(const char *file) {
   rwav *w = still ? nullptr : mediareaders::WaveFileReadOpen(path.c_str());
   mmstream *m = still || w ? nullptr : mediareaders::StreamOpenRead(path.c_str());
   if (!still && !w && !m) {
+    if (*SurfaceLoadFailure() && GetRootClip()->messagefn) {
+      const std::string text = std::string(SurfaceLoadFailure()) + ": " + path;
+      ProcessingMessage(text.c_str());
+    }
     mediamissing = true;
     return 0;
   }

@@ -26,7 +26,8 @@ std::string ForceExtension(const std::string &path, const char *extension) {
   const std::string ext = extension[0] == '.' ? extension : std::string(".") + extension;
   const size_t slash = path.find_last_of('/');
   const size_t dot = path.find_last_of('.');
-  const std::string stem = dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(0, dot) : path;
+  const std::string stem =
+      dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(0, dot) : path;
   return stem + ext;
 }
 
@@ -36,13 +37,13 @@ std::string ForceExtension(const std::string &path, const char *extension) {
 
 bool clip::StartWorker() {
   clip *root = GetRootClip();
-  if (!root->worker) root->worker = new clipworker(&clip::ThreadHandler, root);
+  if (!root->worker) root->worker = new clipworker(&clip::ThreadHandler, root, &root->criticalcount);
   return root->worker->Running();
 }
 
 void clip::EndWorker() {
   stoppending = true;  // a play job waiting for its queue to drain ends now
-  delete worker;  // waits for the running job, posts quit and joins
+  delete worker;       // waits for the running job, posts quit and joins
   worker = nullptr;
 }
 
@@ -77,13 +78,21 @@ bool clip::WaitForIdle() {
 
 int clip::ClipCriticalStart() {
   clip *root = GetRootClip();
-  WaitForIdle();
-  return ++root->criticalcount;
+  const int count = ++root->criticalcount;
+  if (root->worker) root->worker->WaitWhileRunning();
+  return count;
 }
 
 int clip::ClipCriticalEnd() {
   clip *root = GetRootClip();
   return --root->criticalcount;
+}
+
+void clip::SetProcessingCallback(message_fn fn) {
+  // The worker reads the callback while it runs a job: it changes only between jobs.
+  ClipCriticalStart();
+  messagefn = std::move(fn);
+  ClipCriticalEnd();
 }
 
 void clip::WinMsgs() {
@@ -107,7 +116,8 @@ int clip::StartMaking(imgio_export *plugin) {
     return 0;
   }
   std::string file;
-  if (!Dialogs().FileDialog(root->GetWindow(), true, "Select Export File Name", plugin->GetFileTypes(), file) ||
+  if (!Dialogs().FileDialog(root->GetWindow(), true, "Select Export File Name", plugin->GetFileTypes(),
+                            file) ||
       file.empty())
     return 0;
   return ClipMakeFile(plugin, file.c_str());

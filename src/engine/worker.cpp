@@ -9,7 +9,7 @@
 #include <chrono>
 #include <system_error>
 
-clipworker::clipworker(handler_fn h, void *d) : handler(h), data(d) {
+clipworker::clipworker(handler_fn h, void *d, const std::atomic<int32_t> *g) : handler(h), data(d), gate(g) {
   try {
     thread = std::thread([this] { Body(); });
   } catch (const std::system_error &) {
@@ -33,6 +33,11 @@ bool clipworker::Post(int j) {
   return true;
 }
 
+void clipworker::WaitWhileRunning() {
+  if (OnThread()) return;
+  while (idle.load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
 bool clipworker::WaitForIdle() {
   if (quitposted.load()) return false;
   while (!Idle() && job.load() != CLIP_JOB_QUIT) std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -48,8 +53,16 @@ void clipworker::Body() {
   if (errno == 0 && nice < 19) ::setpriority(PRIO_PROCESS, static_cast<id_t>(self), nice + 1);
   for (;;) {
     idle = 1;
-    while (job.load() == CLIP_JOB_NONE) std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
-    idle = 0;
+    for (;;) {
+      while (job.load() == CLIP_JOB_NONE) std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
+      // The flag goes down before the gate is read, and the owner raises the gate before it
+      // reads the flag (both sequentially consistent): one of the two always sees the other,
+      // so a job never starts inside a critical section.
+      idle = 0;
+      if (!Gated() || job.load() == CLIP_JOB_QUIT) break;
+      idle = 1;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     const int j = job.exchange(CLIP_JOB_NONE);
     if (j == CLIP_JOB_QUIT) {
       job = CLIP_JOB_QUIT;  // waiters see quitting

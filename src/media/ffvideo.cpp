@@ -49,8 +49,8 @@ struct ffvideo {
   bool await_key = false;
   int awaited = 0;
   int64_t floor_idx = INT64_MIN;
-  int64_t read_idx = INT64_MIN;  // the latest frame index the demuxer handed over
-  int64_t last_idx = -1;         // the latest decoded frame's index
+  int64_t read_idx = INT64_MIN;     // the latest frame index the demuxer handed over
+  int64_t last_idx = -1;            // the latest decoded frame's index
   int64_t landed = AV_NOPTS_VALUE;  // the key packet's index where the latest seek landed
   int64_t first_idx = INT64_MIN;    // the file's first picture, once met after time 0
 
@@ -416,7 +416,8 @@ bool Locate(ffvideo *v, int64_t t) {
       // First just before the key frame landed on (the one before it is the one wanted), then
       // by seconds.
       int64_t earlier = SatAdd(t, -UnitsIn(v, int64_t(1) << retry, 1));
-      if (retry == 0 && v->landed != AV_NOPTS_VALUE && v->landed > 0 && v->landed <= t) earlier = v->landed - 1;
+      if (retry == 0 && v->landed != AV_NOPTS_VALUE && v->landed > 0 && v->landed <= t)
+        earlier = v->landed - 1;
       if (!(earlier > 0 ? Seek(v, earlier) : Rewind(v))) return false;
       ++retry;
     } else {
@@ -456,9 +457,13 @@ bool Show(ffvideo *v, KORSurface *dst) {
   if (v->shown && v->shown_on == dst && v->shown_idx == v->cur_idx) return true;
   const AVFrame *f = v->cur;
   if (f->width <= 0 || f->height <= 0 || f->format < 0) return false;
-  bool full = f->color_range == AVCOL_RANGE_JPEG;
+  // A damaged stream can leave numbers in the colour fields that name no enumerator: they are
+  // read as plain integers, never as the enumerations.
+  int range = 0, space = 0;
+  std::memcpy(&range, &f->color_range, sizeof range);
+  std::memcpy(&space, &f->colorspace, sizeof space);
+  bool full = range == AVCOL_RANGE_JPEG;
   const AVPixelFormat src = Unjpeg(static_cast<AVPixelFormat>(f->format), &full);
-  const int space = f->colorspace;
   if (!v->sws || v->sws_w != f->width || v->sws_h != f->height || v->sws_fmt != src ||
       v->sws_dw != dst->width || v->sws_dh != dst->height || v->sws_full != int(full) ||
       v->sws_space != space) {
@@ -501,7 +506,11 @@ bool Show(ffvideo *v, KORSurface *dst) {
     surface::SurfaceDataUnlock(&s);
     return false;
   }
-  for (int y = 0; y < f->height; y += kBand) {
+  // Banding a picture shrunk many times over, in either direction, makes the converter read
+  // outside its buffers (16 x 4112 and 4128 x 32 frames shown at 16 x 16 and 32 x 32 did):
+  // such a picture goes through in one piece.
+  const int band_rows = f->height > 4 * dst->height || f->width > 4 * dst->width ? f->height : kBand;
+  for (int y = 0; y < f->height; y += band_rows) {
     // The converter takes pointers to the band's first row of each plane; chroma planes of
     // subsampled formats are fewer rows, the palette of paletted ones is not rows at all.
     const uint8_t *band[4] = {};
@@ -511,7 +520,8 @@ bool Show(ffvideo *v, KORSurface *dst) {
       const int row = palette ? 0 : chroma ? (y >> d->log2_chroma_h) : y;
       band[p] = f->data[p] + ptrdiff_t(row) * f->linesize[p];
     }
-    const int n = sws_scale(v->sws, band, f->linesize, y, std::min(kBand, f->height - y), planes, strides);
+    const int n =
+        sws_scale(v->sws, band, f->linesize, y, std::min(band_rows, f->height - y), planes, strides);
     if (n <= 0) continue;
     const int end = std::min(rows + n, s.height);
     word *p = reinterpret_cast<word *>(s.bits + size_t(rows) * s.pitch);
@@ -625,7 +635,8 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
 
 bool VideoRead(ffvideo *v, int64_t ms, KORSurface *dst) {
   if (!v || !dst || ms < 0 || !v->fmt) return false;  // no demuxer: the file went away
-  const int64_t t = std::max(v->first_idx, av_rescale_rnd(ms, v->rate.num, int64_t(v->rate.den) * 1000, AV_ROUND_DOWN));
+  const int64_t t =
+      std::max(v->first_idx, av_rescale_rnd(ms, v->rate.num, int64_t(v->rate.den) * 1000, AV_ROUND_DOWN));
   if (!Locate(v, t)) return false;
   return Show(v, dst);
 }

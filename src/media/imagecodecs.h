@@ -38,6 +38,13 @@ KORSurface *DecodeGIF(const uint8_t *data, size_t size);
 // support in this build.
 KORSurface *DecodeWMF(const uint8_t *data, size_t size);
 
+// True for an enhanced metafile: a header record (type 1) carrying the " EMF" signature at
+// byte 40. There is no renderer for these here; loading one fails as an unsupported format.
+bool IsEnhancedMetafile(const uint8_t *data, size_t size);
+// Why the last surface::SurfaceLoad on this thread gave null, when it can say more than that
+// the file is missing or damaged: "unsupported picture format". Empty otherwise.
+const char *SurfaceLoadFailure();
+
 // Whether the decoders built on the media libraries report problems on stderr (on by default;
 // the fuzz targets turn it off).
 void SetImageDecoderLogging(bool on);

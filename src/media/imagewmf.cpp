@@ -22,18 +22,20 @@ using namespace imagebytes;
 namespace {
 
 // The records must be well formed up to the end record inside the data before the library
-// sees them: each at least three words long and lying inside the file.
+// sees them: each at least three words long and lying inside the file. The header's largest
+// record sizes the library's record buffer, so it must hold every record and fit in the file.
 [[maybe_unused]] bool wmf_well_formed(const uint8_t *d, size_t size) {
   size_t at = 0;
   if (size >= 22 && le32(d) == 0x9AC6CDD7u) at = 22;  // the placeable header
   if (!fits(size, at, 18)) return false;
   const unsigned type = le16(d + at), words = le16(d + at + 2);
-  if ((type != 1 && type != 2) || words != 9) return false;
+  const uint32_t largest = le32(d + at + 12);
+  if ((type != 1 && type != 2) || words != 9 || uint64_t(largest) * 2 > size) return false;
   at += 18;
   while (fits(size, at, 6)) {
     const uint32_t n = le32(d + at);
     const unsigned function = le16(d + at + 4);
-    if (n < 3 || !fits(size, at, uint64_t(n) * 2)) return false;
+    if (n < 3 || n > largest || !fits(size, at, uint64_t(n) * 2)) return false;
     if (function == 0) return true;
     at += size_t(n) * 2;
   }

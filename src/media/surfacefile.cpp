@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "core/byteorder.h"
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 
@@ -61,9 +62,18 @@ void row24(const pix32 *src, int w, uint8_t *out) {
   }
 }
 
+thread_local const char *load_failure = "";
+
 }  // namespace
 
+bool IsEnhancedMetafile(const uint8_t *data, size_t size) {
+  return data && size >= 44 && byteorder::le32(data) == 1 && byteorder::le32(data + 40) == 0x464D4520u;
+}
+
+const char *SurfaceLoadFailure() { return load_failure; }
+
 KORSurface *surface::SurfaceLoad(const char *path) {
+  load_failure = "";
   if (!path) return nullptr;
   using decoder = KORSurface *(*)(const uint8_t *, size_t);
   decoder decode = nullptr;
@@ -79,10 +89,15 @@ KORSurface *surface::SurfaceLoad(const char *path) {
     decode = DecodePNG;
   else if (has_extension(path, ".gif"))
     decode = DecodeGIF;
-  // Enhanced metafiles have no renderer here; they fail like any unknown type.
-  if (!decode) return nullptr;
+  const bool emf = has_extension(path, ".emf");
+  if (!decode && !emf) return nullptr;
   std::vector<uint8_t> bytes;
   if (!read_file(path, bytes)) return nullptr;
+  // An enhanced metafile, whether named .emf or .wmf, has no renderer here.
+  if (emf || (decode == DecodeWMF && IsEnhancedMetafile(bytes.data(), bytes.size()))) {
+    load_failure = "unsupported picture format";
+    return nullptr;
+  }
   return decode(bytes.data(), bytes.size());
 }
 

@@ -163,10 +163,12 @@ TEST(Making, RefusalsAreToldAndNothingIsWritten) {
 namespace {
 
 std::atomic<int> g_gate{0};
-std::vector<int> g_jobs;
+std::atomic<int> g_started{0};
+std::vector<int> g_jobs;  // read by the test only once the worker is idle
 
 int GatedHandler(unsigned int job, void *) {
   g_jobs.push_back(int(job));
+  ++g_started;
   while (g_gate.load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return 1;
 }
@@ -175,12 +177,13 @@ int GatedHandler(unsigned int job, void *) {
 
 TEST(Worker, TheLatestJobWinsAndNothingFollowsQuit) {
   g_gate = 0;
+  g_started = 0;
   g_jobs.clear();
   {
     clipworker w(&GatedHandler, nullptr);
     ASSERT_TRUE(w.Running());
     ASSERT_TRUE(w.Post(7));
-    while (g_jobs.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    while (g_started.load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_FALSE(w.Idle());
     // Job 7 runs; 8 waits and is replaced by 9.
     EXPECT_TRUE(w.Post(8));
@@ -193,6 +196,25 @@ TEST(Worker, TheLatestJobWinsAndNothingFollowsQuit) {
     EXPECT_FALSE(w.WaitForIdle());
   }  // joins
   EXPECT_EQ(g_jobs, (std::vector<int>{7, 9}));
+}
+
+// A job posted inside a critical section waits for its end, however long the worker polls.
+TEST(Worker, AJobPostedInsideACriticalSectionWaitsForItsEnd) {
+  g_gate = 1;
+  g_started = 0;
+  g_jobs.clear();
+  std::atomic<int32_t> critical{0};
+  clipworker w(&GatedHandler, nullptr, &critical);
+  ++critical;
+  w.WaitWhileRunning();
+  ASSERT_TRUE(w.Post(7));
+  EXPECT_TRUE(w.WaitForIdle());  // held back, so nothing can run: idle at once
+  std::this_thread::sleep_for(std::chrono::milliseconds(3 * clipworker::kPollMs));
+  EXPECT_EQ(g_started.load(), 0);
+  --critical;
+  while (g_started.load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_TRUE(w.WaitForIdle());
+  EXPECT_EQ(g_jobs, (std::vector<int>{7}));
 }
 
 TEST(Worker, AHeadlessRootComposesOnItsWorker) {

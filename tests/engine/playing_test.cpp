@@ -36,6 +36,9 @@ struct playproject : project {
     tone = p->AddMedia(root(), wav.c_str(), 0, 0);
     root()->SetPlayOutput(&queue);
   }
+  // The queue goes before the project: a play job still running (a test that ended early) must
+  // stop before it does.
+  ~playproject() { root()->Stop(); }
   // Pulls `frames` sample frames as the sound device would (waiting for the job, 20 s at most).
   std::vector<int16_t> Pull(int frames) {
     std::vector<int16_t> out(size_t(frames) * 2);

@@ -283,6 +283,16 @@ TEST(ImageWMF, SolidRectangleRendersAtItsNaturalSize) {
   EXPECT_EQ(mid, pix32(255, 0, 0, 0));
 }
 
+// The header's largest record (in words, at byte 34 after the placeable header) sizes the
+// library's record buffer: it must hold every record and lie inside the file.
+TEST(ImageWMF, ALargestRecordOutsideTheFileOrTooSmallIsRefused) {
+  for (uint32_t words : {0x5E000000u, 1000u, 7u}) {
+    bytes wmf = make_wmf(40, 20);  // its largest record is the pen's 8 words
+    for (int i = 0; i < 4; ++i) wmf[34 + size_t(i)] = uint8_t(words >> (8 * i));
+    EXPECT_FALSE(decode(DecodeWMF, wmf)) << words;
+  }
+}
+
 TEST(SurfaceLoad, PicksTheDecoderByExtension) {
   bmp_layout b;
   b.width = 1, b.height = 1, b.bpp = 24, b.pixels = {1, 2, 3, 0};
@@ -302,6 +312,23 @@ TEST(SurfaceLoad, PicksTheDecoderByExtension) {
   ASSERT_TRUE(write_file(jpg, make_jpeg(8, 8, quadrants(8, 8), 90)));
   EXPECT_TRUE(owned_surface(surface::SurfaceLoad(jpg.c_str())));
   for (const auto &p : {upper, dib, txt, emf, jpg}) std::remove(p.c_str());
+}
+
+// An enhanced metafile has no renderer: it fails as an unsupported format, named .emf or .wmf,
+// while a damaged file says nothing more than null.
+TEST(SurfaceLoad, EnhancedMetafilesAreAnUnsupportedFormat) {
+  bytes emf(88, 0);
+  emf[0] = 1;                                                  // the header record's type
+  emf[40] = ' ', emf[41] = 'E', emf[42] = 'M', emf[43] = 'F';  // its signature
+  const std::string as_emf = temp_path("e.emf"), as_wmf = temp_path("e.wmf"), junk = temp_path("j.wmf");
+  ASSERT_TRUE(write_file(as_emf, emf) && write_file(as_wmf, emf) && write_file(junk, bytes(88, 7)));
+  for (const auto &p : {as_emf, as_wmf}) {
+    EXPECT_FALSE(owned_surface(surface::SurfaceLoad(p.c_str()))) << p;
+    EXPECT_STREQ(SurfaceLoadFailure(), "unsupported picture format") << p;
+  }
+  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(junk.c_str())));
+  EXPECT_STREQ(SurfaceLoadFailure(), "");
+  for (const auto &p : {as_emf, as_wmf, junk}) std::remove(p.c_str());
 }
 
 // Every decoder refuses every cut of a good file, and damaged files never crash it (the

@@ -1,0 +1,94 @@
+#!/usr/bin/env bash
+# Bad input as a new user gives it: damaged projects and media, output where none can be
+# written, Ctrl-C while saving, plugins that are no plugins, absurd header sizes. Each ends
+# with one clear line on stderr and status 1 (never a signal or a core dump), and nothing the
+# user had is lost.
+# Usage: badinput_test.sh LUMIVAXEL BUILD_DEMO
+set -u
+export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
+lv="$1"
+builder="$2"
+dir="$(mktemp -d /tmp/lv-bad-XXXXXX)"
+trap 'rm -rf "$dir"' EXIT
+ulimit -c 0
+failures=0
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+check() {  # check DESCRIPTION EXPECTED_STATUS COMMAND...
+  local what="$1" want="$2"
+  shift 2
+  "$@" > "$dir/stdout" 2> "$dir/stderr"
+  local got=$?
+  [ "$got" = "$want" ] || { fail "$what: status $got, wanted $want"; cat "$dir/stderr"; }
+}
+expect_line() {  # the failure is one line on stderr that mentions TEXT
+  [ "$(wc -l < "$dir/stderr")" = 1 ] && grep -q "$1" "$dir/stderr" || { fail "stderr should be one line about '$1':"; cat "$dir/stderr"; }
+}
+
+ffmpeg -loglevel error -y -f lavfi -i "testsrc2=size=160x120:rate=25" -t 2 -c:v mjpeg "$dir/video.avi" || exit 1
+"$builder" "$dir" "$dir/video.avi" > /dev/null || exit 1
+project="$dir/demo.vmp"
+size=$(stat -c %s "$project")
+
+# Projects that are no projects: a folder, empty, cut short, a picture named .vmp.
+mkdir "$dir/folder.vmp"
+: > "$dir/empty.vmp"
+head -c $((size / 2)) "$project" > "$dir/cut.vmp"
+cp "$dir/poster.bmp" "$dir/picture.vmp"
+for bad in folder empty cut picture; do
+  check "$bad project" 1 "$lv" frame "$dir/$bad.vmp" -o "$dir/x.png"; expect_line "not a readable project"
+  [ -e "$dir/x.png" ] && fail "$bad project wrote a picture"
+done
+
+# Output that cannot be written: a missing folder, a folder where no file can be made.
+check "frame into a missing folder" 1 "$lv" frame "$project" -o "$dir/none/x.png"; expect_line "none/x.png"
+check "frame into /proc" 1 "$lv" frame "$project" -o /proc/lv-x.bmp; expect_line "lv-x.bmp"
+check "make into a missing folder" 1 "$lv" make "$project" -o "$dir/none/m.avi" --to 0.2; expect_line "none/m.avi"
+check "make into /proc" 1 "$lv" make "$project" -o /proc/lv-m.avi --to 0.2; expect_line "lv-m.avi"
+
+# Ctrl-C while a macro saves over the project again and again: the project stays whole and no
+# temporary file is left beside it.
+cp "$project" "$dir/keep.vmp"
+"$lv" run -e "loop { Arrangement Save $dir/keep.vmp }" --project "$dir/keep.vmp" > /dev/null 2>&1 &
+pid=$!
+sleep 0.5
+kill -INT "$pid"; wait "$pid"; got=$?
+[ "$got" = 1 ] || fail "Ctrl-C while saving gave status $got"
+check "project saved before Ctrl-C" 0 "$lv" info "$dir/keep.vmp"
+ls -a "$dir" | grep -q lvsave && fail "a temporary save file was left"
+
+# Plugin libraries that are no plugins: not a library at all, and an entry that answers null.
+mkdir "$dir/plugins"
+printf 'not a library' > "$dir/plugins/junk.so"
+printf 'void *LumiVaxelExportPlugin(void) { return 0; }\n' > "$dir/null.c"
+cc -shared -fPIC -o "$dir/plugins/null.so" "$dir/null.c" || exit 1
+check "plugins beside no plugins" 0 env LUMIVAXEL_PLUGIN_PATH="$dir/plugins" "$lv" plugins
+grep -q 'avi.so' "$dir/stdout" || fail "the real plugins were lost among bad ones"
+check "make with bad plugins" 1 env LUMIVAXEL_PLUGIN_PATH="$dir/plugins" "$lv" make "$project" -o "$dir/m.xyz"
+expect_line "no export plugin writes"
+
+# Media that cannot be read: the project still opens and makes, the clip shows as missing, and a
+# warning line names each such medium.
+# Absurd sizes in headers: no allocation beyond the caps, no crash.
+python3 - "$dir" <<'PY'
+import struct, sys
+d = sys.argv[1]
+# A BMP claiming 1 000 000 000 x 1 000 000 000 pixels of 32 bits.
+info = struct.pack('<IiiHHIIiiII', 40, 10**9, 10**9, 1, 32, 0, 0, 0, 0, 0, 0)
+open(d + '/huge.bmp', 'wb').write(b'BM' + struct.pack('<IHHI', 54 + 16, 0, 0, 54) + info + bytes(16))
+# A WAV whose data chunk claims 4 GB.
+fmt = struct.pack('<HHIIHH', 1, 2, 48000, 192000, 4, 16)
+open(d + '/huge.wav', 'wb').write(b'RIFF' + struct.pack('<I', 0xFFFFFFF0) + b'WAVEfmt ' + struct.pack('<I', 16) + fmt
+                                  + b'data' + struct.pack('<I', 0xFFFFFFF0) + bytes(64))
+PY
+cp "$dir/huge.bmp" "$dir/poster.bmp"
+cp "$dir/huge.wav" "$dir/tone.wav"
+head -c 3000 "$dir/video.avi" > "$dir/v" && mv "$dir/v" "$dir/video.avi"
+check "frame with unreadable media" 0 "$lv" frame "$project" --at 1 -o "$dir/y.png"
+for m in poster.bmp video.avi; do  # the WAV reads as the samples that are there
+  [ "$(grep -c "warning: .*$m cannot be read" "$dir/stderr")" = 1 ] || { fail "no one warning for $m:"; cat "$dir/stderr"; }
+done
+check "make with unreadable media" 0 "$lv" make "$project" -o "$dir/y.avi" --to 0.4
+ffprobe -v error "$dir/y.avi" || fail "the video made with unreadable media is unreadable"
+
+[ "$failures" = 0 ] && echo "badinput: all checks passed"
+exit "$failures"
