@@ -6,11 +6,14 @@
 #include <cstdint>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "app/cli.h"
 #include "app/commands.h"
 #include "core/dialogs.h"
+#include "engine/parallelmaking.h"
 #include "engine/project.h"
 #include "media/plugins.h"
 #include "media/surface.h"
@@ -56,7 +59,7 @@ class progress {
 
 int CmdMake(int argc, char **argv, int first) {
   cli::grammar g;
-  g.valued = {"--output", "--format", "--from", "--to", "--option"};
+  g.valued = {"--output", "--format", "--from", "--to", "--option", "--threads"};
   g.switches = {"--yes", "--verbose", "--help"};
   g.aliases = {{"-o", "--output"}, {"-y", "--yes"}, {"-h", "--help"}, {"-f", "--format"}};
   cli::arguments args;
@@ -105,6 +108,16 @@ int CmdMake(int argc, char **argv, int first) {
   root->SetMakeRange(start, end);
   if (!out->CanEncode(root->CheckAudio(), root->CheckVideo()))
     return cli::Fail(std::string(plugin->filename) + " cannot write what this project holds");
+
+  // Frames are composed ahead on copies of the project, one per thread (all cores unless told).
+  long threads = long(std::thread::hardware_concurrency());
+  if (args.Has("--threads")) {
+    const std::string n = args.Get("--threads");
+    char *end = nullptr;
+    threads = std::strtol(n.c_str(), &end, 10);
+    if (n.empty() || *end || threads < 1 || threads > 256) return cli::Fail("--threads takes a whole number from 1 to 256");
+  }
+  const std::unique_ptr<parallelmaking> composers = parallelmaking::Start(root, args.positional[0], int(threads));
 
   HeadlessDialogs().file_answer = output;
   progress bar;

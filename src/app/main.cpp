@@ -28,7 +28,7 @@ const command COMMANDS[] = {
      CmdInfo},
     {"make", "make a project's video (or sound) file through an export plugin",
      "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--option K=V]\n"
-     "                      [--yes] [--verbose]\n"
+     "                      [--threads N] [--yes] [--verbose]\n"
      "\n"
      "Makes the make range of PROJECT (the whole project when none is set) frame by frame at the\n"
      "project's frame rate, with its mixed sound, into OUT through an export plugin. The plugin's\n"
@@ -40,6 +40,8 @@ const command COMMANDS[] = {
      "  --from SEC    where making starts, in seconds (default: the project's make range)\n"
      "  --to SEC      where making ends, in seconds\n"
      "  --option K=V  an option of the plugin, such as codec=raw\n"
+     "  --threads N   compose frames ahead on N copies of the project (default: all cores); the\n"
+     "                file made is the same for any N\n"
      "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
      "  --verbose     print the engine's processing messages\n",
      CmdMake},

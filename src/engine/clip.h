@@ -336,6 +336,10 @@ class clip : public vemotime {
   // Told after each made frame: frames done so far and the frame count.
   using progress_fn = std::function<void(int done, int count)>;
   void SetMakeProgress(progress_fn fn) { progressfn = std::move(fn); }
+  // Where the make loop takes frame i's picture from instead of composing it itself (frames
+  // composed ahead elsewhere); empty: the root composes.
+  using frames_fn = std::function<KORSurface *(int i)>;
+  void SetMakeFrames(frames_fn fn) { makeframes = std::move(fn); }
   // Asks the stop of the running make before its next frame (and of playing at once); 128.
   uint32_t Stop();
   bool IsStopPending() const { return stoppending.load(); }
@@ -546,6 +550,7 @@ class clip : public vemotime {
   bool makehasvideo = false;
   pump_fn pumpfn;
   progress_fn progressfn;
+  frames_fn makeframes;
   int32_t criticalcount = 0;
   int32_t busystate = 0;  // 1 making, 2 playing
   std::atomic<bool> stoppending{false};
