@@ -79,6 +79,7 @@ struct KORSurface {
   pix32 *dds;      // the 64-byte aligned block that owns the pixels; null once released
   surfacedesc desc;
   HDC hdc;  // the drawing context while one is granted (in a surf)
+  size_t mapped;  // bytes of a block mapped from the system (0: from the heap)
 
   // Frees the pixel block and the record (the record must come from SurfaceCreate). Returns 0.
   int Release();
