@@ -183,7 +183,8 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
         root->ClipVideoComposite(CLIP_COMPOSE_MAKE);
         KORSurface *display = root->GetWorkSurface(CLIP_SURFACE_DISPLAY);
         picture = root->GetDestinationSurface();
-        if (display && picture && display != picture) surface::SurfaceCopy(picture, display);
+        // The display is what a window shows: without one nobody looks at it.
+        if (root->GetWindow() && display && picture && display != picture) surface::SurfaceCopy(picture, display);
       }
       surf locked{};
       if (!picture || !surface::SurfaceDataLock(picture, &locked)) {

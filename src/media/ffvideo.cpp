@@ -451,6 +451,37 @@ AVPixelFormat Unjpeg(AVPixelFormat f, bool *full) {
   }
 }
 
+void Shown(ffvideo *v, KORSurface *dst) {
+  ++v->stats.converted;
+  v->shown = true;
+  v->shown_on = dst;
+  v->shown_idx = v->cur_idx;
+}
+
+// Uncompressed 24-bit pictures of the surface's size need no converter: each pixel's three
+// bytes become a word with alpha 0 in one pass, read as a little-endian word whose top byte
+// (the next pixel's first) is masked off; the row's last pixel is read byte by byte so no
+// read goes past the row.
+bool ShowBgr24(ffvideo *v, const AVFrame *f, KORSurface *dst) {
+  surf s;
+  if (!surface::SurfaceDataLock(dst, &s)) return false;
+  const int w = f->width;
+  for (int y = 0; y < f->height; ++y) {
+    const uint8_t *in = f->data[0] + ptrdiff_t(y) * f->linesize[0];
+    uint32_t *out = reinterpret_cast<uint32_t *>(s.bits + size_t(y) * s.pitch);
+    for (int x = 0; x < w - 1; ++x) {
+      uint32_t word;
+      std::memcpy(&word, in + 3 * x, 4);
+      out[x] = word & 0x00FFFFFFu;
+    }
+    const uint8_t *last = in + 3 * (w - 1);
+    out[w - 1] = uint32_t(last[0]) | uint32_t(last[1]) << 8 | uint32_t(last[2]) << 16;
+  }
+  surface::SurfaceDataUnlock(&s);
+  Shown(v, dst);
+  return true;
+}
+
 // Converts cur into dst: BGRA rows at the surface's pitch, alpha then cleared.
 bool Show(ffvideo *v, KORSurface *dst) {
   if (v->shown && v->shown_on == dst && v->shown_idx == v->cur_idx) return true;
@@ -459,6 +490,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
   bool full = f->color_range == AVCOL_RANGE_JPEG;
   const AVPixelFormat src = Unjpeg(static_cast<AVPixelFormat>(f->format), &full);
   const int space = f->colorspace;
+  if (src == AV_PIX_FMT_BGR24 && f->width == dst->width && f->height == dst->height) return ShowBgr24(v, f, dst);
   if (!v->sws || v->sws_w != f->width || v->sws_h != f->height || v->sws_fmt != src ||
       v->sws_dw != dst->width || v->sws_dh != dst->height || v->sws_full != int(full) ||
       v->sws_space != space) {
@@ -521,10 +553,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
   }
   surface::SurfaceDataUnlock(&s);
   if (rows <= 0) return false;
-  ++v->stats.converted;
-  v->shown = true;
-  v->shown_on = dst;
-  v->shown_idx = v->cur_idx;
+  Shown(v, dst);
   return true;
 }
 

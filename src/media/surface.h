@@ -154,6 +154,8 @@ class surface : public pixelator {
   static int SurfaceChecker(KORSurface *s, int n);
   // Adds trunc(d * 256.1) to every alpha, clamped to 0..255; 1 at once when that is 0.
   static int SurfaceOpacityAdjust(KORSurface *s, double d);
+  // SurfaceCopy and SurfaceOpacityAdjust of the copy in one pass (src unchanged); 1 when done.
+  static int SurfaceCopyOpacityAdjust(KORSurface *src, KORSurface *dst, double d);
   // Halves blue, green and red (rounded down); alpha unchanged.
   static int SurfaceDimm(KORSurface *s);
   static int SurfaceOpacity(KORSurface *s, unsigned char a);

@@ -191,7 +191,8 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
     int w, h, tolerance;
   };
   for (const lossless &l :
-       {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0}, lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
+       {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0}, lossless{"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
+        lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
         lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
     media_recipe s;
     s.video_codec = l.codec;
