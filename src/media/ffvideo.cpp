@@ -9,6 +9,7 @@
 
 #include "media/ffdecoder.h"
 #include "media/ffinput.h"
+#include "media/kernels.h"
 #include "media/surface.h"
 
 extern "C" {
@@ -458,25 +459,13 @@ void Shown(ffvideo *v, KORSurface *dst) {
   v->shown_idx = v->cur_idx;
 }
 
-// Uncompressed 24-bit pictures of the surface's size need no converter: each pixel's three
-// bytes become a word with alpha 0 in one pass, read as a little-endian word whose top byte
-// (the next pixel's first) is masked off; the row's last pixel is read byte by byte so no
-// read goes past the row.
+// Uncompressed 24-bit pictures of the surface's size need no converter: each row's pixels
+// become words with alpha 0 in one pass.
 bool ShowBgr24(ffvideo *v, const AVFrame *f, KORSurface *dst) {
   surf s;
   if (!surface::SurfaceDataLock(dst, &s)) return false;
-  const int w = f->width;
-  for (int y = 0; y < f->height; ++y) {
-    const uint8_t *in = f->data[0] + ptrdiff_t(y) * f->linesize[0];
-    uint32_t *out = reinterpret_cast<uint32_t *>(s.bits + size_t(y) * s.pitch);
-    for (int x = 0; x < w - 1; ++x) {
-      uint32_t word;
-      std::memcpy(&word, in + 3 * x, 4);
-      out[x] = word & 0x00FFFFFFu;
-    }
-    const uint8_t *last = in + 3 * (w - 1);
-    out[w - 1] = uint32_t(last[0]) | uint32_t(last[1]) << 8 | uint32_t(last[2]) << 16;
-  }
+  for (int y = 0; y < f->height; ++y)
+    kernels::bgr24_row(f->data[0] + ptrdiff_t(y) * f->linesize[0], s.bits + size_t(y) * s.pitch, f->width);
   surface::SurfaceDataUnlock(&s);
   Shown(v, dst);
   return true;

@@ -53,6 +53,10 @@ void copy_alpha_add_row_ref(const pix32 *src, pix32 *dst, int n, int delta);
 void alpha_set_row(pix32 *p, int n, uint8_t alpha);
 void alpha_set_row_ref(pix32 *p, int n, uint8_t alpha);
 
+// Pixels of three bytes (blue, green, red) to words with alpha 0; reads exactly 3 * n bytes.
+void bgr24_row(const uint8_t *in, pix32 *out, int n);
+void bgr24_row_ref(const uint8_t *in, pix32 *out, int n);
+
 // Blue, green, red halved (rounded down); alpha unchanged.
 void dimm_row(pix32 *p, int n);
 void dimm_row_ref(pix32 *p, int n);

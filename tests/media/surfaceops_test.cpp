@@ -253,6 +253,10 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           kernels::copy_alpha_add_row_ref(src.data() + off, b.data() + off, n, delta);
           check("copy alpha");
         }
+        const uint8_t *bytes = reinterpret_cast<const uint8_t *>(src.data()) + off;  // 3 * n of 320
+        kernels::bgr24_row(bytes, a.data() + off, n);
+        kernels::bgr24_row_ref(bytes, b.data() + off, n);
+        check("bgr24");
         b = a;
         kernels::alpha_set_row(a.data() + off, n, uint8_t(alpha));
         kernels::alpha_set_row_ref(b.data() + off, n, uint8_t(alpha));
