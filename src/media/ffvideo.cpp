@@ -59,6 +59,7 @@ struct ffvideo {
   AVRational unit{1, 25};  // one index unit in seconds
   int64_t start_pts = 0;
   bool still = false;
+  bool intra = false;  // every frame decodes on its own: skipping frames by seeking costs nothing
 
   // Program streams and bare elementary streams: their time stamps are right when decoding
   // runs on from the start, but after a seek the parser pins them on the wrong pictures until
@@ -357,6 +358,9 @@ bool SeekPaysOff(const ffvideo *v, int64_t t) {
     const AVIndexEntry *e = avformat_index_get_entry_from_timestamp(v->st, ts, AVSEEK_FLAG_BACKWARD);
     const int64_t key = e ? IndexOfTs(v, e->timestamp) : AV_NOPTS_VALUE;
     if (key != AV_NOPTS_VALUE && key > near) return true;
+    // Frames that stand alone are not read and decoded only to be passed over (the composers
+    // of a parallel make each take every n-th frame): a key frame past the next one is sought.
+    if (v->intra && key != AV_NOPTS_VALUE && key > SatAdd(pos, 1)) return true;
     // An index that reaches t names the key frame before it: decoding on is cheaper.
     if (avformat_index_get_entry(v->st, entries - 1)->timestamp >= ts) return false;
     // One that is still being built as the file is read (or is read at the first seek) does
@@ -616,6 +620,8 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
   v->unit = AVRational{v->rate.den, v->rate.num};
   v->start_pts = ffinput::OriginTs(fmt, v->st);
   v->still = c == container::any && IsPictureDemuxer(fmt->iformat->name);
+  const AVCodecDescriptor *desc = avcodec_descriptor_get(par->codec_id);
+  v->intra = desc && (desc->props & AV_CODEC_PROP_INTRA_ONLY);
   v->counted = IsCountedDemuxer(fmt->iformat->name);
   v->elementary = v->counted && std::strcmp(fmt->iformat->name, "mpeg") != 0 && av_cmp_q(v->rate, r) == 0;
   v->counting = v->elementary;
