@@ -1,5 +1,7 @@
 // lumivaxel: the command-line host of the engine. Builds nothing itself: each command opens a
 // project through the engine's headless entry and does one job.
+#include <malloc.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -90,6 +92,11 @@ int main(int argc, char **argv) {
   // Past a file-size limit a write fails like any other (and is reported) instead of the
   // signal killing the program in the middle of a file.
   std::signal(SIGXFSZ, SIG_IGN);
+  // A frame of uncompressed video arrives in a packet of a megabyte or more, one per frame:
+  // the heap keeps what a packet frees for the next instead of handing it back to the system
+  // and faulting fresh pages in again.
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
   if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
     PrintHelp();
     return argc < 2 ? 1 : 0;
