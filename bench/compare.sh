@@ -3,7 +3,7 @@
 # generated media, on one core (taskset -c 0) and on all cores, timed by hyperfine (medians),
 # with our peak resident memory from /usr/bin/time. Prints one table; rerun it at will.
 #
-#   bench/compare.sh [BUILD_DIR]     (default build/; WORK=/dev/shm/... RUNS=5 to change)
+#   bench/compare.sh [BUILD_DIR]     (default build/; WORK=/dev/shm/... RUNS=5 LIMIT=120 to change)
 #
 # W1   720 x 576, 25 fps, 10 s: a solid still, a full-frame raw BGR video, a quarter-size raw
 #      640 x 480 picture in picture at 60 % opacity and a quarter-size JPEG still at 50 %,
@@ -115,12 +115,14 @@ OURS[W3]=$(ours w3.vmp wav)
 PEERS[W3]="ffmpeg amix=$ffw3
 melt mix=$meltw3"
 
-# Median seconds of a command under taskset, or "n/a" when it fails.
+# Median seconds of a command under taskset, or "n/a" when it fails or hangs (a peer that runs
+# past $LIMIT seconds is stopped).
+LIMIT=${LIMIT:-120}
 median() {  # cpus threads command
   local json
   json=$(mktemp)
   if hyperfine -N --style none --runs "$RUNS" --warmup 1 --export-json "$json" \
-      "taskset -c $1 bash -c '${3//\$T/$2}'" >/dev/null 2>&1; then
+      "timeout $LIMIT taskset -c $1 bash -c '${3//\$T/$2} </dev/null'" >/dev/null 2>&1; then
     python3 -c "import json,sys; print('%.3f' % json.load(open(sys.argv[1]))['results'][0]['median'])" "$json"
   else
     echo n/a
