@@ -312,14 +312,17 @@ bool ffexport::FillVideoFrame(const surf32 *frame) {
     pitch = ew;
   }
   if (vframe->format == AV_PIX_FMT_BGR24 && srcw == ew && srch == eh) {
+    // Each pixel is stored as its whole word (blue, green, red, alpha in memory order) three
+    // bytes after the one before, whose alpha it overwrites; the row's last pixel is stored
+    // byte by byte so nothing is written past the row.
     for (int y = 0; y < eh; ++y) {
       const pix32 *in = src + size_t(y) * pitch;
       uint8_t *out = vframe->data[0] + size_t(y) * vframe->linesize[0];
-      for (int x = 0; x < ew; ++x, out += 3) {
-        out[0] = in[x].b;
-        out[1] = in[x].g;
-        out[2] = in[x].r;
-      }
+      for (int x = 0; x < ew - 1; ++x) std::memcpy(out + 3 * x, in + x, 4);
+      uint8_t *last = out + 3 * (ew - 1);
+      last[0] = in[ew - 1].b;
+      last[1] = in[ew - 1].g;
+      last[2] = in[ew - 1].r;
     }
     return true;
   }

@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "app/cli.h"
 #include "app/commands.h"
 #include "core/dialogs.h"
 #include "engine/joining.h"
+#include "engine/parallelmaking.h"
 #include "engine/project.h"
 #include "media/plugins.h"
 #include "media/surface.h"
@@ -64,7 +67,7 @@ bool ParseFrames(const std::string &text, int *first, int *last) {
 
 int CmdMake(int argc, char **argv, int first) {
   cli::grammar g;
-  g.valued = {"--output", "--format", "--from", "--to", "--option", "--frames"};
+  g.valued = {"--output", "--format", "--from", "--to", "--option", "--frames", "--threads"};
   g.switches = {"--yes", "--verbose", "--help"};
   g.aliases = {{"-o", "--output"}, {"-y", "--yes"}, {"-h", "--help"}, {"-f", "--format"}};
   cli::arguments args;
@@ -111,6 +114,7 @@ int CmdMake(int argc, char **argv, int first) {
     return cli::Fail(why);
   }
   root->SetMakeRange(start, end);
+  int firstframe = 0, lastframe = -1;
   if (args.Has("--frames")) {
     // A segment: frames A up to B of the range, tagged with its place for joining.
     const int count = clip::MakeFrameCount(root->GetFps(), end - start);
@@ -121,10 +125,23 @@ int CmdMake(int argc, char **argv, int first) {
       return cli::Fail("--frames " + args.Get("--frames") + " reaches past the " + std::to_string(count) +
                        " frames of the make range");
     root->SetMakeFrames(s.first, s.last);
+    firstframe = s.first;
+    lastframe = s.last;
     out->SetComment(SegmentTag(s).c_str());
   }
   if (!out->CanEncode(root->CheckAudio(), root->CheckVideo()))
     return cli::Fail(std::string(plugin->filename) + " cannot write what this project holds");
+
+  // Frames are composed ahead on copies of the project, one per thread (all cores unless told).
+  long threads = long(std::thread::hardware_concurrency());
+  if (args.Has("--threads")) {
+    const std::string n = args.Get("--threads");
+    char *end = nullptr;
+    threads = std::strtol(n.c_str(), &end, 10);
+    if (n.empty() || *end || threads < 1 || threads > 256) return cli::Fail("--threads takes a whole number from 1 to 256");
+  }
+  const std::unique_ptr<parallelmaking> composers = parallelmaking::Start(root, args.positional[0], int(threads), firstframe,
+                                                                                     lastframe);
 
   HeadlessDialogs().file_answer = output;
   progress bar;

@@ -1,5 +1,7 @@
 // lumivaxel: the command-line host of the engine. Builds nothing itself: each command opens a
 // project through the engine's headless entry and does one job.
+#include <malloc.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -48,7 +50,7 @@ const command COMMANDS[] = {
      CmdInfo},
     {"make", "make a project's video (or sound) file through an export plugin",
      "usage: lumivaxel make PROJECT.vmp -o OUT [--format NAME] [--from SEC --to SEC] [--frames A:B]\n"
-     "                      [--option K=V] [--yes] [--verbose]\n"
+     "                      [--option K=V] [--threads N] [--yes] [--verbose]\n"
      "\n"
      "Makes the make range of PROJECT (the whole project when none is set) frame by frame at the\n"
      "project's frame rate, with its mixed sound, into OUT through an export plugin. The plugin's\n"
@@ -62,6 +64,8 @@ const command COMMANDS[] = {
      "  --frames A:B  make only frames A up to B (exclusive) of the range, with the frame times\n"
      "                and sound of the whole range: a segment for lumivaxel join\n"
      "  --option K=V  an option of the plugin, such as codec=raw\n"
+     "  --threads N   compose frames ahead on N copies of the project (default: all cores); the\n"
+     "                file made is the same for any N\n"
      "  -y, --yes     answer yes to the engine's questions (such as using a found media file)\n"
      "  --verbose     print the engine's processing messages\n",
      CmdMake},
@@ -136,6 +140,11 @@ int main(int argc, char **argv) {
   // Past a file-size limit a write fails like any other (and is reported) instead of the
   // signal killing the program in the middle of a file.
   std::signal(SIGXFSZ, SIG_IGN);
+  // A frame of uncompressed video arrives in a packet of a megabyte or more, one per frame:
+  // the heap keeps what a packet frees for the next instead of handing it back to the system
+  // and faulting fresh pages in again.
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
   if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
     PrintHelp();
     return argc < 2 ? 1 : 0;

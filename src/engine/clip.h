@@ -343,6 +343,10 @@ class clip : public vemotime {
   // Told after each made frame: frames done so far and the frame count.
   using progress_fn = std::function<void(int done, int count)>;
   void SetMakeProgress(progress_fn fn) { progressfn = std::move(fn); }
+  // Where the make loop takes frame i's picture from instead of composing it itself (frames
+  // composed ahead elsewhere); empty: the root composes.
+  using frames_fn = std::function<KORSurface *(int i)>;
+  void SetFrameSource(frames_fn fn) { makeframes = std::move(fn); }
   // Asks the stop of the running make before its next frame; while playing, ends the play job
   // at once (waiting for it unless called from the worker) and cleans the media players up. 128.
   uint32_t Stop();
@@ -625,6 +629,7 @@ class clip : public vemotime {
   pump_fn pumpfn;
   progress_fn progressfn;
   // Above zero while the interface thread changes the tree: the worker starts no job then.
+  frames_fn makeframes;
   std::atomic<int32_t> criticalcount{0};
   std::atomic<int32_t> busystate{0};  // 1 making, 2 playing
   playqueue *playout = nullptr;

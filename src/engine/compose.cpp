@@ -144,8 +144,7 @@ KORSurface *clip::PreparedPicture(KORSurface *src, int) {
     if (!picture) return nullptr;
   }
   // The opacity is applied to a copy: the picture as read stays as it was read.
-  surface::SurfaceCopy(src, picture);
-  surface::SurfaceOpacityAdjust(picture, op);
+  surface::SurfaceCopyOpacityAdjust(src, picture, op);
   pictureserial = sourceserial;
   picturedelta = OpacityStep(op);
   return picture;

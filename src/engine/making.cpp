@@ -181,10 +181,16 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     const int64_t framelength = MakeFrameTime(start, length, count, i + 1) - t;
     root->SetCurrentTime(int(t));
     if (root->makehasvideo) {
-      root->ClipVideoComposite(CLIP_COMPOSE_MAKE);
-      KORSurface *display = root->GetWorkSurface(CLIP_SURFACE_DISPLAY);
-      KORSurface *picture = root->GetDestinationSurface();
-      if (display && picture && display != picture) surface::SurfaceCopy(picture, display);
+      KORSurface *picture = nullptr;
+      if (root->makeframes) {
+        picture = root->makeframes(i);
+      } else {
+        root->ClipVideoComposite(CLIP_COMPOSE_MAKE);
+        KORSurface *display = root->GetWorkSurface(CLIP_SURFACE_DISPLAY);
+        picture = root->GetDestinationSurface();
+        // The display is what a window shows: without one nobody looks at it.
+        if (root->GetWindow() && display && picture && display != picture) surface::SurfaceCopy(picture, display);
+      }
       surf locked{};
       if (!picture || !surface::SurfaceDataLock(picture, &locked)) {
         root->stoppending = true;

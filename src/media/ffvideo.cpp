@@ -9,6 +9,7 @@
 
 #include "media/ffdecoder.h"
 #include "media/ffinput.h"
+#include "media/kernels.h"
 #include "media/surface.h"
 
 extern "C" {
@@ -58,6 +59,7 @@ struct ffvideo {
   AVRational unit{1, 25};  // one index unit in seconds
   int64_t start_pts = 0;
   bool still = false;
+  bool intra = false;  // every frame decodes on its own: skipping frames by seeking costs nothing
 
   // Program streams and bare elementary streams: their time stamps are right when decoding
   // runs on from the start, but after a seek the parser pins them on the wrong pictures until
@@ -356,6 +358,9 @@ bool SeekPaysOff(const ffvideo *v, int64_t t) {
     const AVIndexEntry *e = avformat_index_get_entry_from_timestamp(v->st, ts, AVSEEK_FLAG_BACKWARD);
     const int64_t key = e ? IndexOfTs(v, e->timestamp) : AV_NOPTS_VALUE;
     if (key != AV_NOPTS_VALUE && key > near) return true;
+    // Frames that stand alone are not read and decoded only to be passed over (the composers
+    // of a parallel make each take every n-th frame): a key frame past the next one is sought.
+    if (v->intra && key != AV_NOPTS_VALUE && key > SatAdd(pos, 1)) return true;
     // An index that reaches t names the key frame before it: decoding on is cheaper.
     if (avformat_index_get_entry(v->st, entries - 1)->timestamp >= ts) return false;
     // One that is still being built as the file is read (or is read at the first seek) does
@@ -452,6 +457,25 @@ AVPixelFormat Unjpeg(AVPixelFormat f, bool *full) {
   }
 }
 
+void Shown(ffvideo *v, KORSurface *dst) {
+  ++v->stats.converted;
+  v->shown = true;
+  v->shown_on = dst;
+  v->shown_idx = v->cur_idx;
+}
+
+// Uncompressed 24-bit pictures of the surface's size need no converter: each row's pixels
+// become words with alpha 0 in one pass.
+bool ShowBgr24(ffvideo *v, const AVFrame *f, KORSurface *dst) {
+  surf s;
+  if (!surface::SurfaceDataLock(dst, &s)) return false;
+  for (int y = 0; y < f->height; ++y)
+    kernels::bgr24_row(f->data[0] + ptrdiff_t(y) * f->linesize[0], s.bits + size_t(y) * s.pitch, f->width);
+  surface::SurfaceDataUnlock(&s);
+  Shown(v, dst);
+  return true;
+}
+
 // Converts cur into dst: BGRA rows at the surface's pitch, alpha then cleared.
 bool Show(ffvideo *v, KORSurface *dst) {
   if (v->shown && v->shown_on == dst && v->shown_idx == v->cur_idx) return true;
@@ -464,6 +488,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
   std::memcpy(&space, &f->colorspace, sizeof space);
   bool full = range == AVCOL_RANGE_JPEG;
   const AVPixelFormat src = Unjpeg(static_cast<AVPixelFormat>(f->format), &full);
+  if (src == AV_PIX_FMT_BGR24 && f->width == dst->width && f->height == dst->height) return ShowBgr24(v, f, dst);
   if (!v->sws || v->sws_w != f->width || v->sws_h != f->height || v->sws_fmt != src ||
       v->sws_dw != dst->width || v->sws_dh != dst->height || v->sws_full != int(full) ||
       v->sws_space != space) {
@@ -531,10 +556,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
   }
   surface::SurfaceDataUnlock(&s);
   if (rows <= 0) return false;
-  ++v->stats.converted;
-  v->shown = true;
-  v->shown_on = dst;
-  v->shown_idx = v->cur_idx;
+  Shown(v, dst);
   return true;
 }
 
@@ -608,6 +630,8 @@ ffvideo *VideoOpen(const char *path, container c, video_info *info) {
   v->unit = AVRational{v->rate.den, v->rate.num};
   v->start_pts = ffinput::OriginTs(fmt, v->st);
   v->still = c == container::any && IsPictureDemuxer(fmt->iformat->name);
+  const AVCodecDescriptor *desc = avcodec_descriptor_get(par->codec_id);
+  v->intra = desc && (desc->props & AV_CODEC_PROP_INTRA_ONLY);
   v->counted = IsCountedDemuxer(fmt->iformat->name);
   v->elementary = v->counted && std::strcmp(fmt->iformat->name, "mpeg") != 0 && av_cmp_q(v->rate, r) == 0;
   v->counting = v->elementary;

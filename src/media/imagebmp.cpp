@@ -350,7 +350,14 @@ HICON IconFromFile(const char *path) {
   if (!path) return nullptr;
   FILE *f = std::fopen(path, "rb");
   if (!f) return nullptr;
-  std::vector<uint8_t> bytes;
+  // Every medium imported asks for its icon: a file that does not start like an icon
+  // directory (reserved 0, type 1 or 2) is left after its first six bytes, not read whole.
+  std::vector<uint8_t> bytes(6);
+  if (std::fread(bytes.data(), 1, 6, f) != 6 || le16(bytes.data()) != 0 ||
+      (le16(bytes.data() + 2) != 1 && le16(bytes.data() + 2) != 2)) {
+    std::fclose(f);
+    return nullptr;
+  }
   uint8_t chunk[65536];
   size_t n;
   while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) {

@@ -117,15 +117,22 @@ int mix_sse2(const pix32 *src, pix32 *dst, int n, int a) {
 }
 
 // clamp(a + delta, 0, 255) is a saturating add (or subtract) of |delta| capped at 255.
-int alpha_add_sse2(pix32 *p, int n, int delta) {
+int alpha_add_sse2(const pix32 *src, pix32 *dst, int n, int delta) {
   const int mag = std::min(delta < 0 ? -delta : delta, 255);
   const __m128i step = _mm_set1_epi32(int(uint32_t(mag) << 24));
   int i = 0;
   if (delta > 0) {
-    for (; i + 4 <= n; i += 4) store4(p + i, _mm_adds_epu8(load4(p + i), step));
+    for (; i + 4 <= n; i += 4) store4(dst + i, _mm_adds_epu8(load4(src + i), step));
   } else {
-    for (; i + 4 <= n; i += 4) store4(p + i, _mm_subs_epu8(load4(p + i), step));
+    for (; i + 4 <= n; i += 4) store4(dst + i, _mm_subs_epu8(load4(src + i), step));
   }
+  return i;
+}
+
+int alpha_set_sse2(pix32 *p, int n, uint8_t alpha) {
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u)), value = _mm_set1_epi32(int(uint32_t(alpha) << 24));
+  int i = 0;
+  for (; i + 4 <= n; i += 4) store4(p + i, _mm_or_si128(_mm_andnot_si128(amask, load4(p + i)), value));
   return i;
 }
 
@@ -229,14 +236,37 @@ AVX2_FN int mix_avx2(const pix32 *src, pix32 *dst, int n, int a) {
   return i;
 }
 
-AVX2_FN int alpha_add_avx2(pix32 *p, int n, int delta) {
+AVX2_FN int alpha_add_avx2(const pix32 *src, pix32 *dst, int n, int delta) {
   const int mag = std::min(delta < 0 ? -delta : delta, 255);
   const __m256i step = _mm256_set1_epi32(int(uint32_t(mag) << 24));
   int i = 0;
   if (delta > 0) {
-    for (; i + 8 <= n; i += 8) store8(p + i, _mm256_adds_epu8(load8(p + i), step));
+    for (; i + 8 <= n; i += 8) store8(dst + i, _mm256_adds_epu8(load8(src + i), step));
   } else {
-    for (; i + 8 <= n; i += 8) store8(p + i, _mm256_subs_epu8(load8(p + i), step));
+    for (; i + 8 <= n; i += 8) store8(dst + i, _mm256_subs_epu8(load8(src + i), step));
+  }
+  return i;
+}
+
+AVX2_FN int alpha_set_avx2(pix32 *p, int n, uint8_t alpha) {
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i value = _mm256_set1_epi32(int(uint32_t(alpha) << 24));
+  int i = 0;
+  for (; i + 8 <= n; i += 8) store8(p + i, _mm256_or_si256(_mm256_andnot_si256(amask, load8(p + i)), value));
+  return i;
+}
+
+// Eight pixels of three bytes each from two 16-byte loads (each 12 bytes used), spread to words
+// with alpha 0 by a byte shuffle within each 128-bit lane. The loads reach 4 bytes past the
+// pixels used, so the loop stops two pixels short of the row's end.
+AVX2_FN int bgr24_avx2(const uint8_t *in, pix32 *out, int n) {
+  const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1, 2, -1, 3, 4,
+                                          5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+  int i = 0;
+  for (; i + 10 <= n; i += 8) {
+    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 3 * i));
+    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 3 * i + 12));
+    store8(out + i, _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1), spread));
   }
   return i;
 }
@@ -299,6 +329,21 @@ void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a) {
 
 void alpha_add_row_ref(pix32 *p, int n, int delta) {
   for (int i = 0; i < n; ++i) p[i].a = uint8_t(std::clamp(p[i].a + delta, 0, 255));
+}
+
+void copy_alpha_add_row_ref(const pix32 *src, pix32 *dst, int n, int delta) {
+  for (int i = 0; i < n; ++i) {
+    dst[i] = src[i];
+    dst[i].a = uint8_t(std::clamp(src[i].a + delta, 0, 255));
+  }
+}
+
+void alpha_set_row_ref(pix32 *p, int n, uint8_t alpha) {
+  for (int i = 0; i < n; ++i) p[i].a = alpha;
+}
+
+void bgr24_row_ref(const uint8_t *in, pix32 *out, int n) {
+  for (int i = 0; i < n; ++i) out[i] = pix32(in[3 * i + 2], in[3 * i + 1], in[3 * i], 0);
 }
 
 void dimm_row_ref(pix32 *p, int n) {
@@ -374,16 +419,38 @@ void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
   mix_row_ref(src + i, dst + i, n - i, a);
 }
 
-void alpha_add_row(pix32 *p, int n, int delta) {
+void alpha_add_row(pix32 *p, int n, int delta) { copy_alpha_add_row(p, p, n, delta); }
+
+void copy_alpha_add_row(const pix32 *src, pix32 *dst, int n, int delta) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
   if (t == tier::avx2)
-    i = alpha_add_avx2(p, n, delta);
+    i = alpha_add_avx2(src, dst, n, delta);
   else if (t == tier::sse2)
-    i = alpha_add_sse2(p, n, delta);
+    i = alpha_add_sse2(src, dst, n, delta);
 #endif
-  alpha_add_row_ref(p + i, n - i, delta);
+  copy_alpha_add_row_ref(src + i, dst + i, n - i, delta);
+}
+
+void bgr24_row(const uint8_t *in, pix32 *out, int n) {
+  int i = 0;
+#if KERNELS_X86
+  if (use() == tier::avx2) i = bgr24_avx2(in, out, n);
+#endif
+  bgr24_row_ref(in + 3 * i, out + i, n - i);
+}
+
+void alpha_set_row(pix32 *p, int n, uint8_t alpha) {
+  int i = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = alpha_set_avx2(p, n, alpha);
+  else if (t == tier::sse2)
+    i = alpha_set_sse2(p, n, alpha);
+#endif
+  alpha_set_row_ref(p + i, n - i, alpha);
 }
 
 void dimm_row(pix32 *p, int n) {

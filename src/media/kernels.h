@@ -45,6 +45,17 @@ void mix_row_ref(const pix32 *src, pix32 *dst, int n, int a);
 // Every alpha becomes clamp(alpha + delta, 0, 255).
 void alpha_add_row(pix32 *p, int n, int delta);
 void alpha_add_row_ref(pix32 *p, int n, int delta);
+// dst[i] is src[i] with its alpha moved as by alpha_add_row: a copy and an opacity in one pass.
+void copy_alpha_add_row(const pix32 *src, pix32 *dst, int n, int delta);
+void copy_alpha_add_row_ref(const pix32 *src, pix32 *dst, int n, int delta);
+
+// Every alpha becomes `alpha`; the colours stay.
+void alpha_set_row(pix32 *p, int n, uint8_t alpha);
+void alpha_set_row_ref(pix32 *p, int n, uint8_t alpha);
+
+// Pixels of three bytes (blue, green, red) to words with alpha 0; reads exactly 3 * n bytes.
+void bgr24_row(const uint8_t *in, pix32 *out, int n);
+void bgr24_row_ref(const uint8_t *in, pix32 *out, int n);
 
 // Blue, green, red halved (rounded down); alpha unchanged.
 void dimm_row(pix32 *p, int n);

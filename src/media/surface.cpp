@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <limits.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <chrono>
@@ -27,6 +28,8 @@ namespace {
 // picture the engine handles, low enough that width * height * 4 never overflows.
 constexpr int kMaxSide = 32768;
 constexpr size_t kMaxBytes = size_t(1) << 30;
+// Blocks from this size on are mapped from the system rather than taken from the heap.
+constexpr size_t kMapBytes = size_t(256) << 10;
 
 surface::progress_fn &progress_callback() {
   static surface::progress_fn fn;
@@ -41,7 +44,10 @@ surface::plugin_fn &plugin_loader() {
 }  // namespace
 
 int KORSurface::Release() {
-  std::free(dds);
+  if (mapped)
+    munmap(dds, mapped);
+  else
+    std::free(dds);
   dds = nullptr;
   delete this;
   return 0;
@@ -80,12 +86,20 @@ KORSurface *surface::SurfaceCreate(int w, int h) {
   // Rows start on 16-byte boundaries (pitch is a multiple of 4 pixels) and the block on a
   // cache line, so row loops can use aligned vector loads at their start.
   const size_t alloc = (bytes + 63) & ~size_t(63);
-  void *mem = std::aligned_alloc(64, alloc);
+  void *mem = nullptr;
+  if (alloc >= kMapBytes) {
+    // Fresh pages from the system read as zero and take no memory until written: work
+    // surfaces that a project never draws on (effects, scratch) cost nothing.
+    mem = mmap(nullptr, alloc, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mem == MAP_FAILED) mem = nullptr;
+    s->mapped = mem ? alloc : 0;
+  } else if ((mem = std::aligned_alloc(64, alloc))) {
+    std::memset(mem, 0, alloc);
+  }
   if (!mem) {
     delete s;
     return nullptr;
   }
-  std::memset(mem, 0, alloc);
   s->dds = static_cast<pix32 *>(mem);
   s->width = w;
   return s;

@@ -81,6 +81,7 @@ struct KORSurface {
   pix32 *dds;      // the 64-byte aligned block that owns the pixels; null once released
   surfacedesc desc;
   HDC hdc;  // the drawing context while one is granted (in a surf)
+  size_t mapped;  // bytes of a block mapped from the system (0: from the heap)
 
   // Frees the pixel block and the record (the record must come from SurfaceCreate). Returns 0.
   int Release();
@@ -158,6 +159,8 @@ class surface : public pixelator, public amplay {
   static int SurfaceChecker(KORSurface *s, int n);
   // Adds trunc(d * 256.1) to every alpha, clamped to 0..255; 1 at once when that is 0.
   static int SurfaceOpacityAdjust(KORSurface *s, double d);
+  // SurfaceCopy and SurfaceOpacityAdjust of the copy in one pass (src unchanged); 1 when done.
+  static int SurfaceCopyOpacityAdjust(KORSurface *src, KORSurface *dst, double d);
   // Halves blue, green and red (rounded down); alpha unchanged.
   static int SurfaceDimm(KORSurface *s);
   static int SurfaceOpacity(KORSurface *s, unsigned char a);

@@ -125,18 +125,46 @@ int surface::SurfaceChecker(KORSurface *s, int n) {
   return 1;
 }
 
+namespace {
+
+// The step SurfaceOpacityAdjust adds to every alpha: trunc(d * 256.1), so d = 1 reaches +256
+// and saturates every alpha. Values far outside -1..1 saturate the same way; NaN adjusts
+// nothing.
+int OpacityDelta(double d) {
+  if (std::isnan(d)) return 0;
+  return int(std::clamp(d * 256.1, -1000.0, 1000.0));
+}
+
+}  // namespace
+
 int surface::SurfaceOpacityAdjust(KORSurface *s, double d) {
-  // d * 256.1 lets d = 1 reach +256 and so saturate every alpha. Values far outside -1..1
-  // saturate the same way; NaN adjusts nothing.
-  if (std::isnan(d)) return 1;
-  const double v = std::clamp(d * 256.1, -1000.0, 1000.0);
-  const int delta = int(v);
+  const int delta = OpacityDelta(d);
   if (delta == 0) return 1;
   surf a;
   if (!SurfaceDataLock(s, &a)) return 0;
   for_rows(0, a.height, [&](int y0, int y1) {
     for (int y = y0; y < y1; ++y) kernels::alpha_add_row(row(a, y), a.width, delta);
   });
+  SurfaceDataUnlock(&a);
+  return 1;
+}
+
+int surface::SurfaceCopyOpacityAdjust(KORSurface *src, KORSurface *dst, double d) {
+  const int delta = OpacityDelta(d);
+  surf a, b;
+  if (!SurfaceDataLock(src, &a)) return 0;
+  if (!SurfaceDataLock(dst, &b)) {
+    SurfaceDataUnlock(&a);
+    return 0;
+  }
+  const int w = std::min(a.width, b.width);
+  const int h = std::min(a.height, b.height);
+  if (w > 0) {
+    for_rows(0, h, [&](int y0, int y1) {
+      for (int y = y0; y < y1; ++y) kernels::copy_alpha_add_row(row(a, y), row(b, y), w, delta);
+    });
+  }
+  SurfaceDataUnlock(&b);
   SurfaceDataUnlock(&a);
   return 1;
 }
@@ -161,10 +189,7 @@ int surface::SurfaceOpacity(KORSurface *s, RECT r, unsigned char alpha) {
   if (!SurfaceDataLock(s, &a)) return 0;
   r = clip_to(a, r);
   for_rows(r, [&](int y0, int y1) {
-    for (int y = y0; y < y1; ++y) {
-      pix32 *p = row(a, y);
-      for (int x = r.left; x < r.right; ++x) p[x].a = alpha;
-    }
+    for (int y = y0; y < y1; ++y) kernels::alpha_set_row(row(a, y) + r.left, r.right - r.left, alpha);
   });
   SurfaceDataUnlock(&a);
   return 1;

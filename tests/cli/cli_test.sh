@@ -63,6 +63,14 @@ check "make mp4 by name" 0 "$lv" make "$dir/demo.vmp" -o "$dir/m.any" --format m
 check "make shorter than a frame" 1 "$lv" make "$dir/demo.vmp" -o "$dir/short.avi" --from 1 --to 1.02
 expect_line "shorter than one frame"
 [ -e "$dir/short.avi" ] && { echo "FAIL: a make without frames wrote a file"; failures=$((failures + 1)); }
+# The demo (text, gradient, keyed still, video) made on three composers is the file made alone.
+check "make one thread" 0 "$lv" make "$dir/demo.vmp" -o "$dir/t1.avi" --option codec=raw --to 1 --threads 1
+check "make three threads" 0 "$lv" make "$dir/demo.vmp" -o "$dir/t3.avi" --option codec=raw --to 1 --threads 3
+cmp -s "$dir/t1.avi" "$dir/t3.avi" || { echo "FAIL: --threads 3 made another file"; failures=$((failures + 1)); }
+check "segment one thread" 0 "$lv" make "$dir/demo.vmp" -o "$dir/s1.avi" --option codec=raw --to 1 --frames 5:12 --threads 1
+check "segment two threads" 0 "$lv" make "$dir/demo.vmp" -o "$dir/s2.avi" --option codec=raw --to 1 --frames 5:12 --threads 2
+cmp -s "$dir/s1.avi" "$dir/s2.avi" || { echo "FAIL: a segment on two threads is another file"; failures=$((failures + 1)); }
+check "make no threads" 1 "$lv" make "$dir/demo.vmp" -o "$dir/t0.avi" --threads 0; expect_line "threads takes a whole number"
 check "make unknown type" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.xyz"; expect_line "no export plugin writes"
 check "make unknown format" 1 "$lv" make "$dir/demo.vmp" -o "$dir/m.avi" --format nosuch; expect_line "no export plugin called nosuch"
 # Segments: refusals of make --frames, and two halves joined into the whole.

@@ -191,7 +191,8 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
     int w, h, tolerance;
   };
   for (const lossless &l :
-       {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0}, lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
+       {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0}, lossless{"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
+        lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
         lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
     media_recipe s;
     s.video_codec = l.codec;
@@ -263,3 +264,20 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
 }
 
 }  // namespace
+
+// Every third frame of a file whose frames stand alone (Motion JPEG): the frames passed over
+// are neither read nor decoded, as when composers of a parallel make share the frames out.
+TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
+  media_recipe s;
+  s.frames = 60;
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("intra.avi", s).c_str());
+  ASSERT_NE(r, nullptr);
+  const int64_t before = ffdecoder::VideoStats(r->video).decoded;
+  for (int i = 1; i < 60; i += 3) {
+    ASSERT_TRUE(mediareaders::AVIRead(r, i * 40));
+    ASSERT_EQ(ShownFrame(r->frame, 60), i);
+  }
+  // 20 frames shown, and the open's look at frame 0 and the first, next frames in order.
+  EXPECT_LE(ffdecoder::VideoStats(r->video).decoded - before, 22);
+  mediareaders::AVIReadClose(r);
+}

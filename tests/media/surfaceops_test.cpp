@@ -169,9 +169,15 @@ TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
   for (int x = 0; x < 6; ++x) at(s.get(), x, 0) = at(s.get(), x, 1) = pix32(11, 22, 33, alphas[x]);
   EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), 0.001), 1);  // 0.256 truncates to 0
   for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, alphas[x]);
+  // The one-pass copy leaves its source as it was.
+  auto copy = make_surface(6, 2);
+  EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), 0.5), 1);
   surface::SurfaceOpacityAdjust(s.get(), 0.5);  // 128.05 -> +128
   const uint8_t plus128[6] = {128, 129, 228, 255, 255, 255};
-  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 1).a, plus128[x]);
+  for (int x = 0; x < 6; ++x) {
+    EXPECT_EQ(at(s.get(), x, 1).a, plus128[x]);
+    EXPECT_EQ(at(copy.get(), x, 1), pix32(11, 22, 33, plus128[x]));
+  }
   surface::SurfaceOpacityAdjust(s.get(), -0.25);  // -64.025 -> -64
   const uint8_t minus64[6] = {64, 65, 164, 191, 191, 191};
   for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, minus64[x]);
@@ -242,7 +248,19 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           kernels::alpha_add_row(a.data() + off, n, delta);
           kernels::alpha_add_row_ref(b.data() + off, n, delta);
           check("alpha");
+          b = a;
+          kernels::copy_alpha_add_row(src.data() + off, a.data() + off, n, delta);
+          kernels::copy_alpha_add_row_ref(src.data() + off, b.data() + off, n, delta);
+          check("copy alpha");
         }
+        const uint8_t *bytes = reinterpret_cast<const uint8_t *>(src.data()) + off;  // 3 * n of 320
+        kernels::bgr24_row(bytes, a.data() + off, n);
+        kernels::bgr24_row_ref(bytes, b.data() + off, n);
+        check("bgr24");
+        b = a;
+        kernels::alpha_set_row(a.data() + off, n, uint8_t(alpha));
+        kernels::alpha_set_row_ref(b.data() + off, n, uint8_t(alpha));
+        check("alpha set");
         b = a;
         kernels::dimm_row(a.data() + off, n);
         kernels::dimm_row_ref(b.data() + off, n);

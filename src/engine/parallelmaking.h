@@ -1,0 +1,57 @@
+// Frame-parallel making: composers, each a project of its own loaded from the same file as the
+// root's (its own tree, readers and work surfaces), compose the frames of the make range in
+// turn, a few frames ahead, while the make loop hands them to the export plugin strictly in
+// order and mixes the sound on the root as ever. Every frame is composed exactly as the root
+// would compose it, so the made file is the same byte for byte whatever the number of threads.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+class clip;
+class vemoproject;
+struct KORSurface;
+
+class parallelmaking {
+ public:
+  // Loads `threads` composers from `path` with the root's make range and installs them as the
+  // root's frame source for frames first up to last (-1: the range's end) until destroyed. Null
+  // when fewer than two threads or frames are asked for, the root makes no pictures, or a copy
+  // of the project cannot be loaded.
+  static std::unique_ptr<parallelmaking> Start(clip *root, const std::string &path, int threads, int first = 0,
+                                               int last = -1);
+  ~parallelmaking();  // stops the composers, waits for them and gives the root its own frames back
+  parallelmaking(const parallelmaking &) = delete;
+  parallelmaking &operator=(const parallelmaking &) = delete;
+
+  // The picture of frame i, asked in order from 0; valid until the next call. Null when it
+  // could not be made.
+  KORSurface *Picture(int i);
+
+ private:
+  // Frames each composer may have finished ahead of the make loop.
+  static constexpr int kDepth = 2;
+  struct composer {
+    std::unique_ptr<vemoproject> project;
+    KORSurface *slots[kDepth] = {};
+    int ready[kDepth] = {};  // the frame a slot holds, -1 while it is free
+    bool failed[kDepth] = {};
+    std::thread thread;
+  };
+
+  parallelmaking(clip *root, int count, int start, int length, int first, int last);
+  void Compose(composer *c, int k);
+
+  clip *root;
+  int count, start, length;
+  int first, last;  // the frames made
+  std::vector<std::unique_ptr<composer>> composers;
+  std::mutex lock;
+  std::condition_variable changed;
+  bool stopping = false;
+  int shown = -1;  // the frame the make loop holds
+};
