@@ -11,6 +11,7 @@ builder="$2"
 dir="$(mktemp -d /tmp/lv-bad-XXXXXX)"
 trap 'rm -rf "$dir"' EXIT
 ulimit -c 0
+. "$(dirname "$0")/interrupt.sh"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 check() {  # check DESCRIPTION EXPECTED_STATUS COMMAND...
@@ -51,7 +52,7 @@ cp "$project" "$dir/keep.vmp"
 "$lv" run -e "loop { Arrangement Save $dir/keep.vmp }" --project "$dir/keep.vmp" > /dev/null 2>&1 &
 pid=$!
 sleep 0.5
-kill -INT "$pid"; wait "$pid"; got=$?
+interrupt "$pid"
 [ "$got" = 1 ] || fail "Ctrl-C while saving gave status $got"
 check "project saved before Ctrl-C" 0 "$lv" info "$dir/keep.vmp"
 ls -a "$dir" | grep -q lvsave && fail "a temporary save file was left"

@@ -8,6 +8,7 @@ set -u
 export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
 lv="$1"
 builder="$2"
+. "$(dirname "$0")/interrupt.sh"
 dir="$(mktemp -d /tmp/lv-cli-XXXXXX)"
 trap 'rm -rf "$dir"' EXIT
 failures=0
@@ -91,7 +92,7 @@ grep -q '^#SBATCH --time=5' "$dir/stdout" && grep -q 'frames=(0:66 66:133 133:20
 "$lv" make "$dir/demo.vmp" -o "$dir/i.avi" --option codec=raw 2> "$dir/stderr" &
 pid=$!
 for _ in $(seq 200); do grep -q frames "$dir/stderr" 2>/dev/null && break; sleep 0.02; done
-kill -INT "$pid"; wait "$pid"; got=$?
+interrupt "$pid"
 if [ "$got" = 1 ]; then
   grep -q interrupted "$dir/stderr" || { echo "FAIL: no interrupted line"; failures=$((failures + 1)); }
   ffprobe -v error "$dir/i.avi" || { echo "FAIL: the interrupted AVI is unreadable"; failures=$((failures + 1)); }
@@ -124,7 +125,7 @@ check "run script" 0 "$lv" run "$dir/scripts/main.lvm" 5 --project "$dir/demo.vm
 "$lv" run -e 'loop { !MilliTicksWait 5 }' > /dev/null 2> "$dir/stderr" &
 pid=$!
 sleep 0.3
-kill -INT "$pid"; wait "$pid"; got=$?
+interrupt "$pid"
 [ "$got" = 1 ] && grep -q "Stopped by the user" "$dir/stderr" || { echo "FAIL: Ctrl-C gave status $got"; failures=$((failures + 1)); }
 # The demo built by its macro renders the same frames as the demo built in C++.
 demo_lvm="$(cd "$(dirname "$0")/../.." && pwd)/examples/demo.lvm"
