@@ -1,4 +1,5 @@
 // Windows metafiles rendered through libwmf's raster (gd) device.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,6 +41,37 @@ namespace {
     at += size_t(n) * 2;
   }
   return false;
+}
+
+// The raster device draws a wide pen point by point with a square brush of its width, so the
+// cost grows with the square of the width: a 65535-unit pen on a 40-unit picture runs for
+// minutes. A pen wider than twice the picture's narrower side paints all across it along its
+// length already; pens are narrowed to that in the library's own copy of the records (the
+// narrower side of the placeable box or of the largest window extent).
+[[maybe_unused]] void wmf_narrow_pens(uint8_t *d, size_t size) {
+  size_t first = 0;
+  int narrow = 0;  // the largest narrower side of the picture's boxes, in logical units
+  auto extent = [&narrow](int x, int y) { narrow = std::max(narrow, std::min(std::abs(x), std::abs(y))); };
+  if (size >= 22 && le32(d) == 0x9AC6CDD7u) {
+    first = 22;
+    extent(int16_t(le16(d + 10)) - int16_t(le16(d + 6)), int16_t(le16(d + 12)) - int16_t(le16(d + 8)));
+  }
+  for (int pass = 0; pass < 2; ++pass) {
+    const unsigned limit = unsigned(std::min(2 * std::max(narrow, 1), 32767));
+    for (size_t at = first + 18; fits(size, at, 6);) {
+      const uint32_t n = le32(d + at);
+      const unsigned function = le16(d + at + 4);
+      if (n < 3 || !fits(size, at, uint64_t(n) * 2) || function == 0) break;
+      if (pass == 0 && function == 0x020C && n >= 5)  // window extent (y, x)
+        extent(int16_t(le16(d + at + 8)), int16_t(le16(d + at + 6)));
+      uint8_t *width = d + at + 8;  // pen: style, width (x, y), colour
+      if (pass == 1 && function == 0x02FA && n >= 6 && le16(width) > limit) {  // unsigned to the library
+        width[0] = uint8_t(limit);
+        width[1] = uint8_t(limit >> 8);
+      }
+      at += size_t(n) * 2;
+    }
+  }
 }
 
 }  // namespace
@@ -85,6 +117,7 @@ struct font_table {
 KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
   if (!data || size > IMAGE_MAX_FILE_BYTES || !wmf_well_formed(data, size)) return nullptr;
   std::vector<unsigned char> copy(data, data + size);  // the library wants writable bytes
+  wmf_narrow_pens(copy.data(), copy.size());
   wmfAPI_Options options;
   std::memset(&options, 0, sizeof options);
   options.function = wmf_gd_function;
