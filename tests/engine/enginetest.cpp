@@ -165,4 +165,11 @@ void SetRect(vemotime *o, int l, int tp, int r, int b, int t, frac f) {
   Key(o, b, t, f.b);
 }
 
+void SetDst(vemotime *o, int t, frac f) {
+  SetRect(o, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, t, f);
+}
+void SetSrc(vemotime *o, int t, frac f) {
+  SetRect(o, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, t, f);
+}
+
 }  // namespace enginetest

@@ -71,5 +71,8 @@ struct project {
 // Sets a key of variable id at the clip's local time t.
 void Key(vemotime *o, int id, int t, double v);
 void SetRect(vemotime *o, int l, int tp, int r, int b, int t, frac f);
+// A clip's destination or source rectangle keyed at t.
+void SetDst(vemotime *o, int t, frac f);
+void SetSrc(vemotime *o, int t, frac f);
 
 }  // namespace enginetest

@@ -50,10 +50,8 @@ struct segmentproject : project {
   explicit segmentproject(bool video = true, bool sound = true, int length = 1000) {
     if (video) {
       clip *c = Still(root(), "pic.bmp", 40, 30, 0, 10000, 1);
-      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-              {0, 0, 0.3, 0.3});
-      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 2000,
-              {0.7, 0.6, 1, 1});
+      SetDst(c, 0, {0, 0, 0.3, 0.3});
+      SetDst(c, 2000, {0.7, 0.6, 1, 1});
       Solid(root(), pix32(10, 200, 30, 255), 0, 10000, 2);
     }
     if (sound) {
