@@ -57,11 +57,7 @@ struct segmentproject : project {
     if (sound) {
       std::vector<uint8_t> samples(size_t(44100) * 4 * 3);
       for (size_t i = 0; i < samples.size(); ++i) samples[i] = uint8_t(i * 7 + i / 4093);
-      const std::string wav = dir.file("ramp.wav");
-      const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
-      std::ofstream(wav, std::ios::binary)
-          .write(reinterpret_cast<const char *>(bytes.data()), std::streamsize(bytes.size()));
-      p->AddMedia(root(), wav.c_str(), 0, 3);
+      p->AddMedia(root(), Wav("ramp.wav", samples).c_str(), 0, 3);
     }
     root()->SetMakeRange(0, length);
   }

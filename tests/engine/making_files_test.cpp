@@ -26,12 +26,7 @@ struct fileproject : project {
     Solid(root(), pix32(10, 200, 30, 255), 120, 200, 0);
     std::vector<uint8_t> samples(size_t(44100) * 4);
     for (size_t i = 0; i < samples.size(); i += 2) std::memcpy(&samples[i], &kTone, 2);
-    const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
-    const std::string wav = dir.file("tone.wav");
-    FILE *f = std::fopen(wav.c_str(), "wb");
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-    p->AddMedia(root(), wav.c_str(), 0, 2);
+    p->AddMedia(root(), Wav("tone.wav", samples).c_str(), 0, 2);
     root()->SetMakeRange(0, kFrames * 40);
   }
   // Makes through the export plugin `name` with one option; the file made.
