@@ -97,7 +97,7 @@ TEST(ObjectTree, BaseVirtualsDoNothing) {
   RECT rc{1, 2, 3, 4};
   EXPECT_EQ(v.Load(nullptr), 0);
   EXPECT_FALSE(v.TipTheTool("tip", rc));  // a lone root has nobody to show it
-  EXPECT_TRUE(v.isDirty());  // new objects start modified
+  EXPECT_TRUE(v.isDirty());               // new objects start modified
 }
 
 TEST(BusyCounter, NestsAndShowsTheWaitCursorUntilBalanced) {

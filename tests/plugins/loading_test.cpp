@@ -160,21 +160,16 @@ TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
 TEST_F(ExportChoice, FindsExportPluginsByNameAndByFileType) {
   KORPlugin *avi = &lists.Exports()[0], *wav = &lists.Exports()[2], *images = &lists.Exports()[3];
   // By file name, description, title or extension ("png").
-  for (auto [name, plugin] : {std::pair{"AVI", avi},
-                              {"avi.so", avi},
-                              {".wav", wav},
-                              {"images", images},
-                              {"png", images},
-                              {"Fixture Export (pictures only)", &lists.Exports()[4]},
-                              {"mkv", nullptr},
-                              {"", nullptr}})
-    EXPECT_EQ(lists.FindExport(name), plugin) << name;
+  const std::pair<const char *, KORPlugin *> names[] = {
+      {"AVI", avi},    {"avi.so", avi},
+      {".wav", wav},   {"images", images},
+      {"png", images}, {"mkv", nullptr},
+      {"", nullptr},   {"Fixture Export (pictures only)", &lists.Exports()[4]}};
+  for (auto [name, plugin] : names) EXPECT_EQ(lists.FindExport(name), plugin) << name;
   // "shot.bmp" matches the second of the pictures plugin's patterns.
-  for (auto [file, plugin] : {std::pair{"/out/clip.AVI", avi},
-                              {"shot.bmp", images},
-                              {"dir.wav/noext", static_cast<KORPlugin *>(nullptr)},
-                              {"clip.mkv", nullptr}})
-    EXPECT_EQ(lists.FindExportForFile(file), plugin) << file;
+  const std::pair<const char *, KORPlugin *> files[] = {
+      {"/out/clip.AVI", avi}, {"shot.bmp", images}, {"dir.wav/noext", nullptr}, {"clip.mkv", nullptr}};
+  for (auto [file, plugin] : files) EXPECT_EQ(lists.FindExportForFile(file), plugin) << file;
 }
 
 TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {

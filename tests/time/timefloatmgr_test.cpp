@@ -164,10 +164,14 @@ TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
   UIItem *next = m->UIItemResolve("#614");
   ASSERT_NE(next, nullptr);
   EXPECT_EQ(next->GetID(), 614);
-  for (const char *name : {"614", "NextKeyFrame", "ids_nextkeyframe"}) EXPECT_EQ(m->UIItemResolve(name), next) << name;
-  for (auto [name, id] : {std::pair{"PREVKEYFRAME", 615}, {"IDS_CLICKGROUPS", 191}, {"clickgroups", 191},
-                          {"parameters", 494}, {"#494", 494}})
-    EXPECT_EQ(m->UIItemResolve(name)->GetID(), id) << name;
+  for (const char *name : {"614", "NextKeyFrame", "ids_nextkeyframe"})
+    EXPECT_EQ(m->UIItemResolve(name), next) << name;
+  const std::pair<const char *, int> ids[] = {{"PREVKEYFRAME", 615},
+                                              {"IDS_CLICKGROUPS", 191},
+                                              {"clickgroups", 191},
+                                              {"parameters", 494},
+                                              {"#494", 494}};
+  for (auto [name, id] : ids) EXPECT_EQ(m->UIItemResolve(name)->GetID(), id) << name;
   for (const char *name : {"IDS_VOLUME", "0", "#613", static_cast<const char *>(nullptr)})
     EXPECT_EQ(m->UIItemResolve(name), nullptr);
 

@@ -84,6 +84,13 @@ TEST(TimedObject, OffsetTrimsTheHead) {
   obj->SetOffset(100);  // back out again: the head grows
   EXPECT_EQ(obj->GetPosition(), 1100);
   EXPECT_EQ(obj->GetSize(), 4900);
+
+  // Unlike the plain object's, a timed object's extent is not clamped.
+  EXPECT_EQ(obj->SetPoSiz(-5, 0), static_cast<uint32_t>(QA_CHANGED));
+  EXPECT_EQ(obj->GetPosition(), -5);
+  EXPECT_EQ(obj->GetSize(), 0);
+  obj->MovePoSiz(20);
+  EXPECT_EQ(obj->GetPosition(), 15);
 }
 
 TEST(TimedObject, LocalTimeReachesTheVariables) {
@@ -118,11 +125,14 @@ TEST(TimedObject, Commands) {
   vemotime &obj = *tree.obj;
   tree.root->SetTime(2500);
   char result[UIITEM_RESULT_SIZE];
-  for (auto [command, answer] : {std::pair{"GetTime", "1.500000"}, {"GetPosition", "1.300000"},
-                                 {"GetSize", "4.700000"}, {"GetOffset", "0.300000"}}) {
-    EXPECT_TRUE(obj.Command(command, result));
-    EXPECT_STREQ(result, answer) << command;
-  }
+  EXPECT_TRUE(obj.Command("GetTime", result));
+  EXPECT_STREQ(result, "1.500000");
+  EXPECT_TRUE(obj.Command("GetPosition", result));
+  EXPECT_STREQ(result, "1.300000");
+  EXPECT_TRUE(obj.Command("GetSize", result));
+  EXPECT_STREQ(result, "4.700000");
+  EXPECT_TRUE(obj.Command("GetOffset", result));
+  EXPECT_STREQ(result, "0.300000");
 
   // SetTime adds the positions up to the root; the offset then carries the object that much
   // further into its material.
@@ -217,7 +227,8 @@ TEST(TimedObject, Rectangles) {
   EXPECT_EQ(obj->SetTimeRect(49, 50, 51, 52, frect(-3, -0.5, 25, 2)), static_cast<uint32_t>(QA_CHANGED));
   frect dst;
   EXPECT_EQ(obj->GetTimeRect(dst, 49, 50, 51, 52), 1);
-  EXPECT_EQ(std::vector({dst.left, dst.top, dst.right, dst.bottom}), std::vector({-3.0, -0.5, 20.0, 2.0}));  // right clamped
+  EXPECT_EQ(std::vector({dst.left, dst.top, dst.right, dst.bottom}),
+            std::vector({-3.0, -0.5, 20.0, 2.0}));  // right clamped
   EXPECT_EQ(obj->DeleteTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
   EXPECT_EQ(obj->FindTimeFloat(50)->HasValues(), 0);
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
@@ -258,7 +269,8 @@ TEST(TimedObject, Resolve) {
   auto obj = std::make_unique<vemotime>();
   obj->RectCreateSource();
   EXPECT_EQ(obj->UIItemResolve("."), obj.get());
-  for (const char *name : {"mt", "mt.336", "mt.tempo"}) EXPECT_EQ(obj->UIItemResolve(name), &obj->GetMTime()) << name;
+  for (const char *name : {"mt", "mt.336", "mt.tempo"})
+    EXPECT_EQ(obj->UIItemResolve(name), &obj->GetMTime()) << name;
   UIItem *prefs = obj->UIItemResolve("prefs");
   ASSERT_NE(prefs, nullptr);
   EXPECT_EQ(obj->UIItemResolve(".prefs"), prefs);
@@ -274,7 +286,8 @@ TEST(TimedObject, Resolve) {
 
   EXPECT_EQ(obj->UIItemResolve("IDS_NEXTKEYFRAME")->GetID(), 614);
   EXPECT_EQ(obj->UIItemResolve("IDS_SRC_T"), obj->FindTimeFloat(46));
-  for (const char *name : {"IDS_NOPE", "614", "something"}) EXPECT_EQ(obj->UIItemResolve(name), nullptr) << name;
+  for (const char *name : {"IDS_NOPE", "614", "something"})
+    EXPECT_EQ(obj->UIItemResolve(name), nullptr) << name;
   EXPECT_FALSE(obj->rcDraw(nullptr, RECT{}));
 }
 
