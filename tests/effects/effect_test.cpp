@@ -144,6 +144,9 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
   auto chroma = video(29), rgb = video(28);
   EXPECT_EQ(chroma->FindTimeFloat("IDS_RED")->GetKind(), 3u);
   EXPECT_EQ(rgb->FindTimeFloat("IDS_RED")->GetKind(), 0u);
+  // The enable switch holds one stepped value for the whole clip (kind 104 = 64 + 32 + 8).
+  EXPECT_EQ(chroma->FindTimeFloat("IDS_EFFECT_ENABLE")->GetKind(), 104u);
+  EXPECT_EQ(video(181)->GetTimeFloat(fxid::IDS_RADIUS_2), 0.25);
 }
 
 // ---- Selection ----

@@ -244,6 +244,7 @@ TEST(Arrangement, TheSliderDefaultCountsTheStartTwice) {
   clip *c = Child(context, &root, 2000, 3000, 0);
   EXPECT_EQ(c->ClipResetArrangeSlider(), 1);
   EXPECT_EQ(c->GetVisibleSpan(), 7000);
+  EXPECT_EQ(c->GetViewStart(), 2000);
   EXPECT_EQ(c->GetMakeStart(), 2000);
   EXPECT_EQ(c->GetMakeEnd(), 5000);
   c->SetPosition(0);
