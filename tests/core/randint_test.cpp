@@ -1,4 +1,5 @@
-// randint sequences against an independent computation of the generator.
+// randint: seeds, values worked by hand, and the limits against the generator written out with
+// 64-bit arithmetic.
 #include <gtest/gtest.h>
 
 #include "core/randint.h"
@@ -19,12 +20,6 @@ struct reference_lcg {
   }
 };
 
-TEST(Randint, MatchesTheReferenceGenerator) {
-  randint r;
-  reference_lcg ref;
-  for (int i = 0; i < 1000; ++i) ASSERT_EQ(r.Get(), ref.get()) << "at " << i;
-}
-
 TEST(Randint, FirstValuesWorkedByHand) {
   // 0xA10F6BA3 * 214013 + 2531011 mod 2^32 = 0x7878A7DA, then 0x9AE08F35 (worked in Python).
   randint r;
@@ -35,7 +30,7 @@ TEST(Randint, FirstValuesWorkedByHand) {
 
 TEST(Randint, ZeroSeedMeansTheDefault) {
   randint a, b;
-  b.Set(0);
+  b.Set(0);  // stored as 0, taken as the default at the next step
   for (int i = 0; i < 20; ++i) ASSERT_EQ(a.Get(), b.Get());
   randint c;
   c.Set("");

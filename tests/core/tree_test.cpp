@@ -95,13 +95,9 @@ TEST(ObjectTree, QueryCapMovTakesTheCapture) {
 TEST(ObjectTree, BaseVirtualsDoNothing) {
   vemo v;
   RECT rc{1, 2, 3, 4};
-  EXPECT_EQ(v.Save(nullptr), 0);
   EXPECT_EQ(v.Load(nullptr), 0);
-  EXPECT_TRUE(vemo::RCEQUAL(v.Layout(rc), rc));
   EXPECT_FALSE(v.TipTheTool("tip", rc));  // a lone root has nobody to show it
-  EXPECT_EQ(v.ShowHelp(42), 42u);
-  EXPECT_EQ(v.GetUISurface(), nullptr);
-  EXPECT_TRUE(v.isDirty());  // new objects start modified
+  EXPECT_TRUE(v.isDirty());               // new objects start modified
 }
 
 TEST(BusyCounter, NestsAndShowsTheWaitCursorUntilBalanced) {

@@ -12,10 +12,7 @@
 
 using fxkernels::adjustlevels;
 using fxtest::canvas;
-
-namespace {
-pix32 rgba(int r, int g, int b, int a = 255) { return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a)); }
-}  // namespace
+using fxtest::rgba;
 
 TEST(Levels, TruncateAndClampByUse) {
   EXPECT_EQ(fxlevels::ColourByte(0.5), 127);

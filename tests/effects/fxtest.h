@@ -15,6 +15,20 @@ inline std::unique_ptr<effectVideo> video(int type) {
   return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
 }
 
+// Gives every value variable of the effect (not a group header, the rectangle or the switches) a
+// random value within its bounds.
+inline void randomise_variables(effectVideo &e, std::mt19937 &rng) {
+  timefloatmgr &m = e.GetTimeFloatMgr();
+  for (int i = 0; i < m.GetCount(); ++i) {
+    timefloat *v = m.GetTimeFloatByIndex(i);
+    const int id = v->GetID();
+    if (v->GetKind() == TF_KIND_GROUP || id == fxid::IDS_EFFECT_ENABLE || id == fxid::IDS_EFFECT_TOGGLE ||
+        (id >= fxid::IDS_EFF_L && id <= fxid::IDS_EFF_B))
+      continue;
+    e.SetTimeFloat(id, std::uniform_real_distribution<double>(v->GetMinimum(), v->GetMaximum())(rng));
+  }
+}
+
 inline pix32 rgba(int r, int g, int b, int a = 255) {
   return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a));
 }

@@ -119,8 +119,6 @@ TEST(ExtraOutput, ProcessesAsTheMapper) {
   extra->Process(nullptr, a.kor(), RECT{1, 1, 8, 5});
   mapper->Process(nullptr, b.kor(), RECT{1, 1, 8, 5});
   EXPECT_EQ(a.pixels(), b.pixels());
-  EXPECT_EQ(extra->GetTimeFloat(fxid::IDS_DST_R), 1.0);
-  EXPECT_EQ(extra->FindTimeFloat(fxid::IDS_DST_L)->GetMinimum(), -20.0);
 }
 
 // ---- Designed effects ----
@@ -144,19 +142,6 @@ const designed kDesigned[] = {
     {679, {{fxid::IDS_FRAME_SIZE, 0.0}}},
 };
 
-// Every value variable at a random point of its range.
-void randomise(effectVideo &e, std::mt19937 &rng) {
-  timefloatmgr &m = e.GetTimeFloatMgr();
-  for (int i = 0; i < m.GetCount(); ++i) {
-    timefloat *v = m.GetTimeFloatByIndex(i);
-    const int id = v->GetID();
-    if (v->GetKind() == 7 || id == fxid::IDS_EFFECT_ENABLE || id == fxid::IDS_EFFECT_TOGGLE ||
-        (id >= fxid::IDS_EFF_L && id <= fxid::IDS_EFF_B))
-      continue;
-    e.SetTimeFloat(id, std::uniform_real_distribution<double>(v->GetMinimum(), v->GetMaximum())(rng));
-  }
-}
-
 }  // namespace
 
 TEST(DesignedEffects, StayInTheirRectangleRepeatThemselvesAndRestAtNeutral) {
@@ -169,7 +154,7 @@ TEST(DesignedEffects, StayInTheirRectangleRepeatThemselvesAndRestAtNeutral) {
     canvas src(20, 16), dst(20, 16), again(20, 16);
     for (int round = 0; round < 4; ++round) {
       src.randomise(rng);
-      randomise(*e, rng);
+      fxtest::randomise_variables(*e, rng);
       // The engine hands over a copy of the picture as the destination.
       dst.set(src.pixels());
       again.set(src.pixels());

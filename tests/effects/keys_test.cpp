@@ -15,6 +15,7 @@ using fxkernels::chromakey;
 using fxkernels::dominance;
 using fxkernels::rgbkey;
 using fxtest::canvas;
+using fxtest::rgba;
 
 namespace {
 
@@ -34,8 +35,6 @@ std::vector<int> alphas_after(const std::vector<pix32> &in, Run run) {
   }
   return out;
 }
-
-pix32 rgba(int r, int g, int b, int a = 255) { return pix32(uint8_t(r), uint8_t(g), uint8_t(b), uint8_t(a)); }
 
 }  // namespace
 

@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <random>
-#include <set>
 
 #include "effects/adjusteffects.h"
 #include "effects/effect.h"
@@ -12,26 +11,13 @@
 #include "effects/keyeffects.h"
 
 using fxtest::canvas;
+using fxtest::randomise_variables;
 using fxtest::rgba;
 using fxtest::video;
 
 namespace {
 
 RECT whole(const canvas &c) { return c.whole(); }
-
-// Gives every value variable of the effect (not the rectangle or the switches) a random value
-// within its bounds.
-void randomise_variables(effectVideo &e, std::mt19937 &rng) {
-  static const std::set<int> keep = {fxid::IDS_EFF_L, fxid::IDS_EFF_T,         fxid::IDS_EFF_R,
-                                     fxid::IDS_EFF_B, fxid::IDS_EFFECT_ENABLE, fxid::IDS_EFFECT_TOGGLE};
-  timefloatmgr &m = e.GetTimeFloatMgr();
-  for (int i = 0; i < m.GetCount(); ++i) {
-    timefloat *v = m.GetTimeFloatByIndex(i);
-    if (v->GetKind() == 7 || keep.count(v->GetID())) continue;
-    std::uniform_real_distribution<double> d(v->GetMinimum(), v->GetMaximum());
-    e.SetTimeFloat(v->GetID(), d(rng));
-  }
-}
 
 // Shape values at least 0.3 apart, so the ramp never collapses.
 void spread_shape(effectVideo &e) {

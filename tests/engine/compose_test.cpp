@@ -102,16 +102,12 @@ TEST(Compose, AChildTakesPartFromItsStartToItsEndBothIncluded) {
   clip *c = pr.Solid(pr.root(), pix32(255, 255, 255, 255), 1000, 1000, 0);
   ASSERT_NE(c, nullptr);
   const pix32 black(0, 0, 0, 255), white(254, 254, 254, 255);
-  EXPECT_EQ(pr.At(999).at(5, 5), black);
-  EXPECT_EQ(pr.At(1000).at(5, 5), white);
-  EXPECT_EQ(pr.At(2000).at(5, 5), white);
-  EXPECT_EQ(pr.At(2001).at(5, 5), black);
+  for (int t : {999, 1000, 2000, 2001})
+    EXPECT_EQ(pr.At(t).at(5, 5), t >= 1000 && t <= 2000 ? white : black) << t;
   // Trimming the head keeps the end: the clip now starts at 1400.
   c->SetOffset(400);
-  EXPECT_EQ(pr.At(1399).at(5, 5), black);
-  EXPECT_EQ(pr.At(1400).at(5, 5), white);
-  EXPECT_EQ(pr.At(2000).at(5, 5), white);
-  EXPECT_EQ(pr.At(2001).at(5, 5), black);
+  for (int t : {1399, 1400, 2000, 2001})
+    EXPECT_EQ(pr.At(t).at(5, 5), t >= 1400 && t <= 2000 ? white : black) << t;
   // A muted clip adds nothing.
   c->SetVideoMute(true);
   EXPECT_EQ(pr.At(1500).at(5, 5), black);
@@ -125,13 +121,11 @@ TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
   clip *c = pr.Solid(pr.root(), pix32(10, 200, 30, 100), 0, 5000, 0);
   ASSERT_TRUE(a && b && c);
   const frac bsrc{0.25, 0, 1, 0.75}, bdst{-0.25, 0.5, 0.75, 1.5};
-  SetRect(b, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, 0, bsrc);
-  SetRect(b, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, bdst);
+  SetSrc(b, 0, bsrc);
+  SetDst(b, 0, bdst);
   Key(b, clipvar::IDS_START_OPACITY, 0, 0.5);
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-          {0, 0, 0.5, 0.5});
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 1000,
-          {0.5, 0.5, 1, 1});
+  SetDst(c, 0, {0, 0, 0.5, 0.5});
+  SetDst(c, 1000, {0.5, 0.5, 1, 1});
 
   refpic apic = Pattern(40, 30, PatternPixel), bpic = Pattern(64, 48, bfn);
   RefOpacity(apic, 1.0);
@@ -152,14 +146,12 @@ TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
 TEST(Compose, DestinationsWhollyOutsideOrTooSmallAddNothing) {
   project pr;
   clip *c = pr.Solid(pr.root(), pix32(255, 255, 255, 255), 0, 5000, 0);
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, {1, 0, 2, 1});
+  SetDst(c, 0, {1, 0, 2, 1});
   ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-          {-3, -3, 0, 0});
+  SetDst(c, 0, {-3, -3, 0, 0});
   ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
   // One pixel wide: narrower than the scaling works with.
-  SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-          {0.5, 0, 0.5 + 1.0 / W, 1});
+  SetDst(c, 0, {0.5, 0, 0.5 + 1.0 / W, 1});
   ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
 }
 
@@ -170,8 +162,8 @@ TEST(Compose, EffectChainRunsOnAParentSizedCopyWithEnableAndToggleKeys) {
   clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0, bfn);
   ASSERT_NE(b, nullptr);
   const frac src{-0.5, 0, 0.5, 0.5}, dst{0.25, 0.25, 0.75, 1.25};
-  SetRect(b, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, 0, src);
-  SetRect(b, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, dst);
+  SetSrc(b, 0, src);
+  SetDst(b, 0, dst);
   effectVideo *fx = b->VideoEffectAdd(103);
   ASSERT_NE(fx, nullptr);
   Key(fx, fxid::IDS_OPACITY, 0, -0.5);  // alpha - 127 ...
@@ -209,14 +201,12 @@ TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
   clip *sub = pr.p->AddArrangement(pr.root(), 1000, 3000, 0);
   ASSERT_NE(sub, nullptr);
   const frac subdst{0.5, 0, 1.5, 1};  // its right half lies off the frame
-  SetRect(sub, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0, subdst);
+  SetDst(sub, 0, subdst);
   clip *still = pr.Still(sub, "s.bmp", 20, 20, 0, 1000, 1);
   clip *red = pr.Solid(sub, pix32(255, 0, 0, 200), 500, 2000, 0);
   ASSERT_TRUE(still && red);
-  SetRect(still, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-          {0, 0, 1, 0.5});
-  SetRect(red, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-          {0.25, 0.25, 0.5, 1});
+  SetDst(still, 0, {0, 0, 1, 0.5});
+  SetDst(red, 0, {0.25, 0.25, 0.5, 1});
 
   refpic spic = Pattern(20, 20, PatternPixel);
   RefOpacity(spic, 1.0);

@@ -151,6 +151,16 @@ clip *project::Still(clip *parent, const std::string &name, int w, int h, int st
 
 refpic project::At(int t) { return Grab(p->Compose(t)); }
 
+std::string project::Wav(const std::string &name, const std::vector<uint8_t> &samples,
+                         const fixtures::wav_layout &layout) {
+  const std::vector<uint8_t> bytes = fixtures::WavBytes(layout, samples);
+  const std::string path = dir.file(name);
+  FILE *f = std::fopen(path.c_str(), "wb");
+  EXPECT_TRUE(f && std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size()) << path;
+  if (f) std::fclose(f);
+  return path;
+}
+
 void Key(vemotime *o, int id, int t, double v) {
   timefloat *tf = o->FindTimeFloat(id);
   ASSERT_NE(tf, nullptr) << "variable " << id;
@@ -163,6 +173,13 @@ void SetRect(vemotime *o, int l, int tp, int r, int b, int t, frac f) {
   Key(o, tp, t, f.t);
   Key(o, r, t, f.r);
   Key(o, b, t, f.b);
+}
+
+void SetDst(vemotime *o, int t, frac f) {
+  SetRect(o, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, t, f);
+}
+void SetSrc(vemotime *o, int t, frac f) {
+  SetRect(o, clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B, t, f);
 }
 
 }  // namespace enginetest

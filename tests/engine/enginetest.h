@@ -66,10 +66,16 @@ struct project {
               const std::function<pix32(int, int)> &fn = PatternPixel);
   // The root's picture at t.
   refpic At(int t);
+  // A wave file of the raw PCM bytes `samples` in the project's folder; its path.
+  std::string Wav(const std::string &name, const std::vector<uint8_t> &samples,
+                  const fixtures::wav_layout &layout = {});
 };
 
 // Sets a key of variable id at the clip's local time t.
 void Key(vemotime *o, int id, int t, double v);
 void SetRect(vemotime *o, int l, int tp, int r, int b, int t, frac f);
+// A clip's destination or source rectangle keyed at t.
+void SetDst(vemotime *o, int t, frac f);
+void SetSrc(vemotime *o, int t, frac f);
 
 }  // namespace enginetest

@@ -50,20 +50,14 @@ struct segmentproject : project {
   explicit segmentproject(bool video = true, bool sound = true, int length = 1000) {
     if (video) {
       clip *c = Still(root(), "pic.bmp", 40, 30, 0, 10000, 1);
-      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-              {0, 0, 0.3, 0.3});
-      SetRect(c, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 2000,
-              {0.7, 0.6, 1, 1});
+      SetDst(c, 0, {0, 0, 0.3, 0.3});
+      SetDst(c, 2000, {0.7, 0.6, 1, 1});
       Solid(root(), pix32(10, 200, 30, 255), 0, 10000, 2);
     }
     if (sound) {
       std::vector<uint8_t> samples(size_t(44100) * 4 * 3);
       for (size_t i = 0; i < samples.size(); ++i) samples[i] = uint8_t(i * 7 + i / 4093);
-      const std::string wav = dir.file("ramp.wav");
-      const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
-      std::ofstream(wav, std::ios::binary)
-          .write(reinterpret_cast<const char *>(bytes.data()), std::streamsize(bytes.size()));
-      p->AddMedia(root(), wav.c_str(), 0, 3);
+      p->AddMedia(root(), Wav("ramp.wav", samples).c_str(), 0, 3);
     }
     root()->SetMakeRange(0, length);
   }

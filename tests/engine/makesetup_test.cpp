@@ -58,12 +58,7 @@ struct soundproject : project {
     mono8.channels = 1;
     mono8.rate = 22050;
     mono8.bits = 8;
-    const std::string wav = dir.file("tone.wav");
-    std::ofstream f(wav, std::ios::binary);
-    const std::vector<uint8_t> bytes = fixtures::WavBytes(mono8, std::vector<uint8_t>(22050, 0x90));
-    f.write(reinterpret_cast<const char *>(bytes.data()), std::streamsize(bytes.size()));
-    f.close();
-    p->AddMedia(root(), wav.c_str(), 0, 1);
+    p->AddMedia(root(), Wav("tone.wav", std::vector<uint8_t>(22050, 0x90), mono8).c_str(), 0, 1);
     root()->SetMakeRange(0, 400);
     HeadlessDialogs().file_answer = dir.file("made.bin");
   }

@@ -55,13 +55,7 @@ class recorder : public imgio_export {
 struct makeproject : project {
   makeproject() {
     Still(root(), "pic.bmp", 8, 8, 0, 2000, 0);
-    std::vector<uint8_t> samples(size_t(44100) * 4 * 2, 0x11);
-    const std::string wav = dir.file("tone.wav");
-    FILE *f = std::fopen(wav.c_str(), "wb");
-    const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-    p->AddMedia(root(), wav.c_str(), 0, 1);
+    p->AddMedia(root(), Wav("tone.wav", std::vector<uint8_t>(size_t(44100) * 4 * 2, 0x11)).c_str(), 0, 1);
     HeadlessDialogs().file_answer = dir.file("out.bin");
   }
   ~makeproject() { HeadlessDialogs().file_answer.clear(); }

@@ -14,8 +14,8 @@ using namespace enginetest;
 namespace {
 
 // A wave file whose every sample (each channel) is `value`.
-std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, int rate, int channels,
-                        int bits, int value, int ms) {
+std::string ConstantWav(project &pr, const std::string &name, int rate, int channels, int bits, int value,
+                        int ms) {
   fixtures::wav_layout recipe;
   recipe.rate = uint32_t(rate);
   recipe.channels = uint16_t(channels);
@@ -30,12 +30,7 @@ std::string ConstantWav(const fixtures::temp_dir &dir, const std::string &name, 
       samples.push_back(uint8_t((value >> 8) & 0xFF));
     }
   }
-  const std::string path = dir.file(name);
-  FILE *f = std::fopen(path.c_str(), "wb");
-  const std::vector<uint8_t> file = fixtures::WavBytes(recipe, samples);
-  std::fwrite(file.data(), 1, file.size(), f);
-  std::fclose(f);
-  return path;
+  return pr.Wav(name, samples, recipe);
 }
 
 std::vector<int16_t> Mix(project &pr, int from, int ms) {
@@ -66,7 +61,7 @@ TEST(Mixing, BlockTimesRoundTowardsMinusInfinity) {
 
 TEST(Mixing, OverlappingClipsAddAndWrapAround) {
   project pr;
-  const std::string loud = ConstantWav(pr.dir, "loud.wav", 44100, 2, 16, 30000, 2000);
+  const std::string loud = ConstantWav(pr, "loud.wav", 44100, 2, 16, 30000, 2000);
   ASSERT_NE(pr.p->AddMedia(pr.root(), loud.c_str(), 0, 0), nullptr);
   ASSERT_NE(pr.p->AddMedia(pr.root(), loud.c_str(), 1000, 1), nullptr);
   const std::vector<int16_t> s = Mix(pr, 500, 1000);
@@ -80,7 +75,7 @@ TEST(Mixing, OverlappingClipsAddAndWrapAround) {
 
 TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
   project pr;
-  const std::string small = ConstantWav(pr.dir, "small.wav", 22050, 1, 8, 200, 1500);
+  const std::string small = ConstantWav(pr, "small.wav", 22050, 1, 8, 200, 1500);
   clip *c = pr.p->AddMedia(pr.root(), small.c_str(), 0, 0);
   ASSERT_NE(c, nullptr);
   EXPECT_EQ(c->GetSize(), 1500);
@@ -94,7 +89,7 @@ TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
 TEST(Mixing, HighRatesAreHeardAtOneFramePerSecond) {
   // A second of 96 kHz stereo is 384 000 bytes, more than a work buffer holds.
   project pr;
-  const std::string wide = ConstantWav(pr.dir, "wide.wav", 96000, 2, 16, 1234, 2000);
+  const std::string wide = ConstantWav(pr, "wide.wav", 96000, 2, 16, 1234, 2000);
   ASSERT_NE(pr.p->AddMedia(pr.root(), wide.c_str(), 0, 0), nullptr);
   int16_t *work1 = nullptr, *work2 = nullptr;
   int16_t *buffer = pr.root()->ClipAllocAudioProcessingBuffer(&work1, &work2);
@@ -108,8 +103,8 @@ TEST(Mixing, HighRatesAreHeardAtOneFramePerSecond) {
 
 TEST(Mixing, TheAudioMasterIsHeardAlone) {
   project pr;
-  clip *a = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "a.wav", 44100, 2, 16, 1000, 1000).c_str(), 0, 0);
-  clip *b = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "b.wav", 44100, 2, 16, 7, 1000).c_str(), 0, 1);
+  clip *a = pr.p->AddMedia(pr.root(), ConstantWav(pr, "a.wav", 44100, 2, 16, 1000, 1000).c_str(), 0, 0);
+  clip *b = pr.p->AddMedia(pr.root(), ConstantWav(pr, "b.wav", 44100, 2, 16, 7, 1000).c_str(), 0, 1);
   ASSERT_TRUE(a && b);
   EXPECT_TRUE(All(Mix(pr, 0, 200), 0, 8820, 1007));
   ASSERT_TRUE(pr.root()->SetAudioMaster(b));
@@ -124,8 +119,7 @@ TEST(Mixing, TheAudioMasterIsHeardAlone) {
 
 TEST(Mixing, SecondsBeforeTheClipsTimeZeroAreSilent) {
   project pr;
-  clip *c =
-      pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "c.wav", 44100, 2, 16, 1234, 3000).c_str(), 2000, 0);
+  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr, "c.wav", 44100, 2, 16, 1234, 3000).c_str(), 2000, 0);
   ASSERT_NE(c, nullptr);
   // A negative offset reaches before the sound: the clip starts at 500 with local time -1500.
   c->SetOffset(-1500);
@@ -139,7 +133,7 @@ TEST(Mixing, EightBitSilenceAndSoundInsideASubArrangement) {
   project pr;
   clip *sub = pr.p->AddArrangement(pr.root(), 1000, 4000, 0);
   ASSERT_NE(sub, nullptr);
-  clip *c = pr.p->AddMedia(sub, ConstantWav(pr.dir, "e.wav", 11025, 2, 8, 0, 1000).c_str(), 0, 0);
+  clip *c = pr.p->AddMedia(sub, ConstantWav(pr, "e.wav", 11025, 2, 8, 0, 1000).c_str(), 0, 0);
   ASSERT_NE(c, nullptr);
   c->SetOffset(-1000);  // one silent second first, filled with 8-bit silence (128) ...
   c->SetPosition(0);    // ... at the start of the sub-arrangement
@@ -152,7 +146,7 @@ TEST(Mixing, EightBitSilenceAndSoundInsideASubArrangement) {
 
 TEST(Mixing, TheBlockWindowCoversSixSecondsAndMovesWithTheTime) {
   project pr;
-  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "w.wav", 8000, 1, 16, 5, 9000).c_str(), 0, 0);
+  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr, "w.wav", 8000, 1, 16, 5, 9000).c_str(), 0, 0);
   ASSERT_NE(c, nullptr);
   pr.root()->SetCurrentTime(2500);
   ASSERT_TRUE(pr.root()->ClipAudioUpdate(CLIP_COMPOSE_MAKE));
@@ -173,7 +167,7 @@ TEST(Mixing, TheBlockWindowCoversSixSecondsAndMovesWithTheTime) {
 
 TEST(Mixing, VolumePanEffectScalesTheClipAndGivesItsEnvelope) {
   project pr;
-  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr.dir, "c.wav", 44100, 2, 16, 1001, 2000).c_str(), 0, 0);
+  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr, "c.wav", 44100, 2, 16, 1001, 2000).c_str(), 0, 0);
   ASSERT_NE(c, nullptr);
   timefloat curve;
   EXPECT_FALSE(pr.root()->ClipGetAudioEnveloppe(c, &curve));

@@ -32,8 +32,7 @@ struct parallelproject : project {
     EXPECT_NE(p->AddMedia(root(), video.c_str(), 0, 2), nullptr);
     clip *pip = p->AddMedia(root(), video.c_str(), 40, 1);
     EXPECT_NE(pip, nullptr);
-    SetRect(pip, clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B, 0,
-            frac{0.1, 0.2, 0.55, 0.7});
+    SetDst(pip, 0, frac{0.1, 0.2, 0.55, 0.7});
     Key(pip, clipvar::IDS_START_OPACITY, 0, 0.6);
     Still(root(), "pic.bmp", 30, 20, 80, 400, 0);
     root()->Commit();

@@ -28,12 +28,7 @@ struct playproject : project {
         samples.push_back(uint8_t(s));
         samples.push_back(uint8_t(s >> 8));
       }
-    const std::string wav = dir.file("tone.wav");
-    FILE *f = std::fopen(wav.c_str(), "wb");
-    const std::vector<uint8_t> bytes = fixtures::WavBytes(fixtures::wav_layout{}, samples);
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-    tone = p->AddMedia(root(), wav.c_str(), 0, 0);
+    tone = p->AddMedia(root(), Wav("tone.wav", samples).c_str(), 0, 0);
     root()->SetPlayOutput(&queue);
   }
   // The queue goes before the project: a play job still running (a test that ended early) must

@@ -1,6 +1,8 @@
 // Helpers of the macro tests: running clauses given as text and reading what they left.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -23,6 +25,13 @@ inline outcome RunText(UIItem *root, const std::string &clauses, const char *arg
   o.ok = m->Run(arguments, o.value);
   o.error = m->LastError();
   return o;
+}
+
+// Runs the clauses and expects them to fail with a message that contains `says`.
+inline void ExpectFailure(UIItem *root, const std::string &clauses, const std::string &says) {
+  const outcome o = RunText(root, clauses);
+  EXPECT_FALSE(o.ok) << clauses;
+  EXPECT_NE(o.error.find(says), std::string::npos) << clauses << "\n" << o.error;
 }
 
 inline std::string ReadText(const std::string &path) {

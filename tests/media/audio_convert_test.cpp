@@ -22,24 +22,20 @@ std::vector<uint8_t> Internal(const std::vector<std::pair<int16_t, int16_t>> &fr
 
 int16_t S16(const uint8_t *p) { return static_cast<int16_t>(p[0] | (p[1] << 8)); }
 
+// rate, channels, bits, block align, bytes per second, extra size
+std::vector<uint32_t> Fields(const WAVEFORMATEX &f) {
+  return {f.nSamplesPerSec, f.nChannels, f.wBitsPerSample, f.nBlockAlign, f.nAvgBytesPerSec, f.cbSize};
+}
+
 TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSize) {
   wavcfg cfg;
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
   EXPECT_EQ(cfg.IsValid(), 1);
-  const WAVEFORMATEX &f = cfg.GetFormat();
-  EXPECT_EQ(f.nSamplesPerSec, 44100u);
-  EXPECT_EQ(f.nChannels, 2);
-  EXPECT_EQ(f.wBitsPerSample, 16);
-  EXPECT_EQ(f.nBlockAlign, 4);
-  EXPECT_EQ(f.nAvgBytesPerSec, 176400u);
-  EXPECT_EQ(f.cbSize, 18);
+  EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{44100, 2, 16, 4, 176400, 18}));
   cfg.InitWFX(static_cast<wavtype>(0));
-  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 11025u);
-  EXPECT_EQ(cfg.GetFormat().nChannels, 1);
-  EXPECT_EQ(cfg.GetFormat().wBitsPerSample, 8);
-  EXPECT_EQ(cfg.GetFormat().nAvgBytesPerSec, 11025u);
+  EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{11025, 1, 8, 1, 11025, 18}));
   cfg.InitWFX(WT_16_MONO_22);
-  EXPECT_EQ(cfg.GetFormat().nAvgBytesPerSec, 44100u);
+  EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{22050, 1, 16, 2, 44100, 18}));
   EXPECT_STREQ(WAVTYPE_TABLE[3].text, "8 Bit / Stereo / 22.05 kHz");
 }
 
@@ -53,7 +49,7 @@ TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
   EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);  // cancelled
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
   EXPECT_EQ(HeadlessDialogs().last_selected, 3);  // the list opened on the current type
-  HeadlessDialogs().answer_yes = true;             // OK on the entry it opened with
+  HeadlessDialogs().answer_yes = true;            // OK on the entry it opened with
   EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
   HeadlessDialogs().answer_yes = false;
@@ -94,30 +90,23 @@ TEST(FromInternal, EightBitAndMonoArithmetic) {
   WAVEFORMATEX mono8 = cfg.GetFormat();
   mono8.nSamplesPerSec = 44100;
   ASSERT_EQ(pixelator::From44100_16_2(in.data(), &mono8, 16, out), 4);
-  EXPECT_EQ(out[0], 128);  // (-1 + 0) / 2 = 0 -> 128
-  EXPECT_EQ(out[1], 128);  // (-1) / 2 = 0
-  EXPECT_EQ(out[2], 128);  // -1 / 2 = 0 (toward zero)
-  EXPECT_EQ(out[3], 127);  // -256 / 256 = -1 -> 127
+  // Mixed then shifted: (-1 + 0) / 2 = 0 -> 128; -1 / 2 = 0; -1 / 2 = 0 (toward zero);
+  // -513 / 2 = -256, / 256 = -1 -> 127.
+  EXPECT_EQ(std::vector<uint8_t>(out, out + 4), (std::vector<uint8_t>{128, 128, 128, 127}));
 
   WAVEFORMATEX stereo8 = mono8;
   stereo8.nChannels = 2;
   stereo8.nBlockAlign = 2;
   ASSERT_EQ(pixelator::From44100_16_2(in.data(), &stereo8, 16, out), 8);
-  EXPECT_EQ(out[0], 128);  // -1 / 256 = 0
-  EXPECT_EQ(out[1], 128);
-  EXPECT_EQ(out[2], 0);    // -32768 / 256 = -128
-  EXPECT_EQ(out[3], 255);  // 32767 / 256 = 127 -> 255
-  EXPECT_EQ(out[4], 129);  // 300 / 256 = 1
-  EXPECT_EQ(out[5], 127);  // -301 / 256 = -1
+  // -1 / 256 = 0; -32768 / 256 = -128; 32767 / 256 = 127; 300 / 256 = 1; -301 / 256 = -1.
+  EXPECT_EQ(std::vector<uint8_t>(out, out + 6), (std::vector<uint8_t>{128, 128, 0, 255, 129, 127}));
 
   WAVEFORMATEX mono16 = mono8;
   mono16.wBitsPerSample = 16;
   mono16.nBlockAlign = 2;
   ASSERT_EQ(pixelator::From44100_16_2(in.data(), &mono16, 16, out), 8);
-  EXPECT_EQ(S16(out + 0), 0);
-  EXPECT_EQ(S16(out + 2), 0);   // (-32768 + 32767) / 2 = 0 toward zero
-  EXPECT_EQ(S16(out + 4), 0);   // (300 - 301) / 2 = 0
-  EXPECT_EQ(S16(out + 6), -256);
+  // (-32768 + 32767) / 2 and (300 - 301) / 2 are 0 toward zero; (-256 - 257) / 2 = -256.
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(S16(out + 2 * i), i == 3 ? -256 : 0) << i;
 }
 
 TEST(ToInternal, EightBitWidensThroughTheTable) {

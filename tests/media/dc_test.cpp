@@ -78,14 +78,10 @@ TEST(DrawingContext, BitBltClipsBothSidesAndHandlesOverlap) {
 
 TEST(DrawingContext, StretchNearestAndHalftone) {
   canvas src(4, 2), dst(8, 4);
-  at(src.s.get(), 0, 0) = pix32(0, 0, 0, 0);
-  at(src.s.get(), 1, 0) = pix32(100, 200, 30, 255);
-  at(src.s.get(), 2, 0) = pix32(10, 20, 30, 40);
-  at(src.s.get(), 3, 0) = pix32(1, 2, 3, 4);
-  at(src.s.get(), 0, 1) = pix32(50, 60, 70, 80);
-  at(src.s.get(), 1, 1) = pix32(255, 255, 255, 255);
-  at(src.s.get(), 2, 1) = pix32(7, 7, 7, 7);
-  at(src.s.get(), 3, 1) = pix32(9, 9, 9, 9);
+  const pix32 px[8] = {pix32(0, 0, 0, 0), pix32(100, 200, 30, 255), pix32(10, 20, 30, 40),
+                       pix32(1, 2, 3, 4), pix32(50, 60, 70, 80),    pix32(255, 255, 255, 255),
+                       pix32(7, 7, 7, 7), pix32(9, 9, 9, 9)};
+  for (int i = 0; i < 8; ++i) at(src.s.get(), i % 4, i / 4) = px[i];
   EXPECT_EQ(dst.hdc->GetStretchBltMode(), COLORONCOLOR);
   ASSERT_TRUE(dst.hdc->StretchBlt(0, 0, 8, 4, src.hdc, 0, 0, 4, 2));
   for (int y = 0; y < 4; ++y)
@@ -97,9 +93,8 @@ TEST(DrawingContext, StretchNearestAndHalftone) {
   EXPECT_EQ(at(dst.s.get(), 1, 0), pix32(7, 10, 12, 15));      // (10+1+7+9)/4 = 6.75 -> 7
   // Three source pixels onto two: the middle one is shared half and half.
   canvas line(3, 1), out(2, 1);
-  at(line.s.get(), 0, 0) = pix32(0, 0, 0, 0);
-  at(line.s.get(), 1, 0) = pix32(90, 90, 90, 90);
-  at(line.s.get(), 2, 0) = pix32(200, 200, 200, 200);
+  const uint8_t grey[3] = {0, 90, 200};
+  for (int x = 0; x < 3; ++x) at(line.s.get(), x, 0) = pix32(grey[x], grey[x], grey[x], grey[x]);
   out.hdc->SetStretchBltMode(HALFTONE);
   out.hdc->StretchBlt(0, 0, 2, 1, line.hdc, 0, 0, 3, 1);
   EXPECT_EQ(at(out.s.get(), 0, 0).r, 30);   // (0 * 2 + 90 * 1) / 3

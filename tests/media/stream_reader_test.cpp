@@ -32,8 +32,8 @@ struct family {
 class StreamFrameAccuracy : public ::testing::TestWithParam<family> {};
 
 // Containers keep time differently (frame counts, 1/90000 ticks, whole milliseconds, edit
-// lists) and codecs reorder frames (B-frames): every millisecond read in order and a scatter
-// of random ones must still show the frame whose span holds it.
+// lists) and codecs reorder frames (B-frames): every millisecond read in order must still show
+// the frame whose span holds it.
 TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   const family f = GetParam();
   if (!HaveEncoder(f.codec)) GTEST_SKIP() << f.codec << " is not available";
@@ -53,8 +53,6 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   EXPECT_EQ(m->audiovalid, 0);
   EXPECT_EQ(m->width, 64);
   EXPECT_EQ(m->height, 48);
-  EXPECT_EQ(m->rect.right, 64);
-  EXPECT_EQ(m->rect.bottom, 48);
   const int64_t length = int64_t(s.frames) * 1000 * f.den / f.num;
   // Some containers leave out the last frame's span; program streams only estimate their
   // length from the time stamps they find near the end.
@@ -67,14 +65,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
     ASSERT_EQ(frame, m->frame) << "ms " << ms;
     ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
   }
-  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);
-  uint32_t state = 11;
-  for (int k = 0; k < 150; ++k) {
-    const int ms = static_cast<int>(NextRandom(state) % uint32_t(length));
-    KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
-    ASSERT_NE(frame, nullptr) << "ms " << ms;
-    ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
-  }
+  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);  // scattered reads are the seek tests' part
   EXPECT_EQ(mediareaders::StreamReadVideoSample(m, static_cast<int>(length) + 500), nullptr);
   EXPECT_EQ(mediareaders::StreamReadVideoSample(m, -40), nullptr);
   EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 0), nullptr);

@@ -8,9 +8,9 @@
 
 namespace {
 
+using fixtures::wav_layout;
 using fixtures::WavBytes;
 using fixtures::WriteTempFile;
-using fixtures::wav_layout;
 
 // 16-bit stereo frames whose left sample is the frame number and right its negation.
 std::vector<uint8_t> CountingFrames(int frames) {
@@ -25,13 +25,16 @@ std::vector<uint8_t> CountingFrames(int frames) {
   return s;
 }
 
+rwav *Open(const char *name, const std::vector<uint8_t> &bytes) {
+  return mediareaders::WaveFileReadOpen(WriteTempFile(name, bytes).c_str());
+}
+
 int16_t LeftAt(const uint8_t *buf, int frame) {
   return static_cast<int16_t>(buf[frame * 4] | (buf[frame * 4 + 1] << 8));
 }
 
 TEST(WaveReader, OneAndAHalfSecondsReadsPaddedSeconds) {
-  const std::string path = WriteTempFile("one_half.wav", WavBytes(wav_layout{}, CountingFrames(66150)));
-  rwav *r = mediareaders::WaveFileReadOpen(path.c_str());
+  rwav *r = Open("one_half.wav", WavBytes(wav_layout{}, CountingFrames(66150)));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->length, 1500);
   EXPECT_EQ(r->datasize, 264600u);
@@ -61,7 +64,7 @@ TEST(WaveReader, EightBitPaddingIsSilence128) {
   recipe.channels = 1;
   recipe.rate = 8000;
   std::vector<uint8_t> samples(12000, 7);  // 1.5 seconds
-  rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("eight.wav", WavBytes(recipe, samples)).c_str());
+  rwav *r = Open("eight.wav", WavBytes(recipe, samples));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->length, 1500);
   uint8_t *buf = mediareaders::WaveFileRead(r, 1000);
@@ -76,7 +79,7 @@ TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
   wav_layout odd;
   odd.junk_before_fmt = true;  // an odd-sized chunk with its pad byte first
   odd.fmt_chunk_size = 18;
-  rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("junk.wav", WavBytes(odd, CountingFrames(441))).c_str());
+  rwav *r = Open("junk.wav", WavBytes(odd, CountingFrames(441)));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->length, 10);
   EXPECT_EQ(r->wfx.cbSize, 0);
@@ -88,7 +91,7 @@ TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
   wav_layout wide;
   wide.bits = 32;
   wide.channels = 1;
-  r = mediareaders::WaveFileReadOpen(WriteTempFile("wide.wav", WavBytes(wide, std::vector<uint8_t>(400))).c_str());
+  r = Open("wide.wav", WavBytes(wide, std::vector<uint8_t>(400)));
   ASSERT_NE(r, nullptr);
   mediareaders::WaveFileReadClose(r);
 }
@@ -96,21 +99,20 @@ TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
 TEST(WaveReader, RefusesWhatIsNotPcmSound) {
   wav_layout adpcm;
   adpcm.format_tag = 2;
-  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("adpcm.wav", WavBytes(adpcm, CountingFrames(100))).c_str()),
-            nullptr);
-  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("empty_data.wav", WavBytes(wav_layout{}, {})).c_str()), nullptr);
-  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("zero.wav", {}).c_str()), nullptr);
+  EXPECT_EQ(Open("adpcm.wav", WavBytes(adpcm, CountingFrames(100))), nullptr);
+  EXPECT_EQ(Open("empty_data.wav", WavBytes(wav_layout{}, {})), nullptr);
+  EXPECT_EQ(Open("zero.wav", {}), nullptr);
   EXPECT_EQ(mediareaders::WaveFileReadOpen("/nonexistent/file.wav"), nullptr);
   EXPECT_EQ(mediareaders::WaveFileReadOpen(nullptr), nullptr);
   std::vector<uint8_t> not_wave = WavBytes(wav_layout{}, CountingFrames(10));
   std::memcpy(not_wave.data() + 8, "AVI ", 4);
-  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("avi.wav", not_wave).c_str()), nullptr);
+  EXPECT_EQ(Open("avi.wav", not_wave), nullptr);
 }
 
 TEST(WaveReader, LyingDataSizeIsCutToTheFile) {
   wav_layout liar;
   liar.data_size_override = 0x7FFFFFF0;
-  rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("liar.wav", WavBytes(liar, CountingFrames(4410))).c_str());
+  rwav *r = Open("liar.wav", WavBytes(liar, CountingFrames(4410)));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->datasize, 17640u);
   EXPECT_EQ(r->length, 100);
@@ -119,29 +121,18 @@ TEST(WaveReader, LyingDataSizeIsCutToTheFile) {
   // 2.2 MB at a claimed byte a second would last 2.2e9 ms, past what a clip time can hold.
   wav_layout slow;
   slow.rate = 1, slow.channels = 1, slow.bits = 8;
-  EXPECT_EQ(mediareaders::WaveFileReadOpen(WriteTempFile("slow.wav", WavBytes(slow, std::vector<uint8_t>(2200000))).c_str()),
-            nullptr);
+  EXPECT_EQ(Open("slow.wav", WavBytes(slow, std::vector<uint8_t>(2200000))), nullptr);
 }
 
-TEST(WaveReader, EveryTruncationAndByteFlipFailsOrReadsSafely) {
+// Flipped bytes are the fuzz target's part.
+TEST(WaveReader, EveryTruncationFailsOrReadsSafely) {
   const std::vector<uint8_t> good = WavBytes(wav_layout{}, CountingFrames(2000));
   for (size_t len = 0; len < good.size(); len += (len < 64 ? 1 : 97)) {
     std::vector<uint8_t> cut(good.begin(), good.begin() + len);
-    rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("cut.wav", cut).c_str());
+    rwav *r = Open("cut.wav", cut);
     if (r) {
       for (int ms : {0, 10, 44, 1000}) mediareaders::WaveFileRead(r, ms);
       mediareaders::WaveFileReadClose(r);
-    }
-  }
-  for (size_t pos = 0; pos < 60; ++pos) {
-    for (uint8_t flip : {0x01, 0x80, 0xFF}) {
-      std::vector<uint8_t> bad(good);
-      bad[pos] ^= flip;
-      rwav *r = mediareaders::WaveFileReadOpen(WriteTempFile("flip.wav", bad).c_str());
-      if (r) {
-        mediareaders::WaveFileRead(r, 0);
-        mediareaders::WaveFileReadClose(r);
-      }
     }
   }
 }

@@ -159,19 +159,17 @@ TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
 
 TEST_F(ExportChoice, FindsExportPluginsByNameAndByFileType) {
   KORPlugin *avi = &lists.Exports()[0], *wav = &lists.Exports()[2], *images = &lists.Exports()[3];
-  EXPECT_EQ(lists.FindExport("AVI"), avi);
-  EXPECT_EQ(lists.FindExport("avi.so"), avi);
-  EXPECT_EQ(lists.FindExport(".wav"), wav);
-  EXPECT_EQ(lists.FindExport("images"), images);
-  EXPECT_EQ(lists.FindExport("png"), images);  // its extension
-  EXPECT_EQ(lists.FindExport("Fixture Export (pictures only)"), &lists.Exports()[4]);
-  EXPECT_EQ(lists.FindExport("mkv"), nullptr);
-  EXPECT_EQ(lists.FindExport(""), nullptr);
-
-  EXPECT_EQ(lists.FindExportForFile("/out/clip.AVI"), avi);
-  EXPECT_EQ(lists.FindExportForFile("shot.bmp"), images);  // the second of its patterns
-  EXPECT_EQ(lists.FindExportForFile("dir.wav/noext"), nullptr);
-  EXPECT_EQ(lists.FindExportForFile("clip.mkv"), nullptr);
+  // By file name, description, title or extension ("png").
+  const std::pair<const char *, KORPlugin *> names[] = {
+      {"AVI", avi},    {"avi.so", avi},
+      {".wav", wav},   {"images", images},
+      {"png", images}, {"mkv", nullptr},
+      {"", nullptr},   {"Fixture Export (pictures only)", &lists.Exports()[4]}};
+  for (auto [name, plugin] : names) EXPECT_EQ(lists.FindExport(name), plugin) << name;
+  // "shot.bmp" matches the second of the pictures plugin's patterns.
+  const std::pair<const char *, KORPlugin *> files[] = {
+      {"/out/clip.AVI", avi}, {"shot.bmp", images}, {"dir.wav/noext", nullptr}, {"clip.mkv", nullptr}};
+  for (auto [file, plugin] : files) EXPECT_EQ(lists.FindExportForFile(file), plugin) << file;
 }
 
 TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
@@ -179,10 +177,8 @@ TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
   {
     surface manager(&context, nullptr);
     pluginlists &lists = manager.Plugins();
-    EXPECT_NE(lists.FindExport("avi"), nullptr);
-    EXPECT_NE(lists.FindExport("mp4"), nullptr);
-    EXPECT_NE(lists.FindExport("wav"), nullptr);
-    EXPECT_NE(lists.FindExport("images"), nullptr);
+    for (const char *name : {"avi", "mp4", "wav", "images"})
+      EXPECT_NE(lists.FindExport(name), nullptr) << name;
     EXPECT_NE(lists.FindByFileName(pluginlists::kVideo, "invert.so"), nullptr);
     EXPECT_TRUE(Resident(BuiltPlugin("invert.so")));
   }

@@ -196,12 +196,6 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
         case AV_SAMPLE_FMT_FLTP:
           reinterpret_cast<float *>(f->data[c])[k] = SampleSine(pos, c, s.audio_rate);
           break;
-        case AV_SAMPLE_FMT_FLT:
-          reinterpret_cast<float *>(f->data[0])[k * ch + c] = SampleSine(pos, c, s.audio_rate);
-          break;
-        case AV_SAMPLE_FMT_S16P:
-          reinterpret_cast<int16_t *>(f->data[c])[k] = Sample16(pos, c);
-          break;
         default:
           return false;
       }
