@@ -114,6 +114,8 @@ struct font_table {
 
 }  // namespace
 
+constexpr unsigned kWmfMaxSide = 2048;
+
 KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
   if (!data || size > IMAGE_MAX_FILE_BYTES || !wmf_well_formed(data, size)) return nullptr;
   std::vector<unsigned char> copy(data, data + size);  // the library wants writable bytes
@@ -134,8 +136,15 @@ KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
   wmfD_Rect bbox;
   unsigned int w = 0, h = 0;
   if (wmf_mem_open(api, copy.data(), long(copy.size())) == wmf_E_None) {
-    if (wmf_scan(api, 0, &bbox) == wmf_E_None && wmf_display_size(api, &w, &h, 96, 96) == wmf_E_None &&
-        size_ok(w, h)) {
+    // At 96 dots per inch, but no longer than kWmfMaxSide: the raster device's fills cost more
+    // than the area (a 256 x 10475 box ran for minutes), and a larger picture would be scaled
+    // down by its clip anyway.
+    bool sized = wmf_scan(api, 0, &bbox) == wmf_E_None && wmf_display_size(api, &w, &h, 96, 96) == wmf_E_None;
+    if (sized && std::max(w, h) > kWmfMaxSide) {
+      const double dpi = 96.0 * kWmfMaxSide / std::max(w, h);
+      sized = wmf_display_size(api, &w, &h, dpi, dpi) == wmf_E_None;
+    }
+    if (sized && size_ok(w, h)) {
       // The raster device hands its picture over as a PNG written to a memory stream: asked
       // for the raw image instead, it would leave that image for us to free, which its
       // interface gives no way to do.
