@@ -40,6 +40,11 @@ class editlog {
   // The name of the step Undo or Redo would take back or do again ("" when there is none).
   virtual const char *UndoName() const;
   virtual const char *RedoName() const;
+
+  // Told by the root after it was saved to `path` (the journal starts anew beside the saved
+  // file) and after it was loaded from `path` (the history of the replaced tree is dropped).
+  virtual void Saved(const char *path);
+  virtual void Loaded(const char *path);
 };
 
 // Opens a step for the life of a scope: `editstep step(root, "Move");` then the changes.
