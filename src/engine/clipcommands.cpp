@@ -180,6 +180,7 @@ const char *EditStepName(const std::string &verb) {
       {"SetLength", "Length"},    {"SetText", "Text"},           {"SetFont", "Font"},
       {"MuteAudio", "Mute"},      {"MuteVideo", "Mute"},         {"AudioMaster", "Audio Master"},
       {"Rename", "Rename"},       {"Commit", "Commit"},          {"Revert", "Revert"},
+      {"Split", "Split"},
   };
   for (const auto &n : kNames)
     if (verb == n[0]) return n[1];
@@ -238,6 +239,27 @@ bool clip::CommandBody(const char *command, char *result) {
       return Refuse(result, "usage: SetOffset SEC (from 0 to before the clip's end)");
     SetOffset(ms);
     return Answer(result, "");
+  }
+  if (verb == "Split") {
+    // The clip ends at SEC and a copy of it goes on from there with its material, so the
+    // picture and sound stay what they were.
+    const int64_t start = GetPosition(), end = start + int64_t(GetSize());
+    if (n != 2 || !ReadSeconds(a[1], &ms) || !parentclip || ms <= start || ms >= end)
+      return Refuse(result, "usage: Split SEC (a time inside the clip, in its parent's time)");
+    if (parentclip->GetChildCount() >= CLIP_MAX_CHILDREN) return Refuse(result, "the arrangement is full");
+    std::string name;
+    for (int k = 2; name.empty() || ResolveStep(parentclip, name); ++k) name = std::string(GetName()) + "_" + std::to_string(k);
+    clip *copy = parentclip->ClipDuplicate(this);
+    if (!copy) return Refuse(result, "the clip cannot be copied");
+    const int cut = int(ms - start);
+    copy->SetOffset(copy->GetOffset() + cut);
+    copy->SetName(name.c_str());
+    SetSize(cut);
+    if (!parentclip->ClipInsertChild(copy)) {
+      delete copy;
+      return Refuse(result, "the arrangement is full");
+    }
+    return Answer(result, copy->GetName());
   }
   if (verb == "AddEffect") {
     effectkind kind = effectkind::video;
