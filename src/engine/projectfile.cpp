@@ -294,6 +294,8 @@ bool clip::LoadOwn(FILE *f) {
   if (b.videoeffectcount < 0 || b.videoeffectcount > CLIP_MAX_EFFECTS || b.audioeffectcount < 0 ||
       b.audioeffectcount > CLIP_MAX_EFFECTS)
     return false;
+  // A record never turns a root or a clip with children into anything but an arrangement.
+  if (b.notarrangement != 0 && (!parentclip || childcount > 0)) return false;
   ClipCriticalStart();
   ClipClearEffects();
   // The medium or generator is opened again only when the record names another one: taking
