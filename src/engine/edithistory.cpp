@@ -164,12 +164,15 @@ bool edithistory::Replay(editstepdata s) {
 }
 
 bool edithistory::Apply(const editstepdata &s, bool forward) {
+  // The worker (a playing preview) waits while the tree changes under it.
+  root->ClipCriticalStart();
   replaying = true;
   bool ok = true;
   const size_t n = s.entries.size();
   for (size_t k = 0; k < n && ok; ++k) ok = ApplyEntry(s.entries[forward ? k : n - 1 - k], forward);
   replaying = false;
   root->ClipCollectState();
+  root->ClipCriticalEnd();
   return ok;
 }
 

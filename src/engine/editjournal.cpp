@@ -56,10 +56,10 @@ bool ReadWhole(const std::string &path, std::vector<uint8_t> &out) {
 editjournal::editjournal(clip *r, asker a) : edithistory(r), ask(std::move(a)) {}
 
 editjournal::~editjournal() {
-  const bool empty = written == 0 && Steps().empty();
+  const bool empty = fd >= 0 && written == 0;
   Close();
-  // A journal that never held anything leaves nothing behind.
-  if (empty && !journal.empty()) ::unlink(journal.c_str());
+  // A journal this log started that never held anything leaves nothing behind.
+  if (empty) ::unlink(journal.c_str());
 }
 
 void editjournal::Close() {

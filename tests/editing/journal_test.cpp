@@ -147,6 +147,7 @@ TEST_F(journal, DeclinedRecoveryLeavesTheJournalAsItWas) {
     ASSERT_TRUE(a.Send("a0.c0", "Place 4 1"));
   }
   const std::string kept = Slurp(path + ".journal");
+  { opened quiet(path, false); }
   {
     opened b(path, false);
     EXPECT_FALSE(b.asked.empty());
