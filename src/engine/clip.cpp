@@ -389,8 +389,12 @@ int clip::ClipTrackCount() {
 }
 
 int clip::ClipTrackFree(int t) {
+  editlog *log = GetEditLog();
   for (int i = 0; i < childcount; ++i)
-    if (children[i]->track >= t && children[i]->track < INT32_MAX) ++children[i]->track;
+    if (children[i]->track >= t && children[i]->track < INT32_MAX) {
+      if (log) log->Changing(children[i]);
+      ++children[i]->track;
+    }
   return ClipTrackCount();
 }
 
@@ -421,6 +425,7 @@ int clip::ClipCompressTracks() {
         blocked = std::min(o->arrrect.right, c->arrrect.right) > std::max(o->arrrect.left, c->arrrect.left);
       }
       if (!blocked && c->arrrect.bottom - c->arrrect.top > 0) {
+        if (editlog *log = GetEditLog()) log->Changing(c);
         --c->track;
         ArrLayout(arrarea);
         moved = true;

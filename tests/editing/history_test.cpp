@@ -7,6 +7,7 @@
 #include <string>
 
 #include "editing/editscript.h"
+#include "core/dialogs.h"
 #include "engine/editjournal.h"
 
 namespace {
@@ -97,6 +98,23 @@ TEST_F(history, NestedStepsCancelAndCommandsThatChangeNothing) {
   EXPECT_EQ(log->Steps().size(), 1u);
   EXPECT_FALSE(log->Undo() && log->Undo());
   EXPECT_EQ(Bytes(), original);
+}
+
+// The window's delete closes the gap on the track and compacts the tracks: every clip that moved
+// comes back with one undo.
+TEST_F(history, DeletingWithTheGapClosedIsOneStep) {
+  HeadlessDialogs().answer_yes = true;
+  clip *a0 = p.Root()->GetChild(0);
+  a0->SelectCurrent(a0->GetChild(0));
+  const std::string before = Bytes();
+  {
+    editstep step(p.Root(), "Delete");
+    ASSERT_NE(a0->ArrangeChildDelete(), 0u);
+  }
+  HeadlessDialogs().answer_yes = false;
+  ASSERT_NE(Bytes(), before);
+  ASSERT_TRUE(log->Undo());
+  EXPECT_EQ(Bytes(), before);
 }
 
 TEST(historyscale, ARecordLeavesTheChildrenOut) {
