@@ -68,13 +68,11 @@ void edithistory::Removing(clip *child) {
 }
 
 void edithistory::Settle() {
-  bool unchanged = false;
   for (pending &p : changes) {
     editentry &e = open.entries[p.entry];
     std::string after;
     if (!editrecord::OwnBytes(p.c, after) || after == p.before) {
       e.what = 0;  // nothing to keep
-      unchanged = true;
     } else if (after.size() == p.before.size()) {
       e.after = Pack(editrecord::Xor(p.before, after));
       e.flags |= editentry::after_is_xor;
@@ -91,10 +89,9 @@ void edithistory::Settle() {
   }
   changes.clear();
   inserts.clear();
-  if (unchanged || std::any_of(open.entries.begin(), open.entries.end(), [](const editentry &e) { return !e.what; }))
-    open.entries.erase(std::remove_if(open.entries.begin(), open.entries.end(),
-                                      [](const editentry &e) { return e.what == 0; }),
-                       open.entries.end());
+  open.entries.erase(
+      std::remove_if(open.entries.begin(), open.entries.end(), [](const editentry &e) { return e.what == 0; }),
+      open.entries.end());
 }
 
 void edithistory::End() {

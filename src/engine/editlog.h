@@ -30,7 +30,9 @@ class editlog {
   virtual void Removing(clip *child);
   // Closes the step; the outermost End records it.
   virtual void End();
-  // Drops the open step's changes: every clip is put back as it was at Begin.
+  // Drops the open step's changes: every clip is put back as it was at Begin. The step is
+  // closed, nested ones included; the End calls that follow are ignored. Changing, Inserted
+  // and Removing outside a step are ignored.
   virtual void Cancel();
 
   virtual bool CanUndo() const;
