@@ -150,7 +150,7 @@ bool editjournal::Recover(const journalfile::contents &found) {
     Root()->Load(f);
     std::fclose(f);
   }
-  SetHistory({}, 0);
+  SetHistory(found.history, found.done);
   Tell("the edits in " + journal + " do not fit " + project + " (edit " + std::to_string(applied + 1) +
        "); nothing was recovered and the journal was left as it is");
   return false;
