@@ -11,6 +11,7 @@
 #include "app/commands.h"
 #include "core/dialogs.h"
 #include "core/vemo.h"
+#include "engine/editjournal.h"
 #include "engine/project.h"
 #include "macro/macro.h"
 
@@ -55,6 +56,11 @@ int CmdRun(int argc, char **argv, int first) {
   } else if (args.Has("--verbose")) {
     p.SetMessages([](const char *text) { std::fprintf(stderr, "%s\n", text); });
   }
+
+  // Every edit is an undo step, written down beside the project file before it counts as done.
+  const std::unique_ptr<editjournal> journal =
+      OpenEditJournal(p.Root(), args.Has("--project") ? args.Get("--project").c_str() : "");
+  if (!journal->Report().empty() && !args.Has("--verbose")) std::fprintf(stderr, "%s\n", journal->Report().c_str());
 
   // The script's folder is the application folder: "call other.lvm" finds a script beside it.
   std::unique_ptr<macro> m;

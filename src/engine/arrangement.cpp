@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/clip.h"
+#include "engine/editlog.h"
 
 namespace {
 
@@ -92,6 +93,7 @@ uint32_t clip::ArrMakeSpace() {
   for (int i = 0; i < childcount; ++i) {
     clip *c = children[i];
     if (c->track != gaptrack || c->GetPosition() < gapstart) continue;
+    if (editlog *log = GetEditLog()) log->Changing(c);
     c->SetPosition(Clamp32(int64_t(c->GetPosition()) - gaplength));
     r = QA_UPDATE;
   }

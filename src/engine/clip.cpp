@@ -15,6 +15,7 @@
 #include "core/vemowin.h"
 #include "effects/effect.h"
 #include "engine/clipsource.h"
+#include "engine/editlog.h"
 #include "time/declared_vars.h"
 
 namespace {
@@ -161,6 +162,10 @@ void clip::ClipClearChildren() {
 
 void clip::ClipClear() {
   ClipClearChildren();
+  ClipClearEffects();
+}
+
+void clip::ClipClearEffects() {
   for (int i = 0; i < videoeffectcount; ++i) {
     delete videoeffects[i];
     videoeffects[i] = nullptr;
@@ -315,17 +320,35 @@ clip *clip::GetRootClip() {
   return c;
 }
 
-bool clip::ClipInsertChild(clip *child) {
-  if (!child || childcount >= CLIP_MAX_CHILDREN) return false;
+void clip::LinkChild(clip *child) {
   SetChild(*child);
   child->parentclip = this;
   children[childcount++] = child;
   SelectCurrent(child);
   PropagateMTimeParms();
+}
+
+bool clip::ClipInsertChild(clip *child) {
+  if (!child || childcount >= CLIP_MAX_CHILDREN) return false;
+  LinkChild(child);
+  if (editlog *log = GetEditLog()) log->Inserted(child);
+  return true;
+}
+
+bool clip::ClipInsertChildAt(clip *child, int index) {
+  if (!child || childcount >= CLIP_MAX_CHILDREN) return false;
+  LinkChild(child);
+  if (index < 0) index = 0;
+  for (int j = childcount - 1; j > index; --j) children[j] = children[j - 1];
+  if (index < childcount) children[index] = child;
+  if (editlog *log = GetEditLog()) log->Inserted(child);
   return true;
 }
 
 uint32_t clip::ChildDelete(clip *child) {
+  for (int i = 0; i < childcount; ++i)
+    if (children[i] == child)
+      if (editlog *log = GetEditLog()) log->Removing(child);
   if (audiomaster == child) audiomaster = nullptr;
   for (int i = 0; i < childcount; ++i) {
     if (children[i] != child) continue;
@@ -366,8 +389,12 @@ int clip::ClipTrackCount() {
 }
 
 int clip::ClipTrackFree(int t) {
+  editlog *log = GetEditLog();
   for (int i = 0; i < childcount; ++i)
-    if (children[i]->track >= t && children[i]->track < INT32_MAX) ++children[i]->track;
+    if (children[i]->track >= t && children[i]->track < INT32_MAX) {
+      if (log) log->Changing(children[i]);
+      ++children[i]->track;
+    }
   return ClipTrackCount();
 }
 
@@ -398,6 +425,7 @@ int clip::ClipCompressTracks() {
         blocked = std::min(o->arrrect.right, c->arrrect.right) > std::max(o->arrrect.left, c->arrrect.left);
       }
       if (!blocked && c->arrrect.bottom - c->arrrect.top > 0) {
+        if (editlog *log = GetEditLog()) log->Changing(c);
         --c->track;
         ArrLayout(arrarea);
         moved = true;

@@ -172,7 +172,8 @@ class clip : public vemotime {
   // stands for a blank (clipcommands.cpp).
   UIItem *UIItemResolve(const char *name) override;
   // The commands of the macro language (docs/scripting.md); a refused command writes its
-  // reason into result and changes nothing.
+  // reason into result and changes nothing. With an edit log, each command that changes the
+  // project is one undo step (EditStepName).
   bool Command(const char *command, char *result) override;
   // The picture the interface shows: an arrangement's display surface, else the clip's frame.
   KORSurface *GetUISurface() override;
@@ -203,6 +204,9 @@ class clip : public vemotime {
   // current and passes the musical-time settings down. A full list (512 children) refuses
   // (false) so the array never overflows.
   bool ClipInsertChild(clip *child);
+  // The same, placing the child at `index` of the list (clamped to the list); the edit log
+  // puts a deleted clip back where it was.
+  bool ClipInsertChildAt(clip *child, int index);
   // Destroys the child and closes the gap in the list; QA_UPDATE.
   uint32_t ChildDelete(clip *child);
   // Asks before deleting the current child, then closes the time gap and compresses tracks.
@@ -213,7 +217,7 @@ class clip : public vemotime {
   int ClipTrackFree(int track);
   bool ClipChildTrackCheck(clip *child, int track);
   int ClipCompressTracks();
-  // A deep copy saved and loaded through a private temporary file; its parent is this clip
+  // A deep copy saved and loaded through memory; its parent is this clip
   // (not yet linked as a child). Null on failure.
   clip *ClipDuplicate(clip *source);
   int GetChildCount() const { return childcount; }
@@ -499,6 +503,16 @@ class clip : public vemotime {
   bool ProjectSave(const char *path);
   // Loads the project at `path` into this clip; its folder is searched for missing media.
   bool ProjectLoad(const char *path);
+  // The clip's own record, without its children: block, variables with their keys, effects.
+  // Save is SaveOwn followed by each child's Save. 1 on success, 0 on failure.
+  int SaveOwn(FILE *f);
+  // Puts the clip back to a record SaveOwn wrote, keeping its children (and its open medium
+  // when the record names the same one). False when the record cannot be read; the clip may
+  // then be changed in part.
+  bool LoadOwn(FILE *f);
+  // A clip loaded whole from a saved record, ready to be inserted into this one (not yet
+  // linked as a child). Null when the record cannot be read.
+  clip *ClipLoadChild(FILE *f);
   // The project file this root was loaded from or saved to (empty for a new project).
   const char *GetProjectPath();
 
@@ -509,11 +523,14 @@ class clip : public vemotime {
   // After a make: the made file goes to the desktop's opener when the preference is on.
   void MakeOpenResult(imgio_export *plugin);
   friend class clipsrc;
+  bool CommandBody(const char *command, char *result);
   bool ArrangementCommand(const std::vector<std::string> &args, char *result, bool *handled);
   bool RootCommand(const std::vector<std::string> &args, char *result);
   void EndWorker();  // waits for the worker, posts quit and joins it
   void ClipClear();  // destroys children, effects (the first steps of Load and Reset)
   void ClipClearChildren();
+  void ClipClearEffects();
+  void LinkChild(clip *child);
   void CloseMedia();
   void FreeWorkSurfaces();
   void DeclareClipVars();
@@ -644,3 +661,10 @@ class clip : public vemotime {
 };
 
 #undef VEMO_CLIP_TV_DECLARE
+
+// The name of the undo step an object command (its first word) makes ("Move" for "Place");
+// null for a command that changes nothing in the project (saving, rendering, queries).
+const char *EditStepName(const std::string &verb);
+// Sends a command to any object of a clip tree (a clip, an effect, a variable) as one undo
+// step of the clip that owns it, when its root has an edit log.
+bool EditCommand(UIItem *object, const char *command, char *result);

@@ -17,6 +17,7 @@
 #include "effects/effect.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
+#include "engine/editlog.h"
 #include "engine/project.h"
 #include "media/plugins.h"
 #include "media/surface.h"
@@ -167,7 +168,41 @@ UIItem *clip::UIItemResolve(const char *n) {
 
 // ---- Commands ----
 
+// The name of the undo step an object command makes; null for commands that are no edit
+// (saving, loading, rendering, making, undoing itself).
+const char *EditStepName(const std::string &verb) {
+  static const char *const kNames[][2] = {
+      {"Place", "Move"},          {"SetOffset", "Trim"},         {"AddEffect", "Add Effect"},
+      {"RemoveEffect", "Delete Effect"}, {"AddMedia", "Import"}, {"AddText", "Add Text"},
+      {"AddGradient", "Add Gradient"}, {"AddArrangement", "Add Arrangement"}, {"Delete", "Delete"},
+      {"SetKey", "Set Key"},      {"SetValue", "Set Key"},       {"KillKey", "Delete Key"},
+      {"Reset", "Delete Keys"},   {"SetFormat", "Picture Size"}, {"SetFps", "Frame Rate"},
+      {"SetLength", "Length"},    {"SetText", "Text"},           {"SetFont", "Font"},
+      {"MuteAudio", "Mute"},      {"MuteVideo", "Mute"},         {"AudioMaster", "Audio Master"},
+      {"Rename", "Rename"},       {"Commit", "Commit"},          {"Revert", "Revert"},
+      {"Split", "Split"},
+  };
+  for (const auto &n : kNames)
+    if (verb == n[0]) return n[1];
+  return nullptr;
+}
+
 bool clip::Command(const char *command, char *result) {
+  const words a = SplitCommandLine(command, 64);
+  editlog *log = GetEditLog();
+  const char *step = a.empty() || !result ? nullptr : EditStepName(a[0]);
+  if (!log || !step) return CommandBody(command, result);
+  // Every command that may change the project is one undo step; one that changed nothing
+  // (refused, or setting what was there) leaves no step.
+  log->Begin(step);
+  log->Changing(this);
+  const bool ok = CommandBody(command, result);
+  if (!ok) log->Cancel();
+  log->End();
+  return ok;
+}
+
+bool clip::CommandBody(const char *command, char *result) {
   const words a = SplitCommandLine(command, 64);
   if (a.empty() || !result) return vemotime::Command(command, result);
   const std::string &verb = a[0];
@@ -205,6 +240,27 @@ bool clip::Command(const char *command, char *result) {
     SetOffset(ms);
     return Answer(result, "");
   }
+  if (verb == "Split") {
+    // The clip ends at SEC and a copy of it goes on from there with its material, so the
+    // picture and sound stay what they were.
+    const int64_t start = GetPosition(), end = start + int64_t(GetSize());
+    if (n != 2 || !ReadSeconds(a[1], &ms) || !parentclip || ms <= start || ms >= end)
+      return Refuse(result, "usage: Split SEC (a time inside the clip, in its parent's time)");
+    if (parentclip->GetChildCount() >= CLIP_MAX_CHILDREN) return Refuse(result, "the arrangement is full");
+    std::string name;
+    for (int k = 2; name.empty() || ResolveStep(parentclip, name); ++k) name = std::string(GetName()) + "_" + std::to_string(k);
+    clip *copy = parentclip->ClipDuplicate(this);
+    if (!copy) return Refuse(result, "the clip cannot be copied");
+    const int cut = int(ms - start);
+    copy->SetOffset(copy->GetOffset() + cut);
+    copy->SetName(name.c_str());
+    SetSize(cut);
+    if (!parentclip->ClipInsertChild(copy)) {
+      delete copy;
+      return Refuse(result, "the arrangement is full");
+    }
+    return Answer(result, copy->GetName());
+  }
   if (verb == "AddEffect") {
     effectkind kind = effectkind::video;
     const int type = n == 2 ? EffectTypeOf(a[1], &kind) : 0;
@@ -237,6 +293,7 @@ bool clip::Command(const char *command, char *result) {
   if (verb == "AudioMaster") {
     if (n != 2 || !ReadSwitch(a[1], &on)) return Refuse(result, "usage: AudioMaster 1|0");
     if (!parentclip) return Refuse(result, "the root has no parent to be heard alone in");
+    if (editlog *log = GetEditLog()) log->Changing(parentclip);
     if (on)
       parentclip->SetAudioMaster(this);
     else if (parentclip->GetAudioMaster() == this)
@@ -347,6 +404,15 @@ bool clip::ArrangementCommand(const std::vector<std::string> &a, char *result, b
     if (!ProjectSave(a[1].c_str())) return Refuse(result, "cannot save " + a[1]);
     return Answer(result, a[1]);
   }
+  if (verb == "Undo" || verb == "Redo") {
+    if (parentclip) return Refuse(result, verb + " works on the root arrangement only");
+    editlog *log = GetEditLog();
+    if (n != 1 || !log) return Refuse(result, "usage: " + verb + " (with the project's edit history)");
+    const std::string name = verb == "Undo" ? log->UndoName() : log->RedoName();
+    if (!(verb == "Undo" ? log->Undo() : log->Redo()))
+      return Refuse(result, verb == "Undo" ? "there is nothing to undo" : "there is nothing to redo");
+    return Answer(result, name);
+  }
   if (verb == "Load" || verb == "Frame" || verb == "Make") {
     if (parentclip) return Refuse(result, verb + " works on the root arrangement only");
     return RootCommand(a, result);
@@ -429,4 +495,22 @@ bool clip::RootCommand(const std::vector<std::string> &a, char *result) {
                               : "making " + a[1] + " failed" + (why[0] ? std::string(": ") + why : ""));
   }
   return Answer(result, file);
+}
+
+bool EditCommand(UIItem *object, const char *command, char *result) {
+  if (!object) return false;
+  if (dynamic_cast<clip *>(object)) return object->Command(command, result);
+  // An effect or a variable belongs to the nearest clip above it.
+  clip *owner = nullptr;
+  for (vemo *v = object->GetParent(); v && !owner; v = v->GetParent()) owner = dynamic_cast<clip *>(v);
+  editlog *log = owner ? owner->GetEditLog() : nullptr;
+  const words a = SplitCommandLine(command, 64);
+  const char *step = a.empty() || !result ? nullptr : EditStepName(a[0]);
+  if (!log || !step) return object->Command(command, result);
+  log->Begin(step);
+  log->Changing(owner);
+  const bool ok = object->Command(command, result);
+  if (!ok) log->Cancel();
+  log->End();
+  return ok;
 }

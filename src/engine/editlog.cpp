@@ -16,6 +16,8 @@ bool editlog::Undo() { return false; }
 bool editlog::Redo() { return false; }
 const char *editlog::UndoName() const { return ""; }
 const char *editlog::RedoName() const { return ""; }
+void editlog::Saved(const char *) {}
+void editlog::Loaded(const char *) {}
 
 editstep::editstep(clip *any, const char *what) : log(any ? any->GetEditLog() : nullptr) {
   if (log) log->Begin(what);

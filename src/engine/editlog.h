@@ -30,7 +30,9 @@ class editlog {
   virtual void Removing(clip *child);
   // Closes the step; the outermost End records it.
   virtual void End();
-  // Drops the open step's changes: every clip is put back as it was at Begin.
+  // Drops the open step's changes: every clip is put back as it was at Begin. The step is
+  // closed, nested ones included; the End calls that follow are ignored. Changing, Inserted
+  // and Removing outside a step are ignored.
   virtual void Cancel();
 
   virtual bool CanUndo() const;
@@ -40,6 +42,11 @@ class editlog {
   // The name of the step Undo or Redo would take back or do again ("" when there is none).
   virtual const char *UndoName() const;
   virtual const char *RedoName() const;
+
+  // Told by the root after it was saved to `path` (the journal starts anew beside the saved
+  // file) and after it was loaded from `path` (the history of the replaced tree is dropped).
+  virtual void Saved(const char *path);
+  virtual void Loaded(const char *path);
 };
 
 // Opens a step for the life of a scope: `editstep step(root, "Move");` then the changes.

@@ -17,6 +17,7 @@
 #include "effects/plugineffects.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
+#include "engine/editlog.h"
 
 namespace {
 
@@ -62,6 +63,13 @@ bool LoadEffects(FILE *f, clip *owner, vemowin *window, surface *surfaces, int l
 // ---- Saving ----
 
 int clip::Save(FILE *f) {
+  if (!SaveOwn(f)) return 0;
+  for (int i = 0; i < childcount; ++i)
+    if (!children[i]->Save(f)) return 0;
+  return 1;
+}
+
+int clip::SaveOwn(FILE *f) {
   if (!f) return 0;
   block.start = GetPosition();
   block.length = GetSize();
@@ -97,8 +105,6 @@ int clip::Save(FILE *f) {
     if (!videoeffects[i]->Save(f)) return 0;
   for (int i = 0; i < audioeffectcount; ++i)
     if (!audioeffects[i]->Save(f)) return 0;
-  for (int i = 0; i < childcount; ++i)
-    if (!children[i]->Save(f)) return 0;
   return 1;
 }
 
@@ -135,7 +141,10 @@ bool clip::ProjectSave(const char *path) {
     unlink(tmp.c_str());
     return false;
   }
-  if (!parentclip) projectpath = path;
+  if (!parentclip) {
+    projectpath = path;
+    if (edits) edits->Saved(path);
+  }
   SetClean();
   return true;
 }
@@ -267,6 +276,93 @@ bool clip::ProjectLoad(const char *path) {
   if (!parentclip) projectpath = path;
   const bool ok = Load(f) == 1;
   std::fclose(f);
+  if (ok && !parentclip && edits) edits->Loaded(path);
+  return ok;
+}
+
+// ---- A clip's own record ----
+
+bool clip::LoadOwn(FILE *f) {
+  auto in = std::make_unique<clipData>();
+  if (!f || !SizedDataRead(f, in.get(), sizeof *in)) return false;
+  clipData &b = *in;
+  b.size = CLIP_BLOCK_SIZE;
+  Terminate(b.name);
+  Terminate(b.filename);
+  Terminate(b.text);
+  Terminate(b.fontname);
+  if (b.videoeffectcount < 0 || b.videoeffectcount > CLIP_MAX_EFFECTS || b.audioeffectcount < 0 ||
+      b.audioeffectcount > CLIP_MAX_EFFECTS)
+    return false;
+  // A record never turns a root or a clip with children into anything but an arrangement.
+  if (b.notarrangement != 0 && (!parentclip || childcount > 0)) return false;
+  ClipCriticalStart();
+  ClipClearEffects();
+  // The medium or generator is opened again only when the record names another one: taking
+  // back a move of a video clip must not reopen its file.
+  const bool newsource = b.sourcetype != block.sourcetype || std::strcmp(b.filename, block.filename) != 0 ||
+                         (b.notarrangement == 0) != arrangement;
+  const bool newtext = std::strcmp(b.text, block.text) != 0 || std::strcmp(b.fontname, block.fontname) != 0 ||
+                       b.textalign != block.textalign;
+  if (newsource) {
+    delete source;
+    source = nullptr;
+    CloseMedia();
+    mediamissing = false;
+  }
+  block = b;
+  UISetName(block.name);
+  arrangement = block.notarrangement == 0;
+  track = block.track < 0 ? 0 : block.track;
+  audiomuted = block.audiomuted != 0;
+  videomuted = block.videomuted != 0;
+  makestart = block.makestart;
+  makeend = block.makeend;
+  displaystate = block.displaystate & 0xFF;
+  ChangeVideoFps(block.fpsoption);
+  if (block.textalign < 0 || block.textalign > 2) block.textalign = 0;
+  if (newsource && block.sourcetype != CLIP_SRC_ARRANGEMENT) {
+    if (block.filename[0] && !arrangement) {
+      char name[CLIP_NAME_SIZE];
+      std::memcpy(name, block.name, sizeof name);
+      char file[CLIP_FILENAME_SIZE];
+      std::memcpy(file, block.filename, sizeof file);
+      if (!ClipImport(file)) {
+        mediamissing = true;
+        std::memcpy(block.filename, file, sizeof file);
+      }
+      std::memcpy(block.name, name, sizeof name);
+      UISetName(block.name);
+    } else if (check_clip_src_type(block.sourcetype)) {
+      AddClipSource(block.sourcetype);
+    }
+  } else if (newtext && source) {
+    source->Invalidate();
+  }
+  if (arrangement && block.videoformat != videoformat) {
+    if (parentclip)
+      SetPictureSize(block.videoformat);
+    else
+      ChangeVideoFormat(block.videoformat);
+  }
+  videoformat = block.videoformat;
+
+  bool ok = tfLoadExact(f) != 0;
+  SetSize(block.length);
+  SetPosition(block.start);
+  offset = block.offset;
+  if (ok) {
+    effectloadscope loading_effects;
+    ok = LoadEffects<effectVideo, effectKeptVideo>(f, this, wincontext, surfaces, size, block.videoeffectids,
+                                                   block.videoeffectcount, videoeffects, videoeffectcount) &&
+         LoadEffects<effectAudio, effectKeptAudio>(f, this, wincontext, surfaces, size, block.audioeffectids,
+                                                   block.audioeffectcount, audioeffects, audioeffectcount);
+  }
+  if (videoeffectcount) currentvideoeffect = 0;
+  if (audioeffectcount) currentaudioeffect = 0;
+  audiomaster = block.audiomaster >= 0 && block.audiomaster < childcount ? children[block.audiomaster] : nullptr;
+  ResetCompositionCache();
+  ClipCriticalEnd();
   return ok;
 }
 
@@ -274,24 +370,35 @@ const char *clip::GetProjectPath() { return GetRootClip()->projectpath.c_str(); 
 
 // ---- Duplication ----
 
-clip *clip::ClipDuplicate(clip *src) {
-  if (!src) return nullptr;
+clip *clip::ClipLoadChild(FILE *f) {
+  if (!f) return nullptr;
   clip *c = new clip(wincontext);
   c->SetParent(this);
   c->parentclip = this;
   c->surfaces = surfaces;
-  BusyStart();
-  // The copy travels through a private, unnamed temporary file: two processes never meet in it,
-  // nobody can plant one in its place, and it is gone when closed.
-  bool ok = false;
-  if (FILE *f = std::tmpfile()) {
-    ok = src->Save(f) == 1 && std::fflush(f) == 0 && std::fseek(f, 0, SEEK_SET) == 0 && c->Load(f) == 1;
-    std::fclose(f);
-  }
-  BusyEnd();
-  if (!ok) {
+  if (c->Load(f) != 1) {
     delete c;
     return nullptr;
   }
+  return c;
+}
+
+clip *clip::ClipDuplicate(clip *src) {
+  if (!src) return nullptr;
+  BusyStart();
+  // The copy travels through memory: saved into a growing buffer, loaded back from it.
+  clip *c = nullptr;
+  char *bytes = nullptr;
+  size_t length = 0;
+  if (FILE *out = open_memstream(&bytes, &length)) {
+    const bool saved = src->Save(out) == 1;
+    if (std::fclose(out) == 0 && saved && length > 0)
+      if (FILE *in = fmemopen(bytes, length, "rb")) {
+        c = ClipLoadChild(in);
+        std::fclose(in);
+      }
+  }
+  std::free(bytes);
+  BusyEnd();
   return c;
 }

@@ -21,6 +21,7 @@
 #include "core/download.h"
 #include "core/settings.h"
 #include "core/vemo.h"
+#include "engine/clip.h"
 
 namespace {
 
@@ -750,7 +751,7 @@ bool macro::CommandObject(const std::string *t, int n, std::string &out) {
   const std::string command = JoinSubstituted(t + 1, n - 1);
   Log("Commanding object \"%s\" to \"%s\".", name.c_str(), command.c_str());
   char answer[MACRO_VALUE_SIZE] = "";
-  if (!object->Command(command.c_str(), answer)) {
+  if (!EditCommand(object, command.c_str(), answer)) {
     Log("Failure of command \"%s\"...", command.c_str());
     std::string &error = Top()->lasterror;
     if (error.empty())

@@ -213,6 +213,37 @@ int timefloatmgr::Load(FILE *f) {
   return 1;
 }
 
+int timefloatmgr::LoadExact(FILE *f) {
+  tfmgrData stored;
+  if (!f || !SizedDataRead(f, &stored, sizeof stored) || stored.count < 0 || stored.count > kMaxVariables)
+    return 0;
+  std::vector<timefloat> curves(static_cast<size_t>(stored.count));
+  for (timefloat &curve : curves)
+    if (!curve.Load(f)) return 0;
+  for (int i = 0; i < stored.count; ++i) {
+    timefloat &v = vars[i];
+    const timefloat &c = curves[static_cast<size_t>(i)];
+    if (i >= data.count || strcasecmp(v.GetName(), c.GetName()) != 0) {
+      v = timefloat();
+      v.SetID(c.Header().id);
+      v.SetGroupID(c.Header().id);
+      const char *shown = GetStringPtr(c.Header().id);
+      v.SetText(shown[0] ? shown : c.GetName());
+      v.Attach(parent, surfaces, wincontext);
+    }
+    // The whole stored header (bounds, kind, carried bytes), with the curve's own key count.
+    tfData h = c.Header();
+    h.count = v.Header().count;
+    v.Header() = h;
+    v.SetKind(h.flags);
+    v.Set(&c);
+  }
+  for (int i = stored.count; i < data.count; ++i) vars[i] = timefloat();
+  data.count = stored.count;
+  Commit();
+  return 1;
+}
+
 // ---- Groups ----
 
 int timefloatmgr::GroupCount() const {

@@ -84,6 +84,11 @@ class timefloatmgr : public UIItem {
   // ---- Persistence ----
   int Save(FILE *f) override;  // header, then each variable's curve; 0 at the first failure
   int Load(FILE *f) override;  // 0 when the header cannot be read; stored curves match by name
+  // Loads a record as it was saved, declarations included: the variables become exactly the
+  // stored ones in stored order (a declaration made since is dropped again, one the record
+  // holds is made from its stored header). Taking back an edit needs this; opening a file uses
+  // Load. 0 when the record cannot be read whole (the variables are then as before).
+  int LoadExact(FILE *f);
 
   // ---- Groups ----
   int GroupCount() const;

@@ -116,6 +116,7 @@ class vemotime : public UIItem {
   // ---- Forwarders to the variable manager ----
   int tfSave(FILE *f) { return tfmgr.Save(f); }
   int tfLoad(FILE *f) { return tfmgr.Load(f); }
+  int tfLoadExact(FILE *f) { return tfmgr.LoadExact(f); }
   uint32_t tfSetCurrentTime(int t) { return tfmgr.SetCurrentTime(t); }
   uint32_t tfSetSize(int s) { return tfmgr.SetSize(s); }
   int tfDraw(HDC hdc, RECT rc, int flags) { return tfmgr.Draw(hdc, rc, flags); }
