@@ -61,7 +61,8 @@ namespace {
     for (size_t at = first + 18; fits(size, at, 6);) {
       const uint32_t n = le32(d + at);
       const unsigned function = le16(d + at + 4);
-      if (n < 3 || !fits(size, at, uint64_t(n) * 2) || function == 0) break;
+      // Past an end record too: the library reads on when the record is longer than one.
+      if (n < 3 || !fits(size, at, uint64_t(n) * 2)) break;
       if (pass == 0 && function == 0x020C && n >= 5)  // window extent (y, x)
         extent(int16_t(le16(d + at + 8)), int16_t(le16(d + at + 6)));
       uint8_t *width = d + at + 8;  // pen: style, width (x, y), colour
