@@ -1,0 +1,286 @@
+// The editing window's engine half without a window: the root's panes, what a point hits, the
+// rectangles of clips and keys at a zoom and band height, drags through ArrDragDelta, the curve
+// editor's keys, the menu commands, and the edit log's steps around each change.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/dialogs.h"
+#include "core/vemowin.h"
+#include "effects/effect.h"
+#include "engine/clip.h"
+#include "engine/editcommands.h"
+#include "engine/editlog.h"
+
+namespace {
+
+// A log that writes down what it is told.
+struct notebook : editlog {
+  std::vector<std::string> said;
+  void Begin(const char *what) override { said.push_back(std::string("begin ") + what); }
+  void Changing(clip *c) override { said.push_back(std::string("changing ") + c->GetName()); }
+  void Inserted(clip *c) override { said.push_back(std::string("inserted ") + c->GetName()); }
+  void Removing(clip *c) override { said.push_back(std::string("removing ") + c->GetName()); }
+  void End() override { said.push_back("end"); }
+  void Cancel() override { said.push_back("cancel"); }
+};
+
+struct EditView : testing::Test {
+  vemowin context;
+  clip root{&context, nullptr};
+  notebook log;
+  clip *a = nullptr;
+  clip *b = nullptr;
+
+  void SetUp() override {
+    root.SetSize(10000);
+    root.SetEditLog(&log);
+    a = Child("A", 2000, 3000, 1);
+    b = Child("B", 6000, 2000, 0);
+    // 1000 x 600: the arrangement takes the lower 270 rows: a separator row, the 24-row ruler
+    // from 331, the tracks from 355. The whole 10 s span 1000 columns.
+    root.Layout(RECT{0, 0, 1000, 600});
+  }
+  clip *Child(const char *name, int start, int length, int track) {
+    clip *c = new clip(&context);
+    EXPECT_TRUE(root.ClipInsertChild(c));
+    c->SetName(name);
+    c->SetPosition(start);
+    c->SetSize(length);
+    c->SetTrack(track);
+    return c;
+  }
+  uint32_t Mouse(uint32_t message, int x, int y, int keys = 0) {
+    return root.QueryAction(nullptr, message, POINT{x, y}, keys);
+  }
+  uint32_t Drag(int x0, int y0, int x1, int y1) {
+    uint32_t r = Mouse(WM_LBUTTONDOWN, x0, y0);
+    r |= Mouse(WM_MOUSEMOVE, (x0 + x1) / 2, (y0 + y1) / 2);
+    r |= Mouse(WM_MOUSEMOVE, x1, y1);
+    return r | Mouse(WM_LBUTTONUP, x1, y1);
+  }
+  uint32_t Command(int command) {
+    uint32_t r = 0;
+    EXPECT_TRUE(root.QueryCommand(nullptr, command, &r));
+    return r;
+  }
+};
+
+bool Same(RECT a, RECT b) { return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom; }
+
+}  // namespace
+
+TEST_F(EditView, PanesTracksAndClipRectanglesFollowZoomAndBand) {
+  EXPECT_TRUE(Same(root.GetRulerRect(), RECT{0, 331, 1000, 355}));
+  EXPECT_TRUE(Same(root.GetArrangeArea(), RECT{0, 355, 1000, 600}));
+  // 160 x 120 at the full upper height of 330 rows is 440 columns wide.
+  EXPECT_TRUE(Same(root.GetPreviewRect(), RECT{0, 0, 440, 330}));
+  EXPECT_TRUE(Same(root.GetEditorRect(), RECT{441, 0, 1000, 330}));
+  // Band 40: track 1 spans rows 395..435; 2 s to 5 s at 10 ms a column.
+  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{200, 395, 500, 435}));
+  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{600, 355, 800, 395}));
+
+  root.ArrZoomIn();  // 5 s across
+  root.ArrBandIn();  // band 80
+  root.Layout(RECT{0, 0, 1000, 600});
+  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{400, 435, 1000, 515}));
+  EXPECT_EQ(root.ArrScroll(2500), QA_UPDATE);
+  EXPECT_EQ(root.ArrScroll(10000), QA_UPDATE);  // stops where the end is at the right edge
+  EXPECT_EQ(root.GetViewStart(), 5000);
+  EXPECT_EQ(root.ArrScroll(1), 0u);
+  root.Layout(RECT{0, 0, 1000, 600});
+  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{200, 355, 600, 435}));
+  EXPECT_EQ(root.ArrTimeAt(200), 6000);
+  EXPECT_EQ(root.ArrXAt(6000), 200);
+}
+
+TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
+  using H = clip::arrhit;
+  H h = root.ArrHitTest(POINT{350, 340});
+  EXPECT_EQ(h.part, clip::ARR_RULER);
+  EXPECT_EQ(h.time, 3500);
+  h = root.ArrHitTest(POINT{350, 400});
+  EXPECT_EQ(h.part, clip::ARR_CLIP);
+  EXPECT_EQ(h.child, a);
+  EXPECT_EQ(h.track, 1);
+  EXPECT_EQ(root.ArrHitTest(POINT{204, 400}).part, clip::ARR_HEAD);
+  EXPECT_EQ(root.ArrHitTest(POINT{205, 400}).part, clip::ARR_CLIP);
+  EXPECT_EQ(root.ArrHitTest(POINT{495, 400}).part, clip::ARR_TAIL);
+  EXPECT_EQ(root.ArrHitTest(POINT{500, 400}).part, clip::ARR_TRACK);
+  h = root.ArrHitTest(POINT{350, 360});
+  EXPECT_EQ(h.part, clip::ARR_TRACK);
+  EXPECT_EQ(h.child, nullptr);
+  EXPECT_EQ(h.track, 0);
+  EXPECT_EQ(root.ArrHitTest(POINT{350, 100}).part, clip::ARR_NONE);
+  // The later child lies above: a clip over B's place on track 0 takes the point.
+  clip *c = Child("C", 6500, 500, 0);
+  root.Layout(RECT{0, 0, 1000, 600});
+  EXPECT_EQ(root.ArrHitTest(POINT{670, 370}).child, c);
+  // A clip narrower than three edges is all body.
+  c->SetSize(100);
+  root.Layout(RECT{0, 0, 1000, 600});
+  EXPECT_EQ(root.ArrHitTest(POINT{651, 370}).part, clip::ARR_CLIP);
+}
+
+TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
+  // 100 columns right: ArrDragDelta = 100 * 10000 / 1000 = 1000 ms; then up onto free track 0.
+  EXPECT_TRUE(Drag(350, 400, 450, 400) & QA_CHANGED);
+  EXPECT_EQ(a->GetPosition(), 3000);
+  EXPECT_EQ(a->GetSize(), 3000);
+  EXPECT_EQ(root.GetCurrentChild(), a);
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "end"}));
+  EXPECT_TRUE(root.isDirty());
+  Drag(450, 400, 430, 370);
+  EXPECT_EQ(a->GetPosition(), 2800);
+  EXPECT_EQ(a->GetTrack(), 0);
+  // B's time is taken on track 0: A stays on its track when pushed there.
+  Drag(400, 370, 400, 400);
+  Drag(400, 400, 750, 370);
+  EXPECT_EQ(a->GetTrack(), 1);
+  EXPECT_EQ(a->GetPosition(), 6300);
+  a->SetPosition(2000);
+  root.Layout(RECT{0, 0, 1000, 600});
+  // The tail: 50 columns left shortens by 500 ms.
+  Drag(497, 400, 447, 400);
+  EXPECT_EQ(a->GetSize(), 2500);
+  // The head: 50 columns right; the end and the material stay put.
+  root.Layout(RECT{0, 0, 1000, 600});
+  Drag(201, 400, 251, 400);
+  EXPECT_EQ(a->GetPosition(), 2500);
+  EXPECT_EQ(a->GetOffset(), 500);
+  EXPECT_EQ(a->GetSize(), 2000);
+  // Back beyond the start of the material: the offset stops at 0.
+  root.Layout(RECT{0, 0, 1000, 600});
+  Drag(251, 400, 151, 400);
+  EXPECT_EQ(a->GetOffset(), 0);
+  EXPECT_EQ(a->GetPosition(), 2000);
+  // A press without a move changes nothing and leaves no step.
+  log.said.clear();
+  Drag(300, 400, 300, 400);
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "cancel"}));
+  // The ruler scrubs the time.
+  Drag(100, 340, 420, 340);
+  EXPECT_EQ(root.GetCurrentTime(), 4200);
+}
+
+TEST_F(EditView, WheelZoomsScrollsAndChangesTheBand) {
+  EXPECT_EQ(Mouse(WM_MOUSEWHEEL, 500, 400, (120 << 16) | MK_CONTROL) & QA_UPDATE, uint32_t(QA_UPDATE));
+  EXPECT_EQ(root.GetVisibleSpan(), 5000);
+  Mouse(WM_MOUSEWHEEL, 500, 400, (-120 << 16) & 0xFFFF0000);
+  EXPECT_EQ(root.GetViewStart(), 500);
+  Mouse(WM_MOUSEWHEEL, 500, 400, (120 << 16) | MK_SHIFT);
+  EXPECT_EQ(root.GetBandHeight(), 80);
+}
+
+TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
+  timefloat tf("IDS_TEST", 0.0, 1.0, 0.0);
+  tf.SetViewingRange(0, 1000);
+  tf.Layout(RECT{100, 100, 201, 151});
+  // 1000 ms over 100 columns, 1.0 over 50 rows, both rounded.
+  EXPECT_EQ(tf.KeyX(500), 150);
+  EXPECT_EQ(tf.KeyY(0.5), 125);
+  EXPECT_EQ(tf.KeyY(1.0), 100);
+  EXPECT_EQ(tf.TimeAtX(163), 630);
+  EXPECT_DOUBLE_EQ(tf.ValueAtY(140), 0.2);
+  EXPECT_EQ(tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0), uint32_t(QA_CAPTURE | QA_CHANGED | QA_UPDATE));
+  tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{163, 140}, 0);
+  ASSERT_EQ(tf.HasValues(), 1);
+  EXPECT_EQ(tf.Keys()[0].time, 630);
+  EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.2);
+  EXPECT_EQ(tf.KeyAt(POINT{166, 137}), 0);
+  EXPECT_EQ(tf.KeyAt(POINT{168, 140}), -1);
+  // A second key, then the first dragged: it stops a millisecond short of its neighbour.
+  tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{180, 100}, 0);
+  tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{180, 100}, 0);
+  tf.Commit();
+  tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0);
+  tf.QueryAction(nullptr, WM_MOUSEMOVE, POINT{195, 150}, 0);
+  tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{195, 150}, 0);
+  EXPECT_EQ(tf.Keys()[0].time, 799);
+  EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.0);
+  EXPECT_EQ(tf.Keys()[0].state, TF_KEY_MODIFIED);
+  tf.Revert();
+  EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.2);
+  // A right press on a key deletes it.
+  EXPECT_TRUE(tf.QueryAction(nullptr, WM_RBUTTONDOWN, POINT{tf.KeyX(800), tf.KeyY(1.0)}, 0) & QA_CHANGED);
+  EXPECT_EQ(tf.HasValues(), 1);
+}
+
+TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
+  root.SelectCurrent(a);
+  root.Layout(RECT{0, 0, 1000, 600});
+  timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
+  ASSERT_NE(tf, nullptr);
+  const RECT r = tf->GetDrawRect();
+  ASSERT_TRUE(vemo::checkrec(r));
+  // The curve spans the clip's material: offset 0 to its 3 s.
+  const POINT p{(r.left + r.right) / 2, (r.top + r.bottom) / 2};
+  log.said.clear();
+  Mouse(WM_LBUTTONDOWN, p.x, p.y);
+  Mouse(WM_LBUTTONUP, p.x, p.y);
+  ASSERT_EQ(tf->HasValues(), 1);
+  EXPECT_EQ(tf->Keys()[0].time, tf->TimeAtX(p.x));
+  EXPECT_NEAR(tf->Keys()[0].time, 1500, 3000.0 / (r.right - r.left));
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Edit Variable", "changing A", "end"}));
+  EXPECT_TRUE(root.ClipHasPendingEdits());
+  Command(CMD_REVERT);
+  EXPECT_EQ(tf->HasValues(), 0);
+  EXPECT_FALSE(root.ClipHasPendingEdits());
+}
+
+TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
+  root.SelectCurrent(a);
+  EXPECT_TRUE(Command(CMD_VIDEO_EFFECT_ADD + 103) & QA_CHANGED);  // "Opacity"
+  Command(CMD_VIDEO_EFFECT_ADD + 149);                             // "Blur"
+  ASSERT_EQ(a->GetVideoEffectCount(), 2);
+  EXPECT_EQ(root.GetEditTargetKind(), clip::EDIT_VIDEO_EFFECT);
+  EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a->GetVideoEffect(1)));
+  Command(CMD_EFFECT_UP);
+  EXPECT_EQ(a->GetVideoEffect(0)->GetID(), 149);
+  EXPECT_EQ(a->GetCurrentVideoEffect(), 0);
+  EXPECT_EQ(Command(CMD_EFFECT_UP), uint32_t(0));
+  Command(CMD_EFFECT_TOGGLE);
+  EXPECT_FALSE(a->GetVideoEffect(0)->IsActive());
+  Command(CMD_CURRENT_VIDEO_EFFECT + 1);
+  EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a->GetVideoEffect(1)));
+  Command(CMD_EFFECT_DELETE);
+  ASSERT_EQ(a->GetVideoEffectCount(), 1);
+  EXPECT_EQ(a->GetVideoEffect(0)->GetID(), 149);
+  Command(CMD_AUDIO_EFFECT_ADD + 142);
+  EXPECT_EQ(a->GetAudioEffectCount(), 1);
+  Command(CMD_EFFECT_CLEAR_ALL);
+  EXPECT_EQ(a->GetVideoEffectCount() + a->GetAudioEffectCount(), 0);
+  EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a));
+}
+
+TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
+  root.SelectCurrent(b);
+  log.said.clear();
+  Command(CMD_CLIP_DUPLICATE);
+  ASSERT_EQ(root.GetChildCount(), 3);
+  clip *d = root.GetChild(2);
+  EXPECT_EQ(d->GetPosition(), 8000);
+  EXPECT_EQ(d->GetTrack(), 0);
+  EXPECT_STREQ(d->GetName(), "B copy");
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Duplicate", "inserted B copy", "end"}));
+  // No room after A on its track: the copy goes onto a new track.
+  Child("C", 5000, 1000, 1);
+  root.SelectCurrent(a);
+  Command(CMD_CLIP_DUPLICATE);
+  EXPECT_EQ(root.GetChild(4)->GetTrack(), 2);
+
+  HeadlessDialogs().quiet = true;
+  HeadlessDialogs().answer_yes = false;
+  root.SelectCurrent(b);
+  EXPECT_EQ(Command(CMD_CLIP_DELETE), 0u);
+  EXPECT_EQ(root.GetChildCount(), 5);
+  HeadlessDialogs().answer_yes = true;
+  log.said.clear();
+  Command(CMD_CLIP_DELETE);
+  HeadlessDialogs().answer_yes = false;
+  EXPECT_EQ(root.GetChildCount(), 4);
+  EXPECT_EQ(log.said.front(), "begin Delete");
+  EXPECT_EQ(log.said[log.said.size() - 2], "removing B");
+  EXPECT_EQ(log.said.back(), "end");
+}
