@@ -18,6 +18,7 @@
 #include "core/trap.h"
 #include "core/uiitem.h"
 #include "core/uiitems.h"
+#include "core/uipalette.h"
 #include "core/vemo.h"
 #include "core/vemowin.h"
 
@@ -60,6 +61,7 @@
 #include "engine/clipblock.h"
 #include "engine/clip.h"
 #include "engine/clipsource.h"
+#include "engine/editcommands.h"
 #include "engine/joining.h"
 #include "engine/project.h"
 #include "engine/worker.h"

@@ -24,7 +24,7 @@ bool HasDisplay() {
 
 int CmdEdit(int argc, char **argv, int first) {
   cli::grammar g;
-  g.valued = {"--size", "--screenshot"};
+  g.valued = {"--size", "--screenshot", "--at", "--select"};
   g.switches = {"--yes", "--verbose", "--help"};
   g.aliases = {{"-y", "--yes"}, {"-h", "--help"}};
   cli::arguments args;
@@ -43,6 +43,8 @@ int CmdEdit(int argc, char **argv, int first) {
       return cli::Fail("--size takes the window's width and height, at least 640x420");
   }
   o.project = args.positional.empty() ? "" : args.positional[0];
+  if (!cli::SecondsToMs(args.Get("--at", "0"), &o.at) || o.at < 0) return cli::Fail("--at takes seconds, such as 2.5");
+  o.select = args.Get("--select", "");
   o.verbose = args.Has("--verbose");
   o.screenshot = args.Get("--screenshot", "");
   if (!HasDisplay()) return cli::Fail("edit needs a display, and neither DISPLAY nor WAYLAND_DISPLAY is set");

@@ -115,7 +115,7 @@ int windowdialogs::AskYesNoCancel(HWND, const char *text, const char *caption, b
   return Box(text, caption, {{"Yes", IDYES}, {"No", IDNO}, {"Cancel", IDCANCEL}}, defaultanswer, IDCANCEL);
 }
 
-bool windowdialogs::AskText(const char *title, const char *prompt, std::string &text) {
+bool windowdialogs::AskText(HWND, const char *title, const char *prompt, std::string &text) {
   host->SetTitleNote(title);
   SDL_StartTextInput();
   int result = 0;
@@ -163,7 +163,7 @@ bool windowdialogs::AskText(const char *title, const char *prompt, std::string &
 bool windowdialogs::FileDialog(HWND, bool save, const char *title, const char *filter, std::string &path) {
   std::string prompt = save ? "Write to the file:" : "Open the file:";
   if (filter && *filter) prompt += std::string("  (") + filter + ")";
-  return AskText(title && *title ? title : (save ? "Save" : "Open"), prompt.c_str(), path);
+  return AskText(nullptr, title && *title ? title : (save ? "Save" : "Open"), prompt.c_str(), path);
 }
 
 int windowdialogs::Choose(HWND, const char *title, const std::vector<std::string> &entries) {

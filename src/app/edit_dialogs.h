@@ -29,8 +29,8 @@ class windowdialogs : public dialogs {
   // A path typed into one line (the current text offered), Enter to take it.
   bool FileDialog(HWND owner, bool save, const char *title, const char *filter, std::string &path) override;
   int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) override;
-  // Asks for one line of text; false when cancelled.
-  bool AskText(const char *title, const char *prompt, std::string &text);
+  // One line of text typed into a field; false when cancelled or empty.
+  bool AskText(HWND owner, const char *title, const char *prompt, std::string &text) override;
   // Set when the window was closed while a dialog was up.
   bool QuitAsked() const { return quitasked; }
 

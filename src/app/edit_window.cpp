@@ -108,6 +108,10 @@ int editwindow::Run(const editoptions &o) {
   Root()->SetEditLog(&log);
   Root()->SetClean();
   if (Root()->GetChildCount()) Root()->SelectCurrent(Root()->GetChild(0));
+  for (int i = 0; i < Root()->GetChildCount(); ++i)
+    if (options.select == Root()->GetChild(i)->GetName()) Root()->SelectCurrent(Root()->GetChild(i));
+  Root()->SetCurrentTime(std::clamp(options.at, 0, Root()->GetSize()));
+  effect::InitEffectHelp();
   std::string error;
   if (!OpenWindow(&error)) {
     std::fprintf(stderr, "lumivaxel: the editing window could not be opened: %s\n", error.c_str());
@@ -171,7 +175,8 @@ void editwindow::BuildMenus() {
                                    Item("Start", CMD_TIME_START, "Home"), Item("End", CMD_TIME_END, "End"), Separator(),
                                    Item("Set Locator", CMD_SET_LOCATOR, "L"),
                                    Item("Make Start Time", CMD_MAKE_START_HERE, "["),
-                                   Item("Make End Time", CMD_MAKE_END_HERE, "]"), Separator(),
+                                   Item("Make End Time", CMD_MAKE_END_HERE, "]"),
+                                   Item("Go To Time...", HCMD_GOTO, "Ctrl+G"), Separator(),
                                    Item(quantize, CMD_QUANTIZE_NEXT, "Q")}));
   bar.menus.push_back(Sub(
       "Variables",
@@ -356,6 +361,15 @@ void editwindow::Execute(int command) {
     }
     case HCMD_HELP: ShowHelpBox(); break;
     case HCMD_KEYS: ShowKeys(); break;
+    case HCMD_GOTO: {
+      char now[32];
+      vemo::CliptimeToString(root->GetCurrentTime(), now);
+      std::string text = now;
+      int t = 0;
+      if (ui.AskText(nullptr, "Go To Time", "The time in seconds:", text) && vemo::StringToCliptime(text.c_str(), &t))
+        Flags(root->SetTime(std::clamp(t, 0, root->GetSize())));
+      break;
+    }
     default: {
       uint32_t r = 0;
       root->QueryCommand(nullptr, command, &r);

@@ -33,6 +33,7 @@ enum : int {
   HCMD_REDO,
   HCMD_HELP,
   HCMD_KEYS,
+  HCMD_GOTO,
 };
 
 struct editoptions {
@@ -40,6 +41,8 @@ struct editoptions {
   int width = 1280;        // the window's client size
   int height = 800;
   bool verbose = false;    // prints the layout of the view whenever it changes
+  int at = 0;              // the time shown first, ms
+  std::string select;      // the clip shown in the editor first (by name); the first clip without
   std::string screenshot;  // paints once, writes this PNG and ends
 };
 

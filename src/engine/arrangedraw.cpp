@@ -72,6 +72,29 @@ int clip::ArrDraw(HDC hdc) {
     if (t < tracks) hdc->FillRect(RECT{arrarea.left, top + bandheight - 1, arrarea.right, top + bandheight}, ui::kLine);
   }
 
+  // The track names beside the tracks.
+  {
+    const RECT heads = trackheadrect;
+    hdc->SetClipRect(And(saved, heads));
+    DrawRectangle(hdc, heads, ui::kPanel);
+    hdc->FillRect(RECT{heads.right - 1, heads.top, heads.right, heads.bottom}, ui::kLine);
+    hdc->FillRect(RECT{heads.left, rulerrect.bottom - 1, heads.right, rulerrect.bottom}, ui::kLine);
+    DrawTextOnly(hdc, "Tracks", RECT{heads.left + 8, heads.top, heads.right - 4, rulerrect.bottom}, ui::kTextDim,
+                 DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+    for (int t = 0; t < tracks + 1; ++t) {
+      const int top = arrarea.top + t * bandheight;
+      if (top >= arrarea.bottom) break;
+      const RECT row{heads.left, top, heads.right - 1, std::min<int>(top + bandheight, arrarea.bottom)};
+      hdc->FillRect(row, t % 2 ? ui::kTrackB : ui::kTrackA);
+      hdc->FillRect(RECT{row.left, top + bandheight - 1, row.right, top + bandheight}, ui::kLine);
+      char name[32];
+      std::snprintf(name, sizeof name, t < tracks ? "Track %d" : "", t + 1);
+      DrawTextOnly(hdc, name, RECT{row.left + 8, row.top, row.right - 4, std::min<int>(row.bottom, row.top + 22)},
+                   ui::kTextDim, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+    }
+    hdc->SetClipRect(And(saved, whole));
+  }
+
   // Children: later ones lie above earlier ones, as the hit test finds them.
   VemoSelectFont(hdc, ui::kFont);
   timefloat envelope;

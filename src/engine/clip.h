@@ -209,6 +209,9 @@ class clip : public vemotime {
   RECT GetPreviewRect() const { return previewrect; }
   RECT GetEditorRect() const { return editorrect; }
   RECT GetRulerRect() const { return rulerrect; }
+  // The column left of the tracks that names them; the arrangement view lies right of it.
+  static constexpr int kTrackHead = 72;
+  RECT GetTrackHeadRect() const { return trackheadrect; }
   // What the editor pane shows: the current child, or its current video or audio effect.
   enum : int { EDIT_CLIP = 0, EDIT_VIDEO_EFFECT = 1, EDIT_AUDIO_EFFECT = 2 };
   vemotime *GetEditTarget();
@@ -654,6 +657,7 @@ class clip : public vemotime {
   RECT previewrect{};
   RECT editorrect{};
   RECT rulerrect{};
+  RECT trackheadrect{};
   int32_t edittarget = EDIT_CLIP;
   enum : int { DRAG_NONE, DRAG_MOVE, DRAG_HEAD, DRAG_TAIL, DRAG_SCRUB, DRAG_EDITOR };
   int32_t dragmode = DRAG_NONE;

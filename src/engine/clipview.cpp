@@ -68,6 +68,7 @@ RECT clip::Layout(RECT rc) {
   RECT top = rc;
   RECT bottom = SplitBottom(&top, std::max(RCHIG(rc) * 45 / 100, 3 * kRulerHeight));
   bottom.top += 1;
+  trackheadrect = SplitLeft(&bottom, kTrackHead);
   rulerrect = SplitTop(&bottom, kRulerHeight);
   arrarea = bottom;
   const int pw = outputrect.bottom > 0 ? int(int64_t(RCHIG(top)) * outputrect.right / outputrect.bottom) : 0;
@@ -125,7 +126,18 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
   }
   RECT tt = Reduce(title, 3);
   tt.left += 6;
+  tt.right -= 6;
   DrawTextOnly(hdc, what.c_str(), tt, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+  // The clip's effect chain, in the order it runs.
+  if (currentchild && currentchild->videoeffectcount + currentchild->audioeffectcount > 0) {
+    std::string chain;
+    for (int i = 0; i < currentchild->videoeffectcount; ++i)
+      chain += (chain.empty() ? "" : "  \xC2\xB7  ") + std::string(EffectName(currentchild->videoeffects[i]->GetID()));
+    for (int i = 0; i < currentchild->audioeffectcount; ++i)
+      chain += (chain.empty() ? "" : "  \xC2\xB7  ") + std::string(EffectName(currentchild->audioeffects[i]->GetID()));
+    VemoSelectFont(hdc, ui::kFont - 1);
+    DrawTextOnly(hdc, chain.c_str(), tt, ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
+  }
   hdc->SelectFont(before);
   if (vemotime *t = GetEditTarget()) t->tfDraw(hdc, body, flags);
   else DrawRectangle(hdc, body, ui::kWindow);
@@ -136,7 +148,7 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
 uint32_t clip::EditorAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   vemotime *t = GetEditTarget();
   if (!t) return 0;
-  const bool press = message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN;
+  const bool press = message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN || message == WM_LBUTTONDBLCLK;
   if (press && dragmode == DRAG_NONE) BeginEdit("Edit Variable", currentchild);
   const uint32_t r = t->tfQueryAction(hwnd, message, pt, keys);
   if (r & QA_CHANGED) dragchanged = true;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "core/dialogs.h"
 #include "core/uipalette.h"
 #include "media/dc.h"
 #include "time/timefloatmgr.h"
@@ -272,6 +273,22 @@ uint32_t timefloatmgr::QueryAction(HWND hwnd, uint32_t message, POINT pt, int ke
     if (message == WM_MOUSEMOVE) {
       TipTheTool(tf.GetText(), RECT{pt.x, pt.y, pt.x + 1, pt.y + 1});
       return 0;
+    }
+    if (message == WM_LBUTTONDBLCLK) {
+      // A value typed in: a key at the current time (a pending edit, as a click would set).
+      char value[64];
+      std::snprintf(value, sizeof value, "%g", tf.GetValue(currenttime));
+      std::string text = value;
+      char prompt[320];
+      std::snprintf(prompt, sizeof prompt, "%s at %.3f s (%g to %g):", tf.GetText(), currenttime / 1000.0,
+                    tf.GetMinimum(), tf.GetMaximum());
+      double v = 0;
+      char tail = 0;
+      if (!Dialogs().AskText(hwnd, tf.GetText(), prompt, text) || std::sscanf(text.c_str(), "%lf %c", &v, &tail) != 1)
+        return QA_UPDATE;
+      editvar = tf.Header().id;
+      timefloatset(editvar, currenttime, v);
+      return QA_CHANGED | QA_UPDATE;
     }
     if (message != WM_LBUTTONDOWN) return 0;
     editvar = tf.Header().id;

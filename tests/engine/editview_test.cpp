@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/dialogs.h"
+#include "core/uipalette.h"
 #include "core/vemowin.h"
 #include "effects/effect.h"
 #include "engine/clip.h"
@@ -14,6 +15,8 @@
 #include "engine/editlog.h"
 
 namespace {
+
+constexpr int L = clip::kTrackHead;
 
 // A log that writes down what it is told.
 struct notebook : editlog {
@@ -38,9 +41,10 @@ struct EditView : testing::Test {
     root.SetEditLog(&log);
     a = Child("A", 2000, 3000, 1);
     b = Child("B", 6000, 2000, 0);
-    // 1000 x 600: the arrangement takes the lower 270 rows: a separator row, the 24-row ruler
-    // from 331, the tracks from 355. The whole 10 s span 1000 columns.
-    root.Layout(RECT{0, 0, 1000, 600});
+    // 1072 x 600: the arrangement takes the lower 270 rows: a separator row, the 24-row ruler
+    // from 331, the tracks from 355, right of the 72 columns of track names. The whole 10 s
+    // span 1000 columns from column 72.
+    root.Layout(RECT{0, 0, 1072, 600});
   }
   clip *Child(const char *name, int start, int length, int track) {
     clip *c = new clip(&context);
@@ -72,104 +76,104 @@ bool Same(RECT a, RECT b) { return a.left == b.left && a.top == b.top && a.right
 }  // namespace
 
 TEST_F(EditView, PanesTracksAndClipRectanglesFollowZoomAndBand) {
-  EXPECT_TRUE(Same(root.GetRulerRect(), RECT{0, 331, 1000, 355}));
-  EXPECT_TRUE(Same(root.GetArrangeArea(), RECT{0, 355, 1000, 600}));
+  EXPECT_TRUE(Same(root.GetRulerRect(), RECT{L, 331, L + 1000, 355}));
+  EXPECT_TRUE(Same(root.GetArrangeArea(), RECT{L, 355, L + 1000, 600}));
   // 160 x 120 at the full upper height of 330 rows is 440 columns wide.
   EXPECT_TRUE(Same(root.GetPreviewRect(), RECT{0, 0, 440, 330}));
-  EXPECT_TRUE(Same(root.GetEditorRect(), RECT{441, 0, 1000, 330}));
+  EXPECT_TRUE(Same(root.GetEditorRect(), RECT{441, 0, 1072, 330}));
   // Band 40: track 1 spans rows 395..435; 2 s to 5 s at 10 ms a column.
-  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{200, 395, 500, 435}));
-  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{600, 355, 800, 395}));
+  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{L + 200, 395, L + 500, 435}));
+  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{L + 600, 355, L + 800, 395}));
 
   root.ArrZoomIn();  // 5 s across
   root.ArrBandIn();  // band 80
-  root.Layout(RECT{0, 0, 1000, 600});
-  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{400, 435, 1000, 515}));
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{L + 400, 435, L + 1000, 515}));
   EXPECT_EQ(root.ArrScroll(2500), QA_UPDATE);
   EXPECT_EQ(root.ArrScroll(10000), QA_UPDATE);  // stops where the end is at the right edge
   EXPECT_EQ(root.GetViewStart(), 5000);
   EXPECT_EQ(root.ArrScroll(1), 0u);
-  root.Layout(RECT{0, 0, 1000, 600});
-  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{200, 355, 600, 435}));
-  EXPECT_EQ(root.ArrTimeAt(200), 6000);
-  EXPECT_EQ(root.ArrXAt(6000), 200);
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{L + 200, 355, L + 600, 435}));
+  EXPECT_EQ(root.ArrTimeAt(L + 200), 6000);
+  EXPECT_EQ(root.ArrXAt(6000), L + 200);
 }
 
 TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
   using H = clip::arrhit;
-  H h = root.ArrHitTest(POINT{350, 340});
+  H h = root.ArrHitTest(POINT{L + 350, 340});
   EXPECT_EQ(h.part, clip::ARR_RULER);
   EXPECT_EQ(h.time, 3500);
-  h = root.ArrHitTest(POINT{350, 400});
+  h = root.ArrHitTest(POINT{L + 350, 400});
   EXPECT_EQ(h.part, clip::ARR_CLIP);
   EXPECT_EQ(h.child, a);
   EXPECT_EQ(h.track, 1);
-  EXPECT_EQ(root.ArrHitTest(POINT{204, 400}).part, clip::ARR_HEAD);
-  EXPECT_EQ(root.ArrHitTest(POINT{205, 400}).part, clip::ARR_CLIP);
-  EXPECT_EQ(root.ArrHitTest(POINT{495, 400}).part, clip::ARR_TAIL);
-  EXPECT_EQ(root.ArrHitTest(POINT{500, 400}).part, clip::ARR_TRACK);
-  h = root.ArrHitTest(POINT{350, 360});
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 204, 400}).part, clip::ARR_HEAD);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 205, 400}).part, clip::ARR_CLIP);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 495, 400}).part, clip::ARR_TAIL);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 500, 400}).part, clip::ARR_TRACK);
+  h = root.ArrHitTest(POINT{L + 350, 360});
   EXPECT_EQ(h.part, clip::ARR_TRACK);
   EXPECT_EQ(h.child, nullptr);
   EXPECT_EQ(h.track, 0);
-  EXPECT_EQ(root.ArrHitTest(POINT{350, 100}).part, clip::ARR_NONE);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 350, 100}).part, clip::ARR_NONE);
   // The later child lies above: a clip over B's place on track 0 takes the point.
   clip *c = Child("C", 6500, 500, 0);
-  root.Layout(RECT{0, 0, 1000, 600});
-  EXPECT_EQ(root.ArrHitTest(POINT{670, 370}).child, c);
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 670, 370}).child, c);
   // A clip narrower than three edges is all body.
   c->SetSize(100);
-  root.Layout(RECT{0, 0, 1000, 600});
-  EXPECT_EQ(root.ArrHitTest(POINT{651, 370}).part, clip::ARR_CLIP);
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 651, 370}).part, clip::ARR_CLIP);
 }
 
 TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
   // 100 columns right: ArrDragDelta = 100 * 10000 / 1000 = 1000 ms; then up onto free track 0.
-  EXPECT_TRUE(Drag(350, 400, 450, 400) & QA_CHANGED);
+  EXPECT_TRUE(Drag(L + 350, 400, L + 450, 400) & QA_CHANGED);
   EXPECT_EQ(a->GetPosition(), 3000);
   EXPECT_EQ(a->GetSize(), 3000);
   EXPECT_EQ(root.GetCurrentChild(), a);
   EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "end"}));
   EXPECT_TRUE(root.isDirty());
-  Drag(450, 400, 430, 370);
+  Drag(L + 450, 400, L + 430, 370);
   EXPECT_EQ(a->GetPosition(), 2800);
   EXPECT_EQ(a->GetTrack(), 0);
   // B's time is taken on track 0: A stays on its track when pushed there.
-  Drag(400, 370, 400, 400);
-  Drag(400, 400, 750, 370);
+  Drag(L + 400, 370, L + 400, 400);
+  Drag(L + 400, 400, L + 750, 370);
   EXPECT_EQ(a->GetTrack(), 1);
   EXPECT_EQ(a->GetPosition(), 6300);
   a->SetPosition(2000);
-  root.Layout(RECT{0, 0, 1000, 600});
+  root.Layout(RECT{0, 0, 1072, 600});
   // The tail: 50 columns left shortens by 500 ms.
-  Drag(497, 400, 447, 400);
+  Drag(L + 497, 400, L + 447, 400);
   EXPECT_EQ(a->GetSize(), 2500);
   // The head: 50 columns right; the end and the material stay put.
-  root.Layout(RECT{0, 0, 1000, 600});
-  Drag(201, 400, 251, 400);
+  root.Layout(RECT{0, 0, 1072, 600});
+  Drag(L + 201, 400, L + 251, 400);
   EXPECT_EQ(a->GetPosition(), 2500);
   EXPECT_EQ(a->GetOffset(), 500);
   EXPECT_EQ(a->GetSize(), 2000);
   // Back beyond the start of the material: the offset stops at 0.
-  root.Layout(RECT{0, 0, 1000, 600});
-  Drag(251, 400, 151, 400);
+  root.Layout(RECT{0, 0, 1072, 600});
+  Drag(L + 251, 400, L + 151, 400);
   EXPECT_EQ(a->GetOffset(), 0);
   EXPECT_EQ(a->GetPosition(), 2000);
   // A press without a move changes nothing and leaves no step.
   log.said.clear();
-  Drag(300, 400, 300, 400);
+  Drag(L + 300, 400, L + 300, 400);
   EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "cancel"}));
   // The ruler scrubs the time.
-  Drag(100, 340, 420, 340);
+  Drag(L + 100, 340, L + 420, 340);
   EXPECT_EQ(root.GetCurrentTime(), 4200);
 }
 
 TEST_F(EditView, WheelZoomsScrollsAndChangesTheBand) {
-  EXPECT_EQ(Mouse(WM_MOUSEWHEEL, 500, 400, (120 << 16) | MK_CONTROL) & QA_UPDATE, uint32_t(QA_UPDATE));
+  EXPECT_EQ(Mouse(WM_MOUSEWHEEL, L + 500, 400, (120 << 16) | MK_CONTROL) & QA_UPDATE, uint32_t(QA_UPDATE));
   EXPECT_EQ(root.GetVisibleSpan(), 5000);
-  Mouse(WM_MOUSEWHEEL, 500, 400, (-120 << 16) & 0xFFFF0000);
+  Mouse(WM_MOUSEWHEEL, L + 500, 400, (-120 << 16) & 0xFFFF0000);
   EXPECT_EQ(root.GetViewStart(), 500);
-  Mouse(WM_MOUSEWHEEL, 500, 400, (120 << 16) | MK_SHIFT);
+  Mouse(WM_MOUSEWHEEL, L + 500, 400, (120 << 16) | MK_SHIFT);
   EXPECT_EQ(root.GetBandHeight(), 80);
 }
 
@@ -209,7 +213,7 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
 
 TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
   root.SelectCurrent(a);
-  root.Layout(RECT{0, 0, 1000, 600});
+  root.Layout(RECT{0, 0, 1072, 600});
   timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
   ASSERT_NE(tf, nullptr);
   const RECT r = tf->GetDrawRect();
@@ -227,6 +231,16 @@ TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
   Command(CMD_REVERT);
   EXPECT_EQ(tf->HasValues(), 0);
   EXPECT_FALSE(root.ClipHasPendingEdits());
+  // A value typed into the list (a double click on its row) keys it at the current time.
+  root.SetCurrentTime(2500);
+  const RECT list = a->GetTimeFloatMgr().GetListRect();
+  HeadlessDialogs().text_answer = "0.25";
+  Mouse(WM_LBUTTONDBLCLK, list.left + 10, list.top + 2 + 5);
+  HeadlessDialogs().text_answer.clear();
+  ASSERT_EQ(tf->HasValues(), 1);
+  EXPECT_EQ(tf->Keys()[0].time, 500);
+  EXPECT_DOUBLE_EQ(tf->Keys()[0].value, 0.25);
+  EXPECT_TRUE(root.isDirty());
 }
 
 TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
