@@ -177,7 +177,7 @@ void editwindow::BuildMenus() {
                                    Item("Make Start Time", CMD_MAKE_START_HERE, "["),
                                    Item("Make End Time", CMD_MAKE_END_HERE, "]"),
                                    Item("Go To Time...", HCMD_GOTO, "Ctrl+G"), Separator(),
-                                   Item(quantize, CMD_QUANTIZE_NEXT, "Q")}));
+                                   Item(quantize, CMD_QUANTIZE, "Q")}));
   bar.menus.push_back(Sub(
       "Variables",
       {Item("Commit", CMD_COMMIT, "Ctrl+Return"), Item("Revert", CMD_REVERT, "Ctrl+R"), Separator(),

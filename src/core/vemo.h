@@ -199,6 +199,14 @@ class vemo {
   static void DrawTextOnly(HDC hdc, int string_id, RECT r, COLORREF colour, uint32_t flags);
   static void DrawTextRaised(HDC hdc, const char *text, RECT r, COLORREF colour, COLORREF light,
                              uint32_t flags);
+  // Pop-up choices through the host's dialogs, titled `title`: the chosen entry, 0 for none.
+  // From a zero-terminated list of numbers (shown as numbers; the number is returned), of
+  // resource string IDs (shown as their texts; the ID is returned), or of names in a table of
+  // fixed-width rows or of pointers (index + 1 is returned).
+  static int PopNonZeroInts(HWND hwnd, const int *values, const char *title);
+  static int PopResStrings(HWND hwnd, const int *ids, const char *title);
+  static int PopArrayNameIndex(HWND hwnd, const char *table, int stride, int count, const char *title);
+  static int PopArrayNamePtrIndex(HWND hwnd, const char *const *names, int count, const char *title);
   // Selects the interface font of `height` pixels (bold when asked); returns the one before.
   static font VemoSelectFont(HDC hdc, int height, bool bold = false);
 

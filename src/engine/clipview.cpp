@@ -393,11 +393,9 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       r = QA_CHANGED | QA_UPDATE;
       break;
     }
-    case CMD_QUANTIZE_NEXT: {
-      int i = 0;
-      while (mtime::QUANTIZATION_IDS[i] && mtime::QUANTIZATION_IDS[i] != int(mt.GetQuantize())) ++i;
-      const int next = mtime::QUANTIZATION_IDS[i] && mtime::QUANTIZATION_IDS[i + 1] ? mtime::QUANTIZATION_IDS[i + 1]
-                                                                                   : mtime::QUANTIZATION_IDS[0];
+    case CMD_QUANTIZE: {
+      const int next = PopResStrings(hwnd, mtime::QUANTIZATION_IDS, GetStringPtr(mtime::ID_QUANTIZE));
+      if (!next || next == int(mt.GetQuantize())) break;
       editstep step(this, "Quantize");
       if (log) log->Changing(this);
       mt.SetQuantize(next);

@@ -29,7 +29,7 @@ enum : int {
   CMD_SET_LOCATOR,       // "Set Locator"
   CMD_MAKE_START_HERE,   // "Make Start Time"
   CMD_MAKE_END_HERE,     // "Make End Time"
-  CMD_QUANTIZE_NEXT,     // the next quantization of the root's musical time
+  CMD_QUANTIZE,          // "Quantize (snap to)": the root's grid, chosen from the list
   // Variables of the edited object.
   CMD_COMMIT,
   CMD_REVERT,

@@ -130,6 +130,13 @@ key ctrl+r
 save
 info | grep -q "^ *$fxname:" && fail "Revert kept the key on $fxname: $(info)"
 
+# Making: the file's name typed into the window's field; the title says when it is made.
+key ctrl+m
+waitfor ' - Select Export File Name$' && { key ctrl+u; xdotool type --window "$win" "$dir/made.avi"; sleep 0.3; key Return; }
+waitfor '^p\.vmp - Made '
+frames=$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames -of csv=p=0 made.avi 2> /dev/null)
+[ "$frames" = 250 ] || fail "made.avi holds ${frames:-no} frames, not the 250 of 10 s at 25 fps"
+
 # Closing with unsaved changes asks; Cancel keeps the window, Yes saves and closes.
 key ctrl+d
 waitfor '^p\.vmp\* - '

@@ -163,6 +163,15 @@ TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
   log.said.clear();
   Drag(L + 300, 400, L + 300, 400);
   EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "cancel"}));
+  // With "Quantize Second" chosen (the ninth of the list) moves snap to whole seconds.
+  HeadlessDialogs().choice_answer = 9;
+  EXPECT_TRUE(Command(CMD_QUANTIZE) & QA_CHANGED);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(int(root.GetMTime().GetQuantize()), 161);
+  Drag(L + 300, 400, L + 337, 400);  // 2370 snaps back to 2000
+  EXPECT_EQ(a->GetPosition(), 2000);
+  Drag(L + 300, 400, L + 360, 400);  // 2600 snaps to 3000
+  EXPECT_EQ(a->GetPosition(), 3000);
   // The ruler scrubs the time.
   Drag(L + 100, 340, L + 420, 340);
   EXPECT_EQ(root.GetCurrentTime(), 4200);
