@@ -29,21 +29,24 @@ int CmdEdit(int argc, char **argv, int first) {
   g.aliases = {{"-y", "--yes"}, {"-h", "--help"}};
   cli::arguments args;
   std::string error;
-  if (!cli::Parse(argc, argv, first, g, args, &error)) return cli::Fail(error + " (see lumivaxel edit --help)");
+  if (!cli::Parse(argc, argv, first, g, args, &error))
+    return cli::Fail(error + " (see lumivaxel edit --help)");
   if (args.Has("--help")) {
     PrintUsage("edit");
     return 0;
   }
-  if (args.positional.size() > 1) return cli::Fail("edit takes at most one project file (see lumivaxel edit --help)");
+  if (args.positional.size() > 1)
+    return cli::Fail("edit takes at most one project file (see lumivaxel edit --help)");
   editoptions o;
   if (args.Has("--size")) {
     char tail = 0;
-    if (std::sscanf(args.Get("--size").c_str(), "%dx%d%c", &o.width, &o.height, &tail) != 2 || o.width < 640 ||
-        o.height < 420 || o.width > 16384 || o.height > 16384)
+    if (std::sscanf(args.Get("--size").c_str(), "%dx%d%c", &o.width, &o.height, &tail) != 2 ||
+        o.width < 640 || o.height < 420 || o.width > 16384 || o.height > 16384)
       return cli::Fail("--size takes the window's width and height, at least 640x420");
   }
   o.project = args.positional.empty() ? "" : args.positional[0];
-  if (!cli::SecondsToMs(args.Get("--at", "0"), &o.at) || o.at < 0) return cli::Fail("--at takes seconds, such as 2.5");
+  if (!cli::SecondsToMs(args.Get("--at", "0"), &o.at) || o.at < 0)
+    return cli::Fail("--at takes seconds, such as 2.5");
   o.select = args.Get("--select", "");
   o.verbose = args.Has("--verbose");
   o.screenshot = args.Get("--screenshot", "");

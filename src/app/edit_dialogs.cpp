@@ -43,7 +43,8 @@ RECT ButtonRect(RECT panel, int i, int n) {
 }
 
 void DrawButton(HDC hdc, RECT r, const char *text, bool isdefault) {
-  vemo::DrawRectangle(hdc, r, isdefault ? ui::kClipSelected : ui::kTrackB, isdefault ? ui::kAccent : ui::kLine);
+  vemo::DrawRectangle(hdc, r, isdefault ? ui::kClipSelected : ui::kTrackB,
+                      isdefault ? ui::kAccent : ui::kLine);
   vemo::DrawTextOnly(hdc, text, r, ui::kText, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
 }
 
@@ -53,8 +54,8 @@ POINT MousePoint(const SDL_Event &e) {
 
 }  // namespace
 
-int windowdialogs::Box(const char *text, const char *caption, const std::vector<button> &buttons, int defaultanswer,
-                       int cancel) {
+int windowdialogs::Box(const char *text, const char *caption, const std::vector<button> &buttons,
+                       int defaultanswer, int cancel) {
   host->SetTitleNote(caption && *caption ? caption : "Message");
   int focus = 0;
   for (size_t i = 0; i < buttons.size(); ++i)
@@ -80,10 +81,14 @@ int windowdialogs::Box(const char *text, const char *caption, const std::vector<
       answer = cancel;
     } else if (e.type == SDL_KEYDOWN) {
       const SDL_Keycode k = e.key.keysym.sym;
-      if (k == SDLK_ESCAPE) answer = cancel;
-      else if (k == SDLK_RETURN || k == SDLK_KP_ENTER || k == SDLK_SPACE) answer = buttons[size_t(focus)].answer;
-      else if (k == SDLK_TAB || k == SDLK_RIGHT) focus = (focus + 1) % int(buttons.size());
-      else if (k == SDLK_LEFT) focus = (focus + int(buttons.size()) - 1) % int(buttons.size());
+      if (k == SDLK_ESCAPE)
+        answer = cancel;
+      else if (k == SDLK_RETURN || k == SDLK_KP_ENTER || k == SDLK_SPACE)
+        answer = buttons[size_t(focus)].answer;
+      else if (k == SDLK_TAB || k == SDLK_RIGHT)
+        focus = (focus + 1) % int(buttons.size());
+      else if (k == SDLK_LEFT)
+        focus = (focus + int(buttons.size()) - 1) % int(buttons.size());
       else
         // The first letter of a button presses it: Y, N, O, C.
         for (const button &b : buttons)
@@ -102,9 +107,12 @@ int windowdialogs::Box(const char *text, const char *caption, const std::vector<
 
 int windowdialogs::MessageBox(HWND, const char *text, const char *caption, boxbuttons buttons, boxicon) {
   switch (buttons) {
-    case boxbuttons::ok: return Box(text, caption, {{"OK", IDOK}}, IDOK, IDOK);
-    case boxbuttons::okcancel: return Box(text, caption, {{"OK", IDOK}, {"Cancel", IDCANCEL}}, IDOK, IDCANCEL);
-    case boxbuttons::yesno: return Box(text, caption, {{"Yes", IDYES}, {"No", IDNO}}, IDNO, IDNO);
+    case boxbuttons::ok:
+      return Box(text, caption, {{"OK", IDOK}}, IDOK, IDOK);
+    case boxbuttons::okcancel:
+      return Box(text, caption, {{"OK", IDOK}, {"Cancel", IDCANCEL}}, IDOK, IDCANCEL);
+    case boxbuttons::yesno:
+      return Box(text, caption, {{"Yes", IDYES}, {"No", IDNO}}, IDNO, IDNO);
     case boxbuttons::yesnocancel:
       return Box(text, caption, {{"Yes", IDYES}, {"No", IDNO}, {"Cancel", IDCANCEL}}, IDYES, IDCANCEL);
   }
@@ -128,10 +136,11 @@ bool windowdialogs::AskText(HWND, const char *title, const char *prompt, std::st
       const RECT field{panel.left + 20, panel.top + 62, panel.right - 20, panel.top + 88};
       vemo::DrawRectangle(hdc, field, ui::kWindow, ui::kAccent);
       const std::string shown = text + "\xE2\x96\x8F";
-      vemo::DrawTextOnly(hdc, shown.c_str(), vemo::Reduce(field, 5), ui::kText, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
-      vemo::DrawTextOnly(hdc, "Enter: OK    Escape: Cancel",
-                         RECT{panel.left + 20, panel.bottom - 40, panel.right - 20, panel.bottom - 14}, ui::kTextDim,
+      vemo::DrawTextOnly(hdc, shown.c_str(), vemo::Reduce(field, 5), ui::kText,
                          DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
+      vemo::DrawTextOnly(hdc, "Enter: OK    Escape: Cancel",
+                         RECT{panel.left + 20, panel.bottom - 40, panel.right - 20, panel.bottom - 14},
+                         ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
       hdc->SelectFont(before);
     });
     SDL_Event e;
@@ -143,8 +152,10 @@ bool windowdialogs::AskText(HWND, const char *title, const char *prompt, std::st
       text += e.text.text;
     } else if (e.type == SDL_KEYDOWN) {
       const SDL_Keycode k = e.key.keysym.sym;
-      if (k == SDLK_ESCAPE) result = 2;
-      else if (k == SDLK_RETURN || k == SDLK_KP_ENTER) result = 1;
+      if (k == SDLK_ESCAPE)
+        result = 2;
+      else if (k == SDLK_RETURN || k == SDLK_KP_ENTER)
+        result = 1;
       else if (k == SDLK_BACKSPACE && !text.empty()) {
         // Drops the last character, whole (UTF-8 continuation bytes go with it).
         size_t n = text.size() - 1;
@@ -180,15 +191,17 @@ int windowdialogs::Choose(HWND, const char *title, const std::vector<std::string
       const font before = vemo::VemoSelectFont(hdc, ui::kFont);
       for (int i = 0; i < shown; ++i) {
         const int k = first + i;
-        const RECT row{list.left, list.top + i * ui::kRowHeight, list.right, list.top + (i + 1) * ui::kRowHeight};
+        const RECT row{list.left, list.top + i * ui::kRowHeight, list.right,
+                       list.top + (i + 1) * ui::kRowHeight};
         if (k == highlight) vemo::DrawRectangle(hdc, row, ui::kClipSelected);
         RECT t = row;
         t.left += 8;
-        vemo::DrawTextOnly(hdc, entries[size_t(k)].c_str(), t, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+        vemo::DrawTextOnly(hdc, entries[size_t(k)].c_str(), t, ui::kText,
+                           DT_LEFT | DT_VCENTER | DT_SINGLELINE);
       }
       vemo::DrawTextOnly(hdc, "Enter: choose    Escape: none",
-                         RECT{panel.left + 20, panel.bottom - 30, panel.right - 20, panel.bottom - 8}, ui::kTextDim,
-                         DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
+                         RECT{panel.left + 20, panel.bottom - 30, panel.right - 20, panel.bottom - 8},
+                         ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
       hdc->SelectFont(before);
     });
     SDL_Event e;
@@ -198,10 +211,14 @@ int windowdialogs::Choose(HWND, const char *title, const std::vector<std::string
       chosen = 0;
     } else if (e.type == SDL_KEYDOWN) {
       const SDL_Keycode k = e.key.keysym.sym;
-      if (k == SDLK_ESCAPE) chosen = 0;
-      else if (k == SDLK_RETURN || k == SDLK_KP_ENTER) chosen = highlight + 1;
-      else if (k == SDLK_DOWN) highlight = std::min(highlight + 1, int(entries.size()) - 1);
-      else if (k == SDLK_UP) highlight = std::max(highlight - 1, 0);
+      if (k == SDLK_ESCAPE)
+        chosen = 0;
+      else if (k == SDLK_RETURN || k == SDLK_KP_ENTER)
+        chosen = highlight + 1;
+      else if (k == SDLK_DOWN)
+        highlight = std::min(highlight + 1, int(entries.size()) - 1);
+      else if (k == SDLK_UP)
+        highlight = std::max(highlight - 1, 0);
     } else if (e.type == SDL_MOUSEWHEEL) {
       highlight = std::clamp(highlight - e.wheel.y, 0, int(entries.size()) - 1);
     } else if ((e.type == SDL_MOUSEMOTION || e.type == SDL_MOUSEBUTTONUP)) {

@@ -24,8 +24,10 @@ class windowdialogs : public dialogs {
  public:
   explicit windowdialogs(dialoghost *host) : host(host) {}
 
-  int MessageBox(HWND owner, const char *text, const char *caption, boxbuttons buttons, boxicon icon) override;
-  int AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int defaultanswer) override;
+  int MessageBox(HWND owner, const char *text, const char *caption, boxbuttons buttons,
+                 boxicon icon) override;
+  int AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon,
+                     int defaultanswer) override;
   // A path typed into one line (the current text offered), Enter to take it.
   bool FileDialog(HWND owner, bool save, const char *title, const char *filter, std::string &path) override;
   int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) override;
@@ -39,7 +41,8 @@ class windowdialogs : public dialogs {
     const char *text;
     int answer;
   };
-  int Box(const char *text, const char *caption, const std::vector<button> &buttons, int defaultanswer, int cancel);
+  int Box(const char *text, const char *caption, const std::vector<button> &buttons, int defaultanswer,
+          int cancel);
   dialoghost *host;
   bool quitasked = false;
 };

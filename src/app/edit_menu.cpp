@@ -1,9 +1,9 @@
 // The editing window's menu bar: key matching, drawing and navigation.
 #include "app/edit_menu.h"
 
+#include <strings.h>
 #include <algorithm>
 #include <cctype>
-#include <strings.h>
 
 #include "core/uipalette.h"
 #include "core/vemo.h"
@@ -32,17 +32,22 @@ bool KeyMatches(const std::string &text, SDL_Keycode key, uint16_t mod) {
     const size_t plus = rest.find('+');
     if (plus == std::string::npos || plus + 1 >= rest.size()) break;
     const std::string part = rest.substr(0, plus);
-    if (part == "Ctrl") ctrl = true;
-    else if (part == "Shift") shift = true;
-    else if (part == "Alt") alt = true;
-    else break;
+    if (part == "Ctrl")
+      ctrl = true;
+    else if (part == "Shift")
+      shift = true;
+    else if (part == "Alt")
+      alt = true;
+    else
+      break;
     rest = rest.substr(plus + 1);
   }
   if (ctrl != bool(mod & KMOD_CTRL) || alt != bool(mod & KMOD_ALT)) return false;
   SDL_Keycode want = SDL_GetKeyFromName(rest.c_str());
   if (rest.size() == 1) want = SDL_Keycode(std::tolower(static_cast<unsigned char>(rest[0])));
   // Printable signs that need Shift on a keyboard ("+") match however they were typed.
-  if (rest == "+") return (key == SDLK_PLUS || key == SDLK_KP_PLUS || (key == SDLK_EQUALS && (mod & KMOD_SHIFT)));
+  if (rest == "+")
+    return (key == SDLK_PLUS || key == SDLK_KP_PLUS || (key == SDLK_EQUALS && (mod & KMOD_SHIFT)));
   if (rest == "-") return key == SDLK_MINUS || key == SDLK_KP_MINUS;
   if (shift != bool(mod & KMOD_SHIFT)) return false;
   return want != SDLK_UNKNOWN && want == key;
@@ -102,7 +107,8 @@ void menubar::Draw(HDC hdc, int width) {
       if (l.rect.right > width) vemo::Move(&l.rect, p.rect.left - l.rect.right + 2, 0);
     }
     // A shadow, the panel, its rows.
-    vemo::DrawRectangle(hdc, RECT{l.rect.left + 3, l.rect.top + 3, l.rect.right + 3, l.rect.bottom + 3}, RGB(20, 21, 24));
+    vemo::DrawRectangle(hdc, RECT{l.rect.left + 3, l.rect.top + 3, l.rect.right + 3, l.rect.bottom + 3},
+                        RGB(20, 21, 24));
     vemo::DrawRectangle(hdc, l.rect, ui::kPanel, ui::kLine);
     int y = l.rect.top + 3;
     for (size_t i = 0; i < l.entries->size(); ++i) {
@@ -118,8 +124,9 @@ void menubar::Draw(HDC hdc, int width) {
       RECT tr = row;
       tr.left += kPad + 8;
       tr.right -= kPad;
-      if (e.checked) vemo::DrawTextOnly(hdc, "\xE2\x9C\x93", RECT{row.left + 5, row.top, row.left + 20, row.bottom}, c,
-                                        DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+      if (e.checked)
+        vemo::DrawTextOnly(hdc, "\xE2\x9C\x93", RECT{row.left + 5, row.top, row.left + 20, row.bottom}, c,
+                           DT_LEFT | DT_VCENTER | DT_SINGLELINE);
       vemo::DrawTextOnly(hdc, e.text.c_str(), tr, c, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
       if (!e.sub.empty())
         vemo::DrawTextOnly(hdc, "\xE2\x96\xB8", tr, c, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
@@ -176,8 +183,10 @@ bool menubar::Mouse(uint32_t message, POINT pt, int *command) {
       const RECT t = TitleRect(int(i));
       if (!vemo::PointInRect(&pt, &t)) continue;
       if (message == WM_LBUTTONDOWN) {
-        if (IsOpen() && openmenu == int(i)) Close();
-        else Open(int(i));
+        if (IsOpen() && openmenu == int(i))
+          Close();
+        else
+          Open(int(i));
       } else if (message == WM_MOUSEMOVE && IsOpen() && openmenu != int(i)) {
         Open(int(i));
       }
@@ -224,11 +233,17 @@ bool menubar::Key(SDL_Keycode key, int *command) {
   };
   switch (key) {
     case SDLK_ESCAPE:
-      if (path.size() > 1) path.pop_back();
-      else Close();
+      if (path.size() > 1)
+        path.pop_back();
+      else
+        Close();
       break;
-    case SDLK_DOWN: l.highlight = step(l.highlight < 0 ? -1 : l.highlight, 1); break;
-    case SDLK_UP: l.highlight = step(l.highlight < 0 ? 0 : l.highlight, -1); break;
+    case SDLK_DOWN:
+      l.highlight = step(l.highlight < 0 ? -1 : l.highlight, 1);
+      break;
+    case SDLK_UP:
+      l.highlight = step(l.highlight < 0 ? 0 : l.highlight, -1);
+      break;
     case SDLK_RIGHT:
       if (l.highlight >= 0 && !(*l.entries)[size_t(l.highlight)].sub.empty()) {
         Choose(path.size() - 1, l.highlight);

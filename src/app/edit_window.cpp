@@ -19,7 +19,8 @@
 namespace {
 
 // The engine's own question before a step that needs every edit applied (its wording kept).
-constexpr const char *kCommitQuestion = "Do you want to apply (commit to) all changes made, in order to preceed?";
+constexpr const char *kCommitQuestion =
+    "Do you want to apply (commit to) all changes made, in order to preceed?";
 
 std::string BaseName(const std::string &p) {
   const size_t slash = p.find_last_of('/');
@@ -119,7 +120,9 @@ int editwindow::Run(const editoptions &o) {
   }
   SetStatus("Ready");
   while (!quit) {
-    if (needcompose) Compose();
+    if (needcompose || Root()->GetCurrentTime() != composedtime ||
+        Root()->GetCurrentChild() != composedchild || Root()->GetEditTarget() != composedtarget)
+      Compose();
     if (needpaint) Paint();
     if (!options.screenshot.empty()) {
       KORSurface *shot = canvas;
@@ -142,10 +145,11 @@ void editwindow::BuildMenus() {
   bar.menus.clear();
   const std::string undo = log.CanUndo() ? std::string("Undo ") + log.UndoName() : "Undo";
   const std::string redo = log.CanRedo() ? std::string("Redo ") + log.RedoName() : "Redo";
-  bar.menus.push_back(Sub("File", {Item("New", HCMD_NEW, "Ctrl+N"), Item("Open...", HCMD_OPEN, "Ctrl+O"),
-                                   Item("Save", HCMD_SAVE, "Ctrl+S"), Item("Save As...", HCMD_SAVE_AS, "Ctrl+Shift+S"),
-                                   Separator(), Item("Import Media...", HCMD_IMPORT, "Ctrl+I"),
-                                   Item("Make...", HCMD_MAKE, "Ctrl+M"), Separator(), Item("Quit", HCMD_QUIT, "Ctrl+Q")}));
+  bar.menus.push_back(
+      Sub("File", {Item("New", HCMD_NEW, "Ctrl+N"), Item("Open...", HCMD_OPEN, "Ctrl+O"),
+                   Item("Save", HCMD_SAVE, "Ctrl+S"), Item("Save As...", HCMD_SAVE_AS, "Ctrl+Shift+S"),
+                   Separator(), Item("Import Media...", HCMD_IMPORT, "Ctrl+I"),
+                   Item("Make...", HCMD_MAKE, "Ctrl+M"), Separator(), Item("Quit", HCMD_QUIT, "Ctrl+Q")}));
   menuentry audiomaster = Item(c && root->GetAudioMaster() == c ? "Remove Audio Master" : "Make Audio Master",
                                CMD_AUDIO_MASTER, "Ctrl+Shift+M");
   menuentry muteaudio = Item("Mute Audio", CMD_CLIP_MUTE_AUDIO, "Ctrl+Shift+A");
@@ -155,84 +159,93 @@ void editwindow::BuildMenus() {
   menuentry undoitem = Item(undo, HCMD_UNDO, "Ctrl+Z"), redoitem = Item(redo, HCMD_REDO, "Ctrl+Y");
   undoitem.enabled = log.CanUndo();
   redoitem.enabled = log.CanRedo();
-  bar.menus.push_back(Sub("Edit", {undoitem, redoitem, Separator(), Item("Delete", CMD_CLIP_DELETE, "Delete"),
-                                   Item("Duplicate", CMD_CLIP_DUPLICATE, "Ctrl+D"), Separator(),
-                                   Item("Next Clip", CMD_CLIP_NEXT, "Tab"),
-                                   Item("Previous Clip", CMD_CLIP_PREVIOUS, "Shift+Tab"), Separator(), muteaudio,
-                                   mutevideo, audiomaster,
-                                   Item("Mute All Other Audio", CMD_MUTE_OTHERS, "Ctrl+Alt+M")}));
-  bar.menus.push_back(Sub("View", {Item("Zoom In", CMD_ARR_ZOOM_IN, "+"), Item("Zoom Out", CMD_ARR_ZOOM_OUT, "-"),
-                                   Item("Zoom All", CMD_ARR_ZOOM_ALL, "0"), Separator(),
-                                   Item("Band In", CMD_ARR_BAND_IN, "Ctrl+Up"),
-                                   Item("Band Out", CMD_ARR_BAND_OUT, "Ctrl+Down"),
-                                   Item("Band All", CMD_ARR_BAND_ALL, "Ctrl+0"), Separator(),
-                                   Item("Scroll Left", CMD_ARR_SCROLL_LEFT, "Ctrl+Left"),
-                                   Item("Scroll Right", CMD_ARR_SCROLL_RIGHT, "Ctrl+Right")}));
-  const std::string quantize =
-      std::string(vemo::GetStringPtr(mtime::ID_QUANTIZE)) + ": " + vemo::GetStringPtr(root->GetMTime().GetQuantize());
-  bar.menus.push_back(Sub("Time", {Item("Next Frame", CMD_TIME_FRAME_NEXT, "Right"),
-                                   Item("Previous Frame", CMD_TIME_FRAME_PREVIOUS, "Left"),
-                                   Item("Start", CMD_TIME_START, "Home"), Item("End", CMD_TIME_END, "End"), Separator(),
-                                   Item("Set Locator", CMD_SET_LOCATOR, "L"),
-                                   Item("Make Start Time", CMD_MAKE_START_HERE, "["),
-                                   Item("Make End Time", CMD_MAKE_END_HERE, "]"),
-                                   Item("Go To Time...", HCMD_GOTO, "Ctrl+G"), Separator(),
-                                   Item(quantize, CMD_QUANTIZE, "Q")}));
   bar.menus.push_back(Sub(
-      "Variables",
-      {Item("Commit", CMD_COMMIT, "Ctrl+Return"), Item("Revert", CMD_REVERT, "Ctrl+R"), Separator(),
-       Item(vemo::GetStringPtr(191), CMD_GROUP_NEXT, "G"), Item("Next Variable", CMD_VARIABLE_NEXT, "V"), Separator(),
-       Item(vemo::GetStringPtr(614), CMD_KEY_NEXT, "."), Item(vemo::GetStringPtr(615), CMD_KEY_PREVIOUS, ","),
-       Item("Delete Key", CMD_KEY_DELETE, "K"), Separator(),
-       Item("Forward Release", CMD_RELEASE_FORWARD, "Ctrl+1"), Item("Backward Release", CMD_RELEASE_BACKWARD, "Ctrl+2"),
-       Item("Bidirectional Release", CMD_RELEASE_BIDIRECTIONAL, "Ctrl+3"), Item("Invert", CMD_INVERT, "Ctrl+4"),
-       Item("Normalize", CMD_NORMALIZE, "Ctrl+5"), Separator(),
-       Sub("Variable Clipboard", {Item("Get Variable From", CMD_VARIABLE_COPY, "Ctrl+C"),
-                                  Item("Put Variable To", CMD_VARIABLE_PASTE, "Ctrl+V")})}));
+      "Edit",
+      {undoitem, redoitem, Separator(), Item("Delete", CMD_CLIP_DELETE, "Delete"),
+       Item("Duplicate", CMD_CLIP_DUPLICATE, "Ctrl+D"), Separator(), Item("Next Clip", CMD_CLIP_NEXT, "Tab"),
+       Item("Previous Clip", CMD_CLIP_PREVIOUS, "Shift+Tab"), Separator(), muteaudio, mutevideo, audiomaster,
+       Item("Mute All Other Audio", CMD_MUTE_OTHERS, "Ctrl+Alt+M")}));
+  bar.menus.push_back(
+      Sub("View",
+          {Item("Zoom In", CMD_ARR_ZOOM_IN, "+"), Item("Zoom Out", CMD_ARR_ZOOM_OUT, "-"),
+           Item("Zoom All", CMD_ARR_ZOOM_ALL, "0"), Separator(), Item("Band In", CMD_ARR_BAND_IN, "Ctrl+Up"),
+           Item("Band Out", CMD_ARR_BAND_OUT, "Ctrl+Down"), Item("Band All", CMD_ARR_BAND_ALL, "Ctrl+0"),
+           Separator(), Item("Scroll Left", CMD_ARR_SCROLL_LEFT, "Ctrl+Left"),
+           Item("Scroll Right", CMD_ARR_SCROLL_RIGHT, "Ctrl+Right")}));
+  const std::string quantize = std::string(vemo::GetStringPtr(mtime::ID_QUANTIZE)) + ": " +
+                               vemo::GetStringPtr(root->GetMTime().GetQuantize());
+  bar.menus.push_back(
+      Sub("Time",
+          {Item("Next Frame", CMD_TIME_FRAME_NEXT, "Right"),
+           Item("Previous Frame", CMD_TIME_FRAME_PREVIOUS, "Left"), Item("Start", CMD_TIME_START, "Home"),
+           Item("End", CMD_TIME_END, "End"), Separator(), Item("Set Locator", CMD_SET_LOCATOR, "L"),
+           Item("Make Start Time", CMD_MAKE_START_HERE, "["), Item("Make End Time", CMD_MAKE_END_HERE, "]"),
+           Item("Go To Time...", HCMD_GOTO, "Ctrl+G"), Separator(), Item(quantize, CMD_QUANTIZE, "Q")}));
+  bar.menus.push_back(
+      Sub("Variables",
+          {Item("Commit", CMD_COMMIT, "Ctrl+Return"), Item("Revert", CMD_REVERT, "Ctrl+R"), Separator(),
+           Item(vemo::GetStringPtr(191), CMD_GROUP_NEXT, "G"), Item("Next Variable", CMD_VARIABLE_NEXT, "V"),
+           Separator(), Item(vemo::GetStringPtr(614), CMD_KEY_NEXT, "."),
+           Item(vemo::GetStringPtr(615), CMD_KEY_PREVIOUS, ","), Item("Delete Key", CMD_KEY_DELETE, "K"),
+           Separator(), Item("Forward Release", CMD_RELEASE_FORWARD, "Ctrl+1"),
+           Item("Backward Release", CMD_RELEASE_BACKWARD, "Ctrl+2"),
+           Item("Bidirectional Release", CMD_RELEASE_BIDIRECTIONAL, "Ctrl+3"),
+           Item("Invert", CMD_INVERT, "Ctrl+4"), Item("Normalize", CMD_NORMALIZE, "Ctrl+5"), Separator(),
+           Sub("Variable Clipboard", {Item("Get Variable From", CMD_VARIABLE_COPY, "Ctrl+C"),
+                                      Item("Put Variable To", CMD_VARIABLE_PASTE, "Ctrl+V")})}));
 
   // Effect > Add > group > type, in the table's order; then the clip's own effects.
   std::vector<menuentry> groups;
   size_t count = 0;
   const effecttype *types = EffectTypes(&count);
-  const bool plugins = project->Surfaces()->Plugins().VideoEffectCount() + project->Surfaces()->Plugins().AudioEffectCount() > 0;
+  const bool plugins =
+      project->Surfaces()->Plugins().VideoEffectCount() + project->Surfaces()->Plugins().AudioEffectCount() >
+      0;
   for (size_t i = 0; i < count; ++i) {
     const effecttype &t = types[i];
     if (!t.create) continue;
     if (std::string(t.group) == fxmenu::kPluginEffects && !plugins) continue;
-    auto g = std::find_if(groups.begin(), groups.end(), [&](const menuentry &m) { return m.text == t.group; });
+    auto g =
+        std::find_if(groups.begin(), groups.end(), [&](const menuentry &m) { return m.text == t.group; });
     if (g == groups.end()) g = groups.insert(groups.end(), Sub(t.group, {}));
-    g->sub.push_back(Item(EffectName(t.type),
-                          (t.kind == effectkind::video ? CMD_VIDEO_EFFECT_ADD : CMD_AUDIO_EFFECT_ADD) + t.type));
+    g->sub.push_back(
+        Item(EffectName(t.type),
+             (t.kind == effectkind::video ? CMD_VIDEO_EFFECT_ADD : CMD_AUDIO_EFFECT_ADD) + t.type));
   }
   std::vector<menuentry> currentvideo, currentaudio;
   for (int i = 0; c && i < c->GetVideoEffectCount(); ++i) {
-    menuentry e = Item(std::to_string(i + 1) + "  " + EffectName(c->GetVideoEffect(i)->GetID()), CMD_CURRENT_VIDEO_EFFECT + i);
+    menuentry e = Item(std::to_string(i + 1) + "  " + EffectName(c->GetVideoEffect(i)->GetID()),
+                       CMD_CURRENT_VIDEO_EFFECT + i);
     e.checked = root->GetEditTargetKind() == clip::EDIT_VIDEO_EFFECT && c->GetCurrentVideoEffect() == i;
     currentvideo.push_back(e);
   }
   for (int i = 0; c && i < c->GetAudioEffectCount(); ++i)
     currentaudio.push_back(Item(std::to_string(i + 1) + "  " + EffectName(c->GetAudioEffect(i)->GetID()),
                                 CMD_CURRENT_AUDIO_EFFECT + i));
-  menuentry cv = Sub(fxmenu::kCurrentVideoEffect, currentvideo), ca = Sub(fxmenu::kCurrentAudioEffect, currentaudio);
+  menuentry cv = Sub(fxmenu::kCurrentVideoEffect, currentvideo),
+            ca = Sub(fxmenu::kCurrentAudioEffect, currentaudio);
   cv.enabled = !currentvideo.empty();
   ca.enabled = !currentaudio.empty();
-  bar.menus.push_back(Sub(fxmenu::kEffect,
-                          {Sub(fxmenu::kAdd, groups), Item(fxmenu::kClearAll, CMD_EFFECT_CLEAR_ALL, "Ctrl+Shift+Delete"),
-                           Separator(), cv, ca, Item("Clip Variables", CMD_EDIT_CLIP, "E"), Separator(),
-                           Item("Move Effect Up", CMD_EFFECT_UP, "Ctrl+PageUp"),
-                           Item("Move Effect Down", CMD_EFFECT_DOWN, "Ctrl+PageDown"),
-                           Item(effect::SwitchText(520, true), CMD_EFFECT_TOGGLE, "T"),
-                           Item(effect::SwitchText(519, true), CMD_EFFECT_ENABLE, "Ctrl+T"),
-                           Item("Delete Effect", CMD_EFFECT_DELETE, "Shift+Delete")}));
+  bar.menus.push_back(
+      Sub(fxmenu::kEffect,
+          {Sub(fxmenu::kAdd, groups), Item(fxmenu::kClearAll, CMD_EFFECT_CLEAR_ALL, "Ctrl+Shift+Delete"),
+           Separator(), cv, ca, Item("Clip Variables", CMD_EDIT_CLIP, "E"), Separator(),
+           Item("Move Effect Up", CMD_EFFECT_UP, "Ctrl+PageUp"),
+           Item("Move Effect Down", CMD_EFFECT_DOWN, "Ctrl+PageDown"),
+           Item(effect::SwitchText(520, true), CMD_EFFECT_TOGGLE, "T"),
+           Item(effect::SwitchText(519, true), CMD_EFFECT_ENABLE, "Ctrl+T"),
+           Item("Delete Effect", CMD_EFFECT_DELETE, "Shift+Delete")}));
 
   std::vector<menuentry> sizes, rates;
   for (int i = 0; clip::CLIP_VIDEO_FORMATS[i]; ++i) {
-    menuentry e = Item(vemo::GetStringPtr(clip::CLIP_VIDEO_FORMATS[i]), CMD_VIDEO_FORMAT + clip::CLIP_VIDEO_FORMATS[i]);
+    menuentry e =
+        Item(vemo::GetStringPtr(clip::CLIP_VIDEO_FORMATS[i]), CMD_VIDEO_FORMAT + clip::CLIP_VIDEO_FORMATS[i]);
     e.checked = root->GetVideoFormat() == clip::CLIP_VIDEO_FORMATS[i];
     sizes.push_back(e);
   }
   for (int i = 0; clip::CLIP_FPS_OPTIONS[i]; ++i) {
-    menuentry e = Item(vemo::GetStringPtr(clip::CLIP_FPS_OPTIONS[i]), CMD_VIDEO_FPS + clip::CLIP_FPS_OPTIONS[i]);
+    menuentry e =
+        Item(vemo::GetStringPtr(clip::CLIP_FPS_OPTIONS[i]), CMD_VIDEO_FPS + clip::CLIP_FPS_OPTIONS[i]);
     e.checked = root->GetFpsOption() == clip::CLIP_FPS_OPTIONS[i];
     rates.push_back(e);
   }
@@ -258,17 +271,22 @@ void editwindow::Handle(const SDL_Event &e) {
     case SDL_MOUSEBUTTONUP: {
       const bool down = e.type == SDL_MOUSEBUTTONDOWN;
       uint32_t message = 0;
-      if (e.button.button == SDL_BUTTON_LEFT) message = down ? (e.button.clicks == 2 ? WM_LBUTTONDBLCLK : WM_LBUTTONDOWN) : WM_LBUTTONUP;
-      else if (e.button.button == SDL_BUTTON_RIGHT) message = down ? WM_RBUTTONDOWN : WM_RBUTTONUP;
-      else if (e.button.button == SDL_BUTTON_MIDDLE) message = down ? WM_MBUTTONDOWN : WM_MBUTTONUP;
-      if (message) Mouse(message, POINT{e.button.x, e.button.y}, Keys(SDL_GetMouseState(nullptr, nullptr), mod));
+      if (e.button.button == SDL_BUTTON_LEFT)
+        message = down ? (e.button.clicks == 2 ? WM_LBUTTONDBLCLK : WM_LBUTTONDOWN) : WM_LBUTTONUP;
+      else if (e.button.button == SDL_BUTTON_RIGHT)
+        message = down ? WM_RBUTTONDOWN : WM_RBUTTONUP;
+      else if (e.button.button == SDL_BUTTON_MIDDLE)
+        message = down ? WM_MBUTTONDOWN : WM_MBUTTONUP;
+      if (message)
+        Mouse(message, POINT{e.button.x, e.button.y}, Keys(SDL_GetMouseState(nullptr, nullptr), mod));
       break;
     }
     case SDL_MOUSEWHEEL: {
       int x = 0, y = 0;
       SDL_GetMouseState(&x, &y);
       const int delta = std::clamp(e.wheel.y, -100, 100) * 120;
-      Mouse(WM_MOUSEWHEEL, POINT{x, y}, int((uint32_t(uint16_t(int16_t(delta))) << 16) | uint32_t(Keys(0, mod))));
+      Mouse(WM_MOUSEWHEEL, POINT{x, y},
+            int((uint32_t(uint16_t(int16_t(delta))) << 16) | uint32_t(Keys(0, mod))));
       break;
     }
     case SDL_KEYDOWN: {
@@ -319,7 +337,8 @@ void editwindow::Flags(uint32_t flags) {
     captured = false;
     SDL_CaptureMouse(SDL_FALSE);
   }
-  if (flags & (QA_UPDATE | QA_CHANGED)) needcompose = needpaint = true;
+  if (flags & (QA_UPDATE | QA_CHANGED)) needpaint = true;
+  if (flags & QA_CHANGED) needcompose = true;
   if (flags & QA_CHANGED) UpdateTitle();
 }
 
@@ -332,17 +351,28 @@ void editwindow::Execute(int command) {
         root->SetEditLog(&log);
         root->SetClean();
         path.clear();
+        needcompose = true;
         SetStatus("New project");
       }
       break;
-    case HCMD_OPEN: OpenProject(); break;
-    case HCMD_SAVE:
-      if (path.empty()) SaveAs();
-      else SaveTo(path);
+    case HCMD_OPEN:
+      OpenProject();
       break;
-    case HCMD_SAVE_AS: SaveAs(); break;
-    case HCMD_IMPORT: ImportMedia(); break;
-    case HCMD_MAKE: MakeFile(); break;
+    case HCMD_SAVE:
+      if (path.empty())
+        SaveAs();
+      else
+        SaveTo(path);
+      break;
+    case HCMD_SAVE_AS:
+      SaveAs();
+      break;
+    case HCMD_IMPORT:
+      ImportMedia();
+      break;
+    case HCMD_MAKE:
+      MakeFile();
+      break;
     case HCMD_QUIT:
       if (CloseProject()) quit = true;
       break;
@@ -356,17 +386,23 @@ void editwindow::Execute(int command) {
       } else {
         SetStatus(undo ? "Nothing to undo" : "Nothing to redo");
       }
+      needcompose = true;
       Flags(QA_UPDATE);
       break;
     }
-    case HCMD_HELP: ShowHelpBox(); break;
-    case HCMD_KEYS: ShowKeys(); break;
+    case HCMD_HELP:
+      ShowHelpBox();
+      break;
+    case HCMD_KEYS:
+      ShowKeys();
+      break;
     case HCMD_GOTO: {
       char now[32];
       vemo::CliptimeToString(root->GetCurrentTime(), now);
       std::string text = now;
       int t = 0;
-      if (ui.AskText(nullptr, "Go To Time", "The time in seconds:", text) && vemo::StringToCliptime(text.c_str(), &t))
+      if (ui.AskText(nullptr, "Go To Time", "The time in seconds:", text) &&
+          vemo::StringToCliptime(text.c_str(), &t))
         Flags(root->SetTime(std::clamp(t, 0, root->GetSize())));
       break;
     }
@@ -388,6 +424,9 @@ void editwindow::Compose() {
   clip *root = Root();
   root->SetCurrentTime(root->GetCurrentTime());
   root->ClipVideoComposite(CLIP_COMPOSE_EDIT);
+  composedtime = root->GetCurrentTime();
+  composedchild = root->GetCurrentChild();
+  composedtarget = root->GetEditTarget();
 }
 
 void editwindow::PaintWith(const std::function<void(HDC, RECT)> &overlay) {
@@ -397,7 +436,8 @@ void editwindow::PaintWith(const std::function<void(HDC, RECT)> &overlay) {
     if (canvas) surface::SurfaceDelete(canvas);
     if (texture) SDL_DestroyTexture(texture);
     canvas = surface::SurfaceCreate(width, height);
-    texture = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, width, height);
+    texture =
+        SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, width, height);
     if (!canvas || !texture) return;
     SDL_SetTextureBlendMode(texture, SDL_BLENDMODE_NONE);
   }
@@ -423,13 +463,15 @@ void editwindow::PaintWith(const std::function<void(HDC, RECT)> &overlay) {
     if (progressfraction >= 0) {
       const RECT track{width / 3, line.top + 6, width * 2 / 3, line.bottom - 6};
       vemo::DrawRectangle(&hdc, track, ui::kWindow, ui::kLine);
-      hdc.FillRect(RECT{track.left + 1, track.top + 1, track.left + 1 + int((track.right - track.left - 2) * progressfraction),
-                        track.bottom - 1},
-                   ui::kMake);
+      hdc.FillRect(
+          RECT{track.left + 1, track.top + 1,
+               track.left + 1 + int((track.right - track.left - 2) * progressfraction), track.bottom - 1},
+          ui::kMake);
     }
     const int t = root->GetCurrentTime();
     std::string where = TimeText(t) + "   frame " + std::to_string(clip::FrameAt(t, root->GetFps())) + "   " +
-                        std::to_string(root->GetFps()) + " fps   " + vemo::GetStringPtr(root->GetMTime().GetQuantize());
+                        std::to_string(root->GetFps()) + " fps   " +
+                        vemo::GetStringPtr(root->GetMTime().GetQuantize());
     vemo::DrawTextOnly(&hdc, where.c_str(), left, ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
 
     if (!bar.IsOpen()) BuildMenus();
@@ -444,7 +486,8 @@ void editwindow::PaintWith(const std::function<void(HDC, RECT)> &overlay) {
       if (box.right > width) vemo::Move(&box, width - box.right - 2, 0);
       if (box.bottom > height) vemo::Move(&box, 0, at.top - 4 - box.bottom);
       vemo::DrawRectangle(&hdc, box, RGB(250, 246, 220), ui::kLine);
-      vemo::DrawTextOnly(&hdc, root->GetTip().c_str(), box, RGB(30, 30, 30), DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+      vemo::DrawTextOnly(&hdc, root->GetTip().c_str(), box, RGB(30, 30, 30),
+                         DT_CENTER | DT_VCENTER | DT_SINGLELINE);
     }
     hdc.SelectFont(before);
     if (overlay) overlay(&hdc, RECT{0, 0, width, height});
@@ -465,21 +508,22 @@ void editwindow::PrintLayout() {
   std::string s;
   char b[512];
   const RECT a = root->GetArrangeArea();
-  std::snprintf(b, sizeof b, "layout arrangement %d %d %d %d span %d start %d band %d\n", a.left, a.top, a.right,
-                a.bottom, root->GetVisibleSpan(), root->GetViewStart(), root->GetBandHeight());
+  std::snprintf(b, sizeof b, "layout arrangement %d %d %d %d span %d start %d band %d\n", a.left, a.top,
+                a.right, a.bottom, root->GetVisibleSpan(), root->GetViewStart(), root->GetBandHeight());
   s += b;
   for (int i = 0; i < root->GetChildCount(); ++i) {
     clip *c = root->GetChild(i);
     const RECT r = c->GetArrangeRect();
-    std::snprintf(b, sizeof b, "layout clip \"%s\" %d %d %d %d track %d\n", c->GetName(), r.left, r.top, r.right,
-                  r.bottom, c->GetTrack());
+    std::snprintf(b, sizeof b, "layout clip \"%s\" %d %d %d %d track %d\n", c->GetName(), r.left, r.top,
+                  r.right, r.bottom, c->GetTrack());
     s += b;
   }
   if (vemotime *t = root->GetEditTarget()) {
     if (timefloat *tf = t->GetTimeFloatMgr().GetEditCurve()) {
       const RECT r = tf->GetDrawRect();
-      std::snprintf(b, sizeof b, "layout curve %s %d %d %d %d from %d to %d min %g max %g\n", tf->GetName(), r.left,
-                    r.top, r.right, r.bottom, tf->GetViewFrom(), tf->GetViewTo(), tf->GetMinimum(), tf->GetMaximum());
+      std::snprintf(b, sizeof b, "layout curve %s %d %d %d %d from %d to %d min %g max %g\n", tf->GetName(),
+                    r.left, r.top, r.right, r.bottom, tf->GetViewFrom(), tf->GetViewTo(), tf->GetMinimum(),
+                    tf->GetMaximum());
       s += b;
     }
   }
@@ -550,9 +594,13 @@ bool editwindow::SaveAs() {
 bool editwindow::CloseProject() {
   if (!Root()->isDirty()) return true;
   switch (clip::AskForSave()) {
-    case IDYES: return path.empty() ? SaveAs() : SaveTo(path);
-    case IDNO: return true;
-    default: SetStatus("Still open"); return false;
+    case IDYES:
+      return path.empty() ? SaveAs() : SaveTo(path);
+    case IDNO:
+      return true;
+    default:
+      SetStatus("Still open");
+      return false;
   }
 }
 
@@ -561,7 +609,8 @@ void editwindow::OpenProject() {
   std::string target = path;
   if (!ui.FileDialog(nullptr, false, "Open Project", "*.vmp", target)) return;
   if (!project->Load(target.c_str())) {
-    ui.MessageBox(nullptr, ("Not a readable project: " + target).c_str(), "Error", boxbuttons::ok, boxicon::exclamation);
+    ui.MessageBox(nullptr, ("Not a readable project: " + target).c_str(), "Error", boxbuttons::ok,
+                  boxicon::exclamation);
     path.clear();
   } else {
     path = target;
@@ -571,6 +620,7 @@ void editwindow::OpenProject() {
   root->SetClean();
   if (root->GetChildCount()) root->SelectCurrent(root->GetChild(0));
   SetStatus(path.empty() ? "New project" : "Opened " + path);
+  needcompose = true;
   Flags(QA_UPDATE);
 }
 
@@ -597,7 +647,8 @@ void editwindow::ImportMedia() {
 void editwindow::MakeFile() {
   if (!AskToCommit("Making")) return;
   clip *root = Root();
-  std::string target = path.empty() ? "made.avi" : path.substr(0, path.size() - (path.size() > 4 ? 4 : 0)) + ".avi";
+  std::string target =
+      path.empty() ? "made.avi" : path.substr(0, path.size() - (path.size() > 4 ? 4 : 0)) + ".avi";
   if (!ui.FileDialog(nullptr, true, "Select Export File Name", "*.avi;*.mp4;*.wav", target)) return;
   KORPlugin *plugin = project->Surfaces()->Plugins().FindExportForFile(target.c_str());
   if (!plugin) {
@@ -634,16 +685,20 @@ void editwindow::ShowHelpBox() {
   clip *root = Root();
   vemotime *t = root->GetEditTarget();
   int topic = 0;
-  if (t && t != root->GetCurrentChild()) topic = t->GetID();  // an effect: its type
-  else if (t && t->GetTimeFloatMgr().GetEditCurve()) topic = t->GetTimeFloatMgr().GetEditCurve()->GetID();
+  if (t && t != root->GetCurrentChild())
+    topic = t->GetID();  // an effect: its type
+  else if (t && t->GetTimeFloatMgr().GetEditCurve())
+    topic = t->GetTimeFloatMgr().GetEditCurve()->GetID();
   root->Help(nullptr, topic);
   const int shown = root->TakeHelpTopic();
   const std::string text = shown ? clip::HelpText(shown) : std::string();
-  ui.MessageBox(nullptr,
-                (text.empty() ? std::string("Select a clip in the arrangement; its variables and effects show on the right.")
-                              : text)
-                    .c_str(),
-                shown ? vemo::GetStringPtr(shown) : "Help", boxbuttons::ok, boxicon::information);
+  ui.MessageBox(
+      nullptr,
+      (text.empty()
+           ? std::string("Select a clip in the arrangement; its variables and effects show on the right.")
+           : text)
+          .c_str(),
+      shown ? vemo::GetStringPtr(shown) : "Help", boxbuttons::ok, boxicon::information);
 }
 
 void editwindow::ShowKeys() {

@@ -37,8 +37,8 @@ enum : int {
 };
 
 struct editoptions {
-  std::string project;     // empty: a new project
-  int width = 1280;        // the window's client size
+  std::string project;  // empty: a new project
+  int width = 1280;     // the window's client size
   int height = 800;
   bool verbose = false;    // prints the layout of the view whenever it changes
   int at = 0;              // the time shown first, ms
@@ -96,14 +96,19 @@ class editwindow : public dialoghost {
   SDL_Texture *texture = nullptr;
   KORSurface *canvas = nullptr;
   int width = 0, height = 0;
-  std::string path;     // the project's file; empty for a new one
-  std::string status;   // the last thing done
-  std::string note;     // what a dialog asks, in the title
+  std::string path;    // the project's file; empty for a new one
+  std::string status;  // the last thing done
+  std::string note;    // what a dialog asks, in the title
   std::string lastlayout;
-  std::string progress; // the make's progress line while making
+  std::string progress;  // the make's progress line while making
   double progressfraction = -1;
   bool captured = false;
   bool quit = false;
   bool needcompose = true;
+  // What the last composition showed: a change of time, child or edited object composes again
+  // (the edit marks follow the current effect); a change of the project always does.
+  int composedtime = -1;
+  const void *composedchild = nullptr;
+  const void *composedtarget = nullptr;
   bool needpaint = true;
 };

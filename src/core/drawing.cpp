@@ -38,7 +38,8 @@ void vemo::DrawTextOnly(HDC hdc, int string_id, RECT r, COLORREF colour, uint32_
   DrawTextOnly(hdc, GetStringPtr(string_id), r, colour, flags);
 }
 
-void vemo::DrawTextRaised(HDC hdc, const char *text, RECT r, COLORREF colour, COLORREF light, uint32_t flags) {
+void vemo::DrawTextRaised(HDC hdc, const char *text, RECT r, COLORREF colour, COLORREF light,
+                          uint32_t flags) {
   RECT shadow = r;
   Move(&shadow, 1, 1);
   DrawTextOnly(hdc, text, shadow, light, flags);

@@ -8,7 +8,8 @@
 
 namespace {
 
-int Pick(HWND hwnd, const char *title, const std::vector<std::string> &entries, const std::vector<int> &answers) {
+int Pick(HWND hwnd, const char *title, const std::vector<std::string> &entries,
+         const std::vector<int> &answers) {
   if (entries.empty()) return 0;
   const int chosen = Dialogs().Choose(hwnd, title ? title : "", entries);
   return chosen >= 1 && chosen <= int(answers.size()) ? answers[size_t(chosen - 1)] : 0;

@@ -4,18 +4,18 @@
 #include "core/platform.h"
 
 namespace ui {
-constexpr COLORREF kWindow = RGB(37, 39, 43);      // pane backgrounds
-constexpr COLORREF kPanel = RGB(48, 51, 56);       // headers, ruler, menu bar
-constexpr COLORREF kTrackA = RGB(42, 44, 49);      // alternate track stripes
+constexpr COLORREF kWindow = RGB(37, 39, 43);  // pane backgrounds
+constexpr COLORREF kPanel = RGB(48, 51, 56);   // headers, ruler, menu bar
+constexpr COLORREF kTrackA = RGB(42, 44, 49);  // alternate track stripes
 constexpr COLORREF kTrackB = RGB(46, 49, 54);
-constexpr COLORREF kLine = RGB(70, 74, 81);        // separators, grid
+constexpr COLORREF kLine = RGB(70, 74, 81);  // separators, grid
 constexpr COLORREF kText = RGB(222, 224, 228);
 constexpr COLORREF kTextDim = RGB(150, 155, 163);
-constexpr COLORREF kAccent = RGB(86, 156, 214);    // selection
-constexpr COLORREF kCursor = RGB(235, 87, 74);     // the time slider
-constexpr COLORREF kMake = RGB(96, 170, 110);      // the make range
+constexpr COLORREF kAccent = RGB(86, 156, 214);  // selection
+constexpr COLORREF kCursor = RGB(235, 87, 74);   // the time slider
+constexpr COLORREF kMake = RGB(96, 170, 110);    // the make range
 constexpr COLORREF kLocator = RGB(230, 190, 80);
-constexpr COLORREF kClip = RGB(74, 96, 128);       // a clip's body
+constexpr COLORREF kClip = RGB(74, 96, 128);  // a clip's body
 constexpr COLORREF kClipSelected = RGB(92, 126, 176);
 constexpr COLORREF kArrangement = RGB(104, 86, 132);
 constexpr COLORREF kSound = RGB(70, 120, 100);

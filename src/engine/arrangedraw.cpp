@@ -10,9 +10,8 @@
 namespace {
 
 // Ruler steps in ms; the first whose labels lie at least kLabelGap pixels apart is used.
-constexpr int kSteps[] = {10,   20,    50,    100,   200,    250,    500,    1000,
-                          2000, 5000,  10000, 15000, 30000,  60000,  120000, 300000,
-                          600000, 1800000, 3600000};
+constexpr int kSteps[] = {10,    20,    50,    100,   200,    250,    500,    1000,    2000,   5000,
+                          10000, 15000, 30000, 60000, 120000, 300000, 600000, 1800000, 3600000};
 constexpr int kLabelGap = 80;
 
 void TimeLabel(int ms, int step, char *out, size_t n) {
@@ -55,12 +54,13 @@ int clip::ArrDraw(HDC hdc) {
     if (major) {
       char label[32];
       TimeLabel(int(t), step, label, sizeof label);
-      DrawTextOnly(hdc, label, RECT{x + 3, rulerrect.top + 2, x + kLabelGap, rulerrect.bottom - 4}, ui::kTextDim,
-                   DT_LEFT | DT_TOP | DT_SINGLELINE);
+      DrawTextOnly(hdc, label, RECT{x + 3, rulerrect.top + 2, x + kLabelGap, rulerrect.bottom - 4},
+                   ui::kTextDim, DT_LEFT | DT_TOP | DT_SINGLELINE);
     }
   }
   if (makeend > makestart)
-    hdc->FillRect(RECT{ArrXAt(makestart), rulerrect.bottom - 4, ArrXAt(makeend), rulerrect.bottom - 1}, ui::kMake);
+    hdc->FillRect(RECT{ArrXAt(makestart), rulerrect.bottom - 4, ArrXAt(makeend), rulerrect.bottom - 1},
+                  ui::kMake);
 
   // Tracks.
   const int tracks = ClipTrackCount();
@@ -69,7 +69,8 @@ int clip::ArrDraw(HDC hdc) {
     if (top >= arrarea.bottom) break;
     hdc->FillRect(RECT{arrarea.left, top, arrarea.right, std::min<int>(top + bandheight, arrarea.bottom)},
                   t % 2 ? ui::kTrackB : ui::kTrackA);
-    if (t < tracks) hdc->FillRect(RECT{arrarea.left, top + bandheight - 1, arrarea.right, top + bandheight}, ui::kLine);
+    if (t < tracks)
+      hdc->FillRect(RECT{arrarea.left, top + bandheight - 1, arrarea.right, top + bandheight}, ui::kLine);
   }
 
   // The track names beside the tracks.
@@ -79,8 +80,8 @@ int clip::ArrDraw(HDC hdc) {
     DrawRectangle(hdc, heads, ui::kPanel);
     hdc->FillRect(RECT{heads.right - 1, heads.top, heads.right, heads.bottom}, ui::kLine);
     hdc->FillRect(RECT{heads.left, rulerrect.bottom - 1, heads.right, rulerrect.bottom}, ui::kLine);
-    DrawTextOnly(hdc, "Tracks", RECT{heads.left + 8, heads.top, heads.right - 4, rulerrect.bottom}, ui::kTextDim,
-                 DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+    DrawTextOnly(hdc, "Tracks", RECT{heads.left + 8, heads.top, heads.right - 4, rulerrect.bottom},
+                 ui::kTextDim, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
     for (int t = 0; t < tracks + 1; ++t) {
       const int top = arrarea.top + t * bandheight;
       if (top >= arrarea.bottom) break;
@@ -89,7 +90,8 @@ int clip::ArrDraw(HDC hdc) {
       hdc->FillRect(RECT{row.left, top + bandheight - 1, row.right, top + bandheight}, ui::kLine);
       char name[32];
       std::snprintf(name, sizeof name, t < tracks ? "Track %d" : "", t + 1);
-      DrawTextOnly(hdc, name, RECT{row.left + 8, row.top, row.right - 4, std::min<int>(row.bottom, row.top + 22)},
+      DrawTextOnly(hdc, name,
+                   RECT{row.left + 8, row.top, row.right - 4, std::min<int>(row.bottom, row.top + 22)},
                    ui::kTextDim, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
     }
     hdc->SetClipRect(And(saved, whole));
@@ -106,7 +108,8 @@ int clip::ArrDraw(HDC hdc) {
     if (!checkrec(r) || r.right <= arrarea.left || r.left >= arrarea.right) continue;
     const bool current = c == currentchild;
     COLORREF body = c->IsArrangement() ? ui::kArrangement : ui::kClip;
-    if (!c->IsArrangement() && !c->CheckVideoStream() && !c->GetClipSource() && c->CheckAudioStream()) body = ui::kSound;
+    if (!c->IsArrangement() && !c->CheckVideoStream() && !c->GetClipSource() && c->CheckAudioStream())
+      body = ui::kSound;
     if (current) body = ui::kClipSelected;
     DrawRectangle(hdc, r, body, current ? ui::kAccent : ui::kLine);
     if (current) DrawRectangle(hdc, Reduce(r, 1), body, ui::kAccent);
@@ -124,8 +127,10 @@ int clip::ArrDraw(HDC hdc) {
       for (int x = x0; x < x1; ++x) {
         const int local = int(int64_t(ArrTimeAt(x)) - c->GetPosition() + c->GetOffset());
         const int y = MapYInRect(envelope.GetValue(local), 0.0, 1.0, e);
-        if (x == x0) hdc->MoveTo(x, y);
-        else hdc->LineTo(x, y);
+        if (x == x0)
+          hdc->MoveTo(x, y);
+        else
+          hdc->LineTo(x, y);
       }
     }
     char label[300];

@@ -156,8 +156,10 @@ clip::arrhit clip::ArrHitTest(POINT pt) {
     h.part = ARR_CLIP;
     // Narrow clips are all body, so they can still be moved.
     if (r.right - r.left >= 3 * kArrEdge) {
-      if (pt.x < r.left + kArrEdge) h.part = ARR_HEAD;
-      else if (pt.x >= r.right - kArrEdge) h.part = ARR_TAIL;
+      if (pt.x < r.left + kArrEdge)
+        h.part = ARR_HEAD;
+      else if (pt.x >= r.right - kArrEdge)
+        h.part = ARR_TAIL;
     }
     return h;
   }

@@ -51,27 +51,31 @@ uint32_t clip::QAHandleArrOpts(HWND, uint32_t message, POINT pt, int keys) {
                         h.child->GetPosition() / 1000.0, h.child->ctEnd() / 1000.0, h.child->GetTrack() + 1);
         else if (h.part == ARR_RULER)
           std::snprintf(tip, sizeof tip, "%.3f s", h.time / 1000.0);
+        // The host repaints on every move anyway; nothing to compose again.
         TipTheTool(tip, RECT{pt.x, pt.y, pt.x + 1, pt.y + 1});
-        return QA_UPDATE;
+        return 0;
       }
       clip *c = dragclip;
       dragnowx = pt.x;
       const int d = ArrDragDelta();
       const int before = c->GetPosition(), beforesize = c->GetSize(), beforetrack = c->GetTrack();
       if (dragmode == DRAG_MOVE) {
-        c->SetPosition(std::max(0, mt.GetTimeSnapped(int(std::clamp<int64_t>(int64_t(dragpos) + d, 0, INT32_MAX)))));
+        c->SetPosition(
+            std::max(0, mt.GetTimeSnapped(int(std::clamp<int64_t>(int64_t(dragpos) + d, 0, INT32_MAX)))));
         // Across tracks only onto free ground.
         int t = pt.y < arrarea.top ? 0 : (pt.y - arrarea.top) / std::max(1, int(bandheight));
         t = std::max(0, t);
         if (t != c->GetTrack() && ClipChildTrackCheck(c, t)) c->SetTrack(t);
       } else if (dragmode == DRAG_TAIL) {
-        const int64_t end = mt.GetTimeSnapped(int(std::clamp<int64_t>(int64_t(dragpos) + dragsize + d, 0, INT32_MAX)));
+        const int64_t end =
+            mt.GetTimeSnapped(int(std::clamp<int64_t>(int64_t(dragpos) + dragsize + d, 0, INT32_MAX)));
         c->SetSize(int(std::max<int64_t>(1, end - c->GetPosition())));
       } else {
         // The head: the end and the material stay put while the start moves.
         const int64_t start = mt.GetTimeSnapped(int(std::clamp<int64_t>(int64_t(dragpos) + d, 0, INT32_MAX)));
         int64_t o = int64_t(dragoffset) + (start - dragpos);
-        o = std::clamp<int64_t>(o, std::max<int64_t>(0, int64_t(dragoffset) - dragpos), int64_t(dragoffset) + dragsize - 1);
+        o = std::clamp<int64_t>(o, std::max<int64_t>(0, int64_t(dragoffset) - dragpos),
+                                int64_t(dragoffset) + dragsize - 1);
         if (o != c->GetOffset()) c->SetOffset(int(o));
       }
       if (c->GetPosition() == before && c->GetSize() == beforesize && c->GetTrack() == beforetrack) return 0;

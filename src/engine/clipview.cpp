@@ -36,8 +36,10 @@ void clip::BeginEdit(const char *what, clip *c) {
 void clip::EndEdit(bool changed) {
   editlog *log = GetEditLog();
   if (!log) return;
-  if (changed) log->End();
-  else log->Cancel();
+  if (changed)
+    log->End();
+  else
+    log->Cancel();
 }
 
 // ---- Panes ----
@@ -80,7 +82,8 @@ RECT clip::Layout(RECT rc) {
   if (vemotime *t = GetEditTarget()) {
     RECT body = editorrect;
     SplitTop(&body, kEditorTitle);
-    t->GetTimeFloatMgr().SetViewingRange(currentchild->GetOffset(), currentchild->GetOffset() + currentchild->GetSize());
+    t->GetTimeFloatMgr().SetViewingRange(currentchild->GetOffset(),
+                                         currentchild->GetOffset() + currentchild->GetSize());
     t->tfLayout(body);
   }
   return rc;
@@ -120,8 +123,10 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
     if (t != currentchild && t) {
       effect *fx = static_cast<effect *>(t);
       what += std::string("  \xE2\x80\xBA  ") + EffectName(fx->GetID());
-      if (fx->GetTimeFloat(519) < 0.5) what += std::string(" (") + effect::SwitchText(519, false) + ")";
-      else if (fx->GetTimeFloat(520) < 0.5) what += std::string(" (") + effect::SwitchText(520, false) + ")";
+      if (fx->GetTimeFloat(519) < 0.5)
+        what += std::string(" (") + effect::SwitchText(519, false) + ")";
+      else if (fx->GetTimeFloat(520) < 0.5)
+        what += std::string(" (") + effect::SwitchText(520, false) + ")";
     }
   }
   RECT tt = Reduce(title, 3);
@@ -132,15 +137,19 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
   if (currentchild && currentchild->videoeffectcount + currentchild->audioeffectcount > 0) {
     std::string chain;
     for (int i = 0; i < currentchild->videoeffectcount; ++i)
-      chain += (chain.empty() ? "" : "  \xC2\xB7  ") + std::string(EffectName(currentchild->videoeffects[i]->GetID()));
+      chain += (chain.empty() ? "" : "  \xC2\xB7  ") +
+               std::string(EffectName(currentchild->videoeffects[i]->GetID()));
     for (int i = 0; i < currentchild->audioeffectcount; ++i)
-      chain += (chain.empty() ? "" : "  \xC2\xB7  ") + std::string(EffectName(currentchild->audioeffects[i]->GetID()));
+      chain += (chain.empty() ? "" : "  \xC2\xB7  ") +
+               std::string(EffectName(currentchild->audioeffects[i]->GetID()));
     VemoSelectFont(hdc, ui::kFont - 1);
     DrawTextOnly(hdc, chain.c_str(), tt, ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
   }
   hdc->SelectFont(before);
-  if (vemotime *t = GetEditTarget()) t->tfDraw(hdc, body, flags);
-  else DrawRectangle(hdc, body, ui::kWindow);
+  if (vemotime *t = GetEditTarget())
+    t->tfDraw(hdc, body, flags);
+  else
+    DrawRectangle(hdc, body, ui::kWindow);
   ArrDraw(hdc);
   return 1;
 }
@@ -153,8 +162,10 @@ uint32_t clip::EditorAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   const uint32_t r = t->tfQueryAction(hwnd, message, pt, keys);
   if (r & QA_CHANGED) dragchanged = true;
   if (press && dragmode == DRAG_NONE) {
-    if (r & QA_CAPTURE) dragmode = DRAG_EDITOR;
-    else EndEdit(dragchanged);
+    if (r & QA_CAPTURE)
+      dragmode = DRAG_EDITOR;
+    else
+      EndEdit(dragchanged);
   } else if (dragmode == DRAG_EDITOR && (r & QA_RELEASE)) {
     dragmode = DRAG_NONE;
     EndEdit(dragchanged);
@@ -253,7 +264,8 @@ uint32_t clip::EffectCommand(int command) {
     return QA_CHANGED | QA_UPDATE;
   }
   if (edittarget == EDIT_CLIP || current < 0 || current >= count) return 0;
-  effect **list = video ? reinterpret_cast<effect **>(c->videoeffects) : reinterpret_cast<effect **>(c->audioeffects);
+  effect **list =
+      video ? reinterpret_cast<effect **>(c->videoeffects) : reinterpret_cast<effect **>(c->audioeffects);
   switch (command) {
     case CMD_EFFECT_UP:
     case CMD_EFFECT_DOWN: {
@@ -306,15 +318,34 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
   };
   const int frame = std::max(1, 1000 / std::max(1, int(fps)));
   switch (command) {
-    case CMD_ARR_ZOOM_IN: r = ArrZoomIn(); break;
-    case CMD_ARR_ZOOM_OUT: r = ArrZoomOut(); break;
-    case CMD_ARR_ZOOM_ALL: r = ArrZoomAll(); break;
-    case CMD_ARR_BAND_IN: r = ArrBandIn(); break;
-    case CMD_ARR_BAND_OUT: r = ArrBandOut(); break;
-    case CMD_ARR_BAND_ALL: r = ArrBandAll(); break;
-    case CMD_ARR_SCROLL_LEFT: r = ArrScroll(-std::max(1, GetVisibleSpan() / 10)); break;
-    case CMD_ARR_SCROLL_RIGHT: r = ArrScroll(std::max(1, GetVisibleSpan() / 10)); break;
-    case CMD_CLIP_DELETE: r = ArrangeChildDelete(); if (!currentchild) edittarget = EDIT_CLIP; break;
+    case CMD_ARR_ZOOM_IN:
+      r = ArrZoomIn();
+      break;
+    case CMD_ARR_ZOOM_OUT:
+      r = ArrZoomOut();
+      break;
+    case CMD_ARR_ZOOM_ALL:
+      r = ArrZoomAll();
+      break;
+    case CMD_ARR_BAND_IN:
+      r = ArrBandIn();
+      break;
+    case CMD_ARR_BAND_OUT:
+      r = ArrBandOut();
+      break;
+    case CMD_ARR_BAND_ALL:
+      r = ArrBandAll();
+      break;
+    case CMD_ARR_SCROLL_LEFT:
+      r = ArrScroll(-std::max(1, GetVisibleSpan() / 10));
+      break;
+    case CMD_ARR_SCROLL_RIGHT:
+      r = ArrScroll(std::max(1, GetVisibleSpan() / 10));
+      break;
+    case CMD_CLIP_DELETE:
+      r = ArrangeChildDelete();
+      if (!currentchild) edittarget = EDIT_CLIP;
+      break;
     case CMD_CLIP_DUPLICATE: {
       if (!c) break;
       clip *d = ClipDuplicate(c);
@@ -355,8 +386,10 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       if (!c) break;
       editstep step(this, command == CMD_CLIP_MUTE_AUDIO ? "Mute Audio" : "Mute Video");
       if (log) log->Changing(c);
-      if (command == CMD_CLIP_MUTE_AUDIO) c->SetAudioMute(!c->GetAudioMute());
-      else c->SetVideoMute(!c->GetVideoMute());
+      if (command == CMD_CLIP_MUTE_AUDIO)
+        c->SetAudioMute(!c->GetAudioMute());
+      else
+        c->SetVideoMute(!c->GetVideoMute());
       r = QA_CHANGED | QA_UPDATE;
       break;
     }
@@ -379,17 +412,30 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       }
       break;
     }
-    case CMD_TIME_FRAME_NEXT: r = SetTime(std::min(GetSize(), FrameStart(FrameAt(currenttime, fps) + 1, fps))); break;
-    case CMD_TIME_FRAME_PREVIOUS: r = SetTime(FrameStart(std::max(0, FrameAt(currenttime, fps) - 1), fps)); break;
-    case CMD_TIME_START: r = SetTime(0); break;
-    case CMD_TIME_END: r = SetTime(std::max(0, GetSize() - frame)); break;
-    case CMD_SET_LOCATOR: locator = currenttime; r = QA_UPDATE; break;
+    case CMD_TIME_FRAME_NEXT:
+      r = SetTime(std::min(GetSize(), FrameStart(FrameAt(currenttime, fps) + 1, fps)));
+      break;
+    case CMD_TIME_FRAME_PREVIOUS:
+      r = SetTime(FrameStart(std::max(0, FrameAt(currenttime, fps) - 1), fps));
+      break;
+    case CMD_TIME_START:
+      r = SetTime(0);
+      break;
+    case CMD_TIME_END:
+      r = SetTime(std::max(0, GetSize() - frame));
+      break;
+    case CMD_SET_LOCATOR:
+      locator = currenttime;
+      r = QA_UPDATE;
+      break;
     case CMD_MAKE_START_HERE:
     case CMD_MAKE_END_HERE: {
       editstep step(this, command == CMD_MAKE_START_HERE ? "Make Start Time" : "Make End Time");
       if (log) log->Changing(this);
-      if (command == CMD_MAKE_START_HERE) makestart = std::min(currenttime, makeend > 0 ? makeend - 1 : currenttime);
-      else makeend = std::max(currenttime, makestart + 1);
+      if (command == CMD_MAKE_START_HERE)
+        makestart = std::min(currenttime, makeend > 0 ? makeend - 1 : currenttime);
+      else
+        makeend = std::max(currenttime, makestart + 1);
       r = QA_CHANGED | QA_UPDATE;
       break;
     }
@@ -403,10 +449,18 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       r = QA_CHANGED | QA_UPDATE;
       break;
     }
-    case CMD_COMMIT: variables("Commit", [&] { return c->ClipHasPendingEdits() ? (c->Commit(), QA_UPDATE) : 0u; }); break;
-    case CMD_REVERT: variables("Revert", [&] { return c->ClipHasPendingEdits() ? (c->Revert(), QA_UPDATE) : 0u; }); break;
-    case CMD_GROUP_NEXT: if (target) r = target->GetTimeFloatMgr().NextGroup(); break;
-    case CMD_VARIABLE_NEXT: if (target) r = target->GetTimeFloatMgr().NextVariable(); break;
+    case CMD_COMMIT:
+      variables("Commit", [&] { return c->ClipHasPendingEdits() ? (c->Commit(), QA_UPDATE) : 0u; });
+      break;
+    case CMD_REVERT:
+      variables("Revert", [&] { return c->ClipHasPendingEdits() ? (c->Revert(), QA_UPDATE) : 0u; });
+      break;
+    case CMD_GROUP_NEXT:
+      if (target) r = target->GetTimeFloatMgr().NextGroup();
+      break;
+    case CMD_VARIABLE_NEXT:
+      if (target) r = target->GetTimeFloatMgr().NextVariable();
+      break;
     case CMD_KEY_DELETE:
       if (curve) variables("Delete Key", [&] { return target->DeleteTimeFloatEntry(curve->GetID()); });
       break;
@@ -417,14 +471,17 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       if (curve) r = target->PrevTimeFloatTime(curve->GetID());
       break;
     case CMD_RELEASE_FORWARD:
-      if (curve) variables("Forward Release", [&] { return curve->ProcessReleaseForward(kReleaseTime) ? 1u : 0u; });
+      if (curve)
+        variables("Forward Release", [&] { return curve->ProcessReleaseForward(kReleaseTime) ? 1u : 0u; });
       break;
     case CMD_RELEASE_BACKWARD:
-      if (curve) variables("Backward Release", [&] { return curve->ProcessReleaseBackward(kReleaseTime) ? 1u : 0u; });
+      if (curve)
+        variables("Backward Release", [&] { return curve->ProcessReleaseBackward(kReleaseTime) ? 1u : 0u; });
       break;
     case CMD_RELEASE_BIDIRECTIONAL:
       if (curve)
-        variables("Bidirectional Release", [&] { return curve->ProcessReleaseBidirectional(kReleaseTime) ? 1u : 0u; });
+        variables("Bidirectional Release",
+                  [&] { return curve->ProcessReleaseBidirectional(kReleaseTime) ? 1u : 0u; });
       break;
     case CMD_INVERT:
       if (curve) variables("Invert", [&] { return curve->ProcessInvert() ? 1u : 0u; });
@@ -439,7 +496,10 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       if (curve && tfcboard::Global().Check(curve))
         variables("Put Variable To", [&] { return tfcboard::Global().PasteTo(curve) ? 1u : 0u; });
       break;
-    case CMD_EDIT_CLIP: edittarget = EDIT_CLIP; r = QA_UPDATE; break;
+    case CMD_EDIT_CLIP:
+      edittarget = EDIT_CLIP;
+      r = QA_UPDATE;
+      break;
     default:
       if (command >= CMD_VIDEO_FORMAT && command < CMD_VIDEO_FPS) {
         editstep step(this, "Picture Size");

@@ -26,17 +26,17 @@ enum : int {
   CMD_TIME_FRAME_PREVIOUS,
   CMD_TIME_START,
   CMD_TIME_END,
-  CMD_SET_LOCATOR,       // "Set Locator"
-  CMD_MAKE_START_HERE,   // "Make Start Time"
-  CMD_MAKE_END_HERE,     // "Make End Time"
-  CMD_QUANTIZE,          // "Quantize (snap to)": the root's grid, chosen from the list
+  CMD_SET_LOCATOR,      // "Set Locator"
+  CMD_MAKE_START_HERE,  // "Make Start Time"
+  CMD_MAKE_END_HERE,    // "Make End Time"
+  CMD_QUANTIZE,         // "Quantize (snap to)": the root's grid, chosen from the list
   // Variables of the edited object.
   CMD_COMMIT,
   CMD_REVERT,
   CMD_GROUP_NEXT,
   CMD_VARIABLE_NEXT,
   CMD_KEY_DELETE,
-  CMD_KEY_NEXT,  // "Next Key Frame"
+  CMD_KEY_NEXT,      // "Next Key Frame"
   CMD_KEY_PREVIOUS,  // "Previous Key Frame"
   CMD_RELEASE_FORWARD,
   CMD_RELEASE_BACKWARD,
@@ -52,13 +52,13 @@ enum : int {
   CMD_EFFECT_TOGGLE,
   CMD_EFFECT_ENABLE,
   CMD_EFFECT_DELETE,
-  CMD_EDIT_CLIP,  // the editor shows the clip's own variables again
-  CMD_VIDEO_EFFECT_ADD = 10000,         // + type
-  CMD_AUDIO_EFFECT_ADD = 11000,         // + type
-  CMD_CURRENT_VIDEO_EFFECT = 12000,     // + index
-  CMD_CURRENT_AUDIO_EFFECT = 12100,     // + index
-  CMD_VIDEO_FORMAT = 13000,             // + picture-size ID
-  CMD_VIDEO_FPS = 14000,                // + frame-rate ID
+  CMD_EDIT_CLIP,                     // the editor shows the clip's own variables again
+  CMD_VIDEO_EFFECT_ADD = 10000,      // + type
+  CMD_AUDIO_EFFECT_ADD = 11000,      // + type
+  CMD_CURRENT_VIDEO_EFFECT = 12000,  // + index
+  CMD_CURRENT_AUDIO_EFFECT = 12100,  // + index
+  CMD_VIDEO_FORMAT = 13000,          // + picture-size ID
+  CMD_VIDEO_FPS = 14000,             // + frame-rate ID
   CMD_RANGE_END = 15000,
 };
 

@@ -18,8 +18,10 @@ bool IsGroup(const timefloat &tf) { return (tf.GetKind() & TF_KIND_GROUP) == TF_
 // A curve's own colour when it has one (red, green or blue channels), else the default.
 COLORREF CurveColour(const timefloat &tf) {
   const COLORREF c = tf.GetColor1();
-  return c == 0 || c == 0xFFFFFFFF ? ui::kAccent : RGB(std::min(255, int(c & 0xFF) * 2), std::min(255, int((c >> 8) & 0xFF) * 2),
-                                                         std::min(255, int((c >> 16) & 0xFF) * 2));
+  return c == 0 || c == 0xFFFFFFFF
+             ? ui::kAccent
+             : RGB(std::min(255, int(c & 0xFF) * 2), std::min(255, int((c >> 8) & 0xFF) * 2),
+                   std::min(255, int((c >> 16) & 0xFF) * 2));
 }
 
 }  // namespace
@@ -33,7 +35,8 @@ double timefloat::ValueAtY(int y) const { return Map2RectY(y, data.minimum, data
 
 int timefloat::KeyAt(POINT p) const {
   for (int i = data.count - 1; i >= 0; --i) {
-    if (std::abs(p.x - KeyX(keys[i].time)) <= kKeyHit && std::abs(p.y - KeyY(BoundedValue(keys[i].value))) <= kKeyHit)
+    if (std::abs(p.x - KeyX(keys[i].time)) <= kKeyHit &&
+        std::abs(p.y - KeyY(BoundedValue(keys[i].value))) <= kKeyHit)
       return i;
   }
   return -1;
@@ -66,12 +69,15 @@ int timefloat::Draw(HDC hdc, RECT rc, int) {
   hdc->SelectPen(pen{CurveColour(*this), 2, false});
   for (int x = rc.left; x < rc.right; ++x) {
     const int y = KeyY(GetValue(TimeAtX(x)));
-    if (x == rc.left) hdc->MoveTo(x, y);
-    else hdc->LineTo(x, y);
+    if (x == rc.left)
+      hdc->MoveTo(x, y);
+    else
+      hdc->LineTo(x, y);
   }
   // The current time.
   const int cx = KeyX(currenttime);
-  if (currenttime >= viewfrom && currenttime <= viewto) hdc->FillRect(RECT{cx, rc.top, cx + 1, rc.bottom}, ui::kCursor);
+  if (currenttime >= viewfrom && currenttime <= viewto)
+    hdc->FillRect(RECT{cx, rc.top, cx + 1, rc.bottom}, ui::kCursor);
   // Keys: committed, modified and added ones in their own colours.
   for (int i = 0; i < data.count; ++i) {
     const COLORREF c = keys[i].state == TF_KEY_ADDED      ? ui::kKeyAdded
@@ -107,7 +113,7 @@ uint32_t timefloat::QueryAction(HWND, uint32_t message, POINT pt, int) {
         char tip[96];
         std::snprintf(tip, sizeof tip, "%s: %.3f s, %g", text.c_str(), keys[k].time / 1000.0, keys[k].value);
         TipTheTool(tip, RECT{pt.x, pt.y, pt.x + 1, pt.y + 1});
-        return QA_UPDATE;
+        return 0;
       }
       int t = std::clamp(TimeAtX(pt.x), std::min(viewfrom, viewto), std::max(viewfrom, viewto));
       const double v = ValueAtY(pt.y);
@@ -219,7 +225,8 @@ int timefloatmgr::Draw(HDC hdc, RECT rc, int flags) {
   FindCurrentGroup();
   const timefloat *group = GetTimeFloatPointer(selectedgroup);
   char title[320];
-  std::snprintf(title, sizeof title, "%s  \xE2\x96\xBE", group ? group->GetText() : GetStringPtr(ID_PARAMETERS_BUTTON));
+  std::snprintf(title, sizeof title, "%s  \xE2\x96\xBE",
+                group ? group->GetText() : GetStringPtr(ID_PARAMETERS_BUTTON));
   RECT hr = Reduce(headerrect, 3);
   hr.left += 4;
   DrawTextOnly(hdc, title, hr, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
@@ -237,8 +244,10 @@ int timefloatmgr::Draw(HDC hdc, RECT rc, int flags) {
     if (current) DrawRectangle(hdc, row, ui::kClipSelected);
     RECT t = Reduce(row, 2);
     t.left += 6;
-    if (tf.HasValues()) hdc->FillRect(RECT{row.left + 2, row.top + 8, row.left + 5, row.top + 11}, ui::kKeyModified);
-    DrawTextOnly(hdc, tf.GetText(), t, current ? ui::kText : ui::kTextDim, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+    if (tf.HasValues())
+      hdc->FillRect(RECT{row.left + 2, row.top + 8, row.left + 5, row.top + 11}, ui::kKeyModified);
+    DrawTextOnly(hdc, tf.GetText(), t, current ? ui::kText : ui::kTextDim,
+                 DT_LEFT | DT_VCENTER | DT_SINGLELINE);
     char value[32];
     std::snprintf(value, sizeof value, "%.3f", tf.GetValue(currenttime));
     DrawTextOnly(hdc, value, t, ui::kText, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
@@ -284,7 +293,8 @@ uint32_t timefloatmgr::QueryAction(HWND hwnd, uint32_t message, POINT pt, int ke
                     tf.GetMinimum(), tf.GetMaximum());
       double v = 0;
       char tail = 0;
-      if (!Dialogs().AskText(hwnd, tf.GetText(), prompt, text) || std::sscanf(text.c_str(), "%lf %c", &v, &tail) != 1)
+      if (!Dialogs().AskText(hwnd, tf.GetText(), prompt, text) ||
+          std::sscanf(text.c_str(), "%lf %c", &v, &tail) != 1)
         return QA_UPDATE;
       editvar = tf.Header().id;
       timefloatset(editvar, currenttime, v);

@@ -71,7 +71,9 @@ struct EditView : testing::Test {
   }
 };
 
-bool Same(RECT a, RECT b) { return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom; }
+bool Same(RECT a, RECT b) {
+  return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
 
 }  // namespace
 
@@ -196,7 +198,8 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   EXPECT_EQ(tf.KeyY(1.0), 100);
   EXPECT_EQ(tf.TimeAtX(163), 630);
   EXPECT_DOUBLE_EQ(tf.ValueAtY(140), 0.2);
-  EXPECT_EQ(tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0), uint32_t(QA_CAPTURE | QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0),
+            uint32_t(QA_CAPTURE | QA_CHANGED | QA_UPDATE));
   tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{163, 140}, 0);
   ASSERT_EQ(tf.HasValues(), 1);
   EXPECT_EQ(tf.Keys()[0].time, 630);
@@ -255,7 +258,7 @@ TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
 TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
   root.SelectCurrent(a);
   EXPECT_TRUE(Command(CMD_VIDEO_EFFECT_ADD + 103) & QA_CHANGED);  // "Opacity"
-  Command(CMD_VIDEO_EFFECT_ADD + 149);                             // "Blur"
+  Command(CMD_VIDEO_EFFECT_ADD + 149);                            // "Blur"
   ASSERT_EQ(a->GetVideoEffectCount(), 2);
   EXPECT_EQ(root.GetEditTargetKind(), clip::EDIT_VIDEO_EFFECT);
   EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a->GetVideoEffect(1)));
