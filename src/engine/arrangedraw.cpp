@@ -73,6 +73,18 @@ int clip::ArrDraw(HDC hdc) {
       hdc->FillRect(RECT{arrarea.left, top + bandheight - 1, arrarea.right, top + bandheight}, ui::kLine);
   }
 
+  // The quantization grid, when it is on and its lines lie apart enough to help.
+  if (mt.GetQuantize() != QUANTIZE_OFF) {
+    const double unit = mt.GetQuantizeUnit();
+    if (unit > 0 && unit * width / span >= 6) {
+      for (int64_t k = int64_t(viewstart / unit);; ++k) {
+        const int64_t t = int64_t(k * unit);
+        if (t > int64_t(viewstart) + span) break;
+        if (t >= viewstart) VLine(hdc, ArrXAt(int(t)), arrarea.top, arrarea.bottom, ui::kTrackB + 0x080808);
+      }
+    }
+  }
+
   // The track names beside the tracks.
   {
     const RECT heads = trackheadrect;

@@ -1,9 +1,15 @@
 // The arrangement view's mouse: select a child, drag it in time and across tracks, trim its
-// head or tail, scrub the time on the ruler, zoom, scroll and change the band with the wheel.
+// head or tail, scrub the time on the ruler, zoom, scroll and change the band with the wheel,
+// and the options of a clip on a right-click.
 #include <algorithm>
 #include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "core/dialogs.h"
 #include "engine/clip.h"
+#include "engine/editcommands.h"
 #include "engine/editlog.h"
 
 namespace {
@@ -11,9 +17,32 @@ namespace {
 // The wheel's delta rides in the upper 16 bits of the keys word, as the window system sends it.
 int WheelDelta(int keys) { return int16_t(uint32_t(keys) >> 16); }
 
+// The options of the current child, offered where it was right-clicked: its commands.
+uint32_t ClipOptions(clip *root, HWND hwnd) {
+  clip *currentchild = root->GetCurrentChild();
+  if (!currentchild) return 0;
+  const std::vector<std::pair<std::string, int>> options = {
+      {"Duplicate", CMD_CLIP_DUPLICATE},
+      {"Delete", CMD_CLIP_DELETE},
+      {currentchild->GetAudioMute() ? "Unmute Audio" : "Mute Audio", CMD_CLIP_MUTE_AUDIO},
+      {currentchild->GetVideoMute() ? "Unmute Video" : "Mute Video", CMD_CLIP_MUTE_VIDEO},
+      {root->GetAudioMaster() == currentchild ? "Remove Audio Master" : "Make Audio Master",
+       CMD_AUDIO_MASTER},
+      {"Mute All Other Audio", CMD_MUTE_OTHERS},
+      {"Set Locator", CMD_SET_LOCATOR},
+  };
+  std::vector<std::string> entries;
+  for (const auto &o : options) entries.push_back(o.first);
+  const int chosen = Dialogs().Choose(hwnd, currentchild->GetName(), entries);
+  if (chosen < 1 || chosen > int(options.size())) return 0;
+  uint32_t r = 0;
+  root->QueryCommand(hwnd, options[size_t(chosen - 1)].second, &r);
+  return r;
+}
+
 }  // namespace
 
-uint32_t clip::QAHandleArrOpts(HWND, uint32_t message, POINT pt, int keys) {
+uint32_t clip::QAHandleArrOpts(HWND hwnd, uint32_t message, POINT pt, int keys) {
   const int length = GetSize();
   switch (message) {
     case WM_LBUTTONDOWN:
@@ -30,7 +59,7 @@ uint32_t clip::QAHandleArrOpts(HWND, uint32_t message, POINT pt, int keys) {
         SelectCurrent(h.child);
         edittarget = EDIT_CLIP;
       }
-      if (message != WM_LBUTTONDOWN) return r;
+      if (message == WM_RBUTTONDOWN) return r | ClipOptions(this, hwnd);
       dragclip = h.child;
       dragpos = h.child->GetPosition();
       dragsize = h.child->GetSize();

@@ -174,6 +174,12 @@ TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
   EXPECT_EQ(a->GetPosition(), 2000);
   Drag(L + 300, 400, L + 360, 400);  // 2600 snaps to 3000
   EXPECT_EQ(a->GetPosition(), 3000);
+  // A right-click selects and offers the clip's options: the third mutes its sound.
+  HeadlessDialogs().choice_answer = 3;
+  Mouse(WM_RBUTTONDOWN, L + 620, 370);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(root.GetCurrentChild(), b);
+  EXPECT_TRUE(b->GetAudioMute());
   // The ruler scrubs the time.
   Drag(L + 100, 340, L + 420, 340);
   EXPECT_EQ(root.GetCurrentTime(), 4200);
