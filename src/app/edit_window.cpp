@@ -289,13 +289,24 @@ void editwindow::Handle(const SDL_Event &e) {
             int((uint32_t(uint16_t(int16_t(delta))) << 16) | uint32_t(Keys(0, mod))));
       break;
     }
+    case SDL_KEYUP:
+      if ((e.key.keysym.sym == SDLK_LALT || e.key.keysym.sym == SDLK_RALT) && altalone && !bar.IsOpen()) {
+        BuildMenus();
+        bar.OpenFirst();
+        needpaint = true;
+      }
+      altalone = false;
+      break;
     case SDL_KEYDOWN: {
       const SDL_Keycode k = e.key.keysym.sym;
+      if (k != SDLK_LALT && k != SDLK_RALT) altalone = false;
       int command = 0;
       if (bar.IsOpen()) {
         bar.Key(k, &command);
         needpaint = true;
-      } else if (k == SDLK_F10 || ((k == SDLK_LALT || k == SDLK_RALT) && !e.key.repeat)) {
+      } else if (k == SDLK_LALT || k == SDLK_RALT) {
+        altalone = !e.key.repeat || altalone;
+      } else if (k == SDLK_F10) {
         BuildMenus();
         bar.OpenFirst();
         needpaint = true;

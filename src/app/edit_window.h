@@ -103,6 +103,7 @@ class editwindow : public dialoghost {
   std::string progress;  // the make's progress line while making
   double progressfraction = -1;
   bool captured = false;
+  bool altalone = false;  // Alt went down with no other key since: its release opens the menus
   bool quit = false;
   bool needcompose = true;
   // What the last composition showed: a change of time, child or edited object composes again
