@@ -1,6 +1,8 @@
 // The editing window: SDL events to window messages and commands, painting, files, making.
 #include "app/edit_window.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -99,6 +101,11 @@ int editwindow::Run(const editoptions &o) {
     return 1;
   }
   if (!options.project.empty()) {
+    struct stat st;
+    if (::stat(options.project.c_str(), &st) != 0) {
+      std::fprintf(stderr, "lumivaxel: no such project: %s\n", options.project.c_str());
+      return 1;
+    }
     if (!project->Load(options.project.c_str())) {
       std::fprintf(stderr, "lumivaxel: not a readable project (damaged or of a newer version): %s\n",
                    options.project.c_str());
@@ -146,10 +153,12 @@ void editwindow::BuildMenus() {
   const std::string undo = log.CanUndo() ? std::string("Undo ") + log.UndoName() : "Undo";
   const std::string redo = log.CanRedo() ? std::string("Redo ") + log.RedoName() : "Redo";
   bar.menus.push_back(
-      Sub("File", {Item("New", HCMD_NEW, "Ctrl+N"), Item("Open...", HCMD_OPEN, "Ctrl+O"),
-                   Item("Save", HCMD_SAVE, "Ctrl+S"), Item("Save As...", HCMD_SAVE_AS, "Ctrl+Shift+S"),
-                   Separator(), Item("Import Media...", HCMD_IMPORT, "Ctrl+I"),
-                   Item("Make...", HCMD_MAKE, "Ctrl+M"), Separator(), Item("Quit", HCMD_QUIT, "Ctrl+Q")}));
+      Sub("File",
+          {Item("New", HCMD_NEW, "Ctrl+N"), Item("Open...", HCMD_OPEN, "Ctrl+O"),
+           Item("Save", HCMD_SAVE, "Ctrl+S"), Item("Save As...", HCMD_SAVE_AS, "Ctrl+Shift+S"), Separator(),
+           Item("Import Media...", HCMD_IMPORT, "Ctrl+I"), Item("Add Text...", CMD_ADD_TEXT, "Ctrl+Shift+T"),
+           Item("Add Gradient", CMD_ADD_GRADIENT, "Ctrl+Shift+G"), Item("Make...", HCMD_MAKE, "Ctrl+M"),
+           Separator(), Item("Quit", HCMD_QUIT, "Ctrl+Q")}));
   menuentry audiomaster = Item(c && root->GetAudioMaster() == c ? "Remove Audio Master" : "Make Audio Master",
                                CMD_AUDIO_MASTER, "Ctrl+Shift+M");
   menuentry muteaudio = Item("Mute Audio", CMD_CLIP_MUTE_AUDIO, "Ctrl+Shift+A");

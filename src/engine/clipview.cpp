@@ -11,6 +11,7 @@
 #include "engine/clip.h"
 #include "engine/editcommands.h"
 #include "engine/editlog.h"
+#include "engine/project.h"
 #include "media/dc.h"
 #include "time/tfcboard.h"
 
@@ -146,10 +147,18 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
     DrawTextOnly(hdc, chain.c_str(), tt, ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
   }
   hdc->SelectFont(before);
-  if (vemotime *t = GetEditTarget())
+  if (vemotime *t = GetEditTarget()) {
     t->tfDraw(hdc, body, flags);
-  else
+  } else {
     DrawRectangle(hdc, body, ui::kWindow);
+    VemoSelectFont(hdc, ui::kFont);
+    DrawTextOnly(hdc,
+                 childcount
+                     ? "Click a clip in the arrangement to edit its variables and effects."
+                     : "Import media (Ctrl+I) or add a text (Ctrl+Shift+T) or a gradient (Ctrl+Shift+G).",
+                 body, ui::kTextDim, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+    hdc->SelectFont(before);
+  }
   ArrDraw(hdc);
   return 1;
 }
@@ -366,6 +375,25 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       }
       if (log) log->Inserted(d);
       d->SetCurrentTime(currenttime);
+      edittarget = EDIT_CLIP;
+      r = QA_CHANGED | QA_UPDATE;
+      break;
+    }
+    case CMD_ADD_TEXT:
+    case CMD_ADD_GRADIENT: {
+      const bool text = command == CMD_ADD_TEXT;
+      std::string words = GetStringPtr(CLIP_SRC_TEXT);
+      if (text && !Dialogs().AskText(hwnd, GetStringPtr(CLIP_SRC_TEXT), "The text:", words)) break;
+      editstep step(this, text ? "Add Text" : "Add Gradient");
+      ClipCriticalStart();
+      clip *g = ClipAddGenerator(this, text ? CLIP_SRC_TEXT : CLIP_SRC_GRADIENT,
+                                 std::min(currenttime, GetSize() - 1),
+                                 std::max(1, std::min(3000, GetSize() - currenttime)), ClipTrackCount());
+      if (g && text) g->ClipSetText(words.c_str());
+      ClipCriticalEnd();
+      if (!g) break;
+      if (log) log->Inserted(g);
+      g->SetCurrentTime(currenttime);
       edittarget = EDIT_CLIP;
       r = QA_CHANGED | QA_UPDATE;
       break;

@@ -15,6 +15,8 @@ enum : int {
   // The current child.
   CMD_CLIP_DELETE,
   CMD_CLIP_DUPLICATE,
+  CMD_ADD_TEXT,      // a "Text String" clip at the current time on a new track
+  CMD_ADD_GRADIENT,  // a "Gradient" clip likewise
   CMD_CLIP_NEXT,
   CMD_CLIP_PREVIOUS,
   CMD_CLIP_MUTE_AUDIO,

@@ -316,3 +316,23 @@ TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   EXPECT_EQ(log.said[log.said.size() - 2], "removing B");
   EXPECT_EQ(log.said.back(), "end");
 }
+
+TEST_F(EditView, GeneratedClipsGoOntoANewTrackAtTheCurrentTime) {
+  root.SetCurrentTime(8500);
+  log.said.clear();
+  Command(CMD_ADD_GRADIENT);
+  ASSERT_EQ(root.GetChildCount(), 3);
+  clip *g = root.GetChild(2);
+  EXPECT_EQ(g->GetTrack(), 2);
+  EXPECT_EQ(g->GetPosition(), 8500);
+  EXPECT_EQ(g->GetSize(), 1500);  // up to the end of the arrangement
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Add Gradient", "inserted Gradient", "end"}));
+  // A text asks for its words; cancelling adds nothing.
+  EXPECT_EQ(Command(CMD_ADD_TEXT), 0u);
+  HeadlessDialogs().text_answer = "Hello";
+  Command(CMD_ADD_TEXT);
+  HeadlessDialogs().text_answer.clear();
+  ASSERT_EQ(root.GetChildCount(), 4);
+  EXPECT_STREQ(root.GetChild(3)->ClipGetText(), "Hello");
+  EXPECT_EQ(root.GetCurrentChild(), root.GetChild(3));
+}
