@@ -12,6 +12,7 @@
 #include "core/frect.h"
 #include "core/icons.h"
 #include "core/intarray.h"
+#include "core/intarraytree.h"
 #include "core/platform.h"
 #include "core/randint.h"
 #include "core/settings.h"

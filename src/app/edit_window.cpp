@@ -8,6 +8,7 @@
 #include <string>
 
 #include "app/imagewrite.h"
+#include "core/intarraytree.h"
 #include "core/uipalette.h"
 #include "effects/effect.h"
 #include "engine/clip.h"
@@ -190,11 +191,30 @@ void editwindow::BuildMenus() {
            Item("End", CMD_TIME_END, "End"), Separator(), Item("Set Locator", CMD_SET_LOCATOR, "L"),
            Item("Make Start Time", CMD_MAKE_START_HERE, "["), Item("Make End Time", CMD_MAKE_END_HERE, "]"),
            Item("Go To Time...", HCMD_GOTO, "Ctrl+G"), Separator(), Item(quantize, CMD_QUANTIZE, "Q")}));
+  // Variables > Show Variable > group > variable, from the edited object's tree.
+  menuentry shown = Sub("Show Variable", {});
+  if (vemotime *t = root->GetEditTarget()) {
+    intarraytree tree;
+    t->CollectTimeFloats(&tree);
+    std::function<void(const intarraytree &, std::vector<menuentry> &)> add =
+        [&](const intarraytree &from, std::vector<menuentry> &to) {
+          for (const intarraytree::entry &e : from.Entries()) {
+            if (e.branch) {
+              to.push_back(Sub(e.text, {}));
+              add(*e.branch, to.back().sub);
+            } else {
+              to.push_back(Item(e.text, CMD_SHOW_VARIABLE + e.value));
+            }
+          }
+        };
+    add(tree, shown.sub);
+  }
+  shown.enabled = !shown.sub.empty();
   bar.menus.push_back(
       Sub("Variables",
           {Item("Commit", CMD_COMMIT, "Ctrl+Return"), Item("Revert", CMD_REVERT, "Ctrl+R"), Separator(),
            Item(vemo::GetStringPtr(191), CMD_GROUP_NEXT, "G"), Item("Next Variable", CMD_VARIABLE_NEXT, "V"),
-           Separator(), Item(vemo::GetStringPtr(614), CMD_KEY_NEXT, "."),
+           shown, Separator(), Item(vemo::GetStringPtr(614), CMD_KEY_NEXT, "."),
            Item(vemo::GetStringPtr(615), CMD_KEY_PREVIOUS, ","), Item("Delete Key", CMD_KEY_DELETE, "K"),
            Separator(), Item("Forward Release", CMD_RELEASE_FORWARD, "Ctrl+1"),
            Item("Backward Release", CMD_RELEASE_BACKWARD, "Ctrl+2"),

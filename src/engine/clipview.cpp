@@ -535,7 +535,15 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
         ClipCriticalStart();
         if (ChangeVideoFormat(command - CMD_VIDEO_FORMAT)) r = QA_CHANGED | QA_UPDATE;
         ClipCriticalEnd();
-      } else if (command >= CMD_VIDEO_FPS && command < CMD_RANGE_END) {
+      } else if (command >= CMD_SHOW_VARIABLE && command < CMD_RANGE_END) {
+        timefloatmgr *mgr = target ? &target->GetTimeFloatMgr() : nullptr;
+        timefloat *tf = mgr ? mgr->GetTimeFloatPointer(command - CMD_SHOW_VARIABLE) : nullptr;
+        if (tf) {
+          mgr->SetCurrentGroup(tf->GetGroupID());
+          mgr->SetEditVariable(tf->Header().id);
+          r = QA_UPDATE;
+        }
+      } else if (command >= CMD_VIDEO_FPS && command < CMD_SHOW_VARIABLE) {
         editstep step(this, "Frame Rate");
         if (log) log->Changing(this);
         if (ChangeVideoFps(command - CMD_VIDEO_FPS)) r = QA_CHANGED | QA_UPDATE;

@@ -61,7 +61,8 @@ enum : int {
   CMD_CURRENT_AUDIO_EFFECT = 12100,  // + index
   CMD_VIDEO_FORMAT = 13000,          // + picture-size ID
   CMD_VIDEO_FPS = 14000,             // + frame-rate ID
-  CMD_RANGE_END = 15000,
+  CMD_SHOW_VARIABLE = 15000,         // + variable ID: its curve is shown
+  CMD_RANGE_END = 17000,
 };
 
 // The time a release lets a full swing take, in ms.

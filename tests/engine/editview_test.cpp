@@ -3,10 +3,12 @@
 // editor's keys, the menu commands, and the edit log's steps around each change.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "core/dialogs.h"
+#include "core/intarraytree.h"
 #include "core/uipalette.h"
 #include "core/vemowin.h"
 #include "effects/effect.h"
@@ -335,4 +337,32 @@ TEST_F(EditView, GeneratedClipsGoOntoANewTrackAtTheCurrentTime) {
   ASSERT_EQ(root.GetChildCount(), 4);
   EXPECT_STREQ(root.GetChild(3)->ClipGetText(), "Hello");
   EXPECT_EQ(root.GetCurrentChild(), root.GetChild(3));
+}
+
+TEST_F(EditView, TheVariablesFormAMenuTreeByGroup) {
+  intarraytree tree;
+  const int leaves = a->CollectTimeFloats(&tree);
+  const timefloatmgr &m = a->GetTimeFloatMgr();
+  EXPECT_EQ(leaves, m.GetCount() - m.GroupCount());
+  int branches = 0;
+  for (const intarraytree::entry &e : tree.Entries()) branches += e.branch != nullptr;
+  EXPECT_EQ(branches, m.GroupCount());
+  std::vector<std::string> texts;
+  std::vector<int> values;
+  tree.ToPopMenu(&texts, &values);
+  ASSERT_EQ(int(values.size()), leaves);
+  // "Source Rectangle > Source Left Edge" is among them, answering its ID.
+  const auto at = std::find(texts.begin(), texts.end(), "Source Rectangle > Source Left Edge");
+  ASSERT_NE(at, texts.end());
+  EXPECT_EQ(values[size_t(at - texts.begin())], 45);
+  HeadlessDialogs().choice_answer = int(at - texts.begin()) + 1;
+  EXPECT_EQ(tree.Pop(nullptr, "Show Variable"), 45);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(tree.Pop(nullptr, "Show Variable"), 0);
+  // Showing a variable makes its group current and its curve the shown one.
+  root.SelectCurrent(a);
+  Command(CMD_SHOW_VARIABLE + 47);
+  EXPECT_EQ(a->GetTimeFloatMgr().GetEditVariable(), 47);
+  int members[8];
+  EXPECT_EQ(a->GetTimeFloatMgr().GroupMembers(members, 8), 4);
 }
