@@ -8,6 +8,7 @@
 #include <string>
 
 #include "app/imagewrite.h"
+#include "core/dialogs.h"
 #include "core/intarraytree.h"
 #include "core/uipalette.h"
 #include "effects/effect.h"
@@ -70,6 +71,7 @@ menuentry Separator() {
 editwindow::editwindow() : ui(this) {}
 
 editwindow::~editwindow() {
+  if (&Dialogs() == &ui) SetDialogs(nullptr);
   project.reset();
   if (canvas) surface::SurfaceDelete(canvas);
   if (texture) SDL_DestroyTexture(texture);
@@ -96,7 +98,9 @@ bool editwindow::OpenWindow(std::string *error) {
 
 int editwindow::Run(const editoptions &o) {
   options = o;
-  project = std::make_unique<vemoproject>(&ui);
+  // The project loads with the batch answers (--yes); the window's own dialogs take over once
+  // it is open, so nothing is asked in a window that does not exist yet.
+  project = std::make_unique<vemoproject>(nullptr);
   if (!project->Ok()) {
     std::fprintf(stderr, "lumivaxel: the picture surfaces could not be created\n");
     return 1;
@@ -126,6 +130,7 @@ int editwindow::Run(const editoptions &o) {
     std::fprintf(stderr, "lumivaxel: the editing window could not be opened: %s\n", error.c_str());
     return 1;
   }
+  SetDialogs(&ui);
   SetStatus("Ready");
   while (!quit) {
     if (needcompose || Root()->GetCurrentTime() != composedtime ||
