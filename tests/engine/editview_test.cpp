@@ -15,6 +15,7 @@
 #include "engine/clip.h"
 #include "engine/editcommands.h"
 #include "engine/editlog.h"
+#include "media/dc.h"
 
 namespace {
 
@@ -365,4 +366,55 @@ TEST_F(EditView, TheVariablesFormAMenuTreeByGroup) {
   EXPECT_EQ(a->GetTimeFloatMgr().GetEditVariable(), 47);
   int members[8];
   EXPECT_EQ(a->GetTimeFloatMgr().GroupMembers(members, 8), 4);
+}
+
+TEST_F(EditView, TheViewIsDrawnWhereTheLayoutPutsIt) {
+  root.SelectCurrent(a);
+  root.SetCurrentTime(4000);
+  root.Layout(RECT{0, 0, 1072, 600});
+  timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
+  ASSERT_NE(tf, nullptr);
+  tf->SetValue(1000, tf->GetMaximum());  // an added key
+  std::vector<pix32> pixels(size_t(1072) * 600);
+  dc hdc(pixels.data(), 1072, 600, 1072);
+  root.Draw(&hdc, RECT{0, 0, 1072, 600}, 0);
+  // The time slider at 4 s crosses the tracks: column L + 400.
+  EXPECT_EQ(hdc.GetPixel(L + 400, 380), ui::kCursor);
+  EXPECT_EQ(hdc.GetPixel(L + 400, 590), ui::kCursor);
+  // B (not current) fills its rectangle inside its frame; A, current, is drawn selected with
+  // its trim grips at both ends.
+  EXPECT_EQ(hdc.GetPixel(L + 700, 375), ui::kClip);
+  EXPECT_EQ(hdc.GetPixel(L + 300, 415), ui::kClipSelected);
+  EXPECT_EQ(hdc.GetPixel(L + 201, 415), ui::kAccent);
+  EXPECT_EQ(hdc.GetPixel(L + 498, 415), ui::kAccent);
+  // An empty track and the ruler's background.
+  EXPECT_EQ(hdc.GetPixel(L + 100, 360), ui::kTrackA);
+  EXPECT_EQ(hdc.GetPixel(L + 150, 333), ui::kPanel);
+  // The added key is a square of its own colour where the curve editor maps it.
+  EXPECT_EQ(hdc.GetPixel(tf->KeyX(1000), tf->KeyY(tf->GetMaximum()) + 1), ui::kKeyAdded);
+  // The preview pane shows the composite (nothing composed yet: black).
+  EXPECT_EQ(hdc.GetPixel(200, 150), RGB(0, 0, 0));
+}
+
+TEST_F(EditView, GroupsAndVariablesStepAround) {
+  timefloatmgr &m = a->GetTimeFloatMgr();
+  root.SelectCurrent(a);
+  Command(CMD_SHOW_VARIABLE + 45);  // "Source Left Edge", first of "Source Rectangle"
+  EXPECT_EQ(Command(CMD_VARIABLE_NEXT), uint32_t(QA_UPDATE));
+  EXPECT_EQ(m.GetEditVariable(), 46);
+  Command(CMD_VARIABLE_NEXT);
+  Command(CMD_VARIABLE_NEXT);
+  Command(CMD_VARIABLE_NEXT);
+  EXPECT_EQ(m.GetEditVariable(), 45);  // round within the group
+  // The next group shows its first variable; after the last group the first comes again.
+  const int first = m.GetSelectedGroup();
+  std::vector<int> seen;
+  for (int i = 0; i < m.GroupCount(); ++i) {
+    Command(CMD_GROUP_NEXT);
+    m.FindCurrentGroup();
+    seen.push_back(m.GetSelectedGroup());
+  }
+  EXPECT_EQ(seen.back(), first);
+  std::sort(seen.begin(), seen.end());
+  EXPECT_EQ(std::unique(seen.begin(), seen.end()) - seen.begin(), m.GroupCount());
 }
