@@ -30,6 +30,7 @@ int CmdMake(int argc, char **argv, int first);
 int CmdPlugins(int argc, char **argv, int first);
 int CmdRun(int argc, char **argv, int first);
 int CmdPreview(int argc, char **argv, int first);
+int CmdEdit(int argc, char **argv, int first);
 
 // Loads the project at `path` into p, answering the engine's questions from --yes; prints the
 // engine's messages about missing media. False with a message printed when it cannot be read.

@@ -122,6 +122,23 @@ const command COMMANDS[] = {
      "own; Tab the next clip becomes current; F full screen; F12 a screenshot preview-FRAME.png;\n"
      "Q or Escape quit.\n",
      CmdPreview},
+    {"edit", "the editing window: arrangement, variables and curves, effects, preview, making",
+     "usage: lumivaxel edit [PROJECT.vmp] [--at SEC] [--select CLIP] [--size WxH] [--screenshot OUT.png]\n"
+     "                      [--yes] [--verbose]\n"
+     "\n"
+     "Opens the editing window on PROJECT (a new project without one): the composite at the\n"
+     "current time, the variables of the selected clip or effect with the curve of one of them,\n"
+     "and the arrangement of the clips on their tracks below. Drag a clip to move it, its ends to\n"
+     "trim it, the ruler to move the time; click on a curve to add a key, drag a key to move it,\n"
+     "right-click it to delete it. Every menu command has a key (Help > Keys lists them; F10 or\n"
+     "Alt opens the menus). Needs a display; exit status 0 when the window is closed.\n"
+     "  --at SEC            the time shown first, in seconds (default 0)\n"
+     "  --select CLIP       the clip whose variables the editor shows first (default the first)\n"
+     "  --size WxH          the window's size (default 1280x800)\n"
+     "  --screenshot FILE   draw the window once into a PNG or BMP and end\n"
+     "  -y, --yes           answer yes to the engine's questions while the project loads\n"
+     "  --verbose           print the layout of the arrangement and the curve when it changes\n",
+     CmdEdit},
     {nullptr, nullptr, nullptr, nullptr},
 };
 

@@ -56,6 +56,14 @@ int headless_dialogs::Choose(HWND, const char *, const std::vector<std::string> 
   return choice_answer;
 }
 
+bool dialogs::AskText(HWND, const char *, const char *, std::string &) { return false; }
+
+bool headless_dialogs::AskText(HWND, const char *, const char *, std::string &text) {
+  if (text_answer.empty()) return false;
+  text = text_answer;
+  return true;
+}
+
 int dialogs::AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int) {
   return MessageBox(owner, text, caption, boxbuttons::yesnocancel, icon);
 }

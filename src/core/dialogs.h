@@ -43,6 +43,10 @@ class dialogs {
   virtual bool ChooseFromList(HWND owner, const char *title, const std::vector<std::string> &entries,
                               int selected, int *chosen);
 
+  // Asks for one line of text, `text` offered and on true holding the answer. By default
+  // there is no way to type, so nothing is asked (false).
+  virtual bool AskText(HWND owner, const char *title, const char *prompt, std::string &text);
+
   virtual void SetCursor(cursorkind) {}
   virtual void SetCapture(HWND) {}
   virtual void ReleaseCapture() {}
@@ -55,6 +59,7 @@ class headless_dialogs : public dialogs {
   bool answer_yes = false;          // OK/Yes instead of Cancel/No
   std::string file_answer;          // the path a file dialog returns; empty cancels
   int choice_answer = 0;            // the entry Choose returns (index + 1), 0 for none
+  std::string text_answer;          // the text AskText returns; empty cancels
   // A list keeps the entry it opened with when answer_yes is set and choice_answer is 0.
 
   // What the engine did last, for callers that check it.
@@ -77,6 +82,7 @@ class headless_dialogs : public dialogs {
   int AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int defaultanswer) override;
   bool ChooseFromList(HWND owner, const char *title, const std::vector<std::string> &entries, int selected,
                       int *chosen) override;
+  bool AskText(HWND owner, const char *title, const char *prompt, std::string &text) override;
   void SetCursor(cursorkind c) override { cursor = c; }
   void SetCapture(HWND w) override {
     capture = w;

@@ -17,6 +17,8 @@
 #include "core/platform.h"
 #include "media/pix32.h"
 
+struct font;
+
 class surface;
 class vemowin;
 struct KORSurface;
@@ -185,6 +187,28 @@ class vemo {
   static double Map2RectY(int y, double lo, double hi, RECT r);
   // Rotates the vector (x, y) by theta radians counter-clockwise in place.
   static void rot2D(double &x, double &y, double theta);
+
+  // ---- Drawing helpers of the interface (drawing.cpp) ----
+  // A filled rectangle with a one-pixel frame (frame colour -1: none).
+  static void DrawRectangle(HDC hdc, RECT r, COLORREF fill, int64_t frame = -1);
+  // Text laid out in r by DT_* flags: on a filled background, bare, or embossed (a light copy
+  // one pixel below and right, then the text). The font is the context's selected one.
+  static void DrawTextRectangle(HDC hdc, const char *text, RECT r, COLORREF colour, COLORREF back,
+                                uint32_t flags);
+  static void DrawTextOnly(HDC hdc, const char *text, RECT r, COLORREF colour, uint32_t flags);
+  static void DrawTextOnly(HDC hdc, int string_id, RECT r, COLORREF colour, uint32_t flags);
+  static void DrawTextRaised(HDC hdc, const char *text, RECT r, COLORREF colour, COLORREF light,
+                             uint32_t flags);
+  // Pop-up choices through the host's dialogs, titled `title`: the chosen entry, 0 for none.
+  // From a zero-terminated list of numbers (shown as numbers; the number is returned), of
+  // resource string IDs (shown as their texts; the ID is returned), or of names in a table of
+  // fixed-width rows or of pointers (index + 1 is returned).
+  static int PopNonZeroInts(HWND hwnd, const int *values, const char *title);
+  static int PopResStrings(HWND hwnd, const int *ids, const char *title);
+  static int PopArrayNameIndex(HWND hwnd, const char *table, int stride, int count, const char *title);
+  static int PopArrayNamePtrIndex(HWND hwnd, const char *const *names, int count, const char *title);
+  // Selects the interface font of `height` pixels (bold when asked); returns the one before.
+  static font VemoSelectFont(HDC hdc, int height, bool bold = false);
 
  protected:
   HICON iconhandle = nullptr;

@@ -124,3 +124,55 @@ RECT clip::ArrLayout(RECT area) {
   }
   return area;
 }
+
+int clip::ArrTimeAt(int x) const {
+  const int64_t span = visiblespan > 0 ? visiblespan : std::max(size, 1);
+  const int64_t width = int64_t(arrarea.right) - arrarea.left;
+  if (width <= 0) return Clamp32(int64_t(viewstart) + x);
+  return Clamp32(int64_t(viewstart) + (int64_t(x) - arrarea.left) * span / width);
+}
+
+int clip::ArrXAt(int t) const {
+  const int64_t span = visiblespan > 0 ? visiblespan : std::max(size, 1);
+  const int64_t width = int64_t(arrarea.right) - arrarea.left;
+  if (width <= 0) return Clamp32(int64_t(t) - viewstart);
+  return Clamp32(arrarea.left + (int64_t(t) - viewstart) * width / span);
+}
+
+clip::arrhit clip::ArrHitTest(POINT pt) {
+  arrhit h;
+  if (pt.x < arrarea.left || pt.x >= arrarea.right) return h;
+  h.time = ArrTimeAt(pt.x);
+  if (pt.y >= rulerrect.top && pt.y < rulerrect.bottom) {
+    h.part = ARR_RULER;
+    return h;
+  }
+  if (pt.y < arrarea.top || pt.y >= arrarea.bottom || bandheight <= 0) return h;
+  h.part = ARR_TRACK;
+  h.track = (pt.y - arrarea.top) / bandheight;
+  for (int i = childcount - 1; i >= 0; --i) {
+    clip *c = children[i];
+    const RECT &r = c->arrrect;
+    if (pt.x < r.left || pt.x >= r.right || pt.y < r.top || pt.y >= r.bottom) continue;
+    h.child = c;
+    h.part = ARR_CLIP;
+    // Narrow clips are all body, so they can still be moved.
+    if (r.right - r.left >= 3 * kArrEdge) {
+      if (pt.x < r.left + kArrEdge)
+        h.part = ARR_HEAD;
+      else if (pt.x >= r.right - kArrEdge)
+        h.part = ARR_TAIL;
+    }
+    return h;
+  }
+  return h;
+}
+
+uint32_t clip::ArrScroll(int ms) {
+  const int span = visiblespan > 0 ? visiblespan : GetSize();
+  const int last = std::max(0, GetSize() - span);
+  const int v = int(std::clamp<int64_t>(int64_t(viewstart) + ms, 0, last));
+  if (v == viewstart) return 0;
+  viewstart = v;
+  return QA_UPDATE;
+}

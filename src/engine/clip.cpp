@@ -1,6 +1,7 @@
 // clip: the record, the tree and its tracks, kinds and formats, variables, the clip time mapper,
 // effects of a clip, the small queries and the critical section.
 #include "engine/clip.h"
+#include "engine/editlog.h"
 
 #include <strings.h>
 
@@ -371,6 +372,13 @@ uint32_t clip::ArrangeChildDelete() {
   if (Dialogs().MessageBox(GetWindow(), text.c_str(), "Question", boxbuttons::yesno, boxicon::question) !=
       IDYES)
     return 0;
+  // The gap closes and the tracks compress, so every sibling may move: all are in the step.
+  editstep step(this, "Delete");
+  if (editlog *log = GetEditLog()) {
+    for (int i = 0; i < childcount; ++i)
+      if (children[i] != currentchild) log->Changing(children[i]);
+    log->Removing(currentchild);
+  }
   ClipCriticalStart();
   uint32_t r = ChildDelete(currentchild);
   r |= ArrMakeSpace();

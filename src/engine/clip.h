@@ -16,7 +16,9 @@
 //
 // The members are grouped by the file that implements them: clip.cpp (record, tree, tracks,
 // variables, formats, time mapper, queries), compose.cpp, mixing.cpp, projectfile.cpp,
-// clipimport.cpp and arrangement.cpp.
+// clipimport.cpp, arrangement.cpp (the view's rules, layout and hit-testing), arrangedraw.cpp
+// (its drawing), arrangemouse.cpp (its mouse) and clipview.cpp (the root's panes, commands, tips
+// and help in the editing window).
 #pragma once
 
 #include <atomic>
@@ -177,6 +179,50 @@ class clip : public vemotime {
   bool Command(const char *command, char *result) override;
   // The picture the interface shows: an arrangement's display surface, else the clip's frame.
   KORSurface *GetUISurface() override;
+
+  // ---- The editing window (clipview.cpp) ----
+  // The root lays its client area out in three panes: the composite's preview and the editor
+  // of the current object's variables side by side above, the arrangement view (time ruler and
+  // tracks) below. Other clips keep the base's behaviour.
+  RECT Layout(RECT rc) override;
+  int Draw(HDC hdc, RECT rc, int flags) override;
+  // Mouse messages of the window: a drag goes on to whoever took the capture; otherwise the
+  // pane under the point answers. Every change is a step of the edit log.
+  uint32_t QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) override;
+  // The commands of the window's menus (engine/editcommands.h); *result gets the action flags.
+  bool QueryCommand(HWND hwnd, int command, uint32_t *result) override;
+  // As any object, and a change marks the whole path to the root dirty.
+  uint32_t ExitQueryAction(uint32_t flags) override;
+  // The root keeps the tip for the host to show; an empty text takes it away.
+  bool TipTheTool(const char *text, RECT rc) override;
+  bool TipTheTool(int string_id, RECT rc) override;
+  // The root keeps the topic (a resource string ID) for the host's help box.
+  uint32_t ShowHelp(int topic) override;
+  const std::string &GetTip() const { return tiptext; }
+  RECT GetTipRect() const { return tiprect; }
+  int TakeHelpTopic() {
+    const int t = helptopic;
+    helptopic = 0;
+    return t;
+  }
+  // The help text of a topic: an effect's registered text, else a variable's or command's name.
+  static std::string HelpText(int topic);
+  RECT GetPreviewRect() const { return previewrect; }
+  RECT GetEditorRect() const { return editorrect; }
+  RECT GetRulerRect() const { return rulerrect; }
+  // The column left of the tracks that names them; the arrangement view lies right of it.
+  static constexpr int kTrackHead = 72;
+  RECT GetTrackHeadRect() const { return trackheadrect; }
+  // What the editor pane shows: the current child, or its current video or audio effect.
+  enum : int { EDIT_CLIP = 0, EDIT_VIDEO_EFFECT = 1, EDIT_AUDIO_EFFECT = 2 };
+  vemotime *GetEditTarget();
+  void SetEditTarget(int kind) { edittarget = kind; }
+  int GetEditTargetKind() const { return edittarget; }
+  // Pending (uncommitted) edits anywhere in the subtree: variables of clips and effects.
+  bool ClipHasPendingEdits();
+  // The locator: a mark in the root's time set with "Set Locator"; -1 when none.
+  int GetLocator() const { return locator; }
+  void SetLocator(int t) { locator = t; }
 
   // ---- Record ----
   // Puts every field into its empty state (used by the constructors).
@@ -475,6 +521,30 @@ class clip : public vemotime {
   // Places every child's arrangement rectangle for the track area `area`; an empty area
   // lays out one pixel per millisecond of the visible span.
   RECT ArrLayout(RECT area);
+  // What lies under a point of the view: the ruler, a clip's body or one of its ends (the
+  // outer kArrEdge pixels of a clip at least 3 * kArrEdge wide), an empty track, or nothing.
+  enum : int { ARR_NONE = 0, ARR_RULER, ARR_TRACK, ARR_CLIP, ARR_HEAD, ARR_TAIL };
+  static constexpr int kArrEdge = 5;
+  struct arrhit {
+    int part = ARR_NONE;
+    clip *child = nullptr;  // for ARR_CLIP, ARR_HEAD and ARR_TAIL
+    int track = -1;         // the track under the point (tracks and clips)
+    int time = 0;           // the time under the point (view time, ms)
+  };
+  // Later children lie above earlier ones, so the last child whose rectangle holds the point wins.
+  arrhit ArrHitTest(POINT pt);
+  // The view time at client x and the client x of a time, by the layout's own rounding.
+  int ArrTimeAt(int x) const;
+  int ArrXAt(int t) const;
+  // Moves the view start by `ms` within 0 .. length - visible span; QA_UPDATE when it moved.
+  uint32_t ArrScroll(int ms);
+  // Draws the view: ruler, tracks, clips with names and sound envelopes, the make range, the
+  // locator and the time slider (arrangedraw.cpp).
+  int ArrDraw(HDC hdc);
+  // The view's mouse: select, move across time and tracks, trim either end, scrub the ruler,
+  // zoom and scroll with the wheel (arrangemouse.cpp).
+  uint32_t QAHandleArrOpts(HWND hwnd, uint32_t message, POINT pt, int keys);
+  void SetViewStart(int t) { viewstart = t < 0 ? 0 : t; }
   // The drag: where it started and where the mouse is now (client x).
   void ArrSetDrag(int start_x, int now_x) {
     dragstartx = start_x;
@@ -604,6 +674,28 @@ class clip : public vemotime {
   int makefirst = 0;  // the frames made, of the make range's frames
   int makelast = -1;
   int32_t displaystate = 0;
+  int32_t locator = -1;
+
+  // The editing window (root): panes, the drag in progress, the tip and the help topic.
+  RECT previewrect{};
+  RECT editorrect{};
+  RECT rulerrect{};
+  RECT trackheadrect{};
+  int32_t edittarget = EDIT_CLIP;
+  enum : int { DRAG_NONE, DRAG_MOVE, DRAG_HEAD, DRAG_TAIL, DRAG_SCRUB, DRAG_EDITOR };
+  int32_t dragmode = DRAG_NONE;
+  clip *dragclip = nullptr;
+  int32_t dragpos = 0, dragsize = 0, dragoffset = 0, dragtrack = 0;
+  bool dragchanged = false;
+  std::string tiptext;
+  RECT tiprect{};
+  int32_t helptopic = 0;
+  // Starts a step of the edit log about `c` (null: no clip changes yet); EndEdit closes it,
+  // dropping it when nothing changed.
+  void BeginEdit(const char *what, clip *c);
+  void EndEdit(bool changed);
+  uint32_t EditorAction(HWND hwnd, uint32_t message, POINT pt, int keys);
+  uint32_t EffectCommand(int command);
 
   // Collected state.
   bool statevideo = false;

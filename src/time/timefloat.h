@@ -179,6 +179,24 @@ class timefloat : public UIItem {
   bool IsChanged() const { return changed != 0; }
   int GetViewFrom() const { return viewfrom; }
   int GetViewTo() const { return viewto; }
+  // ---- The curve editor (tfeditor.cpp) ----
+  // The curve over its viewing range in the rectangle of the last Layout: the time runs from
+  // the viewing range's start at the left column to its end at the right one, the value from
+  // the minimum at the bottom row to the maximum at the top, each rounded to the nearest pixel.
+  RECT Layout(RECT rc) override;
+  int Draw(HDC hdc, RECT rc, int flags) override;
+  // Left press on empty ground adds a key there and drags it; on a key drags the key (in time
+  // between its neighbours, and in value); right press on a key deletes it.
+  uint32_t QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) override;
+  RECT GetDrawRect() const { return drawrect; }
+  int KeyX(int t) const;
+  int KeyY(double v) const;
+  int TimeAtX(int x) const;
+  double ValueAtY(int y) const;
+  // The index of the key drawn under the point (within kKeyHit pixels), -1 when none.
+  static constexpr int kKeyHit = 4;
+  int KeyAt(POINT p) const;
+
   // Places the curve in the object tree without the drawing set-up of UIItemInit (which needs
   // a surface manager and a window context, absent in batch use).
   void Attach(vemo *parent, surface *s, vemowin *w);
@@ -211,4 +229,7 @@ class timefloat : public UIItem {
   COLORREF colour1 = 0;
   COLORREF colour2 = RGB(192, 192, 192);
   std::string text;
+  RECT drawrect{};
+  bool dragging = false;
+  int32_t dragtime = 0;
 };

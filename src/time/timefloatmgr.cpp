@@ -35,6 +35,7 @@ void timefloatmgr::CopyFrom(const timefloatmgr &other) {
   for (int i = 0; i < kMaxVariables; ++i) vars[i] = other.vars[i];
   currentgroup = other.currentgroup;
   selectedgroup = other.selectedgroup;
+  editvar = other.editvar;
   InitButtons();
 }
 

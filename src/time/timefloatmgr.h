@@ -109,6 +109,30 @@ class timefloatmgr : public UIItem {
   // Places the manager and its variables under `parent` (variables share the manager's parent).
   void Attach(vemo *parent, surface *s, vemowin *w);
 
+  // ---- The variable editor (tfeditor.cpp) ----
+  // A header with the current group's name (a press pops the groups up), the group's
+  // variables listed with their values at the current time (a press picks the one shown), and
+  // the picked variable's curve over the viewing range.
+  RECT Layout(RECT rc) override;
+  int Draw(HDC hdc, RECT rc, int flags) override;
+  uint32_t QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) override;
+  // The stretch of local time the curves show (the owner's material: offset .. offset + size).
+  void SetViewingRange(int from, int to) {
+    viewfrom = from;
+    viewto = to;
+  }
+  // The variable whose curve is shown (an ID); 0 picks the current group's first.
+  int GetEditVariable();
+  void SetEditVariable(int id) { editvar = id; }
+  timefloat *GetEditCurve() { return GetTimeFloatPointer(GetEditVariable()); }
+  // The group after the current one, and the variable after the shown one within its group.
+  uint32_t NextGroup();
+  uint32_t NextVariable();
+  // Indices of the variables of the current group (without its header), in order.
+  int GroupMembers(int *out, int capacity);
+  RECT GetHeaderRect() const { return headerrect; }
+  RECT GetListRect() const { return listrect; }
+
  private:
   void InitButtons();
   void CopyFrom(const timefloatmgr &other);
@@ -122,4 +146,10 @@ class timefloatmgr : public UIItem {
   UIItemButton parametersbutton;
   UIItemButtonNext nextbutton;
   UIItemButtonPrev prevbutton;
+  int32_t editvar = 0;
+  int32_t viewfrom = 0;
+  int32_t viewto = 0;
+  RECT headerrect{};
+  RECT listrect{};
+  RECT curverect{};
 };

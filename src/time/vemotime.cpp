@@ -9,6 +9,7 @@
 
 #include "core/commandline.h"
 #include "core/dialogs.h"
+#include "core/intarraytree.h"
 #include "core/uiitems.h"
 #include "time/declared_vars.h"
 
@@ -256,6 +257,21 @@ uint32_t vemotime::SelectCurrentTimeFloat(HWND hwnd) {
   const int choice = Dialogs().Choose(hwnd, GetStringPtr(timefloatmgr::ID_PARAMETERS_BUTTON), entries);
   if (choice < 1 || choice > static_cast<int>(ids.size())) return 0;
   return SetCurrentTimeFloat(ids[static_cast<size_t>(choice - 1)]);
+}
+
+int vemotime::CollectTimeFloats(intarraytree *tree) {
+  if (!tree) return 0;
+  intarraytree *group = tree;
+  int n = 0;
+  for (int i = 0; i < tfmgr.GetCount(); ++i) {
+    const timefloat *tf = tfmgr.GetTimeFloatByIndex(i);
+    if (IsGroup(*tf)) {
+      group = tree->AddBranch(tf->GetText());
+      continue;
+    }
+    n += group->Add(tf->Header().id, tf->GetText()) ? 1 : 0;
+  }
+  return n;
 }
 
 int vemotime::GuessCurrentTimeFloat() {

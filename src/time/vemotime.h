@@ -7,7 +7,8 @@
 //   and edited at the manager's local time, which follows the object's (SetCurrentTime).
 // - Pending edits belong to the variables and to the musical time; Commit, Revert and Reset
 //   act on both and return their results or-ed.
-// - The drawing operations keep their base behaviour until the drawing context exists.
+// - The variable editor of an object is its manager's (tfDraw, tfLayout, tfQueryAction, in
+//   time/tfeditor.cpp); the object's own drawing is its derived class's.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,8 @@
 #include "media/pix32.h"
 #include "time/mtime.h"
 #include "time/timefloatmgr.h"
+
+class intarraytree;
 
 class vemotime : public UIItem {
  public:
@@ -82,6 +85,9 @@ class vemotime : public UIItem {
   // The selected variable, or else selects the first variable that is not a group header;
   // its ID, 0 when there is none.
   int GuessCurrentTimeFloat();
+  // The object's variables as a menu tree: a branch per group with its variables as leaves
+  // (their IDs), variables before the first group as leaves of the top; the number of leaves.
+  int CollectTimeFloats(intarraytree *tree);
 
   // ---- Animated rectangles ----
   bool RectCreateSource();       // the group and the four source edges; true

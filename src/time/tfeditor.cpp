@@ -1,0 +1,312 @@
+// The curve and variable editors: a variable's keys drawn over its viewing range and edited
+// with the mouse; the variable manager's group header and list of the group's variables.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "core/dialogs.h"
+#include "core/uipalette.h"
+#include "media/dc.h"
+#include "time/timefloatmgr.h"
+
+namespace {
+
+bool Inside(POINT p, RECT r) { return vemo::PointInRect(&p, &r) != 0; }
+
+bool IsGroup(const timefloat &tf) { return (tf.GetKind() & TF_KIND_GROUP) == TF_KIND_GROUP; }
+
+// A curve's own colour when it has one (red, green or blue channels), else the default.
+COLORREF CurveColour(const timefloat &tf) {
+  const COLORREF c = tf.GetColor1();
+  return c == 0 || c == 0xFFFFFFFF
+             ? ui::kAccent
+             : RGB(std::min(255, int(c & 0xFF) * 2), std::min(255, int((c >> 8) & 0xFF) * 2),
+                   std::min(255, int((c >> 16) & 0xFF) * 2));
+}
+
+}  // namespace
+
+// ---- timefloat: one curve ----
+
+int timefloat::KeyX(int t) const { return MapXInRect(t, viewfrom, viewto, drawrect); }
+int timefloat::KeyY(double v) const { return MapYInRect(v, data.minimum, data.maximum, drawrect); }
+int timefloat::TimeAtX(int x) const { return int(std::lround(Map2RectX(x, viewfrom, viewto, drawrect))); }
+double timefloat::ValueAtY(int y) const { return Map2RectY(y, data.minimum, data.maximum, drawrect); }
+
+int timefloat::KeyAt(POINT p) const {
+  for (int i = data.count - 1; i >= 0; --i) {
+    if (std::abs(p.x - KeyX(keys[i].time)) <= kKeyHit &&
+        std::abs(p.y - KeyY(BoundedValue(keys[i].value))) <= kKeyHit)
+      return i;
+  }
+  return -1;
+}
+
+RECT timefloat::Layout(RECT rc) {
+  drawrect = rc;
+  return rc;
+}
+
+int timefloat::Draw(HDC hdc, RECT rc, int) {
+  if (!hdc || !checkrec(rc)) return 0;
+  drawrect = rc;
+  const RECT saved = hdc->GetClipRect();
+  hdc->SetClipRect(And(saved, Reduce(rc, -kKeyHit - 1)));
+  DrawRectangle(hdc, rc, ui::kWindow, ui::kLine);
+  // Grid: the bounds, the middle and zero when it lies between them.
+  const font before = VemoSelectFont(hdc, ui::kFont - 2);
+  const double mid = (data.minimum + data.maximum) / 2;
+  for (double v : {data.maximum, mid, data.minimum, 0.0}) {
+    if (v < data.minimum || v > data.maximum) continue;
+    const int y = KeyY(v);
+    hdc->FillRect(RECT{rc.left, y, rc.right, y + 1}, ui::kLine);
+    char label[32];
+    std::snprintf(label, sizeof label, "%g", v);
+    DrawTextOnly(hdc, label, RECT{rc.left + 3, std::min<int>(y + 1, rc.bottom - 14), rc.left + 80, rc.bottom},
+                 ui::kTextDim, DT_LEFT | DT_TOP | DT_SINGLELINE);
+  }
+  // The curve, one sample per column.
+  hdc->SelectPen(pen{CurveColour(*this), 2, false});
+  for (int x = rc.left; x < rc.right; ++x) {
+    const int y = KeyY(GetValue(TimeAtX(x)));
+    if (x == rc.left)
+      hdc->MoveTo(x, y);
+    else
+      hdc->LineTo(x, y);
+  }
+  // The current time.
+  const int cx = KeyX(currenttime);
+  if (currenttime >= viewfrom && currenttime <= viewto)
+    hdc->FillRect(RECT{cx, rc.top, cx + 1, rc.bottom}, ui::kCursor);
+  // Keys: committed, modified and added ones in their own colours.
+  for (int i = 0; i < data.count; ++i) {
+    const COLORREF c = keys[i].state == TF_KEY_ADDED      ? ui::kKeyAdded
+                       : keys[i].state == TF_KEY_MODIFIED ? ui::kKeyModified
+                                                          : ui::kKeyCommitted;
+    const POINT k{KeyX(keys[i].time), KeyY(BoundedValue(keys[i].value))};
+    DrawRectangle(hdc, RECT{k.x - 3, k.y - 3, k.x + 4, k.y + 4}, c, ui::kWindow);
+  }
+  hdc->SelectFont(before);
+  hdc->SetClipRect(saved);
+  return 1;
+}
+
+uint32_t timefloat::QueryAction(HWND, uint32_t message, POINT pt, int) {
+  switch (message) {
+    case WM_LBUTTONDOWN: {
+      if (!Inside(pt, Reduce(drawrect, -kKeyHit))) return 0;
+      const int k = KeyAt(pt);
+      dragging = true;
+      if (k >= 0) {
+        dragtime = keys[k].time;
+        return QA_CAPTURE | QA_UPDATE;
+      }
+      dragtime = std::clamp(TimeAtX(pt.x), std::min(viewfrom, viewto), std::max(viewfrom, viewto));
+      SetValue(dragtime, ValueAtY(pt.y));
+      if (data.flags & TF_FLAG_SINGLE) dragtime = keys[0].time;
+      return QA_CAPTURE | QA_CHANGED | QA_UPDATE;
+    }
+    case WM_MOUSEMOVE: {
+      if (!dragging) {
+        const int k = KeyAt(pt);
+        if (k < 0) return 0;
+        char tip[96];
+        std::snprintf(tip, sizeof tip, "%s: %.3f s, %g", text.c_str(), keys[k].time / 1000.0, keys[k].value);
+        TipTheTool(tip, RECT{pt.x, pt.y, pt.x + 1, pt.y + 1});
+        return 0;
+      }
+      int t = std::clamp(TimeAtX(pt.x), std::min(viewfrom, viewto), std::max(viewfrom, viewto));
+      const double v = ValueAtY(pt.y);
+      int i = 0;
+      const bool found = data.count > 0 && GetIndex(dragtime, &i);
+      if (!found) return 0;
+      // A key moves in time only between its neighbours, so keys never pass each other.
+      if (data.flags & TF_FLAG_SINGLE) t = dragtime;
+      if (i > 0) t = std::max(t, keys[i - 1].time + 1);
+      if (i < data.count - 1) t = std::min(t, keys[i + 1].time - 1);
+      if (keys[i].state == TF_KEY_COMMITTED) {
+        keys[i].state = TF_KEY_MODIFIED;
+        keys[i].saved = keys[i].value;
+      }
+      keys[i].time = t;
+      keys[i].value = v;
+      changed = 1;
+      dragtime = t;
+      return QA_CHANGED | QA_UPDATE;
+    }
+    case WM_LBUTTONUP:
+      if (!dragging) return 0;
+      dragging = false;
+      return QA_RELEASE | QA_UPDATE;
+    case WM_RBUTTONDOWN: {
+      const int k = KeyAt(pt);
+      if (k < 0) return 0;
+      KillValue(keys[k].time);
+      return QA_CHANGED | QA_UPDATE;
+    }
+    default:
+      return 0;
+  }
+}
+
+// ---- timefloatmgr: the variable editor ----
+
+int timefloatmgr::GroupMembers(int *out, int capacity) {
+  int n = 0;
+  const int header = FindCurrentGroup();
+  const int first = header < 0 ? 0 : header + 1;
+  for (int i = first; i < data.count && n < capacity; ++i) {
+    if (IsGroup(vars[i])) {
+      if (header >= 0) break;
+      continue;
+    }
+    out[n++] = i;
+  }
+  return n;
+}
+
+int timefloatmgr::GetEditVariable() {
+  int members[kMaxVariables];
+  const int n = GroupMembers(members, kMaxVariables);
+  for (int i = 0; i < n; ++i)
+    if (vars[members[i]].Header().id == editvar) return editvar;
+  editvar = n ? vars[members[0]].Header().id : 0;
+  return editvar;
+}
+
+uint32_t timefloatmgr::NextGroup() {
+  int first = 0, next = 0;
+  bool seen = false;
+  FindCurrentGroup();
+  for (int i = 0; i < data.count; ++i) {
+    if (!IsGroup(vars[i])) continue;
+    const int id = vars[i].Header().id;
+    if (!first) first = id;
+    if (seen && !next) next = id;
+    if (id == selectedgroup) seen = true;
+  }
+  const int g = next ? next : first;
+  if (!g || g == currentgroup) return 0;
+  currentgroup = g;
+  editvar = 0;
+  return QA_UPDATE;
+}
+
+uint32_t timefloatmgr::NextVariable() {
+  int members[kMaxVariables];
+  const int n = GroupMembers(members, kMaxVariables);
+  if (n < 2) return 0;
+  const int current = GetEditVariable();
+  for (int i = 0; i < n; ++i)
+    if (vars[members[i]].Header().id == current) {
+      editvar = vars[members[(i + 1) % n]].Header().id;
+      return QA_UPDATE;
+    }
+  return 0;
+}
+
+RECT timefloatmgr::Layout(RECT rc) {
+  RECT r = rc;
+  headerrect = SplitTop(&r, ui::kRowHeight + 4);
+  listrect = SplitLeft(&r, std::clamp(RCWID(r) * 2 / 5, 120, 260));
+  curverect = Reduce(r, 8);
+  if (timefloat *tf = GetEditCurve()) {
+    tf->SetViewingRange(viewfrom, viewto);
+    tf->Layout(curverect);
+  }
+  return rc;
+}
+
+int timefloatmgr::Draw(HDC hdc, RECT rc, int flags) {
+  if (!hdc) return 0;
+  DrawRectangle(hdc, rc, ui::kWindow);
+  DrawRectangle(hdc, headerrect, ui::kPanel);
+  const font before = VemoSelectFont(hdc, ui::kFont, true);
+  FindCurrentGroup();
+  const timefloat *group = GetTimeFloatPointer(selectedgroup);
+  char title[320];
+  std::snprintf(title, sizeof title, "%s  \xE2\x96\xBE",
+                group ? group->GetText() : GetStringPtr(ID_PARAMETERS_BUTTON));
+  RECT hr = Reduce(headerrect, 3);
+  hr.left += 4;
+  DrawTextOnly(hdc, title, hr, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+  VemoSelectFont(hdc, ui::kFont - 2);
+  DrawTextOnly(hdc, ID_GROUPS_BUTTON, hr, ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
+
+  VemoSelectFont(hdc, ui::kFont);
+  int members[kMaxVariables];
+  const int n = GroupMembers(members, kMaxVariables);
+  const int shown = GetEditVariable();
+  RECT row{listrect.left, listrect.top + 2, listrect.right - 1, listrect.top + 2 + ui::kRowHeight};
+  for (int i = 0; i < n && row.bottom <= listrect.bottom; ++i) {
+    timefloat &tf = vars[members[i]];
+    const bool current = tf.Header().id == shown;
+    if (current) DrawRectangle(hdc, row, ui::kClipSelected);
+    RECT t = Reduce(row, 2);
+    t.left += 6;
+    if (tf.HasValues())
+      hdc->FillRect(RECT{row.left + 2, row.top + 8, row.left + 5, row.top + 11}, ui::kKeyModified);
+    DrawTextOnly(hdc, tf.GetText(), t, current ? ui::kText : ui::kTextDim,
+                 DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+    char value[32];
+    std::snprintf(value, sizeof value, "%.3f", tf.GetValue(currenttime));
+    DrawTextOnly(hdc, value, t, ui::kText, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
+    row.top += ui::kRowHeight;
+    row.bottom += ui::kRowHeight;
+  }
+  hdc->FillRect(RECT{listrect.right - 1, listrect.top, listrect.right, listrect.bottom}, ui::kLine);
+  hdc->SelectFont(before);
+  if (timefloat *tf = GetEditCurve()) {
+    tf->SetViewingRange(viewfrom, viewto);
+    tf->SetCurrentTime(currenttime);
+    tf->Draw(hdc, curverect, flags);
+  } else {
+    DrawTextOnly(hdc, "No variables", curverect, ui::kTextDim, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+  }
+  return 1;
+}
+
+uint32_t timefloatmgr::QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
+  if (captured) {
+    const uint32_t r = ExitChildQueryAction(&curverect, captured, hwnd, message, pt, keys);
+    if (r & QA_CHANGED) changed = 1;
+    return r;
+  }
+  if (message == WM_LBUTTONDOWN && Inside(pt, headerrect)) return QAPopGroups(hwnd);
+  if (Inside(pt, listrect)) {
+    const int i = (pt.y - listrect.top - 2) / ui::kRowHeight;
+    int members[kMaxVariables];
+    const int n = GroupMembers(members, kMaxVariables);
+    if (i < 0 || i >= n) return 0;
+    timefloat &tf = vars[members[i]];
+    if (message == WM_MOUSEMOVE) {
+      TipTheTool(tf.GetText(), RECT{pt.x, pt.y, pt.x + 1, pt.y + 1});
+      return 0;
+    }
+    if (message == WM_LBUTTONDBLCLK) {
+      // A value typed in: a key at the current time (a pending edit, as a click would set).
+      char value[64];
+      std::snprintf(value, sizeof value, "%g", tf.GetValue(currenttime));
+      std::string text = value;
+      char prompt[320];
+      std::snprintf(prompt, sizeof prompt, "%s at %.3f s (%g to %g):", tf.GetText(), currenttime / 1000.0,
+                    tf.GetMinimum(), tf.GetMaximum());
+      double v = 0;
+      char tail = 0;
+      if (!Dialogs().AskText(hwnd, tf.GetText(), prompt, text) ||
+          std::sscanf(text.c_str(), "%lf %c", &v, &tail) != 1)
+        return QA_UPDATE;
+      editvar = tf.Header().id;
+      timefloatset(editvar, currenttime, v);
+      return QA_CHANGED | QA_UPDATE;
+    }
+    if (message != WM_LBUTTONDOWN) return 0;
+    editvar = tf.Header().id;
+    return QA_UPDATE;
+  }
+  timefloat *tf = GetEditCurve();
+  if (!tf) return 0;
+  const uint32_t r = ExitChildQueryAction(&curverect, tf, hwnd, message, pt, keys);
+  if (r & QA_CHANGED) changed = 1;
+  return r;
+}

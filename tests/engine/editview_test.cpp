@@ -1,0 +1,420 @@
+// The editing window's engine half without a window: the root's panes, what a point hits, the
+// rectangles of clips and keys at a zoom and band height, drags through ArrDragDelta, the curve
+// editor's keys, the menu commands, and the edit log's steps around each change.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "core/dialogs.h"
+#include "core/intarraytree.h"
+#include "core/uipalette.h"
+#include "core/vemowin.h"
+#include "effects/effect.h"
+#include "engine/clip.h"
+#include "engine/editcommands.h"
+#include "engine/editlog.h"
+#include "media/dc.h"
+
+namespace {
+
+constexpr int L = clip::kTrackHead;
+
+// A log that writes down what it is told.
+struct notebook : editlog {
+  std::vector<std::string> said;
+  void Begin(const char *what) override { said.push_back(std::string("begin ") + what); }
+  void Changing(clip *c) override { said.push_back(std::string("changing ") + c->GetName()); }
+  void Inserted(clip *c) override { said.push_back(std::string("inserted ") + c->GetName()); }
+  void Removing(clip *c) override { said.push_back(std::string("removing ") + c->GetName()); }
+  void End() override { said.push_back("end"); }
+  void Cancel() override { said.push_back("cancel"); }
+};
+
+struct EditView : testing::Test {
+  vemowin context;
+  clip root{&context, nullptr};
+  notebook log;
+  clip *a = nullptr;
+  clip *b = nullptr;
+
+  void SetUp() override {
+    root.SetSize(10000);
+    root.SetEditLog(&log);
+    a = Child("A", 2000, 3000, 1);
+    b = Child("B", 6000, 2000, 0);
+    // 1072 x 600: the arrangement takes the lower 270 rows: a separator row, the 24-row ruler
+    // from 331, the tracks from 355, right of the 72 columns of track names. The whole 10 s
+    // span 1000 columns from column 72.
+    root.Layout(RECT{0, 0, 1072, 600});
+  }
+  clip *Child(const char *name, int start, int length, int track) {
+    clip *c = new clip(&context);
+    EXPECT_TRUE(root.ClipInsertChild(c));
+    c->SetName(name);
+    c->SetPosition(start);
+    c->SetSize(length);
+    c->SetTrack(track);
+    return c;
+  }
+  uint32_t Mouse(uint32_t message, int x, int y, int keys = 0) {
+    return root.QueryAction(nullptr, message, POINT{x, y}, keys);
+  }
+  uint32_t Drag(int x0, int y0, int x1, int y1) {
+    uint32_t r = Mouse(WM_LBUTTONDOWN, x0, y0);
+    r |= Mouse(WM_MOUSEMOVE, (x0 + x1) / 2, (y0 + y1) / 2);
+    r |= Mouse(WM_MOUSEMOVE, x1, y1);
+    return r | Mouse(WM_LBUTTONUP, x1, y1);
+  }
+  uint32_t Command(int command) {
+    uint32_t r = 0;
+    EXPECT_TRUE(root.QueryCommand(nullptr, command, &r));
+    return r;
+  }
+};
+
+bool Same(RECT a, RECT b) {
+  return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
+}
+
+}  // namespace
+
+TEST_F(EditView, PanesTracksAndClipRectanglesFollowZoomAndBand) {
+  EXPECT_TRUE(Same(root.GetRulerRect(), RECT{L, 331, L + 1000, 355}));
+  EXPECT_TRUE(Same(root.GetArrangeArea(), RECT{L, 355, L + 1000, 600}));
+  // 160 x 120 at the full upper height of 330 rows is 440 columns wide.
+  EXPECT_TRUE(Same(root.GetPreviewRect(), RECT{0, 0, 440, 330}));
+  EXPECT_TRUE(Same(root.GetEditorRect(), RECT{441, 0, 1072, 330}));
+  // Band 40: track 1 spans rows 395..435; 2 s to 5 s at 10 ms a column.
+  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{L + 200, 395, L + 500, 435}));
+  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{L + 600, 355, L + 800, 395}));
+
+  root.ArrZoomIn();  // 5 s across
+  root.ArrBandIn();  // band 80
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{L + 400, 435, L + 1000, 515}));
+  EXPECT_EQ(root.ArrScroll(2500), QA_UPDATE);
+  EXPECT_EQ(root.ArrScroll(10000), QA_UPDATE);  // stops where the end is at the right edge
+  EXPECT_EQ(root.GetViewStart(), 5000);
+  EXPECT_EQ(root.ArrScroll(1), 0u);
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{L + 200, 355, L + 600, 435}));
+  EXPECT_EQ(root.ArrTimeAt(L + 200), 6000);
+  EXPECT_EQ(root.ArrXAt(6000), L + 200);
+}
+
+TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
+  using H = clip::arrhit;
+  H h = root.ArrHitTest(POINT{L + 350, 340});
+  EXPECT_EQ(h.part, clip::ARR_RULER);
+  EXPECT_EQ(h.time, 3500);
+  h = root.ArrHitTest(POINT{L + 350, 400});
+  EXPECT_EQ(h.part, clip::ARR_CLIP);
+  EXPECT_EQ(h.child, a);
+  EXPECT_EQ(h.track, 1);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 204, 400}).part, clip::ARR_HEAD);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 205, 400}).part, clip::ARR_CLIP);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 495, 400}).part, clip::ARR_TAIL);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 500, 400}).part, clip::ARR_TRACK);
+  h = root.ArrHitTest(POINT{L + 350, 360});
+  EXPECT_EQ(h.part, clip::ARR_TRACK);
+  EXPECT_EQ(h.child, nullptr);
+  EXPECT_EQ(h.track, 0);
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 350, 100}).part, clip::ARR_NONE);
+  // The later child lies above: a clip over B's place on track 0 takes the point.
+  clip *c = Child("C", 6500, 500, 0);
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 670, 370}).child, c);
+  // A clip narrower than three edges is all body.
+  c->SetSize(100);
+  root.Layout(RECT{0, 0, 1072, 600});
+  EXPECT_EQ(root.ArrHitTest(POINT{L + 651, 370}).part, clip::ARR_CLIP);
+}
+
+TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
+  // 100 columns right: ArrDragDelta = 100 * 10000 / 1000 = 1000 ms; then up onto free track 0.
+  EXPECT_TRUE(Drag(L + 350, 400, L + 450, 400) & QA_CHANGED);
+  EXPECT_EQ(a->GetPosition(), 3000);
+  EXPECT_EQ(a->GetSize(), 3000);
+  EXPECT_EQ(root.GetCurrentChild(), a);
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "end"}));
+  EXPECT_TRUE(root.isDirty());
+  Drag(L + 450, 400, L + 430, 370);
+  EXPECT_EQ(a->GetPosition(), 2800);
+  EXPECT_EQ(a->GetTrack(), 0);
+  // B's time is taken on track 0: A stays on its track when pushed there.
+  Drag(L + 400, 370, L + 400, 400);
+  Drag(L + 400, 400, L + 750, 370);
+  EXPECT_EQ(a->GetTrack(), 1);
+  EXPECT_EQ(a->GetPosition(), 6300);
+  a->SetPosition(2000);
+  root.Layout(RECT{0, 0, 1072, 600});
+  // The tail: 50 columns left shortens by 500 ms.
+  Drag(L + 497, 400, L + 447, 400);
+  EXPECT_EQ(a->GetSize(), 2500);
+  // The head: 50 columns right; the end and the material stay put.
+  root.Layout(RECT{0, 0, 1072, 600});
+  Drag(L + 201, 400, L + 251, 400);
+  EXPECT_EQ(a->GetPosition(), 2500);
+  EXPECT_EQ(a->GetOffset(), 500);
+  EXPECT_EQ(a->GetSize(), 2000);
+  // Back beyond the start of the material: the offset stops at 0.
+  root.Layout(RECT{0, 0, 1072, 600});
+  Drag(L + 251, 400, L + 151, 400);
+  EXPECT_EQ(a->GetOffset(), 0);
+  EXPECT_EQ(a->GetPosition(), 2000);
+  // A press without a move changes nothing and leaves no step.
+  log.said.clear();
+  Drag(L + 300, 400, L + 300, 400);
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "cancel"}));
+  // With "Quantize Second" chosen (the ninth of the list) moves snap to whole seconds.
+  HeadlessDialogs().choice_answer = 9;
+  EXPECT_TRUE(Command(CMD_QUANTIZE) & QA_CHANGED);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(int(root.GetMTime().GetQuantize()), 161);
+  Drag(L + 300, 400, L + 337, 400);  // 2370 snaps back to 2000
+  EXPECT_EQ(a->GetPosition(), 2000);
+  Drag(L + 300, 400, L + 360, 400);  // 2600 snaps to 3000
+  EXPECT_EQ(a->GetPosition(), 3000);
+  // A right-click selects and offers the clip's options: the third mutes its sound.
+  HeadlessDialogs().choice_answer = 3;
+  Mouse(WM_RBUTTONDOWN, L + 620, 370);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(root.GetCurrentChild(), b);
+  EXPECT_TRUE(b->GetAudioMute());
+  // The ruler scrubs the time.
+  Drag(L + 100, 340, L + 420, 340);
+  EXPECT_EQ(root.GetCurrentTime(), 4200);
+}
+
+TEST_F(EditView, WheelZoomsScrollsAndChangesTheBand) {
+  EXPECT_EQ(Mouse(WM_MOUSEWHEEL, L + 500, 400, (120 << 16) | MK_CONTROL) & QA_UPDATE, uint32_t(QA_UPDATE));
+  EXPECT_EQ(root.GetVisibleSpan(), 5000);
+  Mouse(WM_MOUSEWHEEL, L + 500, 400, (-120 << 16) & 0xFFFF0000);
+  EXPECT_EQ(root.GetViewStart(), 500);
+  Mouse(WM_MOUSEWHEEL, L + 500, 400, (120 << 16) | MK_SHIFT);
+  EXPECT_EQ(root.GetBandHeight(), 80);
+}
+
+TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
+  timefloat tf("IDS_TEST", 0.0, 1.0, 0.0);
+  tf.SetViewingRange(0, 1000);
+  tf.Layout(RECT{100, 100, 201, 151});
+  // 1000 ms over 100 columns, 1.0 over 50 rows, both rounded.
+  EXPECT_EQ(tf.KeyX(500), 150);
+  EXPECT_EQ(tf.KeyY(0.5), 125);
+  EXPECT_EQ(tf.KeyY(1.0), 100);
+  EXPECT_EQ(tf.TimeAtX(163), 630);
+  EXPECT_DOUBLE_EQ(tf.ValueAtY(140), 0.2);
+  EXPECT_EQ(tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0),
+            uint32_t(QA_CAPTURE | QA_CHANGED | QA_UPDATE));
+  tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{163, 140}, 0);
+  ASSERT_EQ(tf.HasValues(), 1);
+  EXPECT_EQ(tf.Keys()[0].time, 630);
+  EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.2);
+  EXPECT_EQ(tf.KeyAt(POINT{166, 137}), 0);
+  EXPECT_EQ(tf.KeyAt(POINT{168, 140}), -1);
+  // A second key, then the first dragged: it stops a millisecond short of its neighbour.
+  tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{180, 100}, 0);
+  tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{180, 100}, 0);
+  tf.Commit();
+  tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0);
+  tf.QueryAction(nullptr, WM_MOUSEMOVE, POINT{195, 150}, 0);
+  tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{195, 150}, 0);
+  EXPECT_EQ(tf.Keys()[0].time, 799);
+  EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.0);
+  EXPECT_EQ(tf.Keys()[0].state, TF_KEY_MODIFIED);
+  tf.Revert();
+  EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.2);
+  // A right press on a key deletes it.
+  EXPECT_TRUE(tf.QueryAction(nullptr, WM_RBUTTONDOWN, POINT{tf.KeyX(800), tf.KeyY(1.0)}, 0) & QA_CHANGED);
+  EXPECT_EQ(tf.HasValues(), 1);
+}
+
+TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
+  root.SelectCurrent(a);
+  root.Layout(RECT{0, 0, 1072, 600});
+  timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
+  ASSERT_NE(tf, nullptr);
+  const RECT r = tf->GetDrawRect();
+  ASSERT_TRUE(vemo::checkrec(r));
+  // The curve spans the clip's material: offset 0 to its 3 s.
+  const POINT p{(r.left + r.right) / 2, (r.top + r.bottom) / 2};
+  log.said.clear();
+  Mouse(WM_LBUTTONDOWN, p.x, p.y);
+  Mouse(WM_LBUTTONUP, p.x, p.y);
+  ASSERT_EQ(tf->HasValues(), 1);
+  EXPECT_EQ(tf->Keys()[0].time, tf->TimeAtX(p.x));
+  EXPECT_NEAR(tf->Keys()[0].time, 1500, 3000.0 / (r.right - r.left));
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Edit Variable", "changing A", "end"}));
+  EXPECT_TRUE(root.ClipHasPendingEdits());
+  Command(CMD_REVERT);
+  EXPECT_EQ(tf->HasValues(), 0);
+  EXPECT_FALSE(root.ClipHasPendingEdits());
+  // A value typed into the list (a double click on its row) keys it at the current time.
+  root.SetCurrentTime(2500);
+  const RECT list = a->GetTimeFloatMgr().GetListRect();
+  HeadlessDialogs().text_answer = "0.25";
+  Mouse(WM_LBUTTONDBLCLK, list.left + 10, list.top + 2 + 5);
+  HeadlessDialogs().text_answer.clear();
+  ASSERT_EQ(tf->HasValues(), 1);
+  EXPECT_EQ(tf->Keys()[0].time, 500);
+  EXPECT_DOUBLE_EQ(tf->Keys()[0].value, 0.25);
+  EXPECT_TRUE(root.isDirty());
+}
+
+TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
+  root.SelectCurrent(a);
+  EXPECT_TRUE(Command(CMD_VIDEO_EFFECT_ADD + 103) & QA_CHANGED);  // "Opacity"
+  Command(CMD_VIDEO_EFFECT_ADD + 149);                            // "Blur"
+  ASSERT_EQ(a->GetVideoEffectCount(), 2);
+  EXPECT_EQ(root.GetEditTargetKind(), clip::EDIT_VIDEO_EFFECT);
+  EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a->GetVideoEffect(1)));
+  Command(CMD_EFFECT_UP);
+  EXPECT_EQ(a->GetVideoEffect(0)->GetID(), 149);
+  EXPECT_EQ(a->GetCurrentVideoEffect(), 0);
+  EXPECT_EQ(Command(CMD_EFFECT_UP), uint32_t(0));
+  Command(CMD_EFFECT_TOGGLE);
+  EXPECT_FALSE(a->GetVideoEffect(0)->IsActive());
+  Command(CMD_CURRENT_VIDEO_EFFECT + 1);
+  EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a->GetVideoEffect(1)));
+  Command(CMD_EFFECT_DELETE);
+  ASSERT_EQ(a->GetVideoEffectCount(), 1);
+  EXPECT_EQ(a->GetVideoEffect(0)->GetID(), 149);
+  Command(CMD_AUDIO_EFFECT_ADD + 142);
+  EXPECT_EQ(a->GetAudioEffectCount(), 1);
+  Command(CMD_EFFECT_CLEAR_ALL);
+  EXPECT_EQ(a->GetVideoEffectCount() + a->GetAudioEffectCount(), 0);
+  EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a));
+}
+
+TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
+  root.SelectCurrent(b);
+  log.said.clear();
+  Command(CMD_CLIP_DUPLICATE);
+  ASSERT_EQ(root.GetChildCount(), 3);
+  clip *d = root.GetChild(2);
+  EXPECT_EQ(d->GetPosition(), 8000);
+  EXPECT_EQ(d->GetTrack(), 0);
+  EXPECT_STREQ(d->GetName(), "B copy");
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Duplicate", "inserted B copy", "end"}));
+  // No room after A on its track: the copy goes onto a new track.
+  Child("C", 5000, 1000, 1);
+  root.SelectCurrent(a);
+  Command(CMD_CLIP_DUPLICATE);
+  EXPECT_EQ(root.GetChild(4)->GetTrack(), 2);
+
+  HeadlessDialogs().quiet = true;
+  HeadlessDialogs().answer_yes = false;
+  root.SelectCurrent(b);
+  EXPECT_EQ(Command(CMD_CLIP_DELETE), 0u);
+  EXPECT_EQ(root.GetChildCount(), 5);
+  HeadlessDialogs().answer_yes = true;
+  log.said.clear();
+  Command(CMD_CLIP_DELETE);
+  HeadlessDialogs().answer_yes = false;
+  EXPECT_EQ(root.GetChildCount(), 4);
+  EXPECT_EQ(log.said.front(), "begin Delete");
+  EXPECT_EQ(log.said[log.said.size() - 2], "removing B");
+  EXPECT_EQ(log.said.back(), "end");
+}
+
+TEST_F(EditView, GeneratedClipsGoOntoANewTrackAtTheCurrentTime) {
+  root.SetCurrentTime(8500);
+  log.said.clear();
+  Command(CMD_ADD_GRADIENT);
+  ASSERT_EQ(root.GetChildCount(), 3);
+  clip *g = root.GetChild(2);
+  EXPECT_EQ(g->GetTrack(), 2);
+  EXPECT_EQ(g->GetPosition(), 8500);
+  EXPECT_EQ(g->GetSize(), 1500);  // up to the end of the arrangement
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Add Gradient", "inserted Gradient", "end"}));
+  // A text asks for its words; cancelling adds nothing.
+  EXPECT_EQ(Command(CMD_ADD_TEXT), 0u);
+  HeadlessDialogs().text_answer = "Hello";
+  Command(CMD_ADD_TEXT);
+  HeadlessDialogs().text_answer.clear();
+  ASSERT_EQ(root.GetChildCount(), 4);
+  EXPECT_STREQ(root.GetChild(3)->ClipGetText(), "Hello");
+  EXPECT_EQ(root.GetCurrentChild(), root.GetChild(3));
+}
+
+TEST_F(EditView, TheVariablesFormAMenuTreeByGroup) {
+  intarraytree tree;
+  const int leaves = a->CollectTimeFloats(&tree);
+  const timefloatmgr &m = a->GetTimeFloatMgr();
+  EXPECT_EQ(leaves, m.GetCount() - m.GroupCount());
+  int branches = 0;
+  for (const intarraytree::entry &e : tree.Entries()) branches += e.branch != nullptr;
+  EXPECT_EQ(branches, m.GroupCount());
+  std::vector<std::string> texts;
+  std::vector<int> values;
+  tree.ToPopMenu(&texts, &values);
+  ASSERT_EQ(int(values.size()), leaves);
+  // "Source Rectangle > Source Left Edge" is among them, answering its ID.
+  const auto at = std::find(texts.begin(), texts.end(), "Source Rectangle > Source Left Edge");
+  ASSERT_NE(at, texts.end());
+  EXPECT_EQ(values[size_t(at - texts.begin())], 45);
+  HeadlessDialogs().choice_answer = int(at - texts.begin()) + 1;
+  EXPECT_EQ(tree.Pop(nullptr, "Show Variable"), 45);
+  HeadlessDialogs().choice_answer = 0;
+  EXPECT_EQ(tree.Pop(nullptr, "Show Variable"), 0);
+  // Showing a variable makes its group current and its curve the shown one.
+  root.SelectCurrent(a);
+  Command(CMD_SHOW_VARIABLE + 47);
+  EXPECT_EQ(a->GetTimeFloatMgr().GetEditVariable(), 47);
+  int members[8];
+  EXPECT_EQ(a->GetTimeFloatMgr().GroupMembers(members, 8), 4);
+}
+
+TEST_F(EditView, TheViewIsDrawnWhereTheLayoutPutsIt) {
+  root.SelectCurrent(a);
+  root.SetCurrentTime(4000);
+  root.Layout(RECT{0, 0, 1072, 600});
+  timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
+  ASSERT_NE(tf, nullptr);
+  tf->SetValue(1000, tf->GetMaximum());  // an added key
+  std::vector<pix32> pixels(size_t(1072) * 600);
+  dc hdc(pixels.data(), 1072, 600, 1072);
+  root.Draw(&hdc, RECT{0, 0, 1072, 600}, 0);
+  // The time slider at 4 s crosses the tracks: column L + 400.
+  EXPECT_EQ(hdc.GetPixel(L + 400, 380), ui::kCursor);
+  EXPECT_EQ(hdc.GetPixel(L + 400, 590), ui::kCursor);
+  // B (not current) fills its rectangle inside its frame; A, current, is drawn selected with
+  // its trim grips at both ends.
+  EXPECT_EQ(hdc.GetPixel(L + 700, 375), ui::kClip);
+  EXPECT_EQ(hdc.GetPixel(L + 300, 415), ui::kClipSelected);
+  EXPECT_EQ(hdc.GetPixel(L + 201, 415), ui::kAccent);
+  EXPECT_EQ(hdc.GetPixel(L + 498, 415), ui::kAccent);
+  // An empty track and the ruler's background.
+  EXPECT_EQ(hdc.GetPixel(L + 100, 360), ui::kTrackA);
+  EXPECT_EQ(hdc.GetPixel(L + 150, 333), ui::kPanel);
+  // The added key is a square of its own colour where the curve editor maps it.
+  EXPECT_EQ(hdc.GetPixel(tf->KeyX(1000), tf->KeyY(tf->GetMaximum()) + 1), ui::kKeyAdded);
+  // The preview pane shows the composite (nothing composed yet: black).
+  EXPECT_EQ(hdc.GetPixel(200, 150), RGB(0, 0, 0));
+}
+
+TEST_F(EditView, GroupsAndVariablesStepAround) {
+  timefloatmgr &m = a->GetTimeFloatMgr();
+  root.SelectCurrent(a);
+  Command(CMD_SHOW_VARIABLE + 45);  // "Source Left Edge", first of "Source Rectangle"
+  EXPECT_EQ(Command(CMD_VARIABLE_NEXT), uint32_t(QA_UPDATE));
+  EXPECT_EQ(m.GetEditVariable(), 46);
+  Command(CMD_VARIABLE_NEXT);
+  Command(CMD_VARIABLE_NEXT);
+  Command(CMD_VARIABLE_NEXT);
+  EXPECT_EQ(m.GetEditVariable(), 45);  // round within the group
+  // The next group shows its first variable; after the last group the first comes again.
+  const int first = m.GetSelectedGroup();
+  std::vector<int> seen;
+  for (int i = 0; i < m.GroupCount(); ++i) {
+    Command(CMD_GROUP_NEXT);
+    m.FindCurrentGroup();
+    seen.push_back(m.GetSelectedGroup());
+  }
+  EXPECT_EQ(seen.back(), first);
+  std::sort(seen.begin(), seen.end());
+  EXPECT_EQ(std::unique(seen.begin(), seen.end()) - seen.begin(), m.GroupCount());
+}
