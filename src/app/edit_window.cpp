@@ -118,8 +118,8 @@ int editwindow::Run(const editoptions &o) {
     }
     path = options.project;
   }
-  Root()->SetEditLog(&log);
   Root()->SetClean();
+  journal = OpenEditJournal(Root(), "");  // memory only until the window can ask about a journal
   if (Root()->GetChildCount()) Root()->SelectCurrent(Root()->GetChild(0));
   for (int i = 0; i < Root()->GetChildCount(); ++i)
     if (options.select == Root()->GetChild(i)->GetName()) Root()->SelectCurrent(Root()->GetChild(i));
@@ -132,6 +132,7 @@ int editwindow::Run(const editoptions &o) {
   }
   SetDialogs(&ui);
   SetStatus("Ready");
+  FollowJournal();
   while (!quit) {
     if (needcompose || Root()->GetCurrentTime() != composedtime ||
         Root()->GetCurrentChild() != composedchild || Root()->GetEditTarget() != composedtarget)
@@ -156,8 +157,8 @@ void editwindow::BuildMenus() {
   clip *root = Root();
   clip *c = root->GetCurrentChild();
   bar.menus.clear();
-  const std::string undo = log.CanUndo() ? std::string("Undo ") + log.UndoName() : "Undo";
-  const std::string redo = log.CanRedo() ? std::string("Redo ") + log.RedoName() : "Redo";
+  const std::string undo = journal->CanUndo() ? std::string("Undo ") + journal->UndoName() : "Undo";
+  const std::string redo = journal->CanRedo() ? std::string("Redo ") + journal->RedoName() : "Redo";
   bar.menus.push_back(
       Sub("File",
           {Item("New", HCMD_NEW, "Ctrl+N"), Item("Open...", HCMD_OPEN, "Ctrl+O"),
@@ -172,8 +173,8 @@ void editwindow::BuildMenus() {
   menuentry mutevideo = Item("Mute Video", CMD_CLIP_MUTE_VIDEO, "Ctrl+Shift+V");
   mutevideo.checked = c && c->GetVideoMute();
   menuentry undoitem = Item(undo, HCMD_UNDO, "Ctrl+Z"), redoitem = Item(redo, HCMD_REDO, "Ctrl+Y");
-  undoitem.enabled = log.CanUndo();
-  redoitem.enabled = log.CanRedo();
+  undoitem.enabled = journal->CanUndo();
+  redoitem.enabled = journal->CanRedo();
   bar.menus.push_back(Sub(
       "Edit",
       {undoitem, redoitem, Separator(), Item("Delete", CMD_CLIP_DELETE, "Delete"),
@@ -393,9 +394,9 @@ void editwindow::Execute(int command) {
     case HCMD_NEW:
       if (CloseProject()) {
         project->New();
-        root->SetEditLog(&log);
-        root->SetClean();
         path.clear();
+        FollowJournal();
+        root->SetClean();
         needcompose = true;
         SetStatus("New project");
       }
@@ -424,8 +425,8 @@ void editwindow::Execute(int command) {
     case HCMD_UNDO:
     case HCMD_REDO: {
       const bool undo = command == HCMD_UNDO;
-      const std::string name = undo ? log.UndoName() : log.RedoName();
-      if (undo ? log.Undo() : log.Redo()) {
+      const std::string name = undo ? journal->UndoName() : journal->RedoName();
+      if (undo ? journal->Undo() : journal->Redo()) {
         root->Dirty();
         SetStatus((undo ? "Undone: " : "Done again: ") + name);
       } else {
@@ -608,7 +609,7 @@ bool editwindow::AskToCommit(const char *what) {
   }
   editstep step(root, "Commit");
   ClipWalk(root, [&](clip *c, int) {
-    if (c->ClipHasPendingEdits()) log.Changing(c);
+    if (c->ClipHasPendingEdits()) journal->Changing(c);
   });
   root->Commit();
   needpaint = true;
@@ -653,6 +654,8 @@ void editwindow::OpenProject() {
   if (!CloseProject()) return;
   std::string target = path;
   if (!ui.FileDialog(nullptr, false, "Open Project", "*.vmp", target)) return;
+  // The old history goes before the tree it describes is replaced.
+  Root()->SetEditLog(nullptr);
   if (!project->Load(target.c_str())) {
     ui.MessageBox(nullptr, ("Not a readable project: " + target).c_str(), "Error", boxbuttons::ok,
                   boxicon::exclamation);
@@ -661,12 +664,24 @@ void editwindow::OpenProject() {
     path = target;
   }
   clip *root = Root();
-  root->SetEditLog(&log);
   root->SetClean();
   if (root->GetChildCount()) root->SelectCurrent(root->GetChild(0));
   SetStatus(path.empty() ? "New project" : "Opened " + path);
+  FollowJournal();
   needcompose = true;
   Flags(QA_UPDATE);
+}
+
+void editwindow::FollowJournal() {
+  clip *root = Root();
+  root->SetEditLog(nullptr);
+  journal.reset();
+  // A screenshot only looks: it neither asks about nor writes down edits.
+  journal = OpenEditJournal(root, options.screenshot.empty() ? path.c_str() : "");
+  if (!journal->Report().empty()) SetStatus(journal->Report());
+  if (journal->Report().rfind("recovered", 0) == 0) root->Dirty();
+  needcompose = true;
+  Flags(QA_CHANGED | QA_UPDATE);
 }
 
 void editwindow::ImportMedia() {
@@ -682,7 +697,6 @@ void editwindow::ImportMedia() {
                   boxicon::exclamation);
     return;
   }
-  log.Inserted(c);
   c->SetCurrentTime(root->GetCurrentTime());
   root->Dirty();
   SetStatus("Imported " + BaseName(file));

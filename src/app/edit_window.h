@@ -14,7 +14,7 @@
 
 #include "app/edit_dialogs.h"
 #include "app/edit_menu.h"
-#include "engine/editlog.h"
+#include "engine/editjournal.h"
 
 class vemoproject;
 class clip;
@@ -84,11 +84,14 @@ class editwindow : public dialoghost {
   void ShowKeys();
   void SetStatus(const std::string &s);
   clip *Root() const;
+  // Gives the project just loaded (or made new) its edit history, from its journal when saved.
+  void FollowJournal();
   RECT Client() const;
 
   windowdialogs ui;
   std::unique_ptr<vemoproject> project;
-  editlog log;
+  // The edit history, written beside the project; destroyed before the project's root.
+  std::unique_ptr<editjournal> journal;
   menubar bar;
   editoptions options;
   SDL_Window *window = nullptr;

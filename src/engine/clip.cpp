@@ -374,11 +374,10 @@ uint32_t clip::ArrangeChildDelete() {
     return 0;
   // The gap closes and the tracks compress, so every sibling may move: all are in the step.
   editstep step(this, "Delete");
-  if (editlog *log = GetEditLog()) {
+  // (ChildDelete records the removal itself.)
+  if (editlog *log = GetEditLog())
     for (int i = 0; i < childcount; ++i)
       if (children[i] != currentchild) log->Changing(children[i]);
-    log->Removing(currentchild);
-  }
   ClipCriticalStart();
   uint32_t r = ChildDelete(currentchild);
   r |= ArrMakeSpace();

@@ -373,7 +373,6 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
         delete d;
         break;
       }
-      if (log) log->Inserted(d);
       d->SetCurrentTime(currenttime);
       edittarget = EDIT_CLIP;
       r = QA_CHANGED | QA_UPDATE;
@@ -392,7 +391,6 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       if (g && text) g->ClipSetText(words.c_str());
       ClipCriticalEnd();
       if (!g) break;
-      if (log) log->Inserted(g);
       g->SetCurrentTime(currenttime);
       edittarget = EDIT_CLIP;
       r = QA_CHANGED | QA_UPDATE;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The editing window end to end under a private Xvfb, driven with xdotool: a drag moves a clip
 # by ArrDragDelta of the drag, a drag of its end trims it, a click on a curve adds a key, the
-# effect menu adds an effect, Revert takes a pending key back, and closing with unsaved changes
+# effect menu adds an effect, Revert takes a pending key back, Undo and Redo, and closing with unsaved changes
 # asks first. Every check reads the saved project back with `lumivaxel info`, never the screen.
 # Nothing is judged by time: each step waits (generously) for the window's title or the file.
 # Usage: edit_test.sh LUMIVAXEL     (exit 77, skipped, without Xvfb or xdotool)
@@ -137,9 +137,18 @@ waitfor '^p\.vmp - Made '
 frames=$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames -of csv=p=0 made.avi 2> /dev/null)
 [ "$frames" = 250 ] || fail "made.avi holds ${frames:-no} frames, not the 250 of 10 s at 25 fps"
 
-# Closing with unsaved changes asks; Cancel keeps the window, Yes saves and closes.
+# Undo takes the duplicate back and Redo does it again, each written to the journal at once.
 key ctrl+d
 waitfor '^p\.vmp\* - '
+key ctrl+z
+waitfor ' - Undone: Duplicate$'
+save
+info | grep -q '"Title copy"' && fail "Undo kept the duplicate: $(info)"
+key ctrl+y
+waitfor ' - Done again: Duplicate$'
+[ -s p.vmp.journal ] || fail "no journal beside the project"
+
+# Closing with unsaved changes asks; Cancel keeps the window, Yes saves and closes.
 key ctrl+q
 waitfor ' - Question$' && key Escape
 waitfor '^p\.vmp\* - Still open'
