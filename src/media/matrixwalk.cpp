@@ -14,7 +14,13 @@
 #include <new>
 #include <vector>
 
+#include "media/kernels.h"
 #include "media/rows.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define MATRIX_X86 1
+#endif
 
 namespace {
 
@@ -240,6 +246,155 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
   }
 }
 
+// Blur of a rectangle in which no pixel is skipped: the walker then filters every pixel in
+// order, so the record at (x, y) holds exactly the columns x - W/2 .. x + W/2 of the rows
+// y - H/2 .. y + H/2, clamped to the rectangle: a plain box filter. Its sums fit 16 bits when
+// W * H <= 257, so four pixels' channels ride in one 256-bit register.
+constexpr int kBoxCells = 257;
+constexpr int kBoxWidth = 17;
+
+// m with (x * m) >> 16 == x / n for every x <= 255 * n, or 0 when no 16-bit m is exact (of the
+// odd sizes, 3 x 3, 3 x 5 and 3 x 7 have one; the others take the column-sum walk). The
+// product overshoots x / n by x * (m * n - 65536) / (65536 * n); it can only reach the next
+// integer at x = q * n + n - 1, so those are the points to check.
+uint32_t box_divisor(uint32_t n) {
+  const uint32_t m = 65536 / n + 1;
+  if (m > 65535) return 0;
+  for (uint32_t q = 0; q < 255; ++q) {
+    const uint32_t x = q * n + n - 1;
+    if (((x * m) >> 16) != q) return 0;
+  }
+  return m;
+}
+
+// One output row from the padded column sums v (four uint16 per column, the first W/2 and last
+// W/2 columns repeated): colour mean mixed into d by level, d's alpha kept.
+void box_row_ref(const uint16_t *v, pix32 *d, int from, int to, int W, uint32_t m, int level) {
+  for (int x = from; x < to; ++x) {
+    uint32_t t[3] = {0, 0, 0};
+    for (int i = 0; i < W; ++i)
+      for (int ch = 0; ch < 3; ++ch) t[ch] += v[size_t(x + i) * 4 + size_t(ch)];
+    mix(d[x], int((t[0] * m) >> 16), int((t[1] * m) >> 16), int((t[2] * m) >> 16), level);
+  }
+}
+
+#if MATRIX_X86
+__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W, uint32_t m,
+                                                 int level) {
+  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), vl = _mm256_set1_epi16(int16_t(level)),
+                vk = _mm256_set1_epi16(int16_t(255 - level));
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u));
+  int x = 0;
+  for (; x + 4 <= n; x += 4) {
+    const uint16_t *p = v + size_t(x) * 4;
+    __m256i t = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+    for (int i = 1; i < W; ++i)
+      t = _mm256_add_epi16(t, _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + size_t(i) * 4)));
+    const __m256i mean = _mm256_mulhi_epu16(t, vm);
+    const __m128i dv = _mm_loadu_si128(reinterpret_cast<const __m128i *>(d + x));
+    const __m256i dw = _mm256_cvtepu8_epi16(dv);
+    const __m256i r =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(mean, vl), _mm256_mullo_epi16(dw, vk)), 8);
+    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(r, r), 0x08);
+    const __m128i colours = _mm256_castsi256_si128(packed);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(d + x),
+                     _mm_or_si128(_mm_andnot_si128(amask, colours), _mm_and_si128(amask, dv)));
+  }
+  return x;
+}
+#endif
+
+// Column sums of the row: the sums of the last row with one source row out and one in (the
+// 16-bit lanes wrap, and the result is exact because every true sum fits). Without `out`, only
+// adds `in`.
+void box_columns_ref(const uint8_t *out, const uint8_t *in, uint16_t *v, int from, int to) {
+  for (int k = from; k < to; ++k) v[k] = uint16_t(v[k] + in[k] - (out ? out[k] : 0));
+}
+
+#if MATRIX_X86
+__attribute__((target("avx2"))) int box_columns_avx2(const uint8_t *out, const uint8_t *in, uint16_t *v,
+                                                     int n) {
+  int k = 0;
+  for (; k + 16 <= n; k += 16) {
+    __m256i sum = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + k));
+    sum = _mm256_add_epi16(sum, _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in + k))));
+    if (out)
+      sum = _mm256_sub_epi16(sum, _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(out + k))));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(v + k), sum);
+  }
+  return k;
+}
+
+__attribute__((target("avx2"))) bool any_transparent_avx2(const pix32 *p, int n) {
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), zero = _mm256_setzero_si256();
+  __m256i hit = zero;
+  int x = 0;
+  for (; x + 8 <= n; x += 8) {
+    const __m256i a = _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + x)), amask);
+    hit = _mm256_or_si256(hit, _mm256_cmpeq_epi32(a, zero));
+  }
+  for (; x < n; ++x)
+    if (p[x].a == 0) return true;
+  return !_mm256_testz_si256(hit, hit);
+}
+#endif
+
+void box_columns(const pix32 *out, const pix32 *in, uint16_t *v, int pixels, bool avx2) {
+  const uint8_t *o = reinterpret_cast<const uint8_t *>(out), *i = reinterpret_cast<const uint8_t *>(in);
+  int done = 0;
+#if MATRIX_X86
+  if (avx2) done = box_columns_avx2(o, i, v, pixels * 4);
+#endif
+  (void)avx2;
+  box_columns_ref(o, i, v, done, pixels * 4);
+}
+
+bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
+  for (int y = c.top; y < c.bottom; ++y) {
+    const pix32 *s = row(src, y) + c.left;
+    const int n = c.right - c.left;
+#if MATRIX_X86
+    if (avx2) {
+      if (any_transparent_avx2(s, n)) return false;
+      continue;
+    }
+#endif
+    (void)avx2;
+    for (int x = 0; x < n; ++x)
+      if (s[x].a == 0) return false;
+  }
+  return true;
+}
+
+bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
+  if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return false;
+  const uint32_t m = box_divisor(uint32_t(W * H));
+  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
+  if (!m || !all_filtered(src, c, avx2)) return false;
+  const int cw = c.right - c.left, pad = W / 2;
+  std::vector<uint16_t> padded(size_t(cw + 2 * pad) * 4);
+  uint16_t *v = padded.data() + size_t(pad) * 4;
+  for (int j = 0; j < H; ++j)
+    box_columns(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left, v, cw, avx2);
+  for (int y = c.top; y < c.bottom; ++y) {
+    if (y > c.top)
+      box_columns(row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left,
+                  row(src, std::clamp(y + H / 2, c.top, c.bottom - 1)) + c.left, v, cw, avx2);
+    for (int k = 1; k <= pad; ++k) {
+      std::copy_n(v, 4, v - size_t(k) * 4);
+      std::copy_n(v + size_t(cw - 1) * 4, 4, v + size_t(cw - 1 + k) * 4);
+    }
+    pix32 *d = row(dst, y) + c.left;
+    int done = 0;
+#if MATRIX_X86
+    if (avx2) done = box_row_avx2(padded.data(), d, cw, W, m, level);
+#endif
+    box_row_ref(padded.data(), d, done, cw, W, m, level);
+  }
+  (void)avx2;
+  return true;
+}
+
 struct record_free {
   void operator()(matrixrecord *m) const { std::free(m); }
 };
@@ -287,6 +442,7 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
   const RECT c = inside(src, dst, r);
   if (c.right <= c.left || c.bottom <= c.top) return 1;
+  if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit)
     blur_fast<packed>(src, dst, c, W, H, level);
   else if (kernel == &pixelator::matrixBlurr)

@@ -7,6 +7,7 @@
 #include "effects/fxtest.h"
 #include "effects/interlace.h"
 #include "effects/matrixeffects.h"
+#include "media/kernels.h"
 #include "media/matrixwalk.h"
 
 using fxtest::canvas;
@@ -86,15 +87,18 @@ TEST(MatrixWalk, SkippedPixelsAreUntouchedAndTheWindowSlidesPastThem) {
 
 TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
   std::mt19937 rng(17);
-  for (int round = 0; round < 12; ++round) {
-    const int w = 7 + round * 3, h = 5 + round * 2;
+  const kernels::tier best = kernels::ActiveTier();
+  for (int round = 0; round < 24; ++round) {
+    kernels::LimitTier(round < 12 ? best : kernels::tier::scalar);
+    const int w = 7 + round % 12 * 3, h = 5 + round % 12 * 2;
     canvas src(w, h), fast(w, h), plain(w, h);
-    src.randomise(rng);  // a quarter of the pixels transparent
+    // A quarter of the pixels transparent, or (odd rounds) none: then the blur is a box filter.
+    src.randomise(rng, round % 2 == 1);
     fast.randomise(rng);
     plain.set(fast.pixels());
     // The largest size the effects use, and one beyond the packed sums.
-    const int n = round == 11 ? 33 : round == 10 ? 101 : 3 + round % 7;
-    const RECT r{round % 3, round % 2, w - round % 4, h - 1};
+    const int n = round % 12 == 11 ? 33 : round % 12 == 10 ? 101 : 3 + round % 7;
+    const RECT r{round % 3, round % 2, w - round % 4, h - 1};  // partial rectangles
     const uint8_t level = uint8_t(round * 37);
     for (matrixkernel k : {&pixelator::matrixBlurr, &pixelator::matrixEdge}) {
       surf32 s = frame(src), f = frame(fast), p = frame(plain);
@@ -104,6 +108,7 @@ TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
           << "round " << round << (k == &pixelator::matrixEdge ? " edge" : " blur");
     }
   }
+  kernels::LimitTier(best);
 }
 
 TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
