@@ -17,6 +17,11 @@ extern "C" {
 #include <libavutil/channel_layout.h>
 #include <libavutil/opt.h>
 #include <libswscale/swscale.h>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define FFEXPORT_X86 1
+#endif
 }
 
 namespace {
@@ -246,6 +251,7 @@ bool ffexport::OpenVideo(int w, int h, double rate) {
   if (av_frame_get_buffer(vframe, 0) < 0) return Fail("out of memory");
   width = w;
   height = h;
+  rawbgr24 = name == "rawvideo" && c.pixfmt == AV_PIX_FMT_BGR24 && convwidth == w && convheight == h;
   return true;
 }
 
@@ -286,6 +292,49 @@ bool ffexport::Encode(AVCodecContext *enc, AVStream *st, AVFrame *f) {
   }
 }
 
+namespace {
+
+// Pixels as words (blue, green, red, alpha in memory order) to three bytes each. The plain loop
+// stores each whole word three bytes after the one before, whose alpha it overwrites, and the
+// last pixel byte by byte so nothing is written past the row.
+void bgr24_plain(const pix32 *in, uint8_t *out, int n) {
+  if (n <= 0) return;
+  for (int x = 0; x < n - 1; ++x) std::memcpy(out + 3 * x, in + x, 4);
+  uint8_t *last = out + 3 * (n - 1);
+  last[0] = in[n - 1].b;
+  last[1] = in[n - 1].g;
+  last[2] = in[n - 1].r;
+}
+
+#if FFEXPORT_X86
+// Four pixels to twelve bytes per shuffle; each 16-byte store runs four bytes into the next
+// pixels' place, so the vector loop stops while six pixels are left and the plain loop ends.
+__attribute__((target("ssse3"))) int bgr24_ssse3(const pix32 *in, uint8_t *out, int n) {
+  const __m128i order = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+  int x = 0;
+  for (; x + 6 <= n; x += 4) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + x));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 3 * x), _mm_shuffle_epi8(v, order));
+  }
+  return x;
+}
+
+const bool kHasSsse3 = [] {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("ssse3") != 0;
+}();
+#endif
+
+void bgr24_row(const pix32 *in, uint8_t *out, int n) {
+  int done = 0;
+#if FFEXPORT_X86
+  if (kHasSsse3) done = bgr24_ssse3(in, out, n);
+#endif
+  bgr24_plain(in + done, out + 3 * done, n - done);
+}
+
+}  // namespace
+
 bool ffexport::FillVideoFrame(const surf32 *frame) {
   // The frame is converted at the conversion size and handed on at the coded size.
   vframe->width = convwidth;
@@ -312,18 +361,8 @@ bool ffexport::FillVideoFrame(const surf32 *frame) {
     pitch = ew;
   }
   if (vframe->format == AV_PIX_FMT_BGR24 && srcw == ew && srch == eh) {
-    // Each pixel is stored as its whole word (blue, green, red, alpha in memory order) three
-    // bytes after the one before, whose alpha it overwrites; the row's last pixel is stored
-    // byte by byte so nothing is written past the row.
-    for (int y = 0; y < eh; ++y) {
-      const pix32 *in = src + size_t(y) * pitch;
-      uint8_t *out = vframe->data[0] + size_t(y) * vframe->linesize[0];
-      for (int x = 0; x < ew - 1; ++x) std::memcpy(out + 3 * x, in + x, 4);
-      uint8_t *last = out + 3 * (ew - 1);
-      last[0] = in[ew - 1].b;
-      last[1] = in[ew - 1].g;
-      last[2] = in[ew - 1].r;
-    }
+    for (int y = 0; y < eh; ++y)
+      bgr24_row(src + size_t(y) * pitch, vframe->data[0] + size_t(y) * vframe->linesize[0], ew);
     return true;
   }
   // The converter is made once per source size, with BT.601 coefficients and the codec's range.
@@ -349,9 +388,27 @@ int ffexport::PutVideo(int index, surf32 *frame) {
   if (!frame || !frame->bits || frame->width < 1 || frame->height < 1 || frame->pitch < frame->width)
     return Fail("not a frame"), 0;
   if (index <= lastindex) return Fail("frames must come in order"), 0;
-  if (!FillVideoFrame(frame)) return 0;
   // A segment's first frame has the index it has in the whole make; its file starts at 0.
   if (lastindex < 0) firstindex = index;
+  if (rawbgr24 && frame->width == venc->width && frame->height == venc->height) {
+    // Raw pictures go straight into the packet, rows packed as the raw encoder packs them, so
+    // the frame is not filled and then copied once more.
+    const int w = venc->width, h = venc->height;
+    if (av_new_packet(pkt, w * 3 * h) < 0) return Fail("out of memory"), 0;
+    for (int y = 0; y < h; ++y) bgr24_row(frame->bits + size_t(y) * frame->pitch, pkt->data + size_t(y) * w * 3, w);
+    pkt->pts = pkt->dts = index - firstindex;
+    pkt->flags |= AV_PKT_FLAG_KEY;
+    lastindex = index;
+    av_packet_rescale_ts(pkt, venc->time_base, vst->time_base);
+    pkt->stream_index = vst->index;
+    const int rc = av_interleaved_write_frame(oc, pkt);
+    if (rc < 0) {
+      failed = true;
+      return Fail("writing failed: " + AvError(rc)), 0;
+    }
+    return 1;
+  }
+  if (!FillVideoFrame(frame)) return 0;
   vframe->pts = index - firstindex;
   lastindex = index;
   if (!Encode(venc, vst, vframe)) {
@@ -456,6 +513,7 @@ void ffexport::Free() {
   oc = nullptr;
   vst = ast = nullptr;
   headerwritten = false;
+  rawbgr24 = false;
   encodername.clear();
   staging.clear();
   pending.clear();

@@ -106,6 +106,7 @@ class ffexport : public imgio_export {
   int height = 0;
   int convwidth = 0;  // the size pictures are converted at (even for 4:2:0)
   int convheight = 0;
+  bool rawbgr24 = false;  // raw 24-bit pictures: written as packets, not through the encoder
   std::vector<pix32> staging;    // a frame with its odd side padded
   std::vector<int16_t> pending;  // sound waiting for a whole encoder frame
 };
