@@ -68,18 +68,22 @@ rwav *mediareaders::WaveFileReadOpenFile(FILE *f) {
 uint8_t *mediareaders::WaveFileRead(rwav *r, int ms) {
   if (!r || !r->buffer) return nullptr;
   const uint32_t second_bytes = r->wfx.nAvgBytesPerSec;
-  std::memset(r->buffer, SilenceByte(r->wfx.wBitsPerSample), second_bytes);
-  if (ms < 0 || ms >= r->length) return nullptr;
+  const uint8_t silence = SilenceByte(r->wfx.wBitsPerSample);
+  // Whatever is not read is silence, even when nothing is returned.
+  auto silent_from = [&](size_t from) {
+    if (from < second_bytes) std::memset(r->buffer + from, silence, second_bytes - from);
+  };
   const int64_t second = ms / 1000;
   const int64_t start = second * second_bytes;
   int64_t end = (second + 1) * second_bytes;
   if (end > r->datasize) end = r->datasize;
-  if (end - start < 1) return nullptr;
-  if (std::fseek(r->handle, static_cast<long>(r->dataoffset + start), SEEK_SET) != 0) return nullptr;
+  if (ms < 0 || ms >= r->length || end - start < 1 ||
+      std::fseek(r->handle, static_cast<long>(r->dataoffset + start), SEEK_SET) != 0) {
+    silent_from(0);
+    return nullptr;
+  }
   // A short read (a file cut after opening) leaves the rest silent.
-  const size_t got = std::fread(r->buffer, 1, static_cast<size_t>(end - start), r->handle);
-  if (got < static_cast<size_t>(end - start))
-    std::memset(r->buffer + got, SilenceByte(r->wfx.wBitsPerSample), static_cast<size_t>(end - start) - got);
+  silent_from(std::fread(r->buffer, 1, static_cast<size_t>(end - start), r->handle));
   return r->buffer;
 }
 

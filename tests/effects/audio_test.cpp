@@ -62,14 +62,20 @@ TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   EXPECT_EQ(out[2 * 441 + 1], 16383);
   EXPECT_EQ(out[2 * 442], 8191);  // frame 442 on: 20 ms
 
-  // Volume/pan steps the same way, from the effect's current time.
+  // Volume/pan steps the same way, from the effect's current time, over blocks long enough for
+  // the vector path: pan 0.5 halves the left side.
   auto v = audio(142);
   timefloat *volume = v->FindTimeFloat(fxid::IDS_VOLUME);
   volume->SetValue(100, 1.0);
   volume->SetValue(110, 0.5);
+  volume->SetValue(120, 0.25);
+  v->SetTimeFloat(fxid::IDS_PAN, 0.5);
   v->SetCurrentTime(100);
-  std::vector<int16_t> tone(2 * 3, 1000), got(tone.size());
+  std::vector<int16_t> tone(2 * 901), got(tone.size());
+  for (size_t i = 0; i < tone.size(); i += 2) tone[i] = 1001, tone[i + 1] = -1001;
   v->Process(tone.data(), got.data(), int(tone.size() * 2));
-  EXPECT_EQ(got[0], 1000);
-  EXPECT_EQ(got[2], 500);
+  const std::pair<int, int> expect[] = {{500, -1001}, {250, -500}, {250, -500}, {125, -250}, {125, -250}};
+  const int frames[] = {0, 1, 441, 442, 900};  // 1001 * v * g, truncated
+  for (int k = 0; k < 5; ++k)
+    EXPECT_EQ(std::make_pair(int(got[2 * frames[k]]), int(got[2 * frames[k] + 1])), expect[k]) << frames[k];
 }
