@@ -193,13 +193,19 @@ AVX2_FN int blend_avx2(const pix32 *src, pix32 *dst, int n) {
 }
 
 // Eight source pixels for index[0..7], fetched as planned: one load for a consecutive run, a
-// load and a permute for a run within eight pixels (scaling up), a hardware gather otherwise.
+// load and a permute for a run within eight pixels (scaling up), two of each for a run within
+// sixteen (scaling down to half), a hardware gather otherwise.
 AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t kind) {
   if (kind == 0) return load8(src + index[0]);
   const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(index));
-  if (kind == 1)
-    return _mm256_permutevar8x32_epi32(load8(src + index[0]),
-                                       _mm256_sub_epi32(idx, _mm256_set1_epi32(index[0])));
+  const __m256i off = _mm256_sub_epi32(idx, _mm256_set1_epi32(index[0]));
+  if (kind == 1) return _mm256_permutevar8x32_epi32(load8(src + index[0]), off);
+  if (kind == 3) {
+    // The permute reads the low three bits of each offset; the comparison picks the half.
+    const __m256i first = _mm256_permutevar8x32_epi32(load8(src + index[0]), off);
+    const __m256i second = _mm256_permutevar8x32_epi32(load8(src + index[0] + 8), off);
+    return _mm256_blendv_epi8(first, second, _mm256_cmpgt_epi32(off, _mm256_set1_epi32(7)));
+  }
   return _mm256_i32gather_epi32(reinterpret_cast<const int *>(src), idx, 4);
 }
 
@@ -383,13 +389,14 @@ void blend_row(const pix32 *src, pix32 *dst, int n) {
 void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds) {
   for (int i = 0; i + 8 <= n; i += 8) {
     const int32_t base = index[i];
-    bool consecutive = base + 8 <= limit, near = consecutive;
+    bool consecutive = base + 8 <= limit, near = consecutive, within16 = int64_t(base) + 16 <= limit;
     for (int k = 1; k < 8; ++k) {
       const int64_t off = int64_t(index[i + k]) - base;
       consecutive &= off == k;
       near &= off >= 0 && off < 8;
+      within16 &= off >= 0 && off < 16;
     }
-    kinds[i / 8] = consecutive ? 0 : near ? 1 : 2;
+    kinds[i / 8] = consecutive ? 0 : near ? 1 : within16 ? 3 : 2;
   }
 }
 

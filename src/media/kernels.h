@@ -34,8 +34,8 @@ void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend);
 void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
 // For each full run of eight indices (n / 8 entries): 0 when they are consecutive, 1 when all
-// lie within the eight pixels from the first, 2 otherwise. Runs that would read at or past
-// `limit` (the readable pixels of a row) count as 2.
+// lie within the eight pixels from the first, 3 within the sixteen, 2 otherwise. Runs that
+// would read at or past `limit` (the readable pixels of a row) count as 2.
 void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds);
 
 // Blue, green and red of dst blended with src by the constant a; dst alpha unchanged.

@@ -216,11 +216,13 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
         // Extreme alphas as well as random ones.
         src[off].a = 0;
         src[off + n - 1].a = 255;
-        // Random columns, or a scale-up table (runs within eight pixels), or one reaching the end.
+        // Random columns, a scale-up table (runs within eight pixels), a scale-down one (within
+        // sixteen), or one reaching the end.
         const int start = int(rng() % 10);
         for (int i = 0; i < n; ++i)
-          index[i] = (n + off) % 3 == 0   ? int32_t(rng() % 70)
-                     : (n + off) % 3 == 1 ? int32_t(start + i * 2 / 3)
+          index[i] = (n + off) % 4 == 0   ? int32_t(rng() % 70)
+                     : (n + off) % 4 == 1 ? int32_t(start + i * 2 / 3)
+                     : (n + off) % 4 == 2 ? int32_t(start + i % 32 * 16 / 9)
                                           : int32_t(69 - (n - 1 - i) / 2);
         uint8_t kinds[16];
         kernels::gather_plan(index.data(), n, 70, kinds);
