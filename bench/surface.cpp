@@ -66,6 +66,17 @@ void BM_ScaleBlendUp(benchmark::State &state) {
   surface::SurfaceDelete(dst);
 }
 
+// A picture in picture: a whole surface shrunk to a quarter of another's area (each run of
+// eight columns reads within sixteen source pixels); counted in destination pixels.
+void BM_ScaleBlendDown(benchmark::State &state) {
+  const int w = int(state.range(0)), h = int(state.range(1));
+  KORSurface *src = random_surface(w, h, 8), *dst = random_surface(w, h, 9);
+  for (auto _ : state) surface::SurfaceScale(src, RECT{0, 0, w, h}, dst, RECT{0, 0, w / 2, h / 2}, true);
+  megapixels(state, w / 2, h / 2);
+  surface::SurfaceDelete(src);
+  surface::SurfaceDelete(dst);
+}
+
 void BM_Blend(benchmark::State &state) {
   const int w = int(state.range(0)), h = int(state.range(1));
   KORSurface *src = random_surface(w, h, 3), *dst = random_surface(w, h, 4);
@@ -132,6 +143,7 @@ BENCHMARK(BM_FillRect)->Apply(sizes);
 BENCHMARK(BM_ScaleCopy)->Apply(sizes);
 BENCHMARK(BM_ScaleBlend)->Apply(sizes);
 BENCHMARK(BM_ScaleBlendUp)->Apply(sizes);
+BENCHMARK(BM_ScaleBlendDown)->Apply(sizes);
 BENCHMARK(BM_Blend)->Apply(sizes);
 BENCHMARK(BM_OpacityAdjust)->Apply(sizes);
 BENCHMARK(BM_CopyOpacityAdjust)->Apply(sizes);
