@@ -34,14 +34,8 @@ class AVIFrameAccuracy : public ::testing::TestWithParam<rate_case> {};
 // sample-exact, a whole second at a time.
 TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
   const rate_case rc = GetParam();
-  media_recipe s;
-  s.rate_num = rc.num;
-  s.rate_den = rc.den;
-  s.frames = rc.frames;
-  s.audio_codec = "pcm_s16le";
-  s.audio_rate = 8000;
-  s.audio_channels = 2;
-  s.audio_samples = 26000;  // 3.25 s
+  const media_recipe s{.rate_num = rc.num, .rate_den = rc.den, .frames = rc.frames, .audio_codec = "pcm_s16le",
+                       .audio_rate = 8000, .audio_channels = 2, .audio_samples = 26000};  // 3.25 s of sound
   const std::string path = WriteTempMedia("rate" + std::to_string(rc.num) + ".avi", s);
 
   roa *r = mediareaders::AVIReadOpen(path.c_str());
@@ -102,9 +96,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, AVIFrameAccuracy,
                          [](const auto &info) { return info.param.num == 25 ? "fps25" : "fps29_97"; });
 
 TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
-  media_recipe s;
-  s.frames = 10;
-  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", {.frames = 10}).c_str());
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->audiovalid, 0);
   EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 0), nullptr);
@@ -117,9 +109,7 @@ TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
 // A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
 // length is the fixed ten seconds; the frames themselves still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
-  media_recipe s;
-  s.frames = 10;
-  std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", s));
+  std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", {.frames = 10}));
   const uint8_t strh[] = {'s', 't', 'r', 'h'};
   auto it = std::search(bytes.begin(), bytes.end(), std::begin(strh), std::end(strh));
   ASSERT_NE(it, bytes.end());
@@ -134,12 +124,8 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
 }
 
 TEST(AVIReader, EightBitSoundIsPaddedWith128) {
-  media_recipe s;
-  s.frames = 40;
-  s.audio_codec = "pcm_u8";
-  s.audio_channels = 1;
-  s.audio_rate = 11025;
-  s.audio_samples = 16537;  // 1.5 s
+  const media_recipe s{.frames = 40, .audio_codec = "pcm_u8", .audio_rate = 11025, .audio_channels = 1,
+                       .audio_samples = 16537};  // 1.5 s
   roa *r = mediareaders::AVIReadOpen(WriteTempMedia("u8.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
@@ -153,12 +139,8 @@ TEST(AVIReader, EightBitSoundIsPaddedWith128) {
 }
 
 TEST(AVIReader, WiderSoundIsDeliveredAs16Bit) {
-  media_recipe s;
-  s.frames = 25;
-  s.audio_codec = "pcm_s24le";
-  s.audio_channels = 2;
-  s.audio_rate = 8000;
-  s.audio_samples = 8000;
+  const media_recipe s{.frames = 25, .audio_codec = "pcm_s24le", .audio_rate = 8000, .audio_channels = 2,
+                       .audio_samples = 8000};
   roa *r = mediareaders::AVIReadOpen(WriteTempMedia("s24.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
@@ -188,13 +170,8 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
                             lossless{"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
                             lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
                             lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
-    media_recipe s;
-    s.video_codec = l.codec;
-    s.pix_fmt = l.pix_fmt;
-    s.gradient = true;
-    s.width = l.w;
-    s.height = l.h;
-    s.frames = 6;
+    const media_recipe s{
+        .video_codec = l.codec, .pix_fmt = l.pix_fmt, .gradient = true, .width = l.w, .height = l.h, .frames = 6};
     roa *r = mediareaders::AVIReadOpen(WriteTempMedia(l.name, s).c_str());
     ASSERT_NE(r, nullptr) << l.name;
     for (int i : {0, 5, 2, 3}) {
@@ -224,21 +201,14 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("empty.avi", {}).c_str()), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')).c_str()),
             nullptr);
-  wav_layout ws;
   EXPECT_EQ(mediareaders::AVIReadOpen(
-                WriteTempFile("sound.avi", WavBytes(ws, std::vector<uint8_t>(4000, 1))).c_str()),
+                WriteTempFile("sound.avi", WavBytes({}, std::vector<uint8_t>(4000, 1))).c_str()),
             nullptr);
-  media_recipe mp4;
-  mp4.format = "mp4";
-  mp4.video_codec = "mpeg4";
-  mp4.frames = 5;
-  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempMedia("notavi.mp4", mp4).c_str()), nullptr);
-
-  media_recipe s;
-  s.frames = 20;
-  s.audio_codec = "pcm_s16le";
-  s.audio_samples = 6400;
-  const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia("whole.avi", s));
+  EXPECT_EQ(mediareaders::AVIReadOpen(
+                WriteTempMedia("notavi.mp4", {.format = "mp4", .video_codec = "mpeg4", .frames = 5}).c_str()),
+            nullptr);
+  const std::vector<uint8_t> whole =
+      ReadFileBytes(WriteTempMedia("whole.avi", {.frames = 20, .audio_codec = "pcm_s16le", .audio_samples = 6400}));
   ASSERT_GT(whole.size(), 1000u);
   auto exercise = [](const std::string &path) {
     roa *r = mediareaders::AVIReadOpen(path.c_str());
@@ -259,9 +229,7 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
 // Every third frame of a file whose frames stand alone (Motion JPEG): the frames passed over
 // are neither read nor decoded, as when composers of a parallel make share the frames out.
 TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
-  media_recipe s;
-  s.frames = 60;
-  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("intra.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("intra.avi", {.frames = 60}).c_str());
   ASSERT_NE(r, nullptr);
   const int64_t before = ffdecoder::VideoStats(r->video).decoded;
   for (int i = 1; i < 60; i += 3) {

