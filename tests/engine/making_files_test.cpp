@@ -78,8 +78,7 @@ void CheckAvi(fileproject &pr, const std::string &file) {
     EXPECT_EQ(Difference(r->frame, want), 0) << "frame " << i;
   }
   ASSERT_TRUE(r->audiovalid);
-  EXPECT_EQ(r->wfx.nSamplesPerSec, 44100u);
-  EXPECT_EQ(r->wfx.nChannels, 2);
+  EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
   const uint8_t *second = mediareaders::AVIReadAudioSecond(r, 0);
   ASSERT_NE(second, nullptr);
   ExpectTone(second, kFrames * 1764);  // 40 ms is 1764 sample frames

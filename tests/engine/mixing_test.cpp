@@ -16,10 +16,8 @@ namespace {
 // A wave file whose every sample (each channel) is `value`.
 std::string ConstantWav(project &pr, const std::string &name, int rate, int channels, int bits, int value,
                         int ms) {
-  fixtures::wav_layout recipe;
-  recipe.rate = uint32_t(rate);
-  recipe.channels = uint16_t(channels);
-  recipe.bits = uint16_t(bits);
+  const fixtures::wav_layout recipe{
+      .channels = uint16_t(channels), .rate = uint32_t(rate), .bits = uint16_t(bits)};
   const size_t frames = size_t(rate) * size_t(ms) / 1000;
   std::vector<uint8_t> samples;
   for (size_t i = 0; i < frames * size_t(channels); ++i) {

@@ -122,8 +122,9 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
 // or near the end decodes one group of pictures, wherever that is.
 TEST(SeekCost, FirstReadOfALongFileDoesNotGrowWithThePosition) {
   if (!HaveEncoder("libx264")) GTEST_SKIP() << "libx264 is not available";
-  const media_recipe s{.format = "mp4", .video_codec = "libx264", .width = 32, .height = 32, .frames = 1500,
-                       .gop = 10, .max_b_frames = 3};
+  media_recipe s;
+  s.format = "mp4", s.video_codec = "libx264", s.width = 32, s.height = 32, s.frames = 1500, s.gop = 10,
+  s.max_b_frames = 3;
   const std::string path = WriteTempMedia("long.mp4", s);
   for (int k : {30, 750, 1490}) {
     reader r(path, false);
@@ -135,25 +136,24 @@ TEST(SeekCost, FirstReadOfALongFileDoesNotGrowWithThePosition) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Containers, SeekEverywhere,
-    ::testing::Values(container_case{"avi_mjpeg", "avi", "mjpeg", 0, true},
-                      container_case{"avi_mpeg4_b", "avi", "mpeg4", 2, true},
-                      container_case{"avi_xvid_b", "avi", "libxvid", 2, true},
-                      container_case{"avi_h264_b", "avi", "libx264", 3, true},
-                      container_case{"avi_huffyuv", "avi", "huffyuv", 0, true},
-                      container_case{"mp4_h264_b", "mp4", "libx264", 3, true},
-                      container_case{"mp4_mpeg4_b", "mp4", "mpeg4", 2, true},
-                      container_case{"mov_h264_b", "mov", "libx264", 3, true},
-                      container_case{"mkv_ffv1", "matroska", "ffv1", 0, true},
-                      container_case{"webm_vp8", "webm", "libvpx", 0, true},
-                      container_case{"flv_flv1", "flv", "flv", 0, true},
-                      container_case{"ps_mpeg2_b", "mpeg", "mpeg2video", 2, false},
-                      container_case{"ts_h264_b", "mpegts", "libx264", 3, false},
-                      container_case{"es_mpeg2_b", "mpeg2video", "mpeg2video", 2, false},
-                      container_case{"es_h264_b", "h264", "libx264", 3, false},
-                      container_case{"ogg_theora", "ogg", "libtheora", 0, false},
-                      container_case{"asf_wmv2", "asf", "wmv2", 0, false}),
-    [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Containers, SeekEverywhere,
+                         ::testing::Values(container_case{"avi_mjpeg", "avi", "mjpeg", 0, true},
+                                           container_case{"avi_mpeg4_b", "avi", "mpeg4", 2, true},
+                                           container_case{"avi_xvid_b", "avi", "libxvid", 2, true},
+                                           container_case{"avi_h264_b", "avi", "libx264", 3, true},
+                                           container_case{"avi_huffyuv", "avi", "huffyuv", 0, true},
+                                           container_case{"mp4_h264_b", "mp4", "libx264", 3, true},
+                                           container_case{"mp4_mpeg4_b", "mp4", "mpeg4", 2, true},
+                                           container_case{"mov_h264_b", "mov", "libx264", 3, true},
+                                           container_case{"mkv_ffv1", "matroska", "ffv1", 0, true},
+                                           container_case{"webm_vp8", "webm", "libvpx", 0, true},
+                                           container_case{"flv_flv1", "flv", "flv", 0, true},
+                                           container_case{"ps_mpeg2_b", "mpeg", "mpeg2video", 2, false},
+                                           container_case{"ts_h264_b", "mpegts", "libx264", 3, false},
+                                           container_case{"es_mpeg2_b", "mpeg2video", "mpeg2video", 2, false},
+                                           container_case{"es_h264_b", "h264", "libx264", 3, false},
+                                           container_case{"ogg_theora", "ogg", "libtheora", 0, false},
+                                           container_case{"asf_wmv2", "asf", "wmv2", 0, false}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 }  // namespace

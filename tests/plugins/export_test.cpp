@@ -132,9 +132,7 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   EXPECT_FALSE(mediareaders::AVIRead(r.get(), 1250));
 
   ASSERT_EQ(r->audiovalid, 1);
-  EXPECT_EQ(r->wfx.nSamplesPerSec, 44100u);
-  EXPECT_EQ(r->wfx.nChannels, 2);
-  EXPECT_EQ(r->wfx.wBitsPerSample, 16);
+  EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
   EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), recipe, 0, INTERNAL_RATE), 0);
   EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), recipe, INTERNAL_RATE,
                        samples - INTERNAL_RATE),
@@ -204,14 +202,12 @@ TEST_F(Export, WavHoldsTheSoundAlone) {
   Make("wav", file, recipe);
   std::unique_ptr<rwav, wav_closer> r(mediareaders::WaveFileReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->wfx.wFormatTag, WAVE_FORMAT_PCM);
-  EXPECT_EQ(r->wfx.nSamplesPerSec, 44100u);
-  EXPECT_EQ(r->wfx.nChannels, 2);
-  EXPECT_EQ(r->wfx.wBitsPerSample, 16);
+  EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{WAVE_FORMAT_PCM, 2, 44100, 16, 4, 176400}));
   EXPECT_EQ(int64_t(r->datasize), samples * 4);
   EXPECT_EQ(Mismatches(mediareaders::WaveFileRead(r.get(), 0), recipe, 0, INTERNAL_RATE), 0);
   EXPECT_EQ(
-      Mismatches(mediareaders::WaveFileRead(r.get(), 1200), recipe, INTERNAL_RATE, samples - INTERNAL_RATE), 0);
+      Mismatches(mediareaders::WaveFileRead(r.get(), 1200), recipe, INTERNAL_RATE, samples - INTERNAL_RATE),
+      0);
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {

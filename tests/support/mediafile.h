@@ -51,7 +51,7 @@ struct media_recipe {
   int video_start = 0;  // the first frame's time stamp, in frames (or units of tb_num / tb_den)
 
   std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
-  int64_t audio_start = 0;  // the first sample frame's time stamp, in sample frames
+  int64_t audio_start = 0;    // the first sample frame's time stamp, in sample frames
   int audio_rate = 8000;
   int audio_channels = 2;
   int64_t audio_samples = 0;  // sample frames
