@@ -196,15 +196,6 @@ TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
   EXPECT_EQ(root.GetCurrentTime(), 4200);
 }
 
-TEST_F(EditView, WheelZoomsScrollsAndChangesTheBand) {
-  EXPECT_EQ(Mouse(WM_MOUSEWHEEL, L + 500, 400, (120 << 16) | MK_CONTROL) & QA_UPDATE, uint32_t(QA_UPDATE));
-  EXPECT_EQ(root.GetVisibleSpan(), 5000);
-  Mouse(WM_MOUSEWHEEL, L + 500, 400, (-120 << 16) & 0xFFFF0000);
-  EXPECT_EQ(root.GetViewStart(), 500);
-  Mouse(WM_MOUSEWHEEL, L + 500, 400, (120 << 16) | MK_SHIFT);
-  EXPECT_EQ(root.GetBandHeight(), 80);
-}
-
 TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   timefloat tf("IDS_TEST", 0.0, 1.0, 0.0);
   tf.SetViewingRange(0, 1000);

@@ -15,6 +15,8 @@ namespace plugtest {
 std::string BuiltPlugin(const std::string &name);
 std::string FixturePlugin(const std::string &name);
 bool CopyFile(const std::string &from, const std::string &to);
+// Whether the library is loaded in this process.
+bool Resident(const std::string &path);
 
 // Answers Choose with `choice_answer` and keeps what it was offered; installed while it lives.
 struct recording_dialogs : headless_dialogs {
@@ -56,7 +58,7 @@ int64_t FrameTime(const make_spec &recipe, int i);
 // Sets the plugin up for `file`, opens it, writes the frames and their sound, and closes it
 // (unless `leave_open`). The frames and sample frames written go to *frames and *samples.
 // False when a call fails.
-bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames, int64_t *samples,
-          bool leave_open = false);
+bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
+          int64_t *samples, bool leave_open = false);
 
 }  // namespace plugtest

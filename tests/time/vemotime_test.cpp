@@ -236,18 +236,6 @@ TEST(TimedObject, Rectangles) {
   EXPECT_EQ(obj->FindTimeFloat(49)->HasValues(), 0);
 }
 
-TEST(TimedObject, Colours) {
-  auto obj = std::make_unique<vemotime>();
-  for (const char *n : {"IDS_COLOR_LB_R", "IDS_COLOR_LB_G", "IDS_COLOR_LB_B", "IDS_COLOR_LB_A"})
-    DeclareVariable(obj->GetTimeFloatMgr(), n);
-  EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(255, 0, 0, 255));
-  obj->SetCurrentTime(10);
-  EXPECT_EQ(obj->SetTimeColor(671, 672, 673, 674, pix32(12, 128, 254, 7)), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(12, 128, 254, 7));
-  EXPECT_EQ(obj->DeleteTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
-  EXPECT_EQ(obj->FindTimeFloat(673)->HasValues(), 0);
-}
-
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
   auto obj = std::make_unique<vemotime>();
   obj->RectCreateSource();
