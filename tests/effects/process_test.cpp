@@ -2,7 +2,6 @@
 // source and adjusting the destination, results, lock failures, and the twins of every pair.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <random>
 
 #include "effects/adjusteffects.h"

@@ -2,7 +2,6 @@
 // each container and codec family, sound from any millisecond on, pictures, damaged files.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <vector>
 

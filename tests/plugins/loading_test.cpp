@@ -3,9 +3,7 @@
 // surface manager's start-up.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
