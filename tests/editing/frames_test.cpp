@@ -1,5 +1,4 @@
-// Splitting and trimming change no picture outside the edit: every frame of the project is
-// composed before and after, and compared pixel for pixel (then again after undoing).
+// Splitting and trimming change no composed frame outside the edit, before and after undoing.
 #include <gtest/gtest.h>
 
 #include <memory>

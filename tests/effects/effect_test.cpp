@@ -1,5 +1,4 @@
-// The effect framework: the type table and factories, defaults and declarations, the selection
-// menu, and the effect record with its plugin block.
+// The effect framework: type table, factories, declarations, selection and the effect record.
 #include "effects/effect.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
-// Key kernels: hand-worked pixels at the bounds, the twins' complement, and the run-splitting
-// shape kernels against a plain per-pixel walk.
+// Key kernels by hand-worked pixels at the bounds, and the fast paths against plain walks.
 #include "effects/keys.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,4 @@
-// Composition: pictures of small projects against hand-worked pixels and the reference
-// compositor (track order, active ends, rectangles off the frame, opacity, effect chains, nested
-// arrangements, root effects, edit marks, and purity in time).
+// Composition against hand-worked pixels and the reference compositor.
 #include <gtest/gtest.h>
 
 #include "effects/effect.h"

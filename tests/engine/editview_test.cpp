@@ -1,6 +1,4 @@
-// The editing window's engine half without a window: the root's panes, what a point hits, the
-// rectangles of clips and keys at a zoom and band height, drags through ArrDragDelta, the curve
-// editor's keys, the menu commands, and the edit log's steps around each change.
+// The editing window's engine half without a window: panes, hits, drags, commands, steps.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,6 +1,4 @@
-// What the maker settles before the first frame: the output wave format, the plugin's consent,
-// its length and texts, the made file handed to the desktop, the worker's lower priority and
-// the question before a project is replaced.
+// What the maker settles before the first frame.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 

@@ -1,6 +1,4 @@
-// Making a real file through an export plugin and reading it back with the engine's own readers:
-// frame count, size, rate, pictures against the composition of the same times, sound. What each
-// codec keeps is the export plugins' tests' part.
+// Making a real file through an export plugin, read back with the engine's own readers.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,5 +1,4 @@
-// Audio mixing: block times, overlapping clips that wrap, conversion of a small format, the
-// audio master, mutes, and silence before a clip's time 0 and after its sound.
+// Audio mixing by hand-worked samples.
 #include <gtest/gtest.h>
 
 #include <vector>

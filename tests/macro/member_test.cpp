@@ -1,6 +1,4 @@
-// Member scripts: a script missing beside the macros is fetched from the member folder named in
-// the settings, kept as a ".lvs" cache and used from there afterwards. The member folder is a
-// local one reached as a file:// address, so the fetch goes through the same download code.
+// Member scripts fetched once from the member folder (a file:// address), then from the cache.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 

@@ -1,5 +1,4 @@
-// The AVI reader against files the test encoded from known frames and samples: the frame shown
-// at every millisecond, sound a whole second at a time, and damaged files.
+// The AVI reader against files encoded from known frames and samples, and damaged files.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,4 @@
-// Image files written by the tests themselves: BMP, ICO and WMF bytes by hand, JPEG through
-// libjpeg, PNG and GIF through FFmpeg's encoders.
+// Image files written by the tests: BMP, ICO and WMF by hand, JPEG, PNG and GIF by libraries.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,4 @@
-// Frame-exact seeking in every container the readers take: each frame read in a scattered order
-// is the picture the same frame gave when read in order, and no read decodes more than one
-// group of pictures, the first read after opening included.
+// Frame-exact seeking in every container, at most one group of pictures decoded per read.
 #include <gtest/gtest.h>
 
 #include <numeric>

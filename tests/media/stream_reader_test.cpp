@@ -1,5 +1,4 @@
-// The stream reader against media the test encoded: the frame shown at every millisecond in
-// each container and codec family, sound from any millisecond on, pictures, damaged files.
+// The stream reader against encoded media of every container and codec family, and damage.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,6 +1,4 @@
-// Plugin loading: the imgio texts and numbers, sorting libraries by their entries, names loaded
-// once, refused libraries, the choice of export plugins, lookup by name and file type, and the
-// surface manager's start-up.
+// Plugin loading, the choice and lookup of export plugins, and the surface manager's start-up.
 #include <gtest/gtest.h>
 
 #include <fstream>

@@ -1,6 +1,4 @@
-// Plugin effects: the factory's choice of plugin, parameters as variables, the per-frame call
-// with the sample Invert plugin, the effect record naming its library, and the wrapper's life
-// beyond the plugin lists.
+// Plugin effects: choice, parameters as variables, the per-frame call, records, lifetime.
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -1,5 +1,4 @@
-// Helpers of the plugin tests: where the built and the fixture plugins are, a dialog that
-// records what it was offered, and a small maker that feeds an export plugin as making does.
+// Helpers of the plugin tests: plugin paths, a recording dialog and a small maker.
 #pragma once
 
 #include <cstdint>

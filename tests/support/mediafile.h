@@ -1,5 +1,4 @@
-// Test fixtures: video and sound files written through FFmpeg's encoders and muxers from frames
-// and samples the test knows, so a reader can be checked frame by frame and sample by sample.
+// Test fixtures: video and sound files encoded by FFmpeg from frames and samples the test knows.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,4 @@
-// Test fixtures: wave files written byte by byte, so readers are checked against files whose
-// every byte the test knows.
+// Test fixtures: wave files written byte by byte.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,4 @@
-// Tests of the timed object base: slot order, local time and trimming, variable access and key
-// stepping through the tree, rectangles and colours, commands and name resolution.
+// The timed object base: slots, local time, variables, keys, rectangles, commands, names.
 #include "time/vemotime.h"
 
 #include <gtest/gtest.h>
