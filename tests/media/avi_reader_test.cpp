@@ -185,8 +185,8 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
   }
 }
 
-// Whatever is wrong with a file, the answer is null or false, never a crash.
-TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
+// What is not an AVI file is refused (cut and flipped ones are the AVI fuzz target's replay).
+TEST(AVIReader, RefusesWhatIsNotAnAVI) {
   EXPECT_EQ(mediareaders::AVIReadOpen(nullptr), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(""), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(std::string("/nonexistent/missing.avi").c_str()), nullptr);
@@ -199,21 +199,6 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
   EXPECT_EQ(mediareaders::AVIReadOpen(
                 WriteTempMedia("notavi.mp4", {.format = "mp4", .video_codec = "mpeg4", .frames = 5}).c_str()),
             nullptr);
-  const std::vector<uint8_t> whole = ReadFileBytes(
-      WriteTempMedia("whole.avi", {.frames = 20, .audio_codec = "pcm_s16le", .audio_samples = 6400}));
-  ASSERT_GT(whole.size(), 1000u);
-  auto exercise = [](const std::string &path) {
-    roa *r = mediareaders::AVIReadOpen(path.c_str());
-    if (!r) return;
-    for (int ms : {0, 500, 40, 790, 0, 5000}) mediareaders::AVIRead(r, ms);
-    for (int ms : {0, 999, 1000, 0}) mediareaders::AVIReadAudioSecond(r, ms);
-    mediareaders::AVIReadClose(r);
-  };
-  // Cut at many lengths: the headers, the middle of a frame, before the index.
-  for (size_t len : {size_t(8), size_t(12), size_t(100), size_t(400), whole.size() / 3, whole.size() / 2,
-                     whole.size() - 200, whole.size() - 1}) {
-    exercise(WriteTempFile("cut.avi", std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
-  }
 }
 
 }  // namespace

@@ -111,17 +111,4 @@ TEST(WaveReader, LyingDataSizeIsCutToTheFile) {
             nullptr);
 }
 
-// Flipped bytes are the fuzz target's part.
-TEST(WaveReader, EveryTruncationFailsOrReadsSafely) {
-  const std::vector<uint8_t> good = WavBytes(wav_layout{}, CountingFrames(2000));
-  for (size_t len = 0; len < good.size(); len += (len < 64 ? 1 : 97)) {
-    std::vector<uint8_t> cut(good.begin(), good.begin() + len);
-    rwav *r = Open("cut.wav", cut);
-    if (r) {
-      for (int ms : {0, 10, 44, 1000}) mediareaders::WaveFileRead(r, ms);
-      mediareaders::WaveFileReadClose(r);
-    }
-  }
-}
-
 }  // namespace
