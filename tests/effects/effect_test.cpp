@@ -11,17 +11,12 @@
 
 #include "core/dialogs.h"
 #include "effects/adjusteffects.h"
+#include "effects/fxtest.h"
 #include "effects/keyeffects.h"
 #include "time/declared_vars.h"
 #include "time/memfile.h"
 
-namespace {
-
-std::unique_ptr<effectVideo> video(int type) {
-  return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
-}
-
-}  // namespace
+using fxtest::video;
 
 TEST(EffectTable, HoldsEveryTypeOnceWithItsName) {
   size_t n = 0;
@@ -64,14 +59,6 @@ TEST(EffectTable, FactoriesMakeTheClassOfTheTypeWithItsID) {
 
 TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   auto e = video(28);
-  double v = -1, lo = -1, hi = -1;
-  ASSERT_TRUE(e->GetTimeFloat(fxid::IDS_EFF_L, &v, &lo, &hi));
-  EXPECT_EQ(v, 0.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_T), 0.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_R), 1.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_B), 1.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFFECT_ENABLE), 1.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFFECT_TOGGLE), 1.0);
   EXPECT_TRUE(e->IsActive());
   RECT r;
   ASSERT_TRUE(e->GetEffectRect(720, 576, &r));

@@ -15,13 +15,6 @@ namespace {
 
 using namespace fixtures;
 
-int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
-
-int16_t Left16(const uint8_t *buf, int64_t frame, int channels, int c = 0) {
-  const uint8_t *p = buf + (frame * channels + c) * 2;
-  return static_cast<int16_t>(p[0] | (p[1] << 8));
-}
-
 struct rate_case {
   int num, den, frames;
 };
@@ -78,7 +71,7 @@ TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
     for (int64_t n = 0; n < 8000; ++n)
       for (int c = 0; c < 2; ++c) {
         const int16_t want = first + n < 26000 ? Sample16(first + n, c) : 0;
-        ASSERT_EQ(Left16(buf, n, 2, c), want) << "ms " << ms << " frame " << n;
+        ASSERT_EQ(SampleAt(buf, n, 2, c), want) << "ms " << ms << " frame " << n;
       }
   }
   EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 4000), nullptr);
@@ -144,7 +137,7 @@ TEST(AVIReader, WiderSoundIsDeliveredAs16Bit) {
   ASSERT_NE(buf, nullptr);
   // 24 bits to 16 drops the low byte: an arithmetic shift, rounding toward minus infinity.
   for (int n = 0; n < 8000; ++n)
-    for (int c = 0; c < 2; ++c) ASSERT_EQ(Left16(buf, n, 2, c), Sample24(n, c) >> 8) << n;
+    for (int c = 0; c < 2; ++c) ASSERT_EQ(SampleAt(buf, n, 2, c), Sample24(n, c) >> 8) << n;
   mediareaders::AVIReadClose(r);
 }
 

@@ -14,13 +14,6 @@ namespace {
 
 using namespace fixtures;
 
-int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
-
-int16_t At16(const uint8_t *buf, int64_t frame, int channels, int c) {
-  const uint8_t *p = buf + (frame * channels + c) * 2;
-  return static_cast<int16_t>(p[0] | (p[1] << 8));
-}
-
 struct family {
   const char *name, *format, *codec;
   int b_frames;
@@ -100,7 +93,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
     const int64_t first = int64_t(ms) * 8;
     for (int64_t n = 0; n < 8000; ++n)
       for (int c = 0; c < 2; ++c)
-        ASSERT_EQ(At16(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
+        ASSERT_EQ(SampleAt(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
             << "ms " << ms << " +" << n;
   }
   EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 2500), nullptr);
@@ -162,8 +155,8 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 0);
   const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
   ASSERT_NE(buf, nullptr);
-  EXPECT_EQ(At16(buf, 0, 2, 0), Sample16(0, 0));
-  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(7999, 1));
+  EXPECT_EQ(SampleAt(buf, 0, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(7999, 1));
   mediareaders::StreamCloseRead(m);
 
   s.video_start = 0;
@@ -174,9 +167,9 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 10);
   buf = mediareaders::StreamReadAudioSample(m, 0);
   ASSERT_NE(buf, nullptr);
-  EXPECT_EQ(At16(buf, 1999, 2, 0), 0);
-  EXPECT_EQ(At16(buf, 2000, 2, 0), Sample16(0, 0));
-  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(5999, 1));
+  EXPECT_EQ(SampleAt(buf, 1999, 2, 0), 0);
+  EXPECT_EQ(SampleAt(buf, 2000, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(5999, 1));
   mediareaders::StreamCloseRead(m);
 }
 
@@ -229,10 +222,10 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
     const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
     ASSERT_NE(buf, nullptr) << k.name;
     if (k.channels == 1) {
-      for (int n = 0; n < 8000; ++n) ASSERT_EQ(At16(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
+      for (int n = 0; n < 8000; ++n) ASSERT_EQ(SampleAt(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
     } else {
       int loud = 0;
-      for (int n = 0; n < 8000; ++n) loud += At16(buf, n, 2, 0) != 0 && At16(buf, n, 2, 1) != 0;
+      for (int n = 0; n < 8000; ++n) loud += SampleAt(buf, n, 2, 0) != 0 && SampleAt(buf, n, 2, 1) != 0;
       EXPECT_GT(loud, 7000);
     }
     mediareaders::StreamCloseRead(m);

@@ -27,6 +27,13 @@ uint8_t Sample8(int64_t n, int c);
 int32_t Sample24(int64_t n, int c);  // a signed 24-bit value
 // A smooth signal for lossy codecs: 0.5 * sin(2 pi 440 n / rate + c).
 float SampleSine(int64_t n, int c, int rate);
+// The 16-bit sample of sample frame `frame`, channel c, in interleaved little-endian PCM.
+inline int16_t SampleAt(const uint8_t *pcm, int64_t frame, int channels, int c) {
+  const uint8_t *p = pcm + (frame * channels + c) * 2;
+  return int16_t(p[0] | (p[1] << 8));
+}
+// The frame shown at `ms` at num / den frames per second.
+inline int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
 
 struct media_recipe {
   std::string format = "avi";         // muxer: avi, mp4, mov, matroska, mpeg, asf, gif, ...
