@@ -1,5 +1,4 @@
-// A host's view of the engine: everything below is reached through the umbrella header alone,
-// one name from each public header, the readers and converters under their member names.
+// A host's view: every public header reached through the umbrella header alone.
 #include "vemodll.h"
 
 #include <gtest/gtest.h>

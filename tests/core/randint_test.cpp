@@ -1,5 +1,4 @@
-// randint: seeds, values worked by hand, and the limits against the generator written out with
-// 64-bit arithmetic.
+// randint: seeds, hand-worked values, and the limits against a 64-bit reference.
 #include <gtest/gtest.h>
 
 #include "core/randint.h"

@@ -92,14 +92,6 @@ TEST(ObjectTree, QueryCapMovTakesTheCapture) {
   EXPECT_FALSE(HeadlessDialogs().captured);
 }
 
-TEST(ObjectTree, BaseVirtualsDoNothing) {
-  vemo v;
-  RECT rc{1, 2, 3, 4};
-  EXPECT_EQ(v.Load(nullptr), 0);
-  EXPECT_FALSE(v.TipTheTool("tip", rc));  // a lone root has nobody to show it
-  EXPECT_TRUE(v.isDirty());               // new objects start modified
-}
-
 TEST(BusyCounter, NestsAndShowsTheWaitCursorUntilBalanced) {
   EXPECT_EQ(vemo::BusyStart(), 1);
   EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::wait);

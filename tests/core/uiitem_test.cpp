@@ -56,20 +56,6 @@ TEST(UIItem, SplitPathsAtTheFirstDot) {
   EXPECT_STREQ(rest, "");
 }
 
-TEST(UIItem, NumbersResolveWithOrWithoutHash) {
-  EXPECT_EQ(UIItem::ResolveNumber("614"), 614);
-  EXPECT_EQ(UIItem::ResolveNumber("#614"), 614);
-  EXPECT_EQ(UIItem::ResolveNumber("NEXTKEYFRAME"), 0);
-}
-
-TEST(UIItem, SlidersClampTheirValue) {
-  UIItemSlider s;
-  EXPECT_TRUE(s.UISetMinCurMax(-1.0, 5.0, 1.0));
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 1.0);
-  s.UISetValue(-3);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), -1.0);
-}
-
 TEST(UIItem, PrefsItemReadsAndWritesThePrefsDataSet) {
   UIItemPrefs prefs;
   char result[UIITEM_RESULT_SIZE];

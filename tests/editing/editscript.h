@@ -1,5 +1,4 @@
-// A generated project and random edits sent as the macro language sends them (object commands
-// through EditCommand), shared by the editing tests and the editing benchmark.
+// A generated project and random object commands, shared by the editing tests and benchmark.
 #pragma once
 
 #include <cstdio>
@@ -76,13 +75,14 @@ class driver {
     }
     switch (kind) {
       case 1:
-        std::snprintf(text, sizeof text, "Place %s %s %d", Sec(Pick(600000)).c_str(), Sec(1 + Pick(4000)).c_str(),
-                      Pick(4));
+        std::snprintf(text, sizeof text, "Place %s %s %d", Sec(Pick(600000)).c_str(),
+                      Sec(1 + Pick(4000)).c_str(), Pick(4));
         return Send(c, text);
       case 2:
         return Send(c, "SetOffset " + Sec(Pick(c->GetOffset() + c->GetSize())));
       case 3:
-        return Send(c->UIItemResolve("IDS_DST_L"), "SetKey " + Sec(Pick(4) * 500) + " 0." + std::to_string(Pick(10)));
+        return Send(c->UIItemResolve("IDS_DST_L"),
+                    "SetKey " + Sec(Pick(4) * 500) + " 0." + std::to_string(Pick(10)));
       case 4:
         return Send(c->UIItemResolve("IDS_DST_L"), "KillKey " + Sec(Pick(4) * 500));
       case 5:

@@ -1,8 +1,6 @@
-// Splitting and trimming change no picture outside the edit: every frame of the project is
-// composed before and after, and compared pixel for pixel (then again after undoing).
+// Splitting and trimming change no composed frame outside the edit, before and after undoing.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,8 +33,10 @@ struct frames : ::testing::Test {
     clip *v = ClipAddMedia(root, file.c_str(), 500, 0, 3000);
     ASSERT_NE(v, nullptr);
     v->SetName("Video");
-    for (auto [id, t, value] : {std::tuple{clipvar::IDS_DST_L, 0, 0.0}, {clipvar::IDS_DST_L, 3000, 0.5},
-                                {clipvar::IDS_START_OPACITY, 0, 0.2}, {clipvar::IDS_START_OPACITY, 1500, 1.0}}) {
+    for (auto [id, t, value] : {std::tuple{clipvar::IDS_DST_L, 0, 0.0},
+                                {clipvar::IDS_DST_L, 3000, 0.5},
+                                {clipvar::IDS_START_OPACITY, 0, 0.2},
+                                {clipvar::IDS_START_OPACITY, 1500, 1.0}}) {
       timefloat *tf = v->FindTimeFloat(id);
       ASSERT_NE(tf, nullptr);
       tf->SetValue(t, value);

@@ -1,13 +1,12 @@
-// The edit history: every object command undone and redone to the byte, steps that nest,
-// cancel or change nothing, records that leave children out, and random edits undone whole.
+// The edit history: every command undone and redone to the byte, nested and empty steps.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <memory>
 #include <string>
 
-#include "editing/editscript.h"
 #include "core/dialogs.h"
+#include "editing/editscript.h"
 #include "engine/editjournal.h"
 
 namespace {

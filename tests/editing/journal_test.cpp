@@ -1,5 +1,4 @@
-// The journal beside a project: the undo stack across closing and reopening, torn and damaged
-// tails, journals of another file, declined recovery, and a process killed at random points.
+// The journal beside a project: reopening, damaged and foreign journals, and killed processes.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -246,7 +245,9 @@ TEST(journalcrash, KilledAtRandomPointsRecoversTheLastAcknowledgedEdit) {
       // The first run goes to the end untouched, to learn how long the edits take.
       int status = 0;
       ::waitpid(pid, &status, 0);
-      editing_us = double(std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start).count());
+      editing_us = double(
+          std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start)
+              .count());
     } else {
       std::this_thread::sleep_for(std::chrono::microseconds(int64_t(editing_us * (rng() % 1000) / 1000.0)));
       ::kill(pid, SIGKILL);
@@ -265,10 +266,13 @@ TEST(journalcrash, KilledAtRandomPointsRecoversTheLastAcknowledgedEdit) {
       ++inflight;
       continue;
     }
-    FAIL() << "kill " << k << ": " << acked << " edits acknowledged, the reopened project holds another state";
+    FAIL() << "kill " << k << ": " << acked
+           << " edits acknowledged, the reopened project holds another state";
   }
-  std::printf("%d kills over %.0f ms of edits: every reopening held the last acknowledged state (%d times the edit in flight was already written down)\n",
-              kills, editing_us / 1000, inflight);
+  std::printf(
+      "%d kills over %.0f ms of edits: every reopening held the last acknowledged state (%d times the edit "
+      "in flight was already written down)\n",
+      kills, editing_us / 1000, inflight);
   EXPECT_EQ(total, kills + 1);
 }
 

@@ -1,5 +1,4 @@
-// Adjuster kernels and level readers: hand-worked colours at the saturation edges, the masked mix,
-// the mapper's tables and the alpha offset.
+// Adjuster kernels and level readers by hand-worked colours, and the fast paths.
 #include "effects/adjusters.h"
 
 #include <gtest/gtest.h>

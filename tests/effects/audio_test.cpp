@@ -1,5 +1,4 @@
-// The sound effects by hand-worked samples: volume and pan gains with truncation, the
-// compressor's corners, and the variables read again after frame 0 and every 441 frames.
+// The sound effects by hand-worked samples.
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -1,11 +1,9 @@
-// The effect framework: the type table and factories, defaults and declarations, the selection
-// menu, and the effect record with its plugin block.
+// The effect framework: type table, factories, declarations, selection and the effect record.
 #include "effects/effect.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -13,17 +11,12 @@
 
 #include "core/dialogs.h"
 #include "effects/adjusteffects.h"
+#include "effects/fxtest.h"
 #include "effects/keyeffects.h"
 #include "time/declared_vars.h"
 #include "time/memfile.h"
 
-namespace {
-
-std::unique_ptr<effectVideo> video(int type) {
-  return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
-}
-
-}  // namespace
+using fxtest::video;
 
 TEST(EffectTable, HoldsEveryTypeOnceWithItsName) {
   size_t n = 0;
@@ -66,14 +59,6 @@ TEST(EffectTable, FactoriesMakeTheClassOfTheTypeWithItsID) {
 
 TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   auto e = video(28);
-  double v = -1, lo = -1, hi = -1;
-  ASSERT_TRUE(e->GetTimeFloat(fxid::IDS_EFF_L, &v, &lo, &hi));
-  EXPECT_EQ(v, 0.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_T), 0.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_R), 1.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFF_B), 1.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFFECT_ENABLE), 1.0);
-  EXPECT_EQ(e->GetTimeFloat(fxid::IDS_EFFECT_TOGGLE), 1.0);
   EXPECT_TRUE(e->IsActive());
   RECT r;
   ASSERT_TRUE(e->GetEffectRect(720, 576, &r));
@@ -111,22 +96,7 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
   const std::string common =
       "IDS_EFF_RECT IDS_EFF_L IDS_EFF_T IDS_EFF_R IDS_EFF_B IDS_EFFECT_SWITCHES IDS_EFFECT_ENABLE "
       "IDS_EFFECT_TOGGLE ";
-  const std::string adjust =
-      "IDS_ADJVARS_01 IDS_ADJ_RED IDS_ADJ_GREEN IDS_ADJ_BLUE IDS_ADJ_SATURATION IDS_ADJ_OPACITY ";
-  EXPECT_EQ(names(*video(111)),
-            common +
-                "IDS_MAPVARS_01 IDS_MAP_RED_1 IDS_MAP_RED_0 IDS_MAP_GREEN_1 IDS_MAP_GREEN_0 "
-                "IDS_MAP_BLUE_1 IDS_MAP_BLUE_0 IDS_MAP_OPACITY_1 IDS_MAP_OPACITY_0 ");
   EXPECT_EQ(names(*video(103)), common + "IDS_EFFECT_VARS IDS_OPACITY ");
-  EXPECT_EQ(names(*video(257)), common + adjust + "IDS_RADII_01 IDS_RADIUS_1 IDS_RADIUS_2 ");
-  EXPECT_EQ(names(*video(260)), common + adjust + "IDS_SIZE_01 IDS_SIZE1 IDS_SIZE2 ");
-  EXPECT_EQ(names(*video(30)), common + "IDS_EFFECT_VARS IDS_BRIGHTNESS1 IDS_BRIGHTNESS2 ");
-
-  EXPECT_EQ(names(*video(266)), common + "IDS_EFFECT_VARS IDS_ANGLE IDS_ROTATIONS IDS_CENTERX IDS_CENTERY ");
-  EXPECT_EQ(names(*video(679)),
-            common +
-                "IDS_COLOR_FRAME IDS_COLOR_FRAME_R IDS_COLOR_FRAME_G IDS_COLOR_FRAME_B IDS_COLOR_FRAME_A "
-                "IDS_EFFECT_VARS IDS_FRAME_SIZE IDS_FRAME_SHADING ");
   EXPECT_EQ(names(*video(676)), common + "IDS_EFFECT_VARS IDS_SHADOW_SIZE ");
   EXPECT_EQ(names(*video(182)).substr(names(*video(111)).size()),
             "IDS_DST_RECT IDS_DST_L IDS_DST_T IDS_DST_R IDS_DST_B ");

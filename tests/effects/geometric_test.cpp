@@ -1,5 +1,4 @@
-// The exact geometric effects by hand-worked pixels (mirrors, rotator, wipe, second output), and
-// the designed ones by their properties and a few worked values.
+// Geometric, pattern and frame effects by hand-worked pixels and by their properties.
 #include <gtest/gtest.h>
 
 #include <random>

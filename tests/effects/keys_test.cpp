@@ -1,5 +1,4 @@
-// Key kernels: hand-worked pixels at the bounds, the twins' complement, and the run-splitting
-// shape kernels against a plain per-pixel walk.
+// Key kernels by hand-worked pixels at the bounds, and the fast paths against plain walks.
 #include "effects/keys.h"
 
 #include <gtest/gtest.h>
@@ -308,22 +307,4 @@ TEST(Keys, ColourVectorPathsMatchTheReferenceOverEveryWidthAndTail) {
     }
   }
   kernels::LimitTier(best);
-}
-
-TEST(KeyChroma, VectorPathAgreesOnEveryColourOfACoarseGrid) {
-  // Every red, green and blue in steps of 5, 0 to 255, keyed against a few boxes.
-  std::vector<pix32> colours;
-  for (int r = 0; r <= 255; r += 5)
-    for (int g = 0; g <= 255; g += 5)
-      for (int b = 0; b <= 255; b += 5) colours.push_back(rgba(r, g, b));
-  const int w = 64, h = int((colours.size() + w - 1) / w);
-  for (const chromakey &k :
-       {chromakey{0, 255, 0, 40, 60}, chromakey{255, 0, 0, 10, 10}, chromakey{30, 60, 90, 25, 5}}) {
-    canvas a(w, h), b(w, h);
-    for (size_t i = 0; i < colours.size(); ++i) a.at(int(i % w), int(i / w)) = colours[i];
-    b.set(a.pixels());
-    fxkernels::KeyChroma(a.locked(), RECT{0, 0, w, h}, k, false);
-    fxkernels::ref::KeyChroma(b.locked(), RECT{0, 0, w, h}, k, false);
-    ASSERT_EQ(a.pixels(), b.pixels());
-  }
 }

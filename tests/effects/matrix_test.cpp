@@ -1,5 +1,4 @@
-// The neighbourhood walker and its kernels by hand-worked pixels, the fast blur and edge paths
-// against the plain walk, the key smoother's level, and the interlace effects.
+// The neighbourhood walker, its kernels and the interlace effects.
 #include <gtest/gtest.h>
 
 #include <random>

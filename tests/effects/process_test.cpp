@@ -1,8 +1,6 @@
-// Effects at work through their variables: keys on the destination, keyed adjusters keying the
-// source and adjusting the destination, results, lock failures, and the twins of every pair.
+// Effects at work through their variables, their twins, and lock failures.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <random>
 
 #include "effects/adjusteffects.h"

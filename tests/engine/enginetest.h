@@ -1,5 +1,4 @@
-// Helpers of the engine tests: a small headless project, pictures written with known pixels,
-// and a deliberately plain reference compositor written from the composition rules.
+// Helpers of the engine tests: a headless project, known pictures and a plain reference compositor.
 #pragma once
 
 #include <cstdint>

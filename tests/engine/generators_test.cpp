@@ -1,5 +1,4 @@
-// The source generators: the gradient against its bilinear values, the text string's
-// coverage, background, alignment and shadows, and repainting only on change.
+// The gradient and text generators, and repainting only on change.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -1,5 +1,4 @@
-// What importing a medium costs: its headers, index and a frame, never the whole file. Counted
-// in bytes read (/proc/self/io), never in time.
+// Importing a medium reads its headers, index and a frame, never the whole file (bytes, not time).
 #include <gtest/gtest.h>
 
 #include <cstdio>

@@ -1,5 +1,4 @@
-// Segments made apart and joined against a single make of the same project: the pictures and
-// the sound must come out the same whatever the cut, and parts that do not fit are refused.
+// Segments made apart and joined equal a single make; parts that do not fit are refused.
 #include <gtest/gtest.h>
 
 #include <cstring>

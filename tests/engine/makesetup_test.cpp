@@ -1,6 +1,4 @@
-// What the maker settles before the first frame: the output wave format, the plugin's consent,
-// its length and texts, the made file handed to the desktop, the worker's lower priority and
-// the question before a project is replaced.
+// What the maker settles before the first frame.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -54,11 +52,10 @@ class setupprobe : public imgio_export {
 struct soundproject : project {
   soundproject() {
     Still(root(), "pic.bmp", 8, 8, 0, 1000, 0);
-    fixtures::wav_layout mono8;
-    mono8.channels = 1;
-    mono8.rate = 22050;
-    mono8.bits = 8;
-    p->AddMedia(root(), Wav("tone.wav", std::vector<uint8_t>(22050, 0x90), mono8).c_str(), 0, 1);
+    p->AddMedia(
+        root(),
+        Wav("tone.wav", std::vector<uint8_t>(22050, 0x90), {.channels = 1, .rate = 22050, .bits = 8}).c_str(),
+        0, 1);
     root()->SetMakeRange(0, 400);
     HeadlessDialogs().file_answer = dir.file("made.bin");
   }
@@ -68,22 +65,18 @@ struct soundproject : project {
 }  // namespace
 
 TEST(MakeSetup, OutputFormatTable) {
-  // choice, bits, channels, rate, block align, bytes per second
-  const int table[][6] = {
-      {95, 16, 2, 44100, 4, 176400}, {122, 16, 1, 44100, 2, 88200}, {90, 16, 2, 22050, 4, 88200},
-      {91, 16, 1, 22050, 2, 44100},  {120, 8, 2, 22050, 2, 44100},  {121, 8, 1, 22050, 1, 22050},
-      {92, 8, 2, 11025, 2, 22050},   {0, 8, 1, 11025, 1, 11025},    {96, 8, 1, 11025, 1, 11025}};
+  // choice, then the format: PCM, channels, rate, bits, block align, bytes per second
+  const std::pair<int, std::vector<uint32_t>> table[] = {
+      {95, {1, 2, 44100, 16, 4, 176400}}, {122, {1, 1, 44100, 16, 2, 88200}},
+      {90, {1, 2, 22050, 16, 4, 88200}},  {91, {1, 1, 22050, 16, 2, 44100}},
+      {120, {1, 2, 22050, 8, 2, 44100}},  {121, {1, 1, 22050, 8, 1, 22050}},
+      {92, {1, 2, 11025, 8, 2, 22050}},   {0, {1, 1, 11025, 8, 1, 11025}},
+      {96, {1, 1, 11025, 8, 1, 11025}}};
   clip c(nullptr);
-  for (const auto &row : table) {
-    EXPECT_TRUE(c.InitWFX(row[0]));
-    const WAVEFORMATEX &f = c.GetOutputFormat();
-    EXPECT_EQ(f.wFormatTag, WAVE_FORMAT_PCM) << row[0];
-    EXPECT_EQ(f.wBitsPerSample, row[1]) << row[0];
-    EXPECT_EQ(f.nChannels, row[2]) << row[0];
-    EXPECT_EQ(f.nSamplesPerSec, uint32_t(row[3])) << row[0];
-    EXPECT_EQ(f.nBlockAlign, row[4]) << row[0];
-    EXPECT_EQ(f.nAvgBytesPerSec, uint32_t(row[5])) << row[0];
-    EXPECT_EQ(f.cbSize, 0) << row[0];
+  for (const auto &[choice, format] : table) {
+    EXPECT_TRUE(c.InitWFX(choice));
+    EXPECT_EQ(fixtures::FormatRow(c.GetOutputFormat()), format) << choice;
+    EXPECT_EQ(c.GetOutputFormat().cbSize, 0) << choice;
   }
 }
 
@@ -99,10 +92,8 @@ TEST(MakeSetup, ThePluginAgreesAndLearnsLengthAndTextsThenSoundIsMadeAtChoice95)
 
   setupprobe plugin;
   ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
-  const WAVEFORMATEX &f = pr.root()->GetOutputFormat();
-  EXPECT_EQ(f.nSamplesPerSec, 44100u);
-  EXPECT_EQ(f.nChannels, 2);
-  EXPECT_EQ(f.wBitsPerSample, 16);
+  EXPECT_EQ(fixtures::FormatRow(pr.root()->GetOutputFormat()),
+            (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
   EXPECT_EQ(plugin.length, 400);
   EXPECT_STREQ(plugin.title, "Root Name");  // no title of its own: the root's name
   EXPECT_EQ(plugin.copyrightset, 0);        // empty texts are not passed

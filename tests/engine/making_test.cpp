@@ -1,5 +1,4 @@
-// Making: frame times and sound sizes of the make loop, stops, refusals, and the worker's job
-// word (latest job wins, nothing after quit).
+// The make loop's frame times and sound sizes, stops, refusals, and the worker's job word.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,5 +1,4 @@
-// Audio mixing: block times, overlapping clips that wrap, conversion of a small format, the
-// audio master, mutes, and silence before a clip's time 0 and after its sound.
+// Audio mixing by hand-worked samples.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -16,10 +15,8 @@ namespace {
 // A wave file whose every sample (each channel) is `value`.
 std::string ConstantWav(project &pr, const std::string &name, int rate, int channels, int bits, int value,
                         int ms) {
-  fixtures::wav_layout recipe;
-  recipe.rate = uint32_t(rate);
-  recipe.channels = uint16_t(channels);
-  recipe.bits = uint16_t(bits);
+  const fixtures::wav_layout recipe{
+      .channels = uint16_t(channels), .rate = uint32_t(rate), .bits = uint16_t(bits)};
   const size_t frames = size_t(rate) * size_t(ms) / 1000;
   std::vector<uint8_t> samples;
   for (size_t i = 0; i < frames * size_t(channels); ++i) {

@@ -1,5 +1,4 @@
-// Frame-parallel making: the file made with composers on 2 and 4 threads is the one the root
-// makes alone, byte for byte, sound included.
+// Frame-parallel making gives the single make's file, byte for byte.
 #include <gtest/gtest.h>
 
 #include "core/dialogs.h"

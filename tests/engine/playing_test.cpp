@@ -1,5 +1,4 @@
-// Playing: the play queue's rings and clock, the play job's sound against the samples of the
-// file it plays (the composite and a child's own medium), and Stop.
+// Playing: the play queue, the play job's sound against its file, and Stop.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,5 +1,4 @@
-// Project files: the clip block's layout, byte-identical round trips, every truncation,
-// atomic saving, missing media and duplication.
+// Project files: layout, round trips, truncations, atomic saving, missing media, duplication.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>

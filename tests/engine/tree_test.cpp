@@ -1,5 +1,4 @@
-// The clip tree: children on tracks, deletion, formats, the state queries, the clip time
-// mapper over a real video, and the rules of the arrangement view.
+// The clip tree and the rules of the arrangement view.
 #include <gtest/gtest.h>
 
 #include "core/dialogs.h"

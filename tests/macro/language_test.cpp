@@ -1,5 +1,4 @@
-// The macro language: tokens, clauses, calculations, conditions, blocks, returns, calls,
-// built-in commands, variables and the debug log.
+// The macro language: clauses, calculations, conditions, blocks, calls, built-ins, the log.
 #include <gtest/gtest.h>
 
 #include "core/dialogs.h"

@@ -1,5 +1,4 @@
-// Object commands: a project built by a macro saves the same bytes as one built through the
-// C++ interface; names reach children, effects and variables; refused commands change nothing.
+// Object commands: macro-built projects equal API-built ones; refused commands change nothing.
 #include <gtest/gtest.h>
 
 #include "core/dialogs.h"

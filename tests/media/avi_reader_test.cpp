@@ -1,9 +1,7 @@
-// The AVI reader against files the test encoded from known frames and samples: the frame shown
-// at every millisecond, sound a whole second at a time, and damaged files.
+// The AVI reader against files encoded from known frames and samples, and damaged files.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -17,13 +15,6 @@ namespace {
 
 using namespace fixtures;
 
-int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
-
-int16_t Left16(const uint8_t *buf, int64_t frame, int channels, int c = 0) {
-  const uint8_t *p = buf + (frame * channels + c) * 2;
-  return static_cast<int16_t>(p[0] | (p[1] << 8));
-}
-
 struct rate_case {
   int num, den, frames;
 };
@@ -35,13 +26,8 @@ class AVIFrameAccuracy : public ::testing::TestWithParam<rate_case> {};
 TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
   const rate_case rc = GetParam();
   media_recipe s;
-  s.rate_num = rc.num;
-  s.rate_den = rc.den;
-  s.frames = rc.frames;
-  s.audio_codec = "pcm_s16le";
-  s.audio_rate = 8000;
-  s.audio_channels = 2;
-  s.audio_samples = 26000;  // 3.25 s
+  s.rate_num = rc.num, s.rate_den = rc.den, s.frames = rc.frames, s.audio_codec = "pcm_s16le",
+  s.audio_rate = 8000, s.audio_channels = 2, s.audio_samples = 26000;  // 3.25 s of sound
   const std::string path = WriteTempMedia("rate" + std::to_string(rc.num) + ".avi", s);
 
   roa *r = mediareaders::AVIReadOpen(path.c_str());
@@ -76,11 +62,7 @@ TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
   EXPECT_EQ(ShownFrame(r->frame, rc.frames), 0);
 
   ASSERT_EQ(r->audiovalid, 1);
-  EXPECT_EQ(r->wfx.wFormatTag, 1);
-  EXPECT_EQ(r->wfx.nChannels, 2);
-  EXPECT_EQ(r->wfx.wBitsPerSample, 16);
-  EXPECT_EQ(r->wfx.nSamplesPerSec, 8000u);
-  EXPECT_EQ(r->wfx.nAvgBytesPerSec, 32000u);
+  EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 8000, 16, 4, 32000}));
   // Seconds 3, 0, 2 (by its last millisecond), 1: out of order on purpose.
   for (int ms : {3000, 0, 2999, 1999}) {
     const uint8_t *buf = mediareaders::AVIReadAudioSecond(r, ms);
@@ -89,7 +71,7 @@ TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
     for (int64_t n = 0; n < 8000; ++n)
       for (int c = 0; c < 2; ++c) {
         const int16_t want = first + n < 26000 ? Sample16(first + n, c) : 0;
-        ASSERT_EQ(Left16(buf, n, 2, c), want) << "ms " << ms << " frame " << n;
+        ASSERT_EQ(SampleAt(buf, n, 2, c), want) << "ms " << ms << " frame " << n;
       }
   }
   EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 4000), nullptr);
@@ -102,9 +84,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, AVIFrameAccuracy,
                          [](const auto &info) { return info.param.num == 25 ? "fps25" : "fps29_97"; });
 
 TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
-  media_recipe s;
-  s.frames = 10;
-  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", {.frames = 10}).c_str());
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->audiovalid, 0);
   EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 0), nullptr);
@@ -117,9 +97,7 @@ TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
 // A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
 // length is the fixed ten seconds; the frames themselves still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
-  media_recipe s;
-  s.frames = 10;
-  std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", s));
+  std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", {.frames = 10}));
   const uint8_t strh[] = {'s', 't', 'r', 'h'};
   auto it = std::search(bytes.begin(), bytes.end(), std::begin(strh), std::end(strh));
   ASSERT_NE(it, bytes.end());
@@ -135,17 +113,12 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
 
 TEST(AVIReader, EightBitSoundIsPaddedWith128) {
   media_recipe s;
-  s.frames = 40;
-  s.audio_codec = "pcm_u8";
-  s.audio_channels = 1;
-  s.audio_rate = 11025;
+  s.frames = 40, s.audio_codec = "pcm_u8", s.audio_rate = 11025, s.audio_channels = 1,
   s.audio_samples = 16537;  // 1.5 s
   roa *r = mediareaders::AVIReadOpen(WriteTempMedia("u8.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
-  EXPECT_EQ(r->wfx.wBitsPerSample, 8);
-  EXPECT_EQ(r->wfx.nChannels, 1);
-  EXPECT_EQ(r->wfx.nAvgBytesPerSec, 11025u);
+  EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 1, 11025, 8, 1, 11025}));
   const uint8_t *buf = mediareaders::AVIReadAudioSecond(r, 1000);
   ASSERT_NE(buf, nullptr);
   for (int n = 0; n < 11025; ++n) ASSERT_EQ(buf[n], 11025 + n < 16537 ? Sample8(11025 + n, 0) : 128) << n;
@@ -154,24 +127,17 @@ TEST(AVIReader, EightBitSoundIsPaddedWith128) {
 
 TEST(AVIReader, WiderSoundIsDeliveredAs16Bit) {
   media_recipe s;
-  s.frames = 25;
-  s.audio_codec = "pcm_s24le";
-  s.audio_channels = 2;
-  s.audio_rate = 8000;
+  s.frames = 25, s.audio_codec = "pcm_s24le", s.audio_rate = 8000, s.audio_channels = 2,
   s.audio_samples = 8000;
   roa *r = mediareaders::AVIReadOpen(WriteTempMedia("s24.avi", s).c_str());
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
-  EXPECT_EQ(r->wfx.wFormatTag, 1);
-  EXPECT_EQ(r->wfx.wBitsPerSample, 16);
-  EXPECT_EQ(r->wfx.nChannels, 2);
-  EXPECT_EQ(r->wfx.nSamplesPerSec, 8000u);
-  EXPECT_EQ(r->wfx.nBlockAlign, 4);
+  EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 8000, 16, 4, 32000}));
   const uint8_t *buf = mediareaders::AVIReadAudioSecond(r, 500);
   ASSERT_NE(buf, nullptr);
   // 24 bits to 16 drops the low byte: an arithmetic shift, rounding toward minus infinity.
   for (int n = 0; n < 8000; ++n)
-    for (int c = 0; c < 2; ++c) ASSERT_EQ(Left16(buf, n, 2, c), Sample24(n, c) >> 8) << n;
+    for (int c = 0; c < 2; ++c) ASSERT_EQ(SampleAt(buf, n, 2, c), Sample24(n, c) >> 8) << n;
   mediareaders::AVIReadClose(r);
 }
 
@@ -189,11 +155,7 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
                             lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
                             lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
     media_recipe s;
-    s.video_codec = l.codec;
-    s.pix_fmt = l.pix_fmt;
-    s.gradient = true;
-    s.width = l.w;
-    s.height = l.h;
+    s.video_codec = l.codec, s.pix_fmt = l.pix_fmt, s.gradient = true, s.width = l.w, s.height = l.h,
     s.frames = 6;
     roa *r = mediareaders::AVIReadOpen(WriteTempMedia(l.name, s).c_str());
     ASSERT_NE(r, nullptr) << l.name;
@@ -216,42 +178,20 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
   }
 }
 
-// Whatever is wrong with a file, the answer is null or false, never a crash.
-TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
+// What is not an AVI file is refused (cut and flipped ones are the AVI fuzz target's replay).
+TEST(AVIReader, RefusesWhatIsNotAnAVI) {
   EXPECT_EQ(mediareaders::AVIReadOpen(nullptr), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(""), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(std::string("/nonexistent/missing.avi").c_str()), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("empty.avi", {}).c_str()), nullptr);
   EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')).c_str()),
             nullptr);
-  wav_layout ws;
   EXPECT_EQ(mediareaders::AVIReadOpen(
-                WriteTempFile("sound.avi", WavBytes(ws, std::vector<uint8_t>(4000, 1))).c_str()),
+                WriteTempFile("sound.avi", WavBytes({}, std::vector<uint8_t>(4000, 1))).c_str()),
             nullptr);
-  media_recipe mp4;
-  mp4.format = "mp4";
-  mp4.video_codec = "mpeg4";
-  mp4.frames = 5;
-  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempMedia("notavi.mp4", mp4).c_str()), nullptr);
-
-  media_recipe s;
-  s.frames = 20;
-  s.audio_codec = "pcm_s16le";
-  s.audio_samples = 6400;
-  const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia("whole.avi", s));
-  ASSERT_GT(whole.size(), 1000u);
-  auto exercise = [](const std::string &path) {
-    roa *r = mediareaders::AVIReadOpen(path.c_str());
-    if (!r) return;
-    for (int ms : {0, 500, 40, 790, 0, 5000}) mediareaders::AVIRead(r, ms);
-    for (int ms : {0, 999, 1000, 0}) mediareaders::AVIReadAudioSecond(r, ms);
-    mediareaders::AVIReadClose(r);
-  };
-  // Cut at many lengths: the headers, the middle of a frame, before the index.
-  for (size_t len : {size_t(8), size_t(12), size_t(100), size_t(400), whole.size() / 3, whole.size() / 2,
-                     whole.size() - 200, whole.size() - 1}) {
-    exercise(WriteTempFile("cut.avi", std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
-  }
+  EXPECT_EQ(mediareaders::AVIReadOpen(
+                WriteTempMedia("notavi.mp4", {.format = "mp4", .video_codec = "mpeg4", .frames = 5}).c_str()),
+            nullptr);
 }
 
 }  // namespace
@@ -259,9 +199,7 @@ TEST(AVIReader, RefusesWhatIsNotAnAVIAndSurvivesDamage) {
 // Every third frame of a file whose frames stand alone (Motion JPEG): the frames passed over
 // are neither read nor decoded, as when composers of a parallel make share the frames out.
 TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
-  media_recipe s;
-  s.frames = 60;
-  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("intra.avi", s).c_str());
+  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("intra.avi", {.frames = 60}).c_str());
   ASSERT_NE(r, nullptr);
   const int64_t before = ffdecoder::VideoStats(r->video).decoded;
   for (int i = 1; i < 60; i += 3) {

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "media/surface.h"
 #include "surfacetest.h"
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <functional>
 
 #include "core/vemo.h"
 #include "imagefixtures.h"
@@ -39,9 +38,7 @@ bytes icon32() {
 bytes icon4() {
   bmp_layout s;
   s.width = 4, s.height = 4, s.bpp = 4, s.file_header = false;
-  s.palette.assign(16, 0);
-  s.palette[1] = 0x112233;
-  s.palette[2] = 0x445566;
+  s.palette = {0, 0x112233, 0x445566, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
   s.pixels = {0x12, 0x21, 0, 0,   // bottom row: 1 2 2 1
               0x22, 0x11, 0, 0,   // top row: 2 2 1 1
               0x50, 0,    0, 0,   // AND mask bottom: 0101 -> pixels 1 and 3 transparent
@@ -67,19 +64,17 @@ TEST(ImageBMP, PaletteDepthsOneFourAndEight) {
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0xFF, 0xFF0000, 0xFF, 0xFF0000, 0xFF0000, 0xFF}));
 
-  bmp_layout four;  // 3 x 1: indices 2, 15, 0 of a full table
-  four.width = 3, four.height = 1, four.bpp = 4;
+  bmp_layout four{.width = 3, .height = 1, .bpp = 4, .pixels = {0x2F, 0x00, 0, 0}};  // indices 2, 15, 0
   four.palette.assign(16, 0x010101);
   four.palette[2] = 0x123456, four.palette[15] = 0xABCDEF, four.palette[0] = 0x000001;
-  four.pixels = {0x2F, 0x00, 0, 0};
   s = decode(DecodeBMP, make_bmp(four));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x123456, 0xABCDEF, 0x000001}));
 
-  bmp_layout eight;  // a short table of 3; an index beyond it is black
-  eight.width = 4, eight.height = 1, eight.bpp = 8, eight.colours_used = 3;
-  eight.palette = {0x0A0B0C, 0x102030, 0x405060};
-  eight.pixels = {2, 1, 200, 0};
+  // A short table of 3; an index beyond it is black.
+  bmp_layout eight;
+  eight.width = 4, eight.height = 1, eight.bpp = 8, eight.palette = {0x0A0B0C, 0x102030, 0x405060},
+  eight.colours_used = 3, eight.pixels = {2, 1, 200, 0};
   s = decode(DecodeBMP, make_bmp(eight));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x405060, 0x102030, 0, 0x0A0B0C}));
@@ -94,9 +89,8 @@ TEST(ImageBMP, PaletteDepthsOneFourAndEight) {
 
 TEST(ImageBMP, RunLengthEncodings) {
   bmp_layout rle8;  // 5 x 3, rows bottom-up
-  rle8.width = 5, rle8.height = 3, rle8.bpp = 8, rle8.compression = 1;
+  rle8.width = 5, rle8.height = 3, rle8.bpp = 8, rle8.compression = 1, rle8.colours_used = 4;
   rle8.palette = {0, 0x111111, 0x222222, 0x333333};
-  rle8.colours_used = 4;
   rle8.pixels = {3, 1, 0, 0,        // bottom: 1 1 1, end of line
                  0, 3, 2, 3, 2, 0,  // middle: absolute 2 3 2 (padded)
                  2, 1, 0, 0,        // then 1 1, end of line
@@ -109,10 +103,9 @@ TEST(ImageBMP, RunLengthEncodings) {
                                    0x222222, 0x333333, 0x222222, 0x111111, 0x111111,  // middle
                                    0x111111, 0x111111, 0x111111, 0, 0}));
 
-  bmp_layout rle4;  // 5 x 2
-  rle4.width = 5, rle4.height = 2, rle4.bpp = 4, rle4.compression = 2;
-  rle4.palette.assign(16, 0);
-  rle4.palette[1] = 0x010101, rle4.palette[2] = 0x020202, rle4.palette[3] = 0x030303;
+  bmp_layout rle4;
+  rle4.width = 5, rle4.height = 2, rle4.bpp = 4, rle4.compression = 2,
+  rle4.palette = {0, 0x010101, 0x020202, 0x030303, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
   rle4.pixels = {5, 0x12, 0,    0,     // bottom: 1 2 1 2 1
                  0, 3,    0x32, 0x10,  // top: absolute 3 2 1 (two bytes, already even)
                  2, 0x33, 0,    1};    // then 3 3, end of bitmap
@@ -126,9 +119,8 @@ TEST(ImageBMP, RunLengthEncodings) {
 }
 
 TEST(ImageBMP, DirectColourDepthsAndAlpha) {
-  bmp_layout b16;  // 555: white, a blue of 16/31, pure red
-  b16.width = 3, b16.height = 1, b16.bpp = 16;
-  b16.pixels = {0xFF, 0x7F, 0x10, 0x00, 0x00, 0x7C, 0, 0};
+  bmp_layout b16{.width = 3, .height = 1, .bpp = 16, .pixels = {0xFF, 0x7F, 0x10, 0x00, 0x00, 0x7C, 0, 0}};
+  // 555 above: white, a blue of 16/31, pure red
   auto s = decode(DecodeBMP, make_bmp(b16));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0xFFFFFF, 0x000084, 0xFF0000}));  // 16 * 255 / 31 = 131.6
@@ -140,17 +132,15 @@ TEST(ImageBMP, DirectColourDepthsAndAlpha) {
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00FF00, 0x008200, 0x0000FF}));  // 32 * 255 / 63 = 129.5
 
-  bmp_layout b24;  // top-down 2 x 2
-  b24.width = 2, b24.height = -2, b24.bpp = 24;
-  b24.pixels = {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0};
+  bmp_layout b24;
+  b24.width = 2, b24.height = -2, b24.bpp = 24,
+  b24.pixels = {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0};  // top-down
   s = decode(DecodeBMP, make_bmp(b24));
   ASSERT_TRUE(s);
   EXPECT_EQ(s->height, 2);
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x030201, 0x060504, 0x090807, 0x0C0B0A}));
 
-  bmp_layout b32;  // plain 32-bit: the fourth byte is not alpha
-  b32.width = 1, b32.height = 1, b32.bpp = 32;
-  b32.pixels = {1, 2, 3, 0x77};
+  bmp_layout b32{.bpp = 32, .pixels = {1, 2, 3, 0x77}};  // plain 32-bit: the fourth byte is not alpha
   s = decode(DecodeBMP, make_bmp(b32));
   ASSERT_TRUE(s);
   EXPECT_EQ(words(s.get())[0], 0x00030201u);
@@ -179,14 +169,11 @@ TEST(ImageBMP, DirectColourDepthsAndAlpha) {
 }
 
 TEST(ImageBMP, AbsurdHeadersAreRefused) {
-  bmp_layout big;
-  big.width = 20000, big.height = 1, big.bpp = 24;
+  bmp_layout big{.width = 20000};
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(big)));
   big.width = 16384, big.height = 16384, big.bpp = 8, big.compression = 1;  // over the pixel cap
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(big)));
-  bmp_layout odd;
-  odd.bpp = 7;
-  odd.pixels = {0, 0, 0, 0};
+  bmp_layout odd{.bpp = 7, .pixels = {0, 0, 0, 0}};
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(odd)));
   odd.bpp = 24, odd.compression = 4;  // an embedded JPEG
   EXPECT_FALSE(decode(DecodeBMP, make_bmp(odd)));
@@ -291,9 +278,7 @@ TEST(ImageWMF, ALargestRecordOutsideTheFileOrTooSmallIsRefused) {
 }
 
 TEST(SurfaceLoad, PicksTheDecoderByExtension) {
-  bmp_layout b;
-  b.width = 1, b.height = 1, b.bpp = 24, b.pixels = {1, 2, 3, 0};
-  const bytes bmp = make_bmp(b);
+  const bytes bmp = make_bmp({.pixels = {1, 2, 3, 0}});
   const std::string upper = temp_path("X.BMP"), dib = temp_path("x.dib"), txt = temp_path("x.txt"),
                     bare = temp_path(".bmp"), emf = temp_path("x.emf");
   for (const auto &p : {upper, dib, txt, emf}) ASSERT_TRUE(write_file(p, bmp));
@@ -332,15 +317,12 @@ TEST(SurfaceLoad, EnhancedMetafilesAreAnUnsupportedFormat) {
 TEST(ImageDamage, CutFilesAreRefused) {
   SetImageDecoderLogging(false);
   bmp_layout pal;
-  pal.width = 5, pal.height = 3, pal.bpp = 8, pal.palette = {0, 0x808080, 0xFFFFFF}, pal.colours_used = 3;
-  pal.pixels.assign(24, 1);
+  pal.width = 5, pal.height = 3, pal.bpp = 8, pal.palette = {0, 0x808080, 0xFFFFFF}, pal.colours_used = 3,
+  pal.pixels = bytes(24, 1);
   bmp_layout rle;
-  rle.width = 6, rle.height = 2, rle.bpp = 8, rle.compression = 1, rle.palette = {0, 0xFFFFFF};
-  rle.colours_used = 2;
-  rle.pixels = {6, 1, 0, 0, 0, 3, 1, 0, 1, 0, 3, 1, 0, 1};
-  bmp_layout b24;
-  b24.width = 3, b24.height = 2, b24.bpp = 24;
-  b24.pixels.assign(24, 7);
+  rle.width = 6, rle.height = 2, rle.bpp = 8, rle.compression = 1, rle.palette = {0, 0xFFFFFF},
+  rle.colours_used = 2, rle.pixels = {6, 1, 0, 0, 0, 3, 1, 0, 1, 0, 3, 1, 0, 1};
+  const bmp_layout b24{.width = 3, .height = 2, .bpp = 24, .pixels = bytes(24, 7)};
   struct sample {
     const char *name;
     KORSurface *(*fn)(const uint8_t *, size_t);

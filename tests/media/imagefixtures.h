@@ -1,5 +1,4 @@
-// Image files written by the tests themselves: BMP, ICO and WMF bytes by hand, JPEG through
-// libjpeg, PNG and GIF through FFmpeg's encoders.
+// Image files written by the tests: BMP, ICO and WMF by hand, JPEG, PNG and GIF by libraries.
 #pragma once
 
 #include <cstdint>
@@ -19,11 +18,11 @@ struct bmp_layout {
   int height = 1;
   int bpp = 24;
   uint32_t compression = 0;
-  uint32_t header = 40;           // 12, 40, 108, 124
-  std::vector<uint32_t> palette;  // 0x00RRGGBB
+  uint32_t header = 40;             // 12, 40, 108, 124
+  std::vector<uint32_t> palette{};  // 0x00RRGGBB
   uint32_t colours_used = 0;
   uint32_t masks[4] = {0, 0, 0, 0};  // after a 40-byte header for bit fields, or inside V4/V5
-  bytes pixels;
+  bytes pixels{};
   bool file_header = true;  // false: a packed DIB
 };
 bytes make_bmp(const bmp_layout &s);

@@ -1,6 +1,4 @@
-// What showing one large frame costs in memory: the frame surface, the decoded picture and the
-// decoder's own needs, and no copies of it per thread. Peak resident memory is measured around
-// the open and the read (the kernel's high-water mark, reset first), never a time.
+// Showing one large frame costs its pictures, no copy per thread (peak resident memory, not time).
 #include <gtest/gtest.h>
 
 #include <cstdio>

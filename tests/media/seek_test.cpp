@@ -1,6 +1,4 @@
-// Frame-exact seeking in every container the readers take: each frame read in a scattered order
-// is the picture the same frame gave when read in order, and no read decodes more than one
-// group of pictures, the first read after opening included.
+// Frame-exact seeking in every container, at most one group of pictures decoded per read.
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -75,12 +73,8 @@ class SeekEverywhere : public ::testing::TestWithParam<container_case> {};
 TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
   const container_case c = GetParam();
   if (!HaveEncoder(c.codec)) GTEST_SKIP() << c.codec << " is not available";
-  media_recipe s;
-  s.format = c.format;
-  s.video_codec = c.codec;
-  s.max_b_frames = c.b_frames;
-  s.frames = kFrames;
-  s.gop = kGop;
+  const media_recipe s{
+      .format = c.format, .video_codec = c.codec, .frames = kFrames, .gop = kGop, .max_b_frames = c.b_frames};
   const std::string path = WriteTempMedia(std::string("seek_") + c.name, s);
   const bool is_avi = s.format == "avi";
   // A frame decoded after the one asked for, and the pictures of an open group that come out
@@ -127,13 +121,8 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
 TEST(SeekCost, FirstReadOfALongFileDoesNotGrowWithThePosition) {
   if (!HaveEncoder("libx264")) GTEST_SKIP() << "libx264 is not available";
   media_recipe s;
-  s.format = "mp4";
-  s.video_codec = "libx264";
+  s.format = "mp4", s.video_codec = "libx264", s.width = 32, s.height = 32, s.frames = 1500, s.gop = 10,
   s.max_b_frames = 3;
-  s.width = 32;
-  s.height = 32;
-  s.frames = 1500;
-  s.gop = 10;
   const std::string path = WriteTempMedia("long.mp4", s);
   for (int k : {30, 750, 1490}) {
     reader r(path, false);
@@ -145,25 +134,24 @@ TEST(SeekCost, FirstReadOfALongFileDoesNotGrowWithThePosition) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Containers, SeekEverywhere,
-    ::testing::Values(container_case{"avi_mjpeg", "avi", "mjpeg", 0, true},
-                      container_case{"avi_mpeg4_b", "avi", "mpeg4", 2, true},
-                      container_case{"avi_xvid_b", "avi", "libxvid", 2, true},
-                      container_case{"avi_h264_b", "avi", "libx264", 3, true},
-                      container_case{"avi_huffyuv", "avi", "huffyuv", 0, true},
-                      container_case{"mp4_h264_b", "mp4", "libx264", 3, true},
-                      container_case{"mp4_mpeg4_b", "mp4", "mpeg4", 2, true},
-                      container_case{"mov_h264_b", "mov", "libx264", 3, true},
-                      container_case{"mkv_ffv1", "matroska", "ffv1", 0, true},
-                      container_case{"webm_vp8", "webm", "libvpx", 0, true},
-                      container_case{"flv_flv1", "flv", "flv", 0, true},
-                      container_case{"ps_mpeg2_b", "mpeg", "mpeg2video", 2, false},
-                      container_case{"ts_h264_b", "mpegts", "libx264", 3, false},
-                      container_case{"es_mpeg2_b", "mpeg2video", "mpeg2video", 2, false},
-                      container_case{"es_h264_b", "h264", "libx264", 3, false},
-                      container_case{"ogg_theora", "ogg", "libtheora", 0, false},
-                      container_case{"asf_wmv2", "asf", "wmv2", 0, false}),
-    [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Containers, SeekEverywhere,
+                         ::testing::Values(container_case{"avi_mjpeg", "avi", "mjpeg", 0, true},
+                                           container_case{"avi_mpeg4_b", "avi", "mpeg4", 2, true},
+                                           container_case{"avi_xvid_b", "avi", "libxvid", 2, true},
+                                           container_case{"avi_h264_b", "avi", "libx264", 3, true},
+                                           container_case{"avi_huffyuv", "avi", "huffyuv", 0, true},
+                                           container_case{"mp4_h264_b", "mp4", "libx264", 3, true},
+                                           container_case{"mp4_mpeg4_b", "mp4", "mpeg4", 2, true},
+                                           container_case{"mov_h264_b", "mov", "libx264", 3, true},
+                                           container_case{"mkv_ffv1", "matroska", "ffv1", 0, true},
+                                           container_case{"webm_vp8", "webm", "libvpx", 0, true},
+                                           container_case{"flv_flv1", "flv", "flv", 0, true},
+                                           container_case{"ps_mpeg2_b", "mpeg", "mpeg2video", 2, false},
+                                           container_case{"ts_h264_b", "mpegts", "libx264", 3, false},
+                                           container_case{"es_mpeg2_b", "mpeg2video", "mpeg2video", 2, false},
+                                           container_case{"es_h264_b", "h264", "libx264", 3, false},
+                                           container_case{"ogg_theora", "ogg", "libtheora", 0, false},
+                                           container_case{"asf_wmv2", "asf", "wmv2", 0, false}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 }  // namespace

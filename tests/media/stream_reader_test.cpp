@@ -1,8 +1,6 @@
-// The stream reader against media the test encoded: the frame shown at every millisecond in
-// each container and codec family, sound from any millisecond on, pictures, damaged files.
+// The stream reader against encoded media of every container and codec family, and damage.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -15,13 +13,6 @@
 namespace {
 
 using namespace fixtures;
-
-int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
-
-int16_t At16(const uint8_t *buf, int64_t frame, int channels, int c) {
-  const uint8_t *p = buf + (frame * channels + c) * 2;
-  return static_cast<int16_t>(p[0] | (p[1] << 8));
-}
 
 struct family {
   const char *name, *format, *codec;
@@ -38,13 +29,8 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   const family f = GetParam();
   if (!HaveEncoder(f.codec)) GTEST_SKIP() << f.codec << " is not available";
   media_recipe s;
-  s.format = f.format;
-  s.video_codec = f.codec;
-  s.max_b_frames = f.b_frames;
-  s.rate_num = f.num;
-  s.rate_den = f.den;
-  s.frames = 75;
-  s.gop = 12;
+  s.format = f.format, s.video_codec = f.codec, s.rate_num = f.num, s.rate_den = f.den, s.frames = 75,
+  s.gop = 12, s.max_b_frames = f.b_frames;
   const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
 
   mmstream *m = mediareaders::StreamOpenRead(path.c_str());
@@ -91,20 +77,13 @@ INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
 // backwards and far jumps seek.
 TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   media_recipe s;
-  s.format = "matroska";
-  s.video_codec = "ffv1";
-  s.frames = 60;
-  s.audio_codec = "pcm_s16le";
-  s.audio_rate = 8000;
-  s.audio_channels = 2;
-  s.audio_samples = 20000;  // 2.5 s
+  s.format = "matroska", s.video_codec = "ffv1", s.frames = 60, s.audio_codec = "pcm_s16le",
+  s.audio_rate = 8000, s.audio_channels = 2, s.audio_samples = 20000;  // 2.5 s of sound
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound.mkv", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->audiovalid, 1);
   ASSERT_EQ(m->videovalid, 1);
-  EXPECT_EQ(m->wfx.nSamplesPerSec, 8000u);
-  EXPECT_EQ(m->wfx.nChannels, 2);
-  EXPECT_EQ(m->wfx.wBitsPerSample, 16);
+  EXPECT_EQ(FormatRow(m->wfx), (std::vector<uint32_t>{1, 2, 8000, 16, 4, 32000}));
   EXPECT_NEAR(m->audioduration, 2500, 2);
 
   // 1 ms is 8 sample frames; 1999 ms is frame 15992, of which 4008 remain before the end.
@@ -114,7 +93,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
     const int64_t first = int64_t(ms) * 8;
     for (int64_t n = 0; n < 8000; ++n)
       for (int c = 0; c < 2; ++c)
-        ASSERT_EQ(At16(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
+        ASSERT_EQ(SampleAt(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
             << "ms " << ms << " +" << n;
   }
   EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 2500), nullptr);
@@ -132,10 +111,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
 // A bare MPEG-1 stream whose sequence headers claim about 105 Mbit/s: the container's length
 // is an estimate from that rate (a millisecond or two); the frames counted give 3 s.
 TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
-  media_recipe s;
-  s.format = "mpeg1video";
-  s.video_codec = "mpeg1video";
-  s.frames = 75;
+  const media_recipe s{.format = "mpeg1video", .video_codec = "mpeg1video", .frames = 75};
   const std::string path = WriteTempMedia("junkrate.m1v", s);
   std::vector<uint8_t> bytes = ReadFileBytes(path);
   int headers = 0;
@@ -166,13 +142,8 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
 // shows that picture; before its sound, silence.
 TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   media_recipe s;
-  s.format = "mov";
-  s.frames = 60;
-  s.audio_codec = "pcm_s16le";
-  s.audio_rate = 8000;
-  s.audio_channels = 2;
-  s.audio_samples = 24000;
-  s.video_start = 3;
+  s.format = "mov", s.frames = 60, s.video_start = 3, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
+  s.audio_channels = 2, s.audio_samples = 24000;
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("late_video.mov", s).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
@@ -184,8 +155,8 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 0);
   const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
   ASSERT_NE(buf, nullptr);
-  EXPECT_EQ(At16(buf, 0, 2, 0), Sample16(0, 0));
-  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(7999, 1));
+  EXPECT_EQ(SampleAt(buf, 0, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(7999, 1));
   mediareaders::StreamCloseRead(m);
 
   s.video_start = 0;
@@ -196,20 +167,16 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 10);
   buf = mediareaders::StreamReadAudioSample(m, 0);
   ASSERT_NE(buf, nullptr);
-  EXPECT_EQ(At16(buf, 1999, 2, 0), 0);
-  EXPECT_EQ(At16(buf, 2000, 2, 0), Sample16(0, 0));
-  EXPECT_EQ(At16(buf, 7999, 2, 1), Sample16(5999, 1));
+  EXPECT_EQ(SampleAt(buf, 1999, 2, 0), 0);
+  EXPECT_EQ(SampleAt(buf, 2000, 2, 0), Sample16(0, 0));
+  EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(5999, 1));
   mediareaders::StreamCloseRead(m);
 }
 
 TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   media_recipe s;
-  s.format = "matroska";
-  s.video_codec = "";
-  s.audio_codec = "pcm_u8";
-  s.audio_channels = 1;
-  s.audio_rate = 8000;
-  s.audio_samples = 12000;
+  s.format = "matroska", s.video_codec = "", s.audio_codec = "pcm_u8", s.audio_rate = 8000,
+  s.audio_channels = 1, s.audio_samples = 12000;
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound_only.mka", s).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 0);
@@ -226,49 +193,13 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   // A wave file is a medium too.
   std::vector<uint8_t> pcm;
   for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
-  wav_layout ws;
-  ws.bits = 8;
-  ws.channels = 1;
-  ws.rate = 8000;
-  m = mediareaders::StreamOpenRead(WriteTempFile("plain.wav", WavBytes(ws, pcm)).c_str());
+  m = mediareaders::StreamOpenRead(
+      WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)).c_str());
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->duration, 500);
   buf = mediareaders::StreamReadAudioSample(m, 0);
   ASSERT_NE(buf, nullptr);
   EXPECT_EQ(0, std::memcmp(buf, pcm.data(), pcm.size()));
-  mediareaders::StreamCloseRead(m);
-}
-
-// AAC is not PCM: it arrives as 16-bit at its own rate, and follows the signal written.
-TEST(StreamReader, CompressedSoundArrivesAs16BitPCM) {
-  media_recipe s;
-  s.format = "mp4";
-  s.video_codec = "mpeg4";
-  s.frames = 50;
-  s.audio_codec = "aac";
-  s.audio_rate = 44100;
-  s.audio_channels = 2;
-  s.audio_samples = 88200;
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("aac.mp4", s).c_str());
-  ASSERT_NE(m, nullptr);
-  ASSERT_EQ(m->audiovalid, 1);
-  EXPECT_EQ(m->wfx.wFormatTag, 1);
-  EXPECT_EQ(m->wfx.wBitsPerSample, 16);
-  EXPECT_EQ(m->wfx.nChannels, 2);
-  EXPECT_EQ(m->wfx.nSamplesPerSec, 44100u);
-  EXPECT_EQ(m->wfx.nAvgBytesPerSec, 176400u);
-  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 500);
-  ASSERT_NE(buf, nullptr);
-  // Lossy, but in step with the source: the error is small against a 0.5 amplitude sine.
-  double err = 0, power = 0;
-  for (int n = 0; n < 22050; ++n)
-    for (int c = 0; c < 2; ++c) {
-      const double want = SampleSine(22050 + n, c, 44100) * 32768.0;
-      const double got = At16(buf, n, 2, c);
-      err += (got - want) * (got - want);
-      power += want * want;
-    }
-  EXPECT_LT(err / power, 0.01);
   mediareaders::StreamCloseRead(m);
 }
 
@@ -281,25 +212,20 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
   };
   for (const sound &k : {sound{"six.mka", "pcm_s16le", 6, 2}, sound{"mono.mka", "pcm_s24le", 1, 1}}) {
     media_recipe s;
-    s.format = "matroska";
-    s.video_codec = "";
-    s.audio_codec = k.codec;
-    s.audio_channels = k.channels;
-    s.audio_rate = 8000;
-    s.audio_samples = 8000;
+    s.format = "matroska", s.video_codec = "", s.audio_codec = k.codec, s.audio_rate = 8000,
+    s.audio_channels = k.channels, s.audio_samples = 8000;
     mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia(k.name, s).c_str());
     ASSERT_NE(m, nullptr) << k.name;
     ASSERT_EQ(m->audiovalid, 1) << k.name;
-    EXPECT_EQ(m->wfx.nChannels, k.want_channels) << k.name;
-    EXPECT_EQ(m->wfx.wBitsPerSample, 16) << k.name;
-    EXPECT_EQ(m->wfx.nAvgBytesPerSec, 8000u * 2 * k.want_channels) << k.name;
+    const uint32_t c = uint32_t(k.want_channels);
+    EXPECT_EQ(FormatRow(m->wfx), (std::vector<uint32_t>{1, c, 8000, 16, 2 * c, 16000 * c})) << k.name;
     const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
     ASSERT_NE(buf, nullptr) << k.name;
     if (k.channels == 1) {
-      for (int n = 0; n < 8000; ++n) ASSERT_EQ(At16(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
+      for (int n = 0; n < 8000; ++n) ASSERT_EQ(SampleAt(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
     } else {
       int loud = 0;
-      for (int n = 0; n < 8000; ++n) loud += At16(buf, n, 2, 0) != 0 && At16(buf, n, 2, 1) != 0;
+      for (int n = 0; n < 8000; ++n) loud += SampleAt(buf, n, 2, 0) != 0 && SampleAt(buf, n, 2, 1) != 0;
       EXPECT_GT(loud, 7000);
     }
     mediareaders::StreamCloseRead(m);
@@ -310,14 +236,8 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
 // from its own time to the next frame's.
 TEST(StreamReader, AnimatedGifWithUnevenDelays) {
   media_recipe s;
-  s.format = "gif";
-  s.video_codec = "gif";
-  s.pix_fmt = "pal8";
-  s.tb_num = 1;
-  s.tb_den = 100;
-  s.rate_num = 10;
-  s.pts = {0, 10, 30, 35, 60, 100};
-  s.frames = 6;
+  s.format = "gif", s.video_codec = "gif", s.pix_fmt = "pal8", s.rate_num = 10, s.frames = 6,
+  s.pts = {0, 10, 30, 35, 60, 100}, s.tb_num = 1, s.tb_den = 100;
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("uneven.gif", s).c_str());
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
@@ -336,13 +256,8 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
 // A single picture is shown at every time, exactly.
 TEST(StreamReader, SinglePictureAtAnyTime) {
   media_recipe s;
-  s.format = "image2";
-  s.video_codec = "png";
-  s.pix_fmt = "rgb24";
-  s.gradient = true;
-  s.width = 37;
-  s.height = 21;
-  s.frames = 1;
+  s.format = "image2", s.video_codec = "png", s.pix_fmt = "rgb24", s.gradient = true, s.width = 37,
+  s.height = 21, s.frames = 1;
   // The name holds a pattern character on purpose: it names one file, not a sequence.
   mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("still%d.png", s).c_str());
   ASSERT_NE(m, nullptr);
@@ -359,46 +274,12 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
   mediareaders::StreamCloseRead(m);
 }
 
-// Missing, empty and cut files of each family (byte flips are the fuzz targets' part).
-TEST(StreamReader, RefusesNonsenseAndSurvivesDamage) {
+// Missing and empty files (cut and flipped ones are the stream fuzz target's replay).
+TEST(StreamReader, RefusesNonsense) {
   EXPECT_EQ(mediareaders::StreamOpenRead(nullptr), nullptr);
   EXPECT_EQ(mediareaders::StreamOpenRead(std::string("/nonexistent/missing.mp4").c_str()), nullptr);
   EXPECT_EQ(mediareaders::StreamOpenRead(WriteTempFile("empty.mp4", {}).c_str()), nullptr);
   mediareaders::StreamCloseRead(nullptr);
-
-  auto exercise = [](const std::string &path) {
-    mmstream *m = mediareaders::StreamOpenRead(path.c_str());
-    if (!m) return;
-    for (int ms : {0, 700, 40, 1900, 0, 9000}) mediareaders::StreamReadVideoSample(m, ms);
-    for (int ms : {0, 999, 1500, 0}) mediareaders::StreamReadAudioSample(m, ms);
-    mediareaders::StreamCloseRead(m);
-  };
-  struct kind {
-    const char *name, *format, *codec, *audio;
-  };
-  for (const kind &k : {kind{"d.mp4", "mp4", "mpeg4", "aac"}, kind{"d.mkv", "matroska", "ffv1", "pcm_s16le"},
-                        kind{"d.mpg", "mpeg", "mpeg2video", "mp2"}, kind{"d.gif", "gif", "gif", ""}}) {
-    media_recipe s;
-    s.format = k.format;
-    s.video_codec = k.codec;
-    s.max_b_frames = std::string(k.codec) == "gif" ? 0 : 2;
-    if (std::string(k.codec) == "gif") s.pix_fmt = "pal8";
-    s.frames = 30;
-    s.audio_codec = k.audio;
-    s.audio_rate = 44100;
-    s.audio_samples = *k.audio ? 44100 : 0;
-    const std::vector<uint8_t> whole = ReadFileBytes(WriteTempMedia(k.name, s));
-    ASSERT_GT(whole.size(), 500u) << k.name;
-    for (size_t len :
-         {size_t(4), size_t(64), size_t(300), whole.size() / 4, whole.size() / 2, whole.size() - 100})
-      exercise(WriteTempFile(std::string("cut_") + k.name,
-                             std::vector<uint8_t>(whole.begin(), whole.begin() + len)));
-  }
-  // Noise that no demuxer should take for a medium.
-  uint32_t state = 3;
-  std::vector<uint8_t> noise(4096);
-  for (uint8_t &b : noise) b = uint8_t(NextRandom(state));
-  exercise(WriteTempFile("noise.bin", noise));
 }
 
 }  // namespace

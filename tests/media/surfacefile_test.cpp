@@ -2,38 +2,28 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
+#include "core/byteorder.h"
 #include "core/vemowin.h"
 #include "imagefixtures.h"
 #include "media/imagecodecs.h"
 #include "media/surface.h"
+#include "support/mediafile.h"
 #include "surfacetest.h"
 
-namespace {
-
-bytes read_all(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-uint32_t le32(const bytes &b, size_t at) {
-  return uint32_t(b[at]) | uint32_t(b[at + 1]) << 8 | uint32_t(b[at + 2]) << 16 | uint32_t(b[at + 3]) << 24;
-}
-
-}  // namespace
+using byteorder::le32;
+using fixtures::ReadFileBytes;
 
 TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
   auto s = make_surface(1, 1);
   at(s.get(), 0, 0) = pix32(0x30, 0x20, 0x10, 0x99);
   const std::string path = temp_path("one.bmp");
   ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
-  const bytes b = read_all(path);
+  const bytes b = ReadFileBytes(path);
   std::remove(path.c_str());
   const bytes expect = {
       'B',  'M',  58,   0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,         // file header
@@ -51,10 +41,10 @@ TEST(SurfaceSave, ReadsBackThroughOurLoaderAndFFmpeg) {
   fill_random(s.get(), 42);
   const std::string path = temp_path("five.bmp");
   ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
-  const bytes b = read_all(path);
+  const bytes b = ReadFileBytes(path);
   std::remove(path.c_str());
   ASSERT_EQ(b.size(), 54u + 16u * 3u);
-  EXPECT_EQ(le32(b, 2), 54u + 48u);
+  EXPECT_EQ(le32(b.data() + 2), 54u + 48u);
 
   owned_surface ours(DecodeBMP(b.data(), b.size()));
   ASSERT_TRUE(ours);
@@ -101,8 +91,8 @@ TEST(SurfaceSave, ClipboardChunkIsAPackedBottomUpDib) {
   const bytes one = surface::Surface24Chunk(s.get(), nullptr, nullptr, 1);
   ASSERT_EQ(one.size(), 15u * 3u + 44u);
   for (const bytes *c : {&four, &one}) {
-    EXPECT_EQ(le32(*c, 0), 40u);
-    EXPECT_EQ(le32(*c, 20), 48u);  // image size counted with 4-byte rows either way
+    EXPECT_EQ(le32(c->data()), 40u);
+    EXPECT_EQ(le32(c->data() + 20), 48u);  // image size counted with 4-byte rows either way
   }
   // The first row stored is the bottom one.
   const pix32 bottom = at(s.get(), 0, 2), top = at(s.get(), 4, 0);

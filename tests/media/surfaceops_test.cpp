@@ -68,17 +68,6 @@ TEST(SurfaceOps, ScaleRefusesRectanglesBelowTwoPixels) {
   EXPECT_TRUE(same_block(dst.get(), copy.get()));
 }
 
-TEST(SurfaceOps, ScaleTwoByTwoToFourByFourRepeatsBlocks) {
-  auto src = make_surface(2, 2), dst = make_surface(4, 4);
-  at(src.get(), 0, 0) = pix32(1, 2, 3, 4);
-  at(src.get(), 1, 0) = pix32(5, 6, 7, 8);
-  at(src.get(), 0, 1) = pix32(9, 10, 11, 12);
-  at(src.get(), 1, 1) = pix32(13, 14, 15, 16);
-  ASSERT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 2, 2}, dst.get(), RECT{0, 0, 4, 4}, false), 1);
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 4; ++x) EXPECT_EQ(at(dst.get(), x, y), at(src.get(), x / 2, y / 2));
-}
-
 TEST(SurfaceOps, OpaqueWhiteBlendedOverBlackIs254) {
   auto src = make_surface(4, 4), dst = make_surface(4, 4);
   surface::SurfaceFillRect(src.get(), RECT{0, 0, 4, 4}, 0xFFFFFFFFu);

@@ -1,12 +1,7 @@
-// Plugin loading: the imgio texts and numbers, sorting libraries by their entries, names loaded
-// once, refused libraries, the choice of export plugins, lookup by name and file type, and the
-// surface manager's start-up.
-#include <dlfcn.h>
+// Plugin loading, the choice and lookup of export plugins, and the surface manager's start-up.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,6 +13,7 @@
 
 using plugtest::BuiltPlugin;
 using plugtest::FixturePlugin;
+using plugtest::Resident;
 
 namespace {
 
@@ -28,12 +24,6 @@ class bareexport : public imgio_export {
   int SetOption(const char *, const char *) override { return 0; }
   int GetLastError(char *, int) override { return 0; }
 };
-
-bool Resident(const std::string &path) {
-  void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-  if (h) dlclose(h);
-  return h != nullptr;
-}
 
 }  // namespace
 

@@ -1,7 +1,4 @@
-// Plugin effects: the factory's choice of plugin, parameters as variables, the per-frame call
-// with the sample Invert plugin, the effect record naming its library, and the wrapper's life
-// beyond the plugin lists.
-#include <dlfcn.h>
+// Plugin effects: choice, parameters as variables, the per-frame call, records, lifetime.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -11,6 +8,7 @@
 
 #include "core/clock.h"
 #include "core/vemowin.h"
+#include "effects/fxtest.h"
 #include "effects/plugineffects.h"
 #include "media/surface.h"
 #include "plugins/plugintest.h"
@@ -48,24 +46,6 @@ class PluginEffect : public ::testing::Test {
   vemowin context;
   std::unique_ptr<surface> manager;
 };
-
-// A locked w x h surface whose pixels the test knows.
-struct picture {
-  picture(int w, int h) : s(surface::SurfaceCreate(w, h)) { surface::SurfaceDataLock(s, &lk); }
-  ~picture() {
-    surface::SurfaceDataUnlock(&lk);
-    surface::SurfaceDelete(s);
-  }
-  pix32 &at(int x, int y) { return lk.bits[size_t(y) * lk.pitch + x]; }
-  KORSurface *s;
-  surf lk;
-};
-
-bool Resident(const std::string &path) {
-  void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-  if (h) dlclose(h);
-  return h != nullptr;
-}
 
 pix32 Known(int x, int y) {
   return pix32(uint8_t(x * 40 + 3), uint8_t(y * 50 + 1), uint8_t(x * y * 9), uint8_t(90 + x));
@@ -137,8 +117,8 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   vars.timefloatset("FX_PLAIN", 1, 0.5);
   vars.Commit();
   e->SetCurrentTime(0);
-  picture src(8, 6), dst(8, 6);
-  EXPECT_EQ(e->Process(src.s, dst.s, RECT{2, 1, 5, 3}), 7);  // the plugin's own result
+  fxtest::canvas src(8, 6), dst(8, 6);
+  EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{2, 1, 5, 3}), 7);  // the plugin's own result
   effio *plugin = AsPlugin(e)->GetPlugin();
   EXPECT_EQ(plugin->params[0].value, 0.5);
   EXPECT_EQ(plugin->params[2].value, 1.0);  // the switch's default
@@ -163,12 +143,12 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
 TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
-  picture src(7, 5), dst(7, 5);
+  fxtest::canvas src(7, 5), dst(7, 5);
   for (int y = 0; y < 5; ++y)
     for (int x = 0; x < 7; ++x) src.at(x, y) = dst.at(x, y) = Known(x, y);
   const RECT rc{1, 1, 5, 4};
   // Amount 1 (the default): exactly 255 - c inside, alpha kept; outside untouched.
-  ASSERT_EQ(e->Process(src.s, dst.s, rc), 1);
+  ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
   for (int y = 0; y < 5; ++y)
     for (int x = 0; x < 7; ++x) {
       const pix32 k = Known(x, y);
@@ -181,7 +161,7 @@ TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
   vars.timefloatset("INVERT_AMOUNT", 0, 0.25);
   vars.timefloatset("INVERT_ALPHA", 0, 1.0);
   vars.Commit();
-  ASSERT_EQ(e->Process(src.s, dst.s, rc), 1);
+  ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
   auto quarter = [](int c) {
     const int d = 255 - 2 * c;  // floor division by 4 for either sign
     return uint8_t(c + (d >= 0 ? d / 4 : -((-d + 3) / 4)));
@@ -245,9 +225,9 @@ TEST_F(PluginEffect, AMissingLibraryKeepsItsNameAndLeavesThePicture) {
   EXPECT_EQ(AsPlugin(e)->GetPlugin(), nullptr);
   EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "gone.so");
   EXPECT_EQ(SavedBytes([&](FILE *out) { return e->Save(out); }), record);
-  picture src(4, 4), dst(4, 4);
+  fxtest::canvas src(4, 4), dst(4, 4);
   dst.at(1, 1) = pix32(1, 2, 3, 4);
-  EXPECT_EQ(e->Process(src.s, dst.s, RECT{0, 0, 4, 4}), 0);
+  EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 4, 4}), 0);
   EXPECT_EQ(dst.at(1, 1), pix32(1, 2, 3, 4));
 }
 
@@ -255,13 +235,13 @@ TEST_F(PluginEffect, TheWrapperOutlivesThePluginLists) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
   manager.reset();  // the lists free their libraries; the wrapper keeps its own
-  picture src(3, 3), dst(3, 3);
+  fxtest::canvas src(3, 3), dst(3, 3);
   src.at(1, 1) = pix32(10, 20, 30, 40);
-  EXPECT_EQ(e->Process(src.s, dst.s, RECT{0, 0, 3, 3}), 1);
+  EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 3, 3}), 1);
   EXPECT_EQ(dst.at(1, 1), pix32(245, 235, 225, 40));
-  EXPECT_TRUE(Resident(plugtest::BuiltPlugin("invert.so")));
+  EXPECT_TRUE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
   e.reset();
-  EXPECT_FALSE(Resident(plugtest::BuiltPlugin("invert.so")));
+  EXPECT_FALSE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
 }
 
 TEST_F(PluginEffect, SoundPluginEffectsHandTheSoundOnUnchanged) {

@@ -1,9 +1,10 @@
 // Helpers of the plugin tests: plugin paths, file copies and the maker's loop.
 #include "plugins/plugintest.h"
 
+#include <dlfcn.h>
+
 #include <cmath>
 #include <fstream>
-#include <iterator>
 
 #include "support/mediafile.h"
 
@@ -18,6 +19,12 @@ bool CopyFile(const std::string &from, const std::string &to) {
   if (!in || !out) return false;
   out << in.rdbuf();
   return bool(out);
+}
+
+bool Resident(const std::string &path) {
+  void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (h) dlclose(h);
+  return h != nullptr;
 }
 
 std::vector<pix32> Picture(const make_spec &recipe, int i, surf32 *frame) {
@@ -45,11 +52,12 @@ int64_t FrameTime(const make_spec &recipe, int i) {
   return n ? int64_t(i) * recipe.ms / n : 0;
 }
 
-bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames, int64_t *samples,
-          bool leave_open) {
+bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
+          int64_t *samples, bool leave_open) {
   *frames = 0;
   *samples = 0;
-  if (!plugin->SetInfo(file.c_str(), recipe.video, recipe.width, recipe.height, recipe.fps, recipe.audio)) return false;
+  if (!plugin->SetInfo(file.c_str(), recipe.video, recipe.width, recipe.height, recipe.fps, recipe.audio))
+    return false;
   plugin->SetTitle("Plugin test");
   plugin->SetLengthMilliseconds(recipe.ms);
   if (!plugin->Open(nullptr)) return false;

@@ -1,5 +1,4 @@
-// Helpers of the plugin tests: where the built and the fixture plugins are, a dialog that
-// records what it was offered, and a small maker that feeds an export plugin as making does.
+// Helpers of the plugin tests: plugin paths, a recording dialog and a small maker.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +14,8 @@ namespace plugtest {
 std::string BuiltPlugin(const std::string &name);
 std::string FixturePlugin(const std::string &name);
 bool CopyFile(const std::string &from, const std::string &to);
+// Whether the library is loaded in this process.
+bool Resident(const std::string &path);
 
 // Answers Choose with `choice_answer` and keeps what it was offered; installed while it lives.
 struct recording_dialogs : headless_dialogs {
@@ -56,7 +57,7 @@ int64_t FrameTime(const make_spec &recipe, int i);
 // Sets the plugin up for `file`, opens it, writes the frames and their sound, and closes it
 // (unless `leave_open`). The frames and sample frames written go to *frames and *samples.
 // False when a call fails.
-bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames, int64_t *samples,
-          bool leave_open = false);
+bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
+          int64_t *samples, bool leave_open = false);
 
 }  // namespace plugtest

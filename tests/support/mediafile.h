@@ -1,5 +1,4 @@
-// Test fixtures: video and sound files written through FFmpeg's encoders and muxers from frames
-// and samples the test knows, so a reader can be checked frame by frame and sample by sample.
+// Test fixtures: video and sound files encoded by FFmpeg from frames and samples the test knows.
 #pragma once
 
 #include <cstdint>
@@ -28,11 +27,18 @@ uint8_t Sample8(int64_t n, int c);
 int32_t Sample24(int64_t n, int c);  // a signed 24-bit value
 // A smooth signal for lossy codecs: 0.5 * sin(2 pi 440 n / rate + c).
 float SampleSine(int64_t n, int c, int rate);
+// The 16-bit sample of sample frame `frame`, channel c, in interleaved little-endian PCM.
+inline int16_t SampleAt(const uint8_t *pcm, int64_t frame, int channels, int c) {
+  const uint8_t *p = pcm + (frame * channels + c) * 2;
+  return int16_t(p[0] | (p[1] << 8));
+}
+// The frame shown at `ms` at num / den frames per second.
+inline int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
 
 struct media_recipe {
   std::string format = "avi";         // muxer: avi, mp4, mov, matroska, mpeg, asf, gif, ...
   std::string video_codec = "mjpeg";  // encoder name; empty for a file without video
-  std::string pix_fmt;                // empty: what the encoder takes first
+  std::string pix_fmt{};              // empty: what the encoder takes first
   bool gradient = false;              // GradientPixel pictures instead of flat colours
   uint8_t alpha = 255;                // every pixel's alpha, where the pixel format keeps one
   int width = 64;
@@ -44,14 +50,14 @@ struct media_recipe {
   int max_b_frames = 0;
   // Variable frame timing: frame i's time stamp in units of tb_num / tb_den seconds. Empty:
   // frame i at i / rate.
-  std::vector<int64_t> pts;
+  std::vector<int64_t> pts{};
   int tb_num = 0;
   int tb_den = 0;
 
   int video_start = 0;  // the first frame's time stamp, in frames (or units of tb_num / tb_den)
 
-  std::string audio_codec;  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
-  int64_t audio_start = 0;  // the first sample frame's time stamp, in sample frames
+  std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
+  int64_t audio_start = 0;    // the first sample frame's time stamp, in sample frames
   int audio_rate = 8000;
   int audio_channels = 2;
   int64_t audio_samples = 0;  // sample frames

@@ -1,5 +1,4 @@
-// The main of every test program: each run gets a private, fresh settings and data home, so a
-// test never reads or writes the settings of the person running it, inside ctest or outside.
+// The main of every test program: a private, fresh settings and data home per run.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,20 +1,26 @@
-// Test fixtures: wave files written byte by byte, so readers are checked against files whose
-// every byte the test knows.
+// Test fixtures: wave files written byte by byte.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "media/plugin_abi.h"
+
 namespace fixtures {
+
+// A sound format as one comparable row: tag, channels, rate, bits, block align, bytes per second.
+inline std::vector<uint32_t> FormatRow(const WAVEFORMATEX &f) {
+  return {f.wFormatTag, f.nChannels, f.nSamplesPerSec, f.wBitsPerSample, f.nBlockAlign, f.nAvgBytesPerSec};
+}
 
 struct wav_layout {
   uint16_t format_tag = 1;
   uint16_t channels = 2;
   uint32_t rate = 44100;
   uint16_t bits = 16;
-  uint32_t fmt_chunk_size = 16;  // 16 (plain PCM) or 18 (with the extra-size member)
-  bool junk_before_fmt = false;  // an odd-sized "JUNK" chunk (with its pad byte) before "fmt "
+  uint32_t fmt_chunk_size = 16;     // 16 (plain PCM) or 18 (with the extra-size member)
+  bool junk_before_fmt = false;     // an odd-sized "JUNK" chunk (with its pad byte) before "fmt "
   int64_t data_size_override = -1;  // lie about the data chunk's size
 };
 

@@ -1,5 +1,4 @@
-// Byte buffers to and from FILE * for the Load/Save tests: saving into a vector, loading from
-// an exact copy of some bytes (a temporary file, so a cut buffer really ends there).
+// Byte buffers to and from FILE * for the Load/Save tests.
 #pragma once
 
 #include <cstdint>

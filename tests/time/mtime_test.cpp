@@ -1,5 +1,4 @@
-// Tests of musical time: settings and their limits, the quantization table and grid arithmetic,
-// and the pending-edit rules (including the grid change that ends a pending state).
+// Musical time: settings, the quantization table and grid, and pending edits.
 #include "time/mtime.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
-// Tests of the timed object base: slot order, local time and trimming, variable access and key
-// stepping through the tree, rectangles and colours, commands and name resolution.
+// The timed object base: slots, local time, variables, keys, rectangles, commands, names.
 #include "time/vemotime.h"
 
 #include <gtest/gtest.h>
@@ -234,18 +233,6 @@ TEST(TimedObject, Rectangles) {
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
   EXPECT_EQ(obj->ResetTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED));
   EXPECT_EQ(obj->FindTimeFloat(49)->HasValues(), 0);
-}
-
-TEST(TimedObject, Colours) {
-  auto obj = std::make_unique<vemotime>();
-  for (const char *n : {"IDS_COLOR_LB_R", "IDS_COLOR_LB_G", "IDS_COLOR_LB_B", "IDS_COLOR_LB_A"})
-    DeclareVariable(obj->GetTimeFloatMgr(), n);
-  EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(255, 0, 0, 255));
-  obj->SetCurrentTime(10);
-  EXPECT_EQ(obj->SetTimeColor(671, 672, 673, 674, pix32(12, 128, 254, 7)), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->GetTimeColor(671, 672, 673, 674), pix32(12, 128, 254, 7));
-  EXPECT_EQ(obj->DeleteTimeColor(671, 672, 673, 674), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
-  EXPECT_EQ(obj->FindTimeFloat(673)->HasValues(), 0);
 }
 
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
