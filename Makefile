@@ -1,7 +1,8 @@
 # Lumi-Vaxel top-level commands. `make check` and `make demo` install what is missing first.
 #   make check             build and run every test (build/)
 #   make check SANITIZE=1  the same with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/)
-#   make tsan              the worker, making and playing tests under ThreadSanitizer (build-tsan/)
+#   make tsan              the worker, making (one thread and several) and playing tests under
+#                          ThreadSanitizer (build-tsan/)
 #   make demo              build and render the example project into out/
 #   make fuzz SECONDS=N    build every fuzz target with libFuzzer (build-fuzz/), run each N seconds
 #                          (MERGE=1: keep the inputs that reached new code in fuzz/corpus/)
@@ -48,7 +49,7 @@ tsan: deps
 	@cmake -S . -B build-tsan -G Ninja -DVEMO_SANITIZE_THREAD=ON -DVEMO_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug > /dev/null
 	@cmake --build build-tsan -j $(JOBS) --target $(TSAN_TARGETS)
 	@cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/scripts/tsan.supp \
-	  bin/test_engine --gtest_filter='Worker.*:Making*.*:MakeSetup.*:Play*.*:-$(TSAN_SLOW_FAILS)'
+	  bin/test_engine --gtest_filter='Worker.*:Making*.*:ParallelMaking.*:MakeSetup.*:Play*.*:-$(TSAN_SLOW_FAILS)'
 
 demo: build
 	@scripts/demo $(BUILD)

@@ -543,6 +543,14 @@ void clip::SetPictureSize(int id) {
   outputrect = RECT{0, 0, f.width, f.height};
 }
 
+KORSurface *clip::ExchangeDestinationSurface(KORSurface *s) {
+  KORSurface *&dst = worksurfaces[CLIP_SURFACE_DESTINATION];
+  const RECT a = surface::SurfaceGetRect(dst), b = surface::SurfaceGetRect(s);
+  if (!dst || !s || a.right != b.right || a.bottom != b.bottom) return nullptr;
+  std::swap(dst, s);
+  return s;
+}
+
 bool clip::EnsureWorkSurfaces() {
   if (!arrangement) return false;
   for (KORSurface *s : worksurfaces)

@@ -484,6 +484,10 @@ class clip : public vemotime {
   }
   // The finished picture: the destination surface of the root.
   KORSurface *GetDestinationSurface() const { return worksurfaces[CLIP_SURFACE_DESTINATION]; }
+  // Hands the finished destination surface over and takes `s` (of the same size) in its place:
+  // the destination is cleared before each composition, so nothing of it is lost. Returns the
+  // surface handed over, or null (nothing exchanged) when the sizes differ.
+  KORSurface *ExchangeDestinationSurface(KORSurface *s);
   // Gives the clip a 1280 x 1024 current frame surface; the surface, or null.
   KORSurface *AddDrawingSurface();
 

@@ -16,18 +16,27 @@ std::unique_ptr<parallelmaking> parallelmaking::Start(clip *root, const std::str
   if (threads > last - first) threads = last - first;
   std::unique_ptr<parallelmaking> m(new parallelmaking(root, count, start, length, first, last));
   const RECT r = root->GetSurfaceRectangle();
+  const int makestart = root->GetMakeStart(), makeend = root->GetMakeEnd();
+  // The copies load side by side: opening the media is most of the time before the first frame.
+  std::vector<std::thread> loaders;
+  std::vector<char> loaded(size_t(threads), 0);
   for (int k = 0; k < threads; ++k) {
-    auto c = std::make_unique<composer>();
-    c->project = std::make_unique<vemoproject>();
-    if (!c->project->Ok() || !c->project->Load(path.c_str())) return nullptr;
-    c->project->Root()->SetMakeRange(root->GetMakeStart(), root->GetMakeEnd());
-    for (int s = 0; s < kDepth; ++s) {
-      c->slots[s] = surface::SurfaceCreate(r.right - r.left, r.bottom - r.top);
-      c->ready[s] = -1;
-      if (!c->slots[s]) return nullptr;
-    }
-    m->composers.push_back(std::move(c));
+    m->composers.push_back(std::make_unique<composer>());
+    loaders.emplace_back([c = m->composers.back().get(), ok = &loaded[size_t(k)], &path, r, makestart, makeend] {
+      c->project = std::make_unique<vemoproject>();
+      if (!c->project->Ok() || !c->project->Load(path.c_str())) return;
+      c->project->Root()->SetMakeRange(makestart, makeend);
+      for (int s = 0; s < kDepth; ++s) {
+        c->slots[s] = surface::SurfaceCreate(r.right - r.left, r.bottom - r.top);
+        c->ready[s] = -1;
+        if (!c->slots[s]) return;
+      }
+      *ok = 1;
+    });
   }
+  for (std::thread &t : loaders) t.join();
+  for (char ok : loaded)
+    if (!ok) return nullptr;
   for (int k = 0; k < threads; ++k) {
     composer *c = m->composers[size_t(k)].get();
     c->thread = std::thread([p = m.get(), c, k] { p->Compose(c, k); });
@@ -66,8 +75,13 @@ void parallelmaking::Compose(composer *c, int k) {
     }
     own->SetCurrentTime(int(clip::MakeFrameTime(start, length, count, i)));
     own->ClipVideoComposite(CLIP_COMPOSE_MAKE);
+    // The finished picture becomes the slot's surface and the slot's the next destination: an
+    // exchange, not a copy (a copy only when the sizes differ).
     KORSurface *picture = own->GetDestinationSurface();
-    if (picture) surface::SurfaceCopy(picture, c->slots[s]);
+    if (KORSurface *done = picture ? own->ExchangeDestinationSurface(c->slots[s]) : nullptr)
+      c->slots[s] = done;
+    else if (picture)
+      surface::SurfaceCopy(picture, c->slots[s]);
     const bool ok = picture != nullptr;
     {
       std::lock_guard<std::mutex> g(lock);
