@@ -18,13 +18,16 @@ std::unique_ptr<parallelmaking> parallelmaking::Start(clip *root, const std::str
   const RECT r = root->GetSurfaceRectangle();
   const int makestart = root->GetMakeStart(), makeend = root->GetMakeEnd();
   // The copies load side by side: opening the media is most of the time before the first frame.
+  // (Projects are made one after the other: their start-up shares the program's settings.)
   std::vector<std::thread> loaders;
   std::vector<char> loaded(size_t(threads), 0);
   for (int k = 0; k < threads; ++k) {
     m->composers.push_back(std::make_unique<composer>());
-    loaders.emplace_back([c = m->composers.back().get(), ok = &loaded[size_t(k)], &path, r, makestart, makeend] {
-      c->project = std::make_unique<vemoproject>();
-      if (!c->project->Ok() || !c->project->Load(path.c_str())) return;
+    composer *c = m->composers.back().get();
+    c->project = std::make_unique<vemoproject>();
+    if (!c->project->Ok()) break;
+    loaders.emplace_back([c, ok = &loaded[size_t(k)], &path, r, makestart, makeend] {
+      if (!c->project->Load(path.c_str())) return;
       c->project->Root()->SetMakeRange(makestart, makeend);
       for (int s = 0; s < kDepth; ++s) {
         c->slots[s] = surface::SurfaceCreate(r.right - r.left, r.bottom - r.top);
