@@ -93,6 +93,8 @@ bool editwindow::OpenWindow(std::string *error) {
     return false;
   }
   SDL_SetWindowMinimumSize(window, 640, 420);
+  // Typed characters reach the engine's text fields as WM_CHAR.
+  SDL_StartTextInput();
   return true;
 }
 
@@ -332,10 +334,25 @@ void editwindow::Handle(const SDL_Event &e) {
       }
       altalone = false;
       break;
+    case SDL_TEXTINPUT:
+      if (!bar.IsOpen())
+        for (const char *c = e.text.text; *c; ++c) Flags(Root()->QueryAction(nullptr, WM_CHAR, MouseAt(), uint8_t(*c)));
+      break;
     case SDL_KEYDOWN: {
       const SDL_Keycode k = e.key.keysym.sym;
       if (k != SDLK_LALT && k != SDLK_RALT) altalone = false;
       int command = 0;
+      // A text field being typed into takes every key before the menus' keys.
+      if (!bar.IsOpen()) {
+        const int vk = k == SDLK_BACKSPACE                        ? VK_BACK
+                       : k == SDLK_RETURN || k == SDLK_KP_ENTER ? VK_RETURN
+                       : k == SDLK_ESCAPE                         ? VK_ESCAPE
+                                                                  : int(k);
+        if (const uint32_t typed = Root()->QueryAction(nullptr, WM_KEYDOWN, MouseAt(), vk)) {
+          Flags(typed);
+          break;
+        }
+      }
       if (bar.IsOpen()) {
         bar.Key(k, &command);
         needpaint = true;
@@ -357,6 +374,12 @@ void editwindow::Handle(const SDL_Event &e) {
     default:
       break;
   }
+}
+
+POINT editwindow::MouseAt() const {
+  int x = 0, y = 0;
+  SDL_GetMouseState(&x, &y);
+  return POINT{x, y};
 }
 
 void editwindow::Mouse(uint32_t message, POINT pt, int keys) {

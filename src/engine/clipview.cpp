@@ -166,7 +166,9 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
 uint32_t clip::EditorAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   vemotime *t = GetEditTarget();
   if (!t) return 0;
-  const bool press = message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN || message == WM_LBUTTONDBLCLK;
+  // A step of the edit log starts with a press, or with the Enter that closes a typed value.
+  const bool press = message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN || message == WM_LBUTTONDBLCLK ||
+                     (message == WM_KEYDOWN && keys == VK_RETURN);
   if (press && dragmode == DRAG_NONE) BeginEdit("Edit Variable", currentchild);
   const uint32_t r = t->tfQueryAction(hwnd, message, pt, keys);
   if (r & QA_CHANGED) dragchanged = true;
@@ -186,19 +188,24 @@ uint32_t clip::QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   if (parentclip || !arrangement) return vemotime::QueryAction(hwnd, message, pt, keys);
   if (message == WM_MOUSEMOVE && dragmode == DRAG_NONE) TipTheTool("", RECT{});
   uint32_t r = 0;
+  // A press away from the editor ends any typing there.
+  if ((message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN) && !Inside(pt, editorrect))
+    if (vemotime *t = GetEditTarget()) r = t->GetTimeFloatMgr().StopTyping();
   if (dragmode == DRAG_EDITOR) {
-    r = EditorAction(hwnd, message, pt, keys);
+    r |= EditorAction(hwnd, message, pt, keys);
+  } else if (message == WM_KEYDOWN || message == WM_CHAR) {
+    if (dragmode == DRAG_NONE) r |= EditorAction(hwnd, message, pt, keys);
   } else if (dragmode != DRAG_NONE) {
-    r = QAHandleArrOpts(hwnd, message, pt, keys);
+    r |= QAHandleArrOpts(hwnd, message, pt, keys);
   } else if (Inside(pt, rulerrect) || Inside(pt, arrarea)) {
-    r = QAHandleArrOpts(hwnd, message, pt, keys);
+    r |= QAHandleArrOpts(hwnd, message, pt, keys);
   } else if (Inside(pt, editorrect)) {
-    r = EditorAction(hwnd, message, pt, keys);
+    r |= EditorAction(hwnd, message, pt, keys);
   } else if (Inside(pt, previewrect) && message == WM_MOUSEWHEEL) {
     // The wheel over the picture steps through the frames.
     const int notches = int16_t(uint32_t(keys) >> 16) / 120;
     const int f = FrameAt(currenttime, fps) - notches;
-    r = SetTime(std::clamp(FrameStart(std::max(0, f), fps), 0, GetSize()));
+    r |= SetTime(std::clamp(FrameStart(std::max(0, f), fps), 0, GetSize()));
   }
   return ExitQueryAction(r);
 }
