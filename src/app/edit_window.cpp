@@ -595,6 +595,9 @@ void editwindow::PrintLayout() {
                     tf->GetMaximum());
       s += b;
     }
+    const RECT v = t->GetTimeFloatMgr().GetValueField().UIGetRect();
+    std::snprintf(b, sizeof b, "layout value %d %d %d %d\n", v.left, v.top, v.right, v.bottom);
+    s += b;
   }
   if (s == lastlayout) return;
   lastlayout = s;
