@@ -218,6 +218,11 @@ void editwindow::BuildMenus() {
     add(tree, shown.sub);
   }
   shown.enabled = !shown.sub.empty();
+  // The colour chooser keys an object's red, green and blue at once (keys, tints).
+  menuentry colour = Item("Choose Colour...", CMD_CHOOSE_COLOUR, "Ctrl+Shift+C");
+  vemotime *shownobject = root->GetEditTarget();
+  colour.enabled = shownobject && shownobject->GetTimeFloatMgr().timefloatget(fxid::IDS_RED) >= 0 &&
+                   shownobject->GetTimeFloatMgr().timefloatget(fxid::IDS_BLUE) >= 0;
   bar.menus.push_back(
       Sub("Variables",
           {Item("Commit", CMD_COMMIT, "Ctrl+Return"), Item("Revert", CMD_REVERT, "Ctrl+R"), Separator(),
@@ -227,7 +232,7 @@ void editwindow::BuildMenus() {
            Separator(), Item("Forward Release", CMD_RELEASE_FORWARD, "Ctrl+1"),
            Item("Backward Release", CMD_RELEASE_BACKWARD, "Ctrl+2"),
            Item("Bidirectional Release", CMD_RELEASE_BIDIRECTIONAL, "Ctrl+3"),
-           Item("Invert", CMD_INVERT, "Ctrl+4"), Item("Normalize", CMD_NORMALIZE, "Ctrl+5"), Separator(),
+           Item("Invert", CMD_INVERT, "Ctrl+4"), Item("Normalize", CMD_NORMALIZE, "Ctrl+5"), colour, Separator(),
            Sub("Variable Clipboard", {Item("Get Variable From", CMD_VARIABLE_COPY, "Ctrl+C"),
                                       Item("Put Variable To", CMD_VARIABLE_PASTE, "Ctrl+V")})}));
 

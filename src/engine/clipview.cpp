@@ -2,6 +2,7 @@
 // arrangement view), the routing of mouse messages to them, the menu commands, the tool tip and
 // the help topic. Every change goes through the edit log.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -529,6 +530,32 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       if (curve && tfcboard::Global().Check(curve))
         variables("Put Variable To", [&] { return tfcboard::Global().PasteTo(curve) ? 1u : 0u; });
       break;
+    case CMD_CHOOSE_COLOUR: {
+      if (!target) break;
+      timefloatmgr &m = target->GetTimeFloatMgr();
+      const int channels[3] = {fxid::IDS_RED, fxid::IDS_GREEN, fxid::IDS_BLUE};
+      const int t = m.GetCurrentTime();
+      uint8_t bytes[3];
+      bool all = true;
+      for (int i = 0; i < 3; ++i) {
+        double v = 0, lo = 0, hi = 0;
+        all = all && m.timefloatget(channels[i], t, &v, &lo, &hi);
+        bytes[i] = d2uc(v);
+      }
+      COLORREF colour = RGB(bytes[0], bytes[1], bytes[2]);
+      if (!all || !SelectColor(hwnd, &colour, "Colour")) break;
+      variables("Colour", [&] {
+        for (int i = 0; i < 3; ++i) {
+          // The byte again when the effects read it back (v * 255 truncated), not one below.
+          const uint8_t b = uint8_t((colour >> (8 * i)) & 0xFF);
+          double v = uc2d(b);
+          if (d2uc(v) != b) v = std::nextafter(v, 2.0);
+          m.timefloatset(channels[i], t, v);
+        }
+        return 1u;
+      });
+      break;
+    }
     case CMD_EDIT_CLIP:
       edittarget = EDIT_CLIP;
       r = QA_UPDATE;

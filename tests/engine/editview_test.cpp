@@ -327,6 +327,25 @@ TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
   EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a));
 }
 
+TEST_F(EditView, TheColourChooserKeysRedGreenBlueInOneStep) {
+  root.SelectCurrent(a);
+  EXPECT_EQ(Command(CMD_CHOOSE_COLOUR), 0u);  // the clip has no colour of its own
+  Command(CMD_VIDEO_EFFECT_ADD + 28);        // "RGB Key"
+  root.SetCurrentTime(3000);
+  EXPECT_EQ(Command(CMD_CHOOSE_COLOUR), 0u);  // nothing chosen
+  log.said.clear();
+  HeadlessDialogs().colour_answer = RGB(255, 0, 128);
+  EXPECT_TRUE(Command(CMD_CHOOSE_COLOUR) & QA_CHANGED);
+  HeadlessDialogs().colour_answer = -1;
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Colour", "changing A", "end"}));
+  effect *fx = a->GetVideoEffect(0);
+  const double blue = fx->GetTimeFloat(40, 1000);
+  EXPECT_DOUBLE_EQ(fx->GetTimeFloat(38, 1000), 1.0);
+  EXPECT_DOUBLE_EQ(fx->GetTimeFloat(39, 1000), 0.0);
+  EXPECT_NEAR(blue, 128 / 255.0, 1e-12);
+  EXPECT_EQ(int(blue * 255.0), 128);  // the key reads back as the byte chosen
+}
+
 TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   root.SelectCurrent(b);
   log.said.clear();
