@@ -134,7 +134,9 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
   RECT tt = Reduce(title, 3);
   tt.left += 6;
   tt.right -= 6;
-  DrawTextOnly(hdc, what.c_str(), tt, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+  editortitle.UISetStyle(UISTYLE_BOLD);
+  editortitle.UISetText(what.c_str());
+  editortitle.Draw(hdc, tt, flags);
   // The clip's effect chain, in the order it runs.
   if (currentchild && currentchild->videoeffectcount + currentchild->audioeffectcount > 0) {
     std::string chain;
