@@ -316,6 +316,13 @@ uint32_t timefloatmgr::QueryAction(HWND hwnd, uint32_t message, POINT pt, int ke
   return r | ListAndCurveAction(hwnd, message, pt, keys);
 }
 
+uint32_t timefloatmgr::MoveToKey(int var_id, bool next) {
+  const timefloat *tf = GetTimeFloatPointer(var_id);
+  int key = 0;
+  if (!tf || !(next ? tf->GetNextValueTime(currenttime, &key) : tf->GetPrevValueTime(currenttime, &key))) return 0;
+  return MoveTime(int(std::clamp<int64_t>(int64_t{key} - currenttime, INT32_MIN, INT32_MAX)));
+}
+
 uint32_t timefloatmgr::StopTyping() {
   if (!valuefield.UIIsEditing()) return 0;
   valuefield.UIEndEdit(false);
@@ -331,13 +338,9 @@ bool timefloatmgr::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       r = QAPopGroups(hwnd);
       break;
     case ID_NEXTKEY_BUTTON:
-    case ID_PREVKEY_BUTTON: {
-      int key = 0;
-      const bool found = tf && (command == ID_NEXTKEY_BUTTON ? tf->GetNextValueTime(currenttime, &key)
-                                                              : tf->GetPrevValueTime(currenttime, &key));
-      if (found) r = MoveTime(key - currenttime);
+    case ID_PREVKEY_BUTTON:
+      if (tf) r = MoveToKey(tf->Header().id, command == ID_NEXTKEY_BUTTON);
       break;
-    }
     case ID_VALUE_FIELD: {
       double v = 0;
       char tail = 0;

@@ -124,6 +124,9 @@ class timefloatmgr : public UIItem {
   // What the editor's items ask for when used (their IDs): the groups, the previous or next
   // key, the value typed or slid. The flags go into *result; true for the items' IDs.
   bool QueryCommand(HWND hwnd, int command, uint32_t *result) override;
+  // Moves the root's time to the variable's next (or previous) key after (before) the current
+  // time; QA_UPDATE, or 0 when there is none or the variable is undeclared.
+  uint32_t MoveToKey(int id, bool next);
   // Ends typing in the value field, taking the typing back; QA_UPDATE when it was typing.
   uint32_t StopTyping();
   // The stretch of local time the curves show (the owner's material: offset .. offset + size).
