@@ -72,6 +72,8 @@ editwindow::editwindow() : ui(this) {}
 
 editwindow::~editwindow() {
   if (&Dialogs() == &ui) SetDialogs(nullptr);
+  // The journal lets go of the root before the project deletes it.
+  journal.reset();
   project.reset();
   if (canvas) surface::SurfaceDelete(canvas);
   if (texture) SDL_DestroyTexture(texture);
