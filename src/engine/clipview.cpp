@@ -191,9 +191,13 @@ uint32_t clip::QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   if (parentclip || !arrangement) return vemotime::QueryAction(hwnd, message, pt, keys);
   if (message == WM_MOUSEMOVE && dragmode == DRAG_NONE) TipTheTool("", RECT{});
   uint32_t r = 0;
-  // A press away from the editor ends any typing there.
-  if ((message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN) && !Inside(pt, editorrect))
-    if (vemotime *t = GetEditTarget()) r = t->GetTimeFloatMgr().StopTyping();
+  // A press away from the editor ends any typing there; a move away drops its hover looks.
+  if (!Inside(pt, editorrect) && dragmode == DRAG_NONE) {
+    if (vemotime *t = GetEditTarget()) {
+      if (message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN) r = t->GetTimeFloatMgr().StopTyping();
+      if (message == WM_MOUSEMOVE) r = t->GetTimeFloatMgr().LeaveItems();
+    }
+  }
   if (dragmode == DRAG_EDITOR) {
     r |= EditorAction(hwnd, message, pt, keys);
   } else if (message == WM_KEYDOWN || message == WM_CHAR) {

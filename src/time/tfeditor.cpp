@@ -323,6 +323,17 @@ uint32_t timefloatmgr::MoveToKey(int var_id, bool next) {
   return MoveTime(int(std::clamp<int64_t>(int64_t{key} - currenttime, INT32_MIN, INT32_MAX)));
 }
 
+uint32_t timefloatmgr::LeaveItems() {
+  uint32_t r = 0;
+  for (UIItem *item : std::initializer_list<UIItem *>{&parametersbutton, &prevbutton, &nextbutton, &groupbutton,
+                                                      &valuefield, &valueslider})
+    if (item->UIGetState() == UIS_HOVER) {
+      item->UISetState(UIS_NORMAL);
+      r = QA_UPDATE;
+    }
+  return r;
+}
+
 uint32_t timefloatmgr::StopTyping() {
   if (!valuefield.UIIsEditing()) return 0;
   valuefield.UIEndEdit(false);

@@ -129,6 +129,8 @@ class timefloatmgr : public UIItem {
   uint32_t MoveToKey(int id, bool next);
   // Ends typing in the value field, taking the typing back; QA_UPDATE when it was typing.
   uint32_t StopTyping();
+  // The mouse has left the editor: no item keeps its hover look. QA_UPDATE when one had it.
+  uint32_t LeaveItems();
   // The stretch of local time the curves show (the owner's material: offset .. offset + size).
   void SetViewingRange(int from, int to) {
     viewfrom = from;
