@@ -14,6 +14,7 @@
 #include "core/intarray.h"
 #include "core/intarraytree.h"
 #include "core/platform.h"
+#include "core/poligon.h"
 #include "core/randint.h"
 #include "core/settings.h"
 #include "core/trap.h"

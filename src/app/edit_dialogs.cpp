@@ -1,11 +1,12 @@
-// The editing window's dialogs, drawn in the window: boxes with buttons, a one-line text field
-// and a list to choose from.
+// The editing window's dialogs, drawn in the window: boxes with buttons, a one-line text field,
+// a list to choose from and a colour chooser.
 #include "app/edit_dialogs.h"
 
 #include <SDL.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 
 #include "core/uipalette.h"
 #include "core/vemo.h"
@@ -46,6 +47,26 @@ void DrawButton(HDC hdc, RECT r, const char *text, bool isdefault) {
   vemo::DrawRectangle(hdc, r, isdefault ? ui::kClipSelected : ui::kTrackB,
                       isdefault ? ui::kAccent : ui::kLine);
   vemo::DrawTextOnly(hdc, text, r, ui::kText, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+}
+
+// The colour chooser's swatches: 8 hues in four shades (dark, full, light, pale), then 8 greys.
+constexpr int kSwatchColumns = 8, kSwatchRows = 5, kSwatch = 30;
+
+COLORREF Swatch(int column, int row) {
+  if (row == kSwatchRows - 1) {
+    const uint8_t v = uint8_t(column * 255 / (kSwatchColumns - 1));
+    return RGB(v, v, v);
+  }
+  static constexpr COLORREF kHues[kSwatchColumns] = {RGB(255, 0, 0),   RGB(255, 128, 0), RGB(255, 255, 0),
+                                                     RGB(0, 200, 0),   RGB(0, 255, 255), RGB(0, 96, 255),
+                                                     RGB(128, 0, 255), RGB(255, 0, 255)};
+  const COLORREF h = kHues[column];
+  uint8_t c[3];
+  for (int i = 0; i < 3; ++i) {
+    const int v = int((h >> (8 * i)) & 0xFF);
+    c[i] = uint8_t(row == 0 ? v / 2 : row == 1 ? v : row == 2 ? (v + 255) / 2 : (v + 3 * 255) / 4);
+  }
+  return RGB(c[0], c[1], c[2]);
 }
 
 POINT MousePoint(const SDL_Event &e) {
@@ -125,6 +146,7 @@ int windowdialogs::AskYesNoCancel(HWND, const char *text, const char *caption, b
 
 bool windowdialogs::AskText(HWND, const char *title, const char *prompt, std::string &text) {
   host->SetTitleNote(title);
+  const bool typing = SDL_IsTextInputActive();
   SDL_StartTextInput();
   int result = 0;
   while (!result) {
@@ -166,7 +188,7 @@ bool windowdialogs::AskText(HWND, const char *title, const char *prompt, std::st
       }
     }
   }
-  SDL_StopTextInput();
+  if (!typing) SDL_StopTextInput();
   host->SetTitleNote("");
   return result == 1 && !text.empty();
 }
@@ -231,4 +253,75 @@ int windowdialogs::Choose(HWND, const char *title, const std::vector<std::string
   }
   host->SetTitleNote("");
   return chosen;
+}
+
+bool windowdialogs::ChooseColor(HWND, const char *title, COLORREF &colour) {
+  host->SetTitleNote(title && *title ? title : "Colour");
+  COLORREF chosen = colour & 0xFFFFFF;
+  int column = -1, row = 0;  // the swatch the arrows move, none until one is picked
+  RECT panel{}, grid{};
+  int result = 0;
+  while (!result) {
+    host->PaintWith([&](HDC hdc, RECT client) {
+      panel = Panel(hdc, client, kSwatchColumns * kSwatch + 190, kSwatchRows * kSwatch + 110, title);
+      grid = RECT{panel.left + 20, panel.top + 40, panel.left + 20 + kSwatchColumns * kSwatch,
+                  panel.top + 40 + kSwatchRows * kSwatch};
+      for (int y = 0; y < kSwatchRows; ++y)
+        for (int x = 0; x < kSwatchColumns; ++x) {
+          const RECT r{grid.left + x * kSwatch, grid.top + y * kSwatch, grid.left + (x + 1) * kSwatch,
+                       grid.top + (y + 1) * kSwatch};
+          const bool on = x == column && y == row;
+          vemo::DrawRectangle(hdc, vemo::Reduce(r, 2), Swatch(x, y), on ? ui::kText : ui::kLine);
+        }
+      // The colour offered beside the one chosen, and the chosen one's value.
+      const RECT was{grid.right + 20, grid.top, grid.right + 150, grid.top + 40};
+      const RECT now{was.left, was.bottom, was.right, was.bottom + 40};
+      vemo::DrawRectangle(hdc, was, colour & 0xFFFFFF, ui::kLine);
+      vemo::DrawRectangle(hdc, now, chosen, ui::kLine);
+      char value[16];
+      std::snprintf(value, sizeof value, "#%02X%02X%02X", unsigned(chosen & 0xFF), unsigned((chosen >> 8) & 0xFF),
+                    unsigned((chosen >> 16) & 0xFF));
+      const font before = vemo::VemoSelectFont(hdc, ui::kFont);
+      vemo::DrawTextOnly(hdc, value, RECT{now.left, now.bottom + 4, now.right, now.bottom + 24}, ui::kText,
+                         DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+      DrawButton(hdc, ButtonRect(panel, 0, 2), "OK", true);
+      DrawButton(hdc, ButtonRect(panel, 1, 2), "Cancel", false);
+      hdc->SelectFont(before);
+    });
+    SDL_Event e;
+    if (!SDL_WaitEventTimeout(&e, 250)) continue;
+    if (e.type == SDL_QUIT) {
+      quitasked = true;
+      result = 2;
+    } else if (e.type == SDL_KEYDOWN) {
+      const SDL_Keycode k = e.key.keysym.sym;
+      if (k == SDLK_ESCAPE) {
+        result = 2;
+      } else if (k == SDLK_RETURN || k == SDLK_KP_ENTER) {
+        result = 1;
+      } else if (k == SDLK_LEFT || k == SDLK_RIGHT || k == SDLK_UP || k == SDLK_DOWN) {
+        if (column < 0) column = 0;
+        column = std::clamp(column + (k == SDLK_RIGHT) - (k == SDLK_LEFT), 0, kSwatchColumns - 1);
+        row = std::clamp(row + (k == SDLK_DOWN) - (k == SDLK_UP), 0, kSwatchRows - 1);
+        chosen = Swatch(column, row);
+      }
+    } else if (e.type == SDL_MOUSEBUTTONUP && e.button.button == SDL_BUTTON_LEFT) {
+      const POINT p = MousePoint(e);
+      const RECT ok = ButtonRect(panel, 0, 2), cancel = ButtonRect(panel, 1, 2);
+      if (vemo::PointInRect(&p, &grid)) {
+        column = (p.x - grid.left) / kSwatch;
+        row = (p.y - grid.top) / kSwatch;
+        chosen = Swatch(column, row);
+        if (e.button.clicks == 2) result = 1;
+      } else if (vemo::PointInRect(&p, &ok)) {
+        result = 1;
+      } else if (vemo::PointInRect(&p, &cancel)) {
+        result = 2;
+      }
+    }
+  }
+  host->SetTitleNote("");
+  if (result != 1) return false;
+  colour = chosen;
+  return true;
 }

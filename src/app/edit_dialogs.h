@@ -33,6 +33,9 @@ class windowdialogs : public dialogs {
   int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) override;
   // One line of text typed into a field; false when cancelled or empty.
   bool AskText(HWND owner, const char *title, const char *prompt, std::string &text) override;
+  // Swatches to click (or step through with the arrows) beside the colour offered; Enter, OK or
+  // a double click takes the one chosen.
+  bool ChooseColor(HWND owner, const char *title, COLORREF &colour) override;
   // Set when the window was closed while a dialog was up.
   bool QuitAsked() const { return quitasked; }
 

@@ -72,6 +72,8 @@ editwindow::editwindow() : ui(this) {}
 
 editwindow::~editwindow() {
   if (&Dialogs() == &ui) SetDialogs(nullptr);
+  // The journal lets go of the root before the project deletes it.
+  journal.reset();
   project.reset();
   if (canvas) surface::SurfaceDelete(canvas);
   if (texture) SDL_DestroyTexture(texture);
@@ -93,6 +95,8 @@ bool editwindow::OpenWindow(std::string *error) {
     return false;
   }
   SDL_SetWindowMinimumSize(window, 640, 420);
+  // Typed characters reach the engine's text fields as WM_CHAR.
+  SDL_StartTextInput();
   return true;
 }
 
@@ -216,6 +220,11 @@ void editwindow::BuildMenus() {
     add(tree, shown.sub);
   }
   shown.enabled = !shown.sub.empty();
+  // The colour chooser keys an object's red, green and blue at once (keys, tints).
+  menuentry colour = Item("Choose Colour...", CMD_CHOOSE_COLOUR, "Ctrl+Shift+C");
+  vemotime *shownobject = root->GetEditTarget();
+  colour.enabled = shownobject && shownobject->GetTimeFloatMgr().timefloatget(fxid::IDS_RED) >= 0 &&
+                   shownobject->GetTimeFloatMgr().timefloatget(fxid::IDS_BLUE) >= 0;
   bar.menus.push_back(
       Sub("Variables",
           {Item("Commit", CMD_COMMIT, "Ctrl+Return"), Item("Revert", CMD_REVERT, "Ctrl+R"), Separator(),
@@ -225,7 +234,7 @@ void editwindow::BuildMenus() {
            Separator(), Item("Forward Release", CMD_RELEASE_FORWARD, "Ctrl+1"),
            Item("Backward Release", CMD_RELEASE_BACKWARD, "Ctrl+2"),
            Item("Bidirectional Release", CMD_RELEASE_BIDIRECTIONAL, "Ctrl+3"),
-           Item("Invert", CMD_INVERT, "Ctrl+4"), Item("Normalize", CMD_NORMALIZE, "Ctrl+5"), Separator(),
+           Item("Invert", CMD_INVERT, "Ctrl+4"), Item("Normalize", CMD_NORMALIZE, "Ctrl+5"), colour, Separator(),
            Sub("Variable Clipboard", {Item("Get Variable From", CMD_VARIABLE_COPY, "Ctrl+C"),
                                       Item("Put Variable To", CMD_VARIABLE_PASTE, "Ctrl+V")})}));
 
@@ -332,10 +341,25 @@ void editwindow::Handle(const SDL_Event &e) {
       }
       altalone = false;
       break;
+    case SDL_TEXTINPUT:
+      if (!bar.IsOpen())
+        for (const char *c = e.text.text; *c; ++c) Flags(Root()->QueryAction(nullptr, WM_CHAR, MouseAt(), uint8_t(*c)));
+      break;
     case SDL_KEYDOWN: {
       const SDL_Keycode k = e.key.keysym.sym;
       if (k != SDLK_LALT && k != SDLK_RALT) altalone = false;
       int command = 0;
+      // A text field being typed into takes every key before the menus' keys.
+      if (!bar.IsOpen()) {
+        const int vk = k == SDLK_BACKSPACE                        ? VK_BACK
+                       : k == SDLK_RETURN || k == SDLK_KP_ENTER ? VK_RETURN
+                       : k == SDLK_ESCAPE                         ? VK_ESCAPE
+                                                                  : int(k);
+        if (const uint32_t typed = Root()->QueryAction(nullptr, WM_KEYDOWN, MouseAt(), vk)) {
+          Flags(typed);
+          break;
+        }
+      }
       if (bar.IsOpen()) {
         bar.Key(k, &command);
         needpaint = true;
@@ -357,6 +381,12 @@ void editwindow::Handle(const SDL_Event &e) {
     default:
       break;
   }
+}
+
+POINT editwindow::MouseAt() const {
+  int x = 0, y = 0;
+  SDL_GetMouseState(&x, &y);
+  return POINT{x, y};
 }
 
 void editwindow::Mouse(uint32_t message, POINT pt, int keys) {
@@ -572,6 +602,9 @@ void editwindow::PrintLayout() {
                     tf->GetMaximum());
       s += b;
     }
+    const RECT v = t->GetTimeFloatMgr().GetValueField().UIGetRect();
+    std::snprintf(b, sizeof b, "layout value %d %d %d %d\n", v.left, v.top, v.right, v.bottom);
+    s += b;
   }
   if (s == lastlayout) return;
   lastlayout = s;

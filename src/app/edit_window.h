@@ -67,6 +67,8 @@ class editwindow : public dialoghost {
   void Execute(int command);
   void Handle(const SDL_Event &e);
   void Mouse(uint32_t message, POINT pt, int keys);
+  // Where the mouse is, in client pixels (keys are routed with it).
+  POINT MouseAt() const;
   void Flags(uint32_t flags);
   void Compose();
   void Paint();

@@ -64,6 +64,14 @@ bool headless_dialogs::AskText(HWND, const char *, const char *, std::string &te
   return true;
 }
 
+bool dialogs::ChooseColor(HWND, const char *, COLORREF &) { return false; }
+
+bool headless_dialogs::ChooseColor(HWND, const char *, COLORREF &colour) {
+  if (colour_answer < 0) return false;
+  colour = COLORREF(colour_answer) & 0xFFFFFF;
+  return true;
+}
+
 int dialogs::AskYesNoCancel(HWND owner, const char *text, const char *caption, boxicon icon, int) {
   return MessageBox(owner, text, caption, boxbuttons::yesnocancel, icon);
 }

@@ -47,6 +47,10 @@ class dialogs {
   // there is no way to type, so nothing is asked (false).
   virtual bool AskText(HWND owner, const char *title, const char *prompt, std::string &text);
 
+  // Lets the user choose a colour, `colour` (0x00BBGGRR) offered and on true holding the
+  // choice. By default there is no chooser, so nothing is asked (false).
+  virtual bool ChooseColor(HWND owner, const char *title, COLORREF &colour);
+
   virtual void SetCursor(cursorkind) {}
   virtual void SetCapture(HWND) {}
   virtual void ReleaseCapture() {}
@@ -60,6 +64,7 @@ class headless_dialogs : public dialogs {
   std::string file_answer;          // the path a file dialog returns; empty cancels
   int choice_answer = 0;            // the entry Choose returns (index + 1), 0 for none
   std::string text_answer;          // the text AskText returns; empty cancels
+  int64_t colour_answer = -1;       // the colour ChooseColor returns; -1 cancels
   // A list keeps the entry it opened with when answer_yes is set and choice_answer is 0.
 
   // What the engine did last, for callers that check it.
@@ -83,6 +88,7 @@ class headless_dialogs : public dialogs {
   bool ChooseFromList(HWND owner, const char *title, const std::vector<std::string> &entries, int selected,
                       int *chosen) override;
   bool AskText(HWND owner, const char *title, const char *prompt, std::string &text) override;
+  bool ChooseColor(HWND owner, const char *title, COLORREF &colour) override;
   void SetCursor(cursorkind c) override { cursor = c; }
   void SetCapture(HWND w) override {
     capture = w;

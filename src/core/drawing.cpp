@@ -46,9 +46,16 @@ void vemo::DrawTextRaised(HDC hdc, const char *text, RECT r, COLORREF colour, CO
   DrawTextOnly(hdc, text, r, colour, flags);
 }
 
-font vemo::VemoSelectFont(HDC hdc, int height, bool bold) {
+font vemo::CreateFontA(int height, int weight, bool italic, bool underline, const char *family) {
   font f;
   f.height = height;
-  f.weight = bold ? FW_BOLD : FW_NORMAL;
-  return hdc ? hdc->SelectFont(f) : font();
+  f.weight = weight;
+  f.italic = italic;
+  f.underline = underline;
+  if (family && *family) f.family = family;
+  return f;
+}
+
+font vemo::VemoSelectFont(HDC hdc, int height, bool bold) {
+  return hdc ? hdc->SelectFont(CreateFontA(height, bold ? FW_BOLD : FW_NORMAL)) : font();
 }

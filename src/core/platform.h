@@ -35,6 +35,10 @@ constexpr COLORREF RGB(uint8_t r, uint8_t g, uint8_t b) {
 class dc;
 using HDC = dc *;
 
+// A menu handle: a tree of labelled numbers (intarraytree.h) that a pop-up offers.
+class intarraytree;
+using HMENU = const intarraytree *;
+
 // A small image used as an icon: 32-bit pixels, blue, green, red, alpha in memory order, top row
 // first. `name` is a freedesktop icon name when the icon stands for a themed icon (a file type
 // or a stock symbol); the pixels are then empty.
@@ -61,6 +65,13 @@ enum : uint32_t {
   WM_KEYDOWN = 0x0100,
   WM_KEYUP = 0x0101,
   WM_CHAR = 0x0102,
+};
+
+// Keys that WM_KEYDOWN carries in its keys word (other keys carry the host's own key code).
+enum : int32_t {
+  VK_BACK = 0x08,
+  VK_RETURN = 0x0D,
+  VK_ESCAPE = 0x1B,
 };
 
 // Key and button state bits passed with mouse messages.

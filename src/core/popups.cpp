@@ -1,9 +1,11 @@
-// Pop-up choices built from number lists, resource string IDs and name tables.
+// Pop-up choices built from menus, number lists, resource string IDs and name tables, and the
+// colour chooser.
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "core/dialogs.h"
+#include "core/intarraytree.h"
 #include "core/vemo.h"
 
 namespace {
@@ -56,4 +58,35 @@ int vemo::PopArrayNamePtrIndex(HWND hwnd, const char *const *names, int count, c
     answers.push_back(i + 1);
   }
   return Pick(hwnd, title, entries, answers);
+}
+
+int vemo::PopAMenu(HWND hwnd, HMENU menu, const char *title) { return menu ? menu->Pop(hwnd, title) : 0; }
+
+int vemo::PopAMenu(HWND hwnd, const std::vector<std::pair<std::string, int>> &items, const char *title) {
+  std::vector<std::string> entries;
+  std::vector<int> answers;
+  for (const auto &[text, number] : items) {
+    if (!number) continue;
+    entries.push_back(text);
+    answers.push_back(number);
+  }
+  return Pick(hwnd, title, entries, answers);
+}
+
+bool vemo::SelectColor(HWND hwnd, COLORREF *colour, const char *title) {
+  if (!colour) return false;
+  COLORREF c = *colour & 0xFFFFFF;
+  if (!Dialogs().ChooseColor(hwnd, title ? title : "", c)) return false;
+  *colour = c;
+  return true;
+}
+
+bool vemo::SelectColor(HWND hwnd, pix32 *colour, const char *title) {
+  if (!colour) return false;
+  COLORREF c = ToColorRef(*colour);
+  if (!SelectColor(hwnd, &c, title)) return false;
+  const uint8_t alpha = colour->a;
+  *colour = FromColorRef(c);
+  colour->a = alpha;
+  return true;
 }

@@ -42,6 +42,35 @@ void UIItem::_draw_ui_hdc(HDC) {}
 
 uint32_t UIItem::UIItemRefresh() { return 0; }
 
+RECT UIItem::Layout(RECT rc) {
+  uirect = rc;
+  return rc;
+}
+
+int UIItem::Draw(HDC hdc, RECT rc, int) {
+  uirect = rc;
+  if (!hdc || !checkrec(rc)) return 0;
+  _draw_ui_hdc(hdc);
+  return 1;
+}
+
+const char *UIItem::UIGetLabel() const { return name.empty() ? GetStringPtr(id) : name.c_str(); }
+
+uint32_t UIItem::UIHover(POINT pt) {
+  const bool over = UIInside(pt);
+  if (over && *UIGetLabel()) TipTheTool(UIGetLabel(), RECT{pt.x, pt.y, pt.x + 1, pt.y + 1});
+  const UIItemState now = over && state == UIS_NORMAL ? UIS_HOVER : !over && state == UIS_HOVER ? UIS_NORMAL : state;
+  if (now == state) return 0;
+  state = now;
+  return QA_UPDATE;
+}
+
+uint32_t UIItem::UINotify(HWND hwnd) {
+  uint32_t r = 0;
+  if (parent) parent->QueryCommand(hwnd, id, &r);
+  return r;
+}
+
 bool UIItem::UISetName(const char *n) {
   name = n ? n : "";
   return true;

@@ -3,6 +3,12 @@
 // Items have an ID (for most also the resource string of their label), a name, a style and a
 // state. Two string interfaces reach any item: UIItemResolve finds a named child, Command runs
 // a text command and writes a text result. Result buffers hold at least UIITEM_RESULT_SIZE bytes.
+//
+// Items that the user works (buttons, sliders, text fields) take their place from Layout or
+// Draw, draw themselves in _draw_ui_hdc and answer the mouse in QueryAction. When the user has
+// done something with one (a button pressed and released over it, a slider moved, a text field
+// closed with Enter) the item tells its parent through the parent's QueryCommand with the
+// item's ID; the flags the parent writes are or-ed into the item's answer.
 #pragma once
 
 #include <cstdint>
@@ -39,6 +45,13 @@ class UIItem : public pixelator {
   // Asks the item to bring its shown state up to date; returns action flags.
   virtual uint32_t UIItemRefresh();                                                       // 28
 
+  // The item's place: stored, then the item draws itself there; 1 when it drew.
+  RECT Layout(RECT rc) override;
+  int Draw(HDC hdc, RECT rc, int flags) override;
+  RECT UIGetRect() const { return uirect; }
+  // The label: the name when one is set, else the resource text of the ID.
+  const char *UIGetLabel() const;
+
   bool UISetName(const char *name);
   bool UISetName(int id);
   bool UISetStyle(int style);
@@ -55,6 +68,14 @@ class UIItem : public pixelator {
   static int ResolveNumber(const char *name);
 
  protected:
+  // Hover tracking for a mouse move: the state goes to UIS_HOVER over the item (its label as
+  // tool tip) and back to UIS_NORMAL off it; QA_UPDATE when the state changed.
+  uint32_t UIHover(POINT pt);
+  // Tells the parent that the user did something with this item (see above).
+  uint32_t UINotify(HWND hwnd);
+  bool UIInside(POINT pt) const { return PointInRect(&pt, &uirect) != 0; }
+
+  RECT uirect{};
   // Layout metrics used by the drawing code: gap, line, margin, button and label sizes.
   int32_t metric_gap = 2;
   int32_t metric_line = 10;

@@ -13,6 +13,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "core/platform.h"
 #include "media/pix32.h"
@@ -207,6 +210,19 @@ class vemo {
   static int PopResStrings(HWND hwnd, const int *ids, const char *title);
   static int PopArrayNameIndex(HWND hwnd, const char *table, int stride, int count, const char *title);
   static int PopArrayNamePtrIndex(HWND hwnd, const char *const *names, int count, const char *title);
+  // A pop-up menu at the cursor: from a menu handle (its leaves, paths shown "Group > Name"),
+  // or from entries of a text and the number each answers (entries answering 0 are left out).
+  // The number of the chosen entry, 0 for none.
+  static int PopAMenu(HWND hwnd, HMENU menu, const char *title);
+  static int PopAMenu(HWND hwnd, const std::vector<std::pair<std::string, int>> &entries, const char *title);
+  // Lets the user choose a colour, offered as it is: a COLORREF, or a pix32 whose alpha is
+  // kept. True when one was chosen (then written back); false leaves it as it was.
+  static bool SelectColor(HWND hwnd, COLORREF *colour, const char *title = "Colour");
+  static bool SelectColor(HWND hwnd, pix32 *colour, const char *title = "Colour");
+  // A font by height in pixels, weight (FW_*), italic and underline, and family (null or empty:
+  // the interface font); select it with the context's SelectFont.
+  static font CreateFontA(int height, int weight = 400, bool italic = false, bool underline = false,
+                          const char *family = nullptr);
   // Selects the interface font of `height` pixels (bold when asked); returns the one before.
   static font VemoSelectFont(HDC hdc, int height, bool bold = false);
 

@@ -31,12 +31,9 @@ uint32_t ClipOptions(clip *root, HWND hwnd) {
       {"Mute All Other Audio", CMD_MUTE_OTHERS},
       {"Set Locator", CMD_SET_LOCATOR},
   };
-  std::vector<std::string> entries;
-  for (const auto &o : options) entries.push_back(o.first);
-  const int chosen = Dialogs().Choose(hwnd, currentchild->GetName(), entries);
-  if (chosen < 1 || chosen > int(options.size())) return 0;
+  const int command = vemo::PopAMenu(hwnd, options, currentchild->GetName());
   uint32_t r = 0;
-  root->QueryCommand(hwnd, options[size_t(chosen - 1)].second, &r);
+  if (command) root->QueryCommand(hwnd, command, &r);
   return r;
 }
 

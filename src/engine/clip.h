@@ -683,6 +683,7 @@ class clip : public vemotime {
   // The editing window (root): panes, the drag in progress, the tip and the help topic.
   RECT previewrect{};
   RECT editorrect{};
+  UIItemTextRC editortitle;  // what the editor shows: the clip, and the effect when it is one
   RECT rulerrect{};
   RECT trackheadrect{};
   int32_t edittarget = EDIT_CLIP;

@@ -2,6 +2,7 @@
 // arrangement view), the routing of mouse messages to them, the menu commands, the tool tip and
 // the help topic. Every change goes through the edit log.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -133,7 +134,9 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
   RECT tt = Reduce(title, 3);
   tt.left += 6;
   tt.right -= 6;
-  DrawTextOnly(hdc, what.c_str(), tt, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
+  editortitle.UISetStyle(UISTYLE_BOLD);
+  editortitle.UISetText(what.c_str());
+  editortitle.Draw(hdc, tt, flags);
   // The clip's effect chain, in the order it runs.
   if (currentchild && currentchild->videoeffectcount + currentchild->audioeffectcount > 0) {
     std::string chain;
@@ -166,7 +169,9 @@ int clip::Draw(HDC hdc, RECT rc, int flags) {
 uint32_t clip::EditorAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   vemotime *t = GetEditTarget();
   if (!t) return 0;
-  const bool press = message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN || message == WM_LBUTTONDBLCLK;
+  // A step of the edit log starts with a press, or with the Enter that closes a typed value.
+  const bool press = message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN || message == WM_LBUTTONDBLCLK ||
+                     (message == WM_KEYDOWN && keys == VK_RETURN);
   if (press && dragmode == DRAG_NONE) BeginEdit("Edit Variable", currentchild);
   const uint32_t r = t->tfQueryAction(hwnd, message, pt, keys);
   if (r & QA_CHANGED) dragchanged = true;
@@ -186,19 +191,28 @@ uint32_t clip::QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   if (parentclip || !arrangement) return vemotime::QueryAction(hwnd, message, pt, keys);
   if (message == WM_MOUSEMOVE && dragmode == DRAG_NONE) TipTheTool("", RECT{});
   uint32_t r = 0;
+  // A press away from the editor ends any typing there; a move away drops its hover looks.
+  if (!Inside(pt, editorrect) && dragmode == DRAG_NONE) {
+    if (vemotime *t = GetEditTarget()) {
+      if (message == WM_LBUTTONDOWN || message == WM_RBUTTONDOWN) r = t->GetTimeFloatMgr().StopTyping();
+      if (message == WM_MOUSEMOVE) r = t->GetTimeFloatMgr().LeaveItems();
+    }
+  }
   if (dragmode == DRAG_EDITOR) {
-    r = EditorAction(hwnd, message, pt, keys);
+    r |= EditorAction(hwnd, message, pt, keys);
+  } else if (message == WM_KEYDOWN || message == WM_CHAR) {
+    if (dragmode == DRAG_NONE) r |= EditorAction(hwnd, message, pt, keys);
   } else if (dragmode != DRAG_NONE) {
-    r = QAHandleArrOpts(hwnd, message, pt, keys);
+    r |= QAHandleArrOpts(hwnd, message, pt, keys);
   } else if (Inside(pt, rulerrect) || Inside(pt, arrarea)) {
-    r = QAHandleArrOpts(hwnd, message, pt, keys);
+    r |= QAHandleArrOpts(hwnd, message, pt, keys);
   } else if (Inside(pt, editorrect)) {
-    r = EditorAction(hwnd, message, pt, keys);
+    r |= EditorAction(hwnd, message, pt, keys);
   } else if (Inside(pt, previewrect) && message == WM_MOUSEWHEEL) {
     // The wheel over the picture steps through the frames.
     const int notches = int16_t(uint32_t(keys) >> 16) / 120;
     const int f = FrameAt(currenttime, fps) - notches;
-    r = SetTime(std::clamp(FrameStart(std::max(0, f), fps), 0, GetSize()));
+    r |= SetTime(std::clamp(FrameStart(std::max(0, f), fps), 0, GetSize()));
   }
   return ExitQueryAction(r);
 }
@@ -522,6 +536,32 @@ bool clip::QueryCommand(HWND hwnd, int command, uint32_t *result) {
       if (curve && tfcboard::Global().Check(curve))
         variables("Put Variable To", [&] { return tfcboard::Global().PasteTo(curve) ? 1u : 0u; });
       break;
+    case CMD_CHOOSE_COLOUR: {
+      if (!target) break;
+      timefloatmgr &m = target->GetTimeFloatMgr();
+      const int channels[3] = {fxid::IDS_RED, fxid::IDS_GREEN, fxid::IDS_BLUE};
+      const int t = m.GetCurrentTime();
+      uint8_t bytes[3];
+      bool all = true;
+      for (int i = 0; i < 3; ++i) {
+        double v = 0, lo = 0, hi = 0;
+        all = all && m.timefloatget(channels[i], t, &v, &lo, &hi);
+        bytes[i] = d2uc(v);
+      }
+      COLORREF colour = RGB(bytes[0], bytes[1], bytes[2]);
+      if (!all || !SelectColor(hwnd, &colour, "Colour")) break;
+      variables("Colour", [&] {
+        for (int i = 0; i < 3; ++i) {
+          // The byte again when the effects read it back (v * 255 truncated), not one below.
+          const uint8_t b = uint8_t((colour >> (8 * i)) & 0xFF);
+          double v = uc2d(b);
+          if (d2uc(v) != b) v = std::nextafter(v, 2.0);
+          m.timefloatset(channels[i], t, v);
+        }
+        return 1u;
+      });
+      break;
+    }
     case CMD_EDIT_CLIP:
       edittarget = EDIT_CLIP;
       r = QA_UPDATE;

@@ -47,6 +47,7 @@ enum : int {
   CMD_NORMALIZE,
   CMD_VARIABLE_COPY,   // "Get Variable From"
   CMD_VARIABLE_PASTE,  // "Put Variable To"
+  CMD_CHOOSE_COLOUR,   // the shown object's red, green and blue keyed as one chosen colour
   // Effects of the current child.
   CMD_EFFECT_CLEAR_ALL,
   CMD_EFFECT_UP,

@@ -1,5 +1,6 @@
 // The curve and variable editors: a variable's keys drawn over its viewing range and edited
-// with the mouse; the variable manager's group header and list of the group's variables.
+// with the mouse; the variable manager's group header with its buttons, the list of the group's
+// variables and the value field and slider of the one shown.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -208,7 +209,22 @@ uint32_t timefloatmgr::NextVariable() {
 RECT timefloatmgr::Layout(RECT rc) {
   RECT r = rc;
   headerrect = SplitTop(&r, ui::kRowHeight + 4);
+  // The header: the group's title, then the key buttons and the way to the other groups.
+  RECT h = Reduce(headerrect, 2);
+  groupbutton.Layout(SplitRight(&h, std::min(210, RCWID(h) / 2)));
+  SplitRight(&h, 6);
+  nextbutton.Layout(SplitRight(&h, 24));
+  SplitRight(&h, 2);
+  prevbutton.Layout(SplitRight(&h, 24));
+  SplitRight(&h, 6);
+  parametersbutton.Layout(h);
   listrect = SplitLeft(&r, std::clamp(RCWID(r) * 2 / 5, 120, 260));
+  // Under the list: the shown variable's value, typed or slid.
+  RECT value = Reduce(SplitBottom(&listrect, ui::kRowHeight + 10), 4);
+  value.right -= 1;
+  valuefield.Layout(SplitLeft(&value, std::min(80, RCWID(value) / 2)));
+  SplitLeft(&value, 8);
+  valueslider.Layout(value);
   curverect = Reduce(r, 8);
   if (timefloat *tf = GetEditCurve()) {
     tf->SetViewingRange(viewfrom, viewto);
@@ -221,17 +237,13 @@ int timefloatmgr::Draw(HDC hdc, RECT rc, int flags) {
   if (!hdc) return 0;
   DrawRectangle(hdc, rc, ui::kWindow);
   DrawRectangle(hdc, headerrect, ui::kPanel);
-  const font before = VemoSelectFont(hdc, ui::kFont, true);
+  const font before = VemoSelectFont(hdc, ui::kFont);
   FindCurrentGroup();
   const timefloat *group = GetTimeFloatPointer(selectedgroup);
-  char title[320];
-  std::snprintf(title, sizeof title, "%s  \xE2\x96\xBE",
-                group ? group->GetText() : GetStringPtr(ID_PARAMETERS_BUTTON));
-  RECT hr = Reduce(headerrect, 3);
-  hr.left += 4;
-  DrawTextOnly(hdc, title, hr, ui::kText, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
-  VemoSelectFont(hdc, ui::kFont - 2);
-  DrawTextOnly(hdc, ID_GROUPS_BUTTON, hr, ui::kTextDim, DT_RIGHT | DT_VCENTER | DT_SINGLELINE);
+  parametersbutton.UISetName(group ? group->GetText() : GetStringPtr(ID_PARAMETERS_BUTTON));
+  for (UIItem *b : {static_cast<UIItem *>(&parametersbutton), static_cast<UIItem *>(&prevbutton),
+                    static_cast<UIItem *>(&nextbutton), static_cast<UIItem *>(&groupbutton)})
+    b->Draw(hdc, b->UIGetRect(), flags);
 
   VemoSelectFont(hdc, ui::kFont);
   int members[kMaxVariables];
@@ -254,7 +266,23 @@ int timefloatmgr::Draw(HDC hdc, RECT rc, int flags) {
     row.top += ui::kRowHeight;
     row.bottom += ui::kRowHeight;
   }
-  hdc->FillRect(RECT{listrect.right - 1, listrect.top, listrect.right, listrect.bottom}, ui::kLine);
+  // The value row follows the curve shown, except while it is being typed into.
+  timefloat *shown_tf = GetEditCurve();
+  const RECT valuerow{listrect.left, listrect.bottom, listrect.right, valuefield.UIGetRect().bottom + 4};
+  hdc->FillRect(RECT{valuerow.left, valuerow.top, valuerow.right, valuerow.top + 1}, ui::kLine);
+  const UIItemState idle = shown_tf ? UIS_NORMAL : UIS_DISABLED;
+  if (!valuefield.UIIsEditing()) {
+    char value[32] = "";
+    if (shown_tf) std::snprintf(value, sizeof value, "%.3f", shown_tf->GetValue(currenttime));
+    valuefield.UISetText(value);
+    if ((valuefield.UIGetState() == UIS_DISABLED) != !shown_tf) valuefield.UISetState(idle);
+  }
+  if (shown_tf)
+    valueslider.UISetMinCurMax(shown_tf->GetMinimum(), shown_tf->GetValue(currenttime), shown_tf->GetMaximum());
+  if ((valueslider.UIGetState() == UIS_DISABLED) != !shown_tf) valueslider.UISetState(idle);
+  valuefield.Draw(hdc, valuefield.UIGetRect(), flags);
+  valueslider.Draw(hdc, valueslider.UIGetRect(), flags);
+  hdc->FillRect(RECT{listrect.right - 1, listrect.top, listrect.right, valuerow.bottom}, ui::kLine);
   hdc->SelectFont(before);
   if (timefloat *tf = GetEditCurve()) {
     tf->SetViewingRange(viewfrom, viewto);
@@ -272,6 +300,82 @@ uint32_t timefloatmgr::QueryAction(HWND hwnd, uint32_t message, POINT pt, int ke
     if (r & QA_CHANGED) changed = 1;
     return r;
   }
+  // Keys go to the value field, which answers them only while it is being typed into.
+  if (message == WM_KEYDOWN || message == WM_CHAR) return ExitQueryAction(valuefield.QueryAction(hwnd, message, pt, keys));
+  UIItem *items[] = {&parametersbutton, &prevbutton, &nextbutton, &groupbutton, &valuefield, &valueslider};
+  uint32_t r = 0;
+  if (message == WM_MOUSEMOVE) {
+    // Every item hears the move, so the one the mouse left drops its hover look.
+    for (UIItem *item : items) r |= item->QueryAction(hwnd, message, pt, keys);
+  } else if (valuefield.UIIsEditing() && !Inside(pt, valuefield.UIGetRect())) {
+    r |= StopTyping();
+  }
+  for (UIItem *item : items)
+    if (Inside(pt, item->UIGetRect()))
+      return message == WM_MOUSEMOVE ? r : r | ExitChildQueryAction(nullptr, item, hwnd, message, pt, keys);
+  return r | ListAndCurveAction(hwnd, message, pt, keys);
+}
+
+uint32_t timefloatmgr::MoveToKey(int var_id, bool next) {
+  const timefloat *tf = GetTimeFloatPointer(var_id);
+  int key = 0;
+  if (!tf || !(next ? tf->GetNextValueTime(currenttime, &key) : tf->GetPrevValueTime(currenttime, &key))) return 0;
+  return MoveTime(int(std::clamp<int64_t>(int64_t{key} - currenttime, INT32_MIN, INT32_MAX)));
+}
+
+uint32_t timefloatmgr::LeaveItems() {
+  uint32_t r = 0;
+  for (UIItem *item : std::initializer_list<UIItem *>{&parametersbutton, &prevbutton, &nextbutton, &groupbutton,
+                                                      &valuefield, &valueslider})
+    if (item->UIGetState() == UIS_HOVER) {
+      item->UISetState(UIS_NORMAL);
+      r = QA_UPDATE;
+    }
+  return r;
+}
+
+uint32_t timefloatmgr::StopTyping() {
+  if (!valuefield.UIIsEditing()) return 0;
+  valuefield.UIEndEdit(false);
+  return QA_UPDATE;
+}
+
+bool timefloatmgr::QueryCommand(HWND hwnd, int command, uint32_t *result) {
+  timefloat *tf = GetEditCurve();
+  uint32_t r = 0;
+  switch (command) {
+    case ID_GROUPS_BUTTON:
+    case ID_PARAMETERS_BUTTON:
+      r = QAPopGroups(hwnd);
+      break;
+    case ID_NEXTKEY_BUTTON:
+    case ID_PREVKEY_BUTTON:
+      if (tf) r = MoveToKey(tf->Header().id, command == ID_NEXTKEY_BUTTON);
+      break;
+    case ID_VALUE_FIELD: {
+      double v = 0;
+      char tail = 0;
+      r = QA_UPDATE;
+      if (tf && std::sscanf(valuefield.UIGetText(), "%lf %c", &v, &tail) == 1) {
+        timefloatset(tf->Header().id, currenttime, v);
+        r |= QA_CHANGED;
+      }
+      break;
+    }
+    case ID_VALUE_SLIDER:
+      if (!tf) return false;
+      timefloatset(tf->Header().id, currenttime, valueslider.UIGetValue());
+      r = QA_CHANGED | QA_UPDATE;
+      break;
+    default:
+      return UIItem::QueryCommand(hwnd, command, result);
+  }
+  if (r & QA_CHANGED) changed = 1;
+  if (result) *result |= r;
+  return true;
+}
+
+uint32_t timefloatmgr::ListAndCurveAction(HWND hwnd, uint32_t message, POINT pt, int keys) {
   if (message == WM_LBUTTONDOWN && Inside(pt, headerrect)) return QAPopGroups(hwnd);
   if (Inside(pt, listrect)) {
     const int i = (pt.y - listrect.top - 2) / ui::kRowHeight;

@@ -44,8 +44,15 @@ void timefloatmgr::InitButtons() {
   parametersbutton.SetID(ID_PARAMETERS_BUTTON);
   nextbutton.SetID(ID_NEXTKEY_BUTTON);
   prevbutton.SetID(ID_PREVKEY_BUTTON);
+  valuefield.SetID(ID_VALUE_FIELD);
+  valueslider.SetID(ID_VALUE_SLIDER);
+  groupbutton.UISetStyle(UISTYLE_FLAT);
+  valuefield.UISetStyle(UISTYLE_RIGHT);
+  valuefield.UISetName("The value at the current time: click and type, Enter sets a key");
+  valueslider.UISetName("Slide to set a key at the current time");
   for (UIItem *b : {static_cast<UIItem *>(&groupbutton), static_cast<UIItem *>(&parametersbutton),
-                    static_cast<UIItem *>(&nextbutton), static_cast<UIItem *>(&prevbutton)})
+                    static_cast<UIItem *>(&nextbutton), static_cast<UIItem *>(&prevbutton),
+                    static_cast<UIItem *>(&valuefield), static_cast<UIItem *>(&valueslider)})
     b->SetParent(this);
 }
 

@@ -32,6 +32,9 @@ class timefloatmgr : public UIItem {
   static constexpr int ID_PARAMETERS_BUTTON = 494;
   static constexpr int ID_NEXTKEY_BUTTON = 614;
   static constexpr int ID_PREVKEY_BUTTON = 615;
+  // The value at the current time of the variable shown: typed, and on a slider (no labels).
+  static constexpr int ID_VALUE_FIELD = 2001;
+  static constexpr int ID_VALUE_SLIDER = 2002;
 
   timefloatmgr();
   // Copies declarations and keys; the copy's buttons belong to the copy.
@@ -110,12 +113,24 @@ class timefloatmgr : public UIItem {
   void Attach(vemo *parent, surface *s, vemowin *w);
 
   // ---- The variable editor (tfeditor.cpp) ----
-  // A header with the current group's name (a press pops the groups up), the group's
-  // variables listed with their values at the current time (a press picks the one shown), and
-  // the picked variable's curve over the viewing range.
+  // A header with the current group's name (a press pops the groups up), buttons to the
+  // previous and next key of the variable shown and to the other groups; the group's variables
+  // listed with their values at the current time (a press picks the one shown), under them the
+  // shown variable's value at the current time as a text field and a slider (either sets a
+  // key there); and the picked variable's curve over the viewing range.
   RECT Layout(RECT rc) override;
   int Draw(HDC hdc, RECT rc, int flags) override;
   uint32_t QueryAction(HWND hwnd, uint32_t message, POINT pt, int keys) override;
+  // What the editor's items ask for when used (their IDs): the groups, the previous or next
+  // key, the value typed or slid. The flags go into *result; true for the items' IDs.
+  bool QueryCommand(HWND hwnd, int command, uint32_t *result) override;
+  // Moves the root's time to the variable's next (or previous) key after (before) the current
+  // time; QA_UPDATE, or 0 when there is none or the variable is undeclared.
+  uint32_t MoveToKey(int id, bool next);
+  // Ends typing in the value field, taking the typing back; QA_UPDATE when it was typing.
+  uint32_t StopTyping();
+  // The mouse has left the editor: no item keeps its hover look. QA_UPDATE when one had it.
+  uint32_t LeaveItems();
   // The stretch of local time the curves show (the owner's material: offset .. offset + size).
   void SetViewingRange(int from, int to) {
     viewfrom = from;
@@ -132,9 +147,13 @@ class timefloatmgr : public UIItem {
   int GroupMembers(int *out, int capacity);
   RECT GetHeaderRect() const { return headerrect; }
   RECT GetListRect() const { return listrect; }
+  UIItemEditRC &GetValueField() { return valuefield; }
+  UIItemSlider &GetValueSlider() { return valueslider; }
 
  private:
   void InitButtons();
+  // The list and the curve's part of QueryAction.
+  uint32_t ListAndCurveAction(HWND hwnd, uint32_t message, POINT pt, int keys);
   void CopyFrom(const timefloatmgr &other);
 
   tfmgrData data;
@@ -143,9 +162,11 @@ class timefloatmgr : public UIItem {
   int32_t currentgroup = 0;
   int32_t selectedgroup = 0;
   UIItemButton groupbutton;
-  UIItemButton parametersbutton;
+  UIItemButtonTFDesc parametersbutton;
   UIItemButtonNext nextbutton;
   UIItemButtonPrev prevbutton;
+  UIItemEditRC valuefield;
+  UIItemSlider valueslider;
   int32_t editvar = 0;
   int32_t viewfrom = 0;
   int32_t viewto = 0;

@@ -181,21 +181,9 @@ uint32_t vemotime::DeleteNextTimeFloatEntries(int var_id) {
   return ExitQueryAction(QA_CHANGED);
 }
 
-uint32_t vemotime::NextTimeFloatTime(int var_id) {
-  const timefloat *tf = tfmgr.GetTimeFloatPointer(var_id);
-  const int now = tfmgr.GetCurrentTime();
-  int key = 0;
-  if (!tf || !tf->GetNextValueTime(now, &key)) return ExitQueryAction(0);
-  return ExitQueryAction(MoveTime(Saturate(int64_t{key} - now)));
-}
+uint32_t vemotime::NextTimeFloatTime(int var_id) { return ExitQueryAction(tfmgr.MoveToKey(var_id, true)); }
 
-uint32_t vemotime::PrevTimeFloatTime(int var_id) {
-  const timefloat *tf = tfmgr.GetTimeFloatPointer(var_id);
-  const int now = tfmgr.GetCurrentTime();
-  int key = 0;
-  if (!tf || !tf->GetPrevValueTime(now, &key)) return ExitQueryAction(0);
-  return ExitQueryAction(MoveTime(Saturate(int64_t{key} - now)));
-}
+uint32_t vemotime::PrevTimeFloatTime(int var_id) { return ExitQueryAction(tfmgr.MoveToKey(var_id, false)); }
 
 bool vemotime::rcDraw(HDC, RECT) { return false; }
 

@@ -1,10 +1,14 @@
-// UI items: initialisation, the base commands and path splitting.
+// UI items: initialisation, the base commands and path splitting; the mouse and keys of buttons,
+// sliders and text fields; the pop-up and colour helpers and polygons.
 #include <gtest/gtest.h>
 
 #include <cstring>
 
+#include "core/dialogs.h"
+#include "core/poligon.h"
 #include "core/uiitems.h"
 #include "core/vemowin.h"
+#include "media/dc.h"
 
 namespace {
 
@@ -67,3 +71,135 @@ TEST(UIItem, PrefsItemReadsAndWritesThePrefsDataSet) {
 }
 
 }  // namespace
+
+namespace {
+
+// A parent that counts what its items tell it.
+struct listener : vemo {
+  int told = 0, last = 0;
+  bool QueryCommand(HWND, int command, uint32_t *result) override {
+    ++told;
+    last = command;
+    *result |= QA_CHANGED;
+    return true;
+  }
+};
+
+template <class T>
+void Place(T &item, listener &parent, int id, RECT r) {
+  item.SetParent(&parent);
+  item.SetID(id);
+  item.Layout(r);
+}
+
+uint32_t Send(UIItem &item, uint32_t message, int x, int keys = 0) {
+  return item.QueryAction(nullptr, message, POINT{x, 5}, keys);
+}
+
+}  // namespace
+
+TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
+  listener parent;
+  UIItemButtonNext b;
+  Place(b, parent, 614, RECT{0, 0, 20, 10});
+  EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 30), 0u);  // beside it
+  EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), QA_CAPTURE | QA_UPDATE);
+  EXPECT_EQ(b.UIGetState(), UIS_PRESSED);
+  Send(b, WM_MOUSEMOVE, 40);  // off and back while held
+  EXPECT_EQ(b.UIGetState(), UIS_NORMAL);
+  Send(b, WM_MOUSEMOVE, 6);
+  EXPECT_EQ(parent.told, 0);
+  EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), QA_RELEASE | QA_UPDATE | QA_CHANGED);
+  EXPECT_EQ(parent.told, 1);
+  EXPECT_EQ(parent.last, 614);
+  EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), 0u);  // no second release
+  // Released away from it: nothing is told.
+  Send(b, WM_LBUTTONDOWN, 5);
+  EXPECT_EQ(Send(b, WM_LBUTTONUP, 25), QA_RELEASE | QA_UPDATE);
+  EXPECT_EQ(parent.told, 1);
+  b.UISetState(UIS_DISABLED);
+  EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), 0u);
+}
+
+TEST(UIItemSlider, ADragMapsColumnsToValuesWithinTheBounds) {
+  listener parent;
+  UIItemSlider s;
+  // 107 columns: the thumb's centre runs over columns 3 to 103, 0.1 a column over 10 to 20.
+  Place(s, parent, 2002, RECT{0, 0, 107, 10});
+  s.UISetMinCurMax(10, 12, 20);
+  EXPECT_EQ(Send(s, WM_LBUTTONDOWN, 53) & (QA_CAPTURE | QA_CHANGED), QA_CAPTURE | QA_CHANGED);
+  EXPECT_DOUBLE_EQ(s.UIGetValue(), 15.0);
+  Send(s, WM_MOUSEMOVE, 28);
+  EXPECT_DOUBLE_EQ(s.UIGetValue(), 12.5);
+  Send(s, WM_MOUSEMOVE, -50);
+  EXPECT_DOUBLE_EQ(s.UIGetValue(), 10.0);
+  Send(s, WM_MOUSEMOVE, 500);
+  EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
+  EXPECT_EQ(Send(s, WM_MOUSEMOVE, 600), 0u);  // still 20: nothing to tell
+  EXPECT_EQ(parent.told, 4);
+  EXPECT_EQ(Send(s, WM_LBUTTONUP, 500), QA_RELEASE | QA_UPDATE);
+  Send(s, WM_MOUSEMOVE, 53);  // no longer held
+  EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
+  s.UISetValue(-3);
+  EXPECT_DOUBLE_EQ(s.UIGetValue(), 10.0);
+}
+
+TEST(UIItemEditRC, TakesTypedTextUntilEnterOrEscape) {
+  listener parent;
+  UIItemEditRC e;
+  Place(e, parent, 2001, RECT{0, 0, 80, 10});
+  e.UISetText("0.375");
+  EXPECT_EQ(Send(e, WM_CHAR, 0, '9'), 0u);  // not typing yet
+  Send(e, WM_LBUTTONDOWN, 10);
+  ASSERT_TRUE(e.UIIsEditing());
+  for (char c : std::string("42")) Send(e, WM_CHAR, 0, c);  // the first replaces the text
+  Send(e, WM_KEYDOWN, 0, VK_BACK);
+  for (char c : std::string(".5")) Send(e, WM_CHAR, 0, c);
+  EXPECT_STREQ(e.UIGetText(), "4.5");
+  EXPECT_EQ(parent.told, 0);
+  EXPECT_EQ(Send(e, WM_KEYDOWN, 0, VK_RETURN), QA_UPDATE | QA_CHANGED);
+  EXPECT_EQ(parent.told, 1);
+  EXPECT_FALSE(e.UIIsEditing());
+  // Escape, or a press elsewhere, takes the typing back.
+  Send(e, WM_LBUTTONDOWN, 10);
+  Send(e, WM_CHAR, 0, '7');
+  Send(e, WM_KEYDOWN, 0, VK_ESCAPE);
+  EXPECT_STREQ(e.UIGetText(), "4.5");
+  Send(e, WM_LBUTTONDOWN, 10);
+  Send(e, WM_CHAR, 0, '7');
+  Send(e, WM_LBUTTONDOWN, 200);
+  EXPECT_STREQ(e.UIGetText(), "4.5");
+  EXPECT_EQ(parent.told, 1);
+}
+
+TEST(UIHelpers, PopAMenuAndSelectColorAnswerThroughTheDialogs) {
+  headless_dialogs &d = HeadlessDialogs();
+  d.choice_answer = 2;
+  // The separator (0) is not offered, so the second entry offered is "Delete".
+  EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}, {"", 0}, {"Delete", 12}}, "Clip"), 12);
+  d.choice_answer = 0;
+  EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}}, "Clip"), 0);
+  pix32 p{};
+  p.b = 1;
+  p.a = 200;
+  EXPECT_FALSE(vemo::SelectColor(nullptr, &p));  // cancelled: unchanged
+  EXPECT_EQ(p.b, 1);
+  d.colour_answer = 0x00FF8000;  // blue 255, green 128, red 0
+  EXPECT_TRUE(vemo::SelectColor(nullptr, &p));
+  d.colour_answer = -1;
+  EXPECT_EQ(p.b, 255);
+  EXPECT_EQ(p.g, 128);
+  EXPECT_EQ(p.r, 0);
+  EXPECT_EQ(p.a, 200);  // alpha kept
+}
+
+TEST(Poligon, FillsThePixelsWhoseCentresLieInside) {
+  std::vector<pix32> pixels(64);
+  dc hdc(pixels.data(), 8, 8, 8);
+  // A 4 x 3 rectangle covers 12 pixels; the triangle below its diagonal x + y < 4 covers
+  // 3 + 2 + 1 of them (centres on the diagonal are outside).
+  EXPECT_EQ((poligon{{0, 0}, {4, 0}, {4, 3}, {0, 3}}).Fill(&hdc, RGB(255, 0, 0)), 12);
+  EXPECT_EQ((poligon{{0, 0}, {4, 0}, {0, 4}}).Fill(&hdc, RGB(0, 255, 0)), 6);
+  EXPECT_EQ(hdc.GetPixel(2, 0), RGB(0, 255, 0));
+  EXPECT_EQ(hdc.GetPixel(3, 0), RGB(255, 0, 0));
+}

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The editing window end to end under a private Xvfb, driven with xdotool: a drag moves a clip
 # by ArrDragDelta of the drag, a drag of its end trims it, a click on a curve adds a key, the
-# effect menu adds an effect, Revert takes a pending key back, Undo and Redo, and closing with unsaved changes
+# effect menu adds an effect, Revert takes a pending key back, a value typed into the editor's
+# field keys the shown variable, Undo and Redo, and closing with unsaved changes
 # asks first. Every check reads the saved project back with `lumivaxel info`, never the screen.
 # Nothing is judged by time: each step waits (generously) for the window's title or the file.
 # Usage: edit_test.sh LUMIVAXEL     (exit 77, skipped, without Xvfb or xdotool)
@@ -129,6 +130,19 @@ click $(((cl + cr) / 2)) $(((ct + cb) / 2))
 key ctrl+r
 save
 info | grep -q "^ *$fxname:" && fail "Revert kept the key on $fxname: $(info)"
+
+# A value typed into the editor's field keys the shown variable at the current time (the time
+# moved onto the title first, on the ruler).
+read -r _ _ al at_ ar ab _ <<< "$(layout arrangement)"
+read -r _ _ _ l t r b _ _ <<< "$(layout 'clip "Title"')"
+click $(((l + r) / 2)) $((at_ - 12))
+read -r _ _ vl vt vr vb <<< "$(layout value)"
+click $(((vl + vr) / 2)) $(((vt + vb) / 2))
+xdotool type --window "$win" "0.25"; sleep 0.3
+key Return
+waitfor '^p\.vmp\* - '
+save ' - Question$'
+info | grep -q "^ *$fxname: [0-9.]*=0.25$" || fail "the typed value did not key $fxname: $(info)"
 
 # Making: the file's name typed into the window's field; the title says when it is made.
 key ctrl+m

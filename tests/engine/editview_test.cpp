@@ -261,6 +261,36 @@ TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
   EXPECT_TRUE(root.isDirty());
 }
 
+TEST_F(EditView, TheValueFieldTakesTypedKeysAndTheKeyButtonsMoveTheTime) {
+  root.SelectCurrent(a);
+  root.SetCurrentTime(2500);
+  root.Layout(RECT{0, 0, 1072, 600});
+  timefloatmgr &m = a->GetTimeFloatMgr();
+  timefloat *tf = m.GetEditCurve();
+  ASSERT_NE(tf, nullptr);
+  // Keys reach nothing until the field is pressed, so the window's own keys still work.
+  EXPECT_EQ(root.QueryAction(nullptr, WM_CHAR, POINT{}, '7'), 0u);
+  const POINT field = vemo::RCCTR(m.GetValueField().UIGetRect());
+  Mouse(WM_LBUTTONDOWN, field.x, field.y);
+  Mouse(WM_LBUTTONUP, field.x, field.y);
+  log.said.clear();
+  for (char c : std::string("0.75")) EXPECT_NE(root.QueryAction(nullptr, WM_CHAR, POINT{}, c), 0u);
+  EXPECT_STREQ(m.GetValueField().UIGetText(), "0.75");
+  EXPECT_EQ(tf->HasValues(), 0);
+  root.QueryAction(nullptr, WM_KEYDOWN, POINT{}, VK_RETURN);
+  ASSERT_EQ(tf->HasValues(), 1);
+  EXPECT_EQ(tf->Keys()[0].time, 500);  // 2.5 s on the root is 0.5 s into A
+  EXPECT_DOUBLE_EQ(tf->Keys()[0].value, 0.75);
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Edit Variable", "changing A", "end"}));
+  // From the clip's start, the next key button goes to that key; the previous one back to 0.
+  root.SetCurrentTime(2000);
+  const POINT next = vemo::RCCTR(m.UIItemResolve("NEXTKEYFRAME")->UIGetRect());
+  EXPECT_TRUE(Mouse(WM_LBUTTONDOWN, next.x, next.y) & QA_CAPTURE);
+  EXPECT_EQ(root.GetCurrentTime(), 2000);  // the press alone does nothing yet
+  Mouse(WM_LBUTTONUP, next.x, next.y);
+  EXPECT_EQ(root.GetCurrentTime(), 2500);
+}
+
 TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
   root.SelectCurrent(a);
   EXPECT_TRUE(Command(CMD_VIDEO_EFFECT_ADD + 103) & QA_CHANGED);  // "Opacity"
@@ -284,6 +314,25 @@ TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
   Command(CMD_EFFECT_CLEAR_ALL);
   EXPECT_EQ(a->GetVideoEffectCount() + a->GetAudioEffectCount(), 0);
   EXPECT_EQ(root.GetEditTarget(), static_cast<vemotime *>(a));
+}
+
+TEST_F(EditView, TheColourChooserKeysRedGreenBlueInOneStep) {
+  root.SelectCurrent(a);
+  EXPECT_EQ(Command(CMD_CHOOSE_COLOUR), 0u);  // the clip has no colour of its own
+  Command(CMD_VIDEO_EFFECT_ADD + 28);        // "RGB Key"
+  root.SetCurrentTime(3000);
+  EXPECT_EQ(Command(CMD_CHOOSE_COLOUR), 0u);  // nothing chosen
+  log.said.clear();
+  HeadlessDialogs().colour_answer = RGB(255, 0, 128);
+  EXPECT_TRUE(Command(CMD_CHOOSE_COLOUR) & QA_CHANGED);
+  HeadlessDialogs().colour_answer = -1;
+  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Colour", "changing A", "end"}));
+  effect *fx = a->GetVideoEffect(0);
+  const double blue = fx->GetTimeFloat(40, 1000);
+  EXPECT_DOUBLE_EQ(fx->GetTimeFloat(38, 1000), 1.0);
+  EXPECT_DOUBLE_EQ(fx->GetTimeFloat(39, 1000), 0.0);
+  EXPECT_NEAR(blue, 128 / 255.0, 1e-12);
+  EXPECT_EQ(int(blue * 255.0), 128);  // the key reads back as the byte chosen
 }
 
 TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
