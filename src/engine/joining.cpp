@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "engine/clip.h"
+#include "media/ffinput.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -473,7 +474,7 @@ std::vector<makesegment> CutSegments(int count, int segments, int fps, int start
 
 bool JoinSegments(const std::vector<std::string> &parts, const std::string &out, std::string *why) {
   // The demuxers' remarks (such as a one-frame AVI's "non-interleaved") are no failures.
-  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+  ffinput::PrepareLibraries();
   std::string ignored;
   if (!why) why = &ignored;
   if (parts.empty()) return *why = "no parts to join", false;

@@ -8,6 +8,7 @@
 extern "C" {
 #include <libavutil/imgutils.h>
 #include <libavutil/log.h>
+#include <libavutil/mem.h>
 }
 
 namespace ffinput {
@@ -40,16 +41,18 @@ int FrameThreads(const AVStream *st) {
 
 }  // namespace
 
-void QuietLibraries() {
+void PrepareLibraries() {
   static std::once_flag once;
   std::call_once(once, [] {
     if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+    // Four bytes a pixel at the decoders' limit, and room for a plane's padding.
+    av_max_alloc(size_t(kMaxPixels) * 4 + (size_t(1) << 20));
   });
 }
 
 AVFormatContext *OpenInput(const char *path, ffdecoder::container c) {
   if (!path || !*path) return nullptr;
-  QuietLibraries();
+  PrepareLibraries();
   // The "file:" prefix makes a name with a colon a file name rather than a protocol, and the
   // white list keeps a crafted file from pulling in anything but local files.
   const std::string url = std::string("file:") + path;

@@ -13,9 +13,11 @@ extern "C" {
 
 namespace ffinput {
 
-// Keeps the libraries from printing about every damaged packet (a host that chose its own log
-// level keeps it).
-void QuietLibraries();
+// Once per process: keeps the libraries from printing about every damaged packet (a host that
+// chose its own log level keeps it) and caps any one allocation of theirs at what the largest
+// picture a decoder may make needs, so a field of a damaged file that claims gigabytes (a RIFF
+// INFO chunk, say) is refused rather than allocated.
+void PrepareLibraries();
 
 // Opens path as a local file (never another protocol, never a numbered-file pattern) with the
 // AVI demuxer or any demuxer that recognises it, and reads the stream information. Null on
