@@ -45,18 +45,19 @@ start() {
   "$lv" preview demo.vmp "$@" > out.txt 2> err.txt &
   ppid_=$!
   win=""
-  for _ in $(seq 200); do
+  # A sanitized build on a loaded machine can take many seconds to show its window.
+  for _ in $(seq 600); do
     win=$(xdotool search --all --pid "$ppid_" --name '^demo\.vmp - ' 2> /dev/null | head -1)
     [ -n "$win" ] && return 0
-    sleep 0.05
+    sleep 0.1
   done
   fail "no preview window for $*: $(cat err.txt)"
   return 1
 }
 title() { xdotool getwindowname "$win" 2> /dev/null; }
-# waitfor PATTERN [SECONDS]: until the title matches (5 s unless told).
+# waitfor PATTERN [SECONDS]: until the title matches (20 s unless told: sanitized builds are slow).
 waitfor() {
-  for _ in $(seq $((${2:-5} * 50))); do title | grep -Eq "$1" && return 0; sleep 0.02; done
+  for _ in $(seq $((${2:-20} * 50))); do title | grep -Eq "$1" && return 0; sleep 0.02; done
   fail "title '$(title)' never matched '$1'"
   return 1
 }
@@ -79,7 +80,7 @@ export SDL_AUDIODRIVER=dummy
 if start --at 1 --paused; then
   waitfor 'paused  0:01\.000  frame 25 '
   key F12
-  for _ in $(seq 100); do [ -s preview-25.png ] && break; sleep 0.05; done
+  for _ in $(seq 300); do [ -s preview-25.png ] && break; sleep 0.1; done
   rgb preview-25.png crop=640:480:0:0 shot.rgb && rgb frame.png "" frame.rgb
   cmp -s shot.rgb frame.rgb || fail "the paused window differs from the frame at 1 s"
   key Right; waitfor 'frame 26 '
@@ -108,7 +109,7 @@ fi
 if start --at 1 --paused --size 320x240; then
   waitfor 'frame 25 '
   key F12
-  for _ in $(seq 100); do [ -s preview-25.png ] && [ preview-25.png -nt shot.rgb ] && break; sleep 0.05; done
+  for _ in $(seq 300); do [ -s preview-25.png ] && [ preview-25.png -nt shot.rgb ] && break; sleep 0.1; done
   rgb preview-25.png crop=320:240:0:0 small.rgb && rgb frame.png scale=320:240:flags=bilinear small-ref.rgb
   python3 - small.rgb small-ref.rgb << 'PY' || fail "the half-size window is not the frame scaled"
 import sys
