@@ -195,7 +195,10 @@ bool clip::LoadBody(FILE *f, int depth) {
 
   const int type = block.sourcetype;
   bool media = false;
-  if (type != CLIP_SRC_ARRANGEMENT) {
+  if (type == CLIP_SRC_ARRANGEMENT) {
+    // A sub-arrangement is one whatever its flag says (it is saved so the next time).
+    arrangement = true;
+  } else {
     if (!block.filename[0] && !check_clip_src_type(type)) {
       arrangement = true;
     } else if (block.filename[0] && !arrangement) {
