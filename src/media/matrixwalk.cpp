@@ -254,7 +254,7 @@ constexpr int kBoxCells = 257;
 constexpr int kBoxWidth = 17;
 
 // m with (x * m) >> 16 == x / n for every x <= 255 * n, or 0 when no 16-bit m is exact (of the
-// odd sizes, 3 x 3, 3 x 5 and 3 x 7 have one; the others take the column-sum walk). The
+// square records the effects walk only 3 x 3 has one; the others take the column-sum walk). The
 // product overshoots x / n by x * (m * n - 65536) / (65536 * n); it can only reach the next
 // integer at x = q * n + n - 1, so those are the points to check.
 uint32_t box_divisor(uint32_t n) {
@@ -391,7 +391,6 @@ bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t lev
 #endif
     box_row_ref(padded.data(), d, done, cw, W, m, level);
   }
-  (void)avx2;
   return true;
 }
 
