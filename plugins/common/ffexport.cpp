@@ -285,11 +285,15 @@ bool ffexport::Encode(AVCodecContext *enc, AVStream *st, AVFrame *f) {
     rc = avcodec_receive_packet(enc, pkt);
     if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return true;
     if (rc < 0) return Fail("encoding failed: " + AvError(rc));
-    av_packet_rescale_ts(pkt, enc->time_base, st->time_base);
-    pkt->stream_index = st->index;
-    rc = av_interleaved_write_frame(oc, pkt);
-    if (rc < 0) return Fail("writing failed: " + AvError(rc));
+    if (!WritePacket(enc->time_base, st)) return false;
   }
+}
+
+bool ffexport::WritePacket(AVRational timebase, AVStream *st) {
+  av_packet_rescale_ts(pkt, timebase, st->time_base);
+  pkt->stream_index = st->index;
+  const int rc = av_interleaved_write_frame(oc, pkt);
+  return rc < 0 ? Fail("writing failed: " + AvError(rc)) : true;
 }
 
 namespace {
@@ -399,12 +403,9 @@ int ffexport::PutVideo(int index, surf32 *frame) {
     pkt->pts = pkt->dts = index - firstindex;
     pkt->flags |= AV_PKT_FLAG_KEY;
     lastindex = index;
-    av_packet_rescale_ts(pkt, venc->time_base, vst->time_base);
-    pkt->stream_index = vst->index;
-    const int rc = av_interleaved_write_frame(oc, pkt);
-    if (rc < 0) {
+    if (!WritePacket(venc->time_base, vst)) {
       failed = true;
-      return Fail("writing failed: " + AvError(rc)), 0;
+      return 0;
     }
     return 1;
   }

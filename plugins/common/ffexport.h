@@ -21,6 +21,7 @@
 
 extern "C" {
 #include <libavutil/pixfmt.h>
+#include <libavutil/rational.h>
 }
 
 struct AVFormatContext;
@@ -74,6 +75,8 @@ class ffexport : public imgio_export {
   bool OpenVideo(int w, int h, double rate);
   bool OpenAudio();
   bool Encode(AVCodecContext *enc, AVStream *st, AVFrame *f);
+  // Writes pkt (timed in `timebase`) to the stream st of the container.
+  bool WritePacket(AVRational timebase, AVStream *st);
   bool FillVideoFrame(const surf32 *frame);
   bool EncodeAudioBlock(int frames);
   void Free();

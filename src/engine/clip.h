@@ -611,6 +611,8 @@ class clip : public vemotime {
   void SyncEffectExtent();
   void ResetCompositionCache();
   bool LoadBody(FILE *f, int depth);
+  // Opens the medium the block names again (loading); a missing one marks the clip.
+  void ReopenSavedMedia();
   // Stores the picture size of an arrangement without making its surfaces yet.
   void SetPictureSize(int format_id);
   // Makes the work surfaces of an arrangement that has none yet; false when they cannot be.

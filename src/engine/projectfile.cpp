@@ -203,17 +203,7 @@ bool clip::LoadBody(FILE *f, int depth) {
       arrangement = true;
     } else if (block.filename[0] && !arrangement) {
       media = true;
-      // The import names the clip after its file; the saved name stands.
-      char name[CLIP_NAME_SIZE];
-      std::memcpy(name, block.name, sizeof name);
-      char file[CLIP_FILENAME_SIZE];
-      std::memcpy(file, block.filename, sizeof file);
-      if (!ClipImport(file)) {
-        mediamissing = true;
-        std::memcpy(block.filename, file, sizeof file);
-      }
-      std::memcpy(block.name, name, sizeof name);
-      UISetName(block.name);
+      ReopenSavedMedia();
     }
   }
 
@@ -272,6 +262,21 @@ bool clip::LoadBody(FILE *f, int depth) {
   return true;
 }
 
+void clip::ReopenSavedMedia() {
+  // The import names the clip after its file; the saved name stands. A file that cannot be
+  // opened keeps its name in the block, so the next save still names it.
+  char name[CLIP_NAME_SIZE];
+  std::memcpy(name, block.name, sizeof name);
+  char file[CLIP_FILENAME_SIZE];
+  std::memcpy(file, block.filename, sizeof file);
+  if (!ClipImport(file)) {
+    mediamissing = true;
+    std::memcpy(block.filename, file, sizeof file);
+  }
+  std::memcpy(block.name, name, sizeof name);
+  UISetName(block.name);
+}
+
 bool clip::ProjectLoad(const char *path) {
   if (!path || !*path) return false;
   FILE *f = std::fopen(path, "rb");
@@ -326,16 +331,7 @@ bool clip::LoadOwn(FILE *f) {
   if (block.textalign < 0 || block.textalign > 2) block.textalign = 0;
   if (newsource && block.sourcetype != CLIP_SRC_ARRANGEMENT) {
     if (block.filename[0] && !arrangement) {
-      char name[CLIP_NAME_SIZE];
-      std::memcpy(name, block.name, sizeof name);
-      char file[CLIP_FILENAME_SIZE];
-      std::memcpy(file, block.filename, sizeof file);
-      if (!ClipImport(file)) {
-        mediamissing = true;
-        std::memcpy(block.filename, file, sizeof file);
-      }
-      std::memcpy(block.name, name, sizeof name);
-      UISetName(block.name);
+      ReopenSavedMedia();
     } else if (check_clip_src_type(block.sourcetype)) {
       AddClipSource(block.sourcetype);
     }

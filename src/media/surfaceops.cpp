@@ -34,23 +34,34 @@ int surface::SurfaceClear(KORSurface *s) {
   return SurfaceFillRect(s, RECT{0, 0, s->width, s->height}, pix32());
 }
 
-int surface::SurfaceCopy(KORSurface *src, KORSurface *dst) {
+namespace {
+
+// Each row of src's pixels that dst also holds handed to fn(src row, dst row, width): a smaller
+// destination is not overrun. False when either surface cannot be locked.
+template <class Fn>
+bool pair_rows(KORSurface *src, KORSurface *dst, Fn &&fn) {
   surf a, b;
-  if (!SurfaceDataLock(src, &a)) return 0;
-  if (!SurfaceDataLock(dst, &b)) {
-    SurfaceDataUnlock(&a);
-    return 0;
+  if (!surface::SurfaceDataLock(src, &a)) return false;
+  if (!surface::SurfaceDataLock(dst, &b)) {
+    surface::SurfaceDataUnlock(&a);
+    return false;
   }
-  // A smaller destination is not overrun.
   const int w = std::min(a.width, b.width);
   const int h = std::min(a.height, b.height);
   if (w > 0) {
     for_rows(0, h, [&](int y0, int y1) {
-      for (int y = y0; y < y1; ++y) std::memcpy(row(b, y), row(a, y), size_t(w) * sizeof(pix32));
+      for (int y = y0; y < y1; ++y) fn(row(a, y), row(b, y), w);
     });
   }
-  SurfaceDataUnlock(&b);
-  SurfaceDataUnlock(&a);
+  surface::SurfaceDataUnlock(&b);
+  surface::SurfaceDataUnlock(&a);
+  return true;
+}
+
+}  // namespace
+
+int surface::SurfaceCopy(KORSurface *src, KORSurface *dst) {
+  pair_rows(src, dst, [](const pix32 *in, pix32 *out, int w) { std::memcpy(out, in, size_t(w) * sizeof(pix32)); });
   return 0;
 }
 
@@ -151,22 +162,9 @@ int surface::SurfaceOpacityAdjust(KORSurface *s, double d) {
 
 int surface::SurfaceCopyOpacityAdjust(KORSurface *src, KORSurface *dst, double d) {
   const int delta = OpacityDelta(d);
-  surf a, b;
-  if (!SurfaceDataLock(src, &a)) return 0;
-  if (!SurfaceDataLock(dst, &b)) {
-    SurfaceDataUnlock(&a);
-    return 0;
-  }
-  const int w = std::min(a.width, b.width);
-  const int h = std::min(a.height, b.height);
-  if (w > 0) {
-    for_rows(0, h, [&](int y0, int y1) {
-      for (int y = y0; y < y1; ++y) kernels::copy_alpha_add_row(row(a, y), row(b, y), w, delta);
-    });
-  }
-  SurfaceDataUnlock(&b);
-  SurfaceDataUnlock(&a);
-  return 1;
+  return pair_rows(src, dst, [delta](const pix32 *in, pix32 *out, int w) {
+    kernels::copy_alpha_add_row(in, out, w, delta);
+  });
 }
 
 int surface::SurfaceDimm(KORSurface *s) {
