@@ -7,37 +7,9 @@
 # Nothing is judged by time: each step waits (generously) for the window's title or the file.
 # Usage: edit_test.sh LUMIVAXEL     (exit 77, skipped, without Xvfb or xdotool)
 set -u
-export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
-# SDL loads and unloads the X11 libraries at run time; what they keep shows as leaks in modules
-# no suppression can name (as in the preview's test). Address and undefined-behaviour checks stay.
-export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 lv="$1"
-command -v Xvfb > /dev/null && command -v xdotool > /dev/null || { echo "skipped: Xvfb or xdotool missing"; exit 77; }
-dir="$(mktemp -d /tmp/lv-edit-XXXXXX)"
-xpid=""
-epid=""
-cleanup() {
-  [ -n "$epid" ] && kill "$epid" 2> /dev/null
-  [ -n "$xpid" ] && kill "$xpid" 2> /dev/null && wait "$xpid" 2> /dev/null
-  rm -rf "$dir"
-}
-trap cleanup EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-
-# Without a display: one clear line.
-env -u DISPLAY -u WAYLAND_DISPLAY -u SDL_VIDEODRIVER "$lv" edit "$dir/none.vmp" 2> "$dir/stderr"
-[ $? = 1 ] && [ "$(wc -l < "$dir/stderr")" = 1 ] && grep -q "needs a display" "$dir/stderr" || fail "headless edit: $(cat "$dir/stderr")"
-
-for n in $(seq 71 199); do
-  [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ] || break
-done
-Xvfb ":$n" -screen 0 1280x1024x24 -nolisten tcp > /dev/null 2>&1 &
-xpid=$!
-for _ in $(seq 200); do [ -e "/tmp/.X11-unix/X$n" ] && break; sleep 0.05; done
-export DISPLAY=":$n"
-xdotool getmouselocation > /dev/null 2>&1 || { echo "FAIL: Xvfb did not start"; exit 1; }
-cd "$dir" || exit 1
+. "$(dirname "$0")/../support/windowtest.sh"
+window_test_start edit
 
 # A small project: a gradient on track 0 for 10 s, a title on track 1 from 2 s for 3 s.
 "$lv" run -e 'Arrangement SetFormat 320 240 ; Arrangement SetFps 25 ; Arrangement SetLength 10 ;
@@ -45,10 +17,10 @@ cd "$dir" || exit 1
   { echo "FAIL: the project could not be built"; exit 1; }
 
 "$lv" edit p.vmp --size 1000x700 --verbose > out.txt 2> err.txt &
-epid=$!
+app=$!
 win=""
 for _ in $(seq 600); do
-  win=$(xdotool search --all --pid "$epid" --name '^p\.vmp' 2> /dev/null | head -1)
+  win=$(xdotool search --all --pid "$app" --name '^p\.vmp' 2> /dev/null | head -1)
   [ -n "$win" ] && break
   sleep 0.1
 done
@@ -169,9 +141,9 @@ waitfor '^p\.vmp\* - Still open'
 key ctrl+q
 waitfor ' - Question$' && key y
 status=0
-for _ in $(seq 600); do kill -0 "$epid" 2> /dev/null || break; sleep 0.1; done
-wait "$epid" || status=$?
-epid=""
+for _ in $(seq 600); do kill -0 "$app" 2> /dev/null || break; sleep 0.1; done
+wait "$app" || status=$?
+app=""
 [ "$status" = 0 ] || fail "exit status $status: $(cat err.txt)"
 info | grep -q '"Title copy"' || fail "closing with Yes did not save: $(info)"
 

@@ -4,50 +4,22 @@
 # seconds of playing.
 # Usage: preview_test.sh LUMIVAXEL BUILD_DEMO
 set -u
-export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
-# Under the sanitizers the program is not leak-checked here: SDL loads the X11 and message-bus
-# libraries at run time and unloads them on quit, so what they keep for the life of the process
-# shows as leaks in modules no suppression can name. The engine's playing paths are leak-checked
-# by the unit tests; address and undefined-behaviour checks stay on.
-export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 lv="$1"
 builder="$2"
-dir="$(mktemp -d /tmp/lv-preview-XXXXXX)"
-xpid=""
-ppid_=""
-cleanup() {
-  [ -n "$ppid_" ] && kill "$ppid_" 2>/dev/null
-  [ -n "$xpid" ] && kill "$xpid" 2>/dev/null && wait "$xpid" 2>/dev/null
-  rm -rf "$dir"
-}
-trap cleanup EXIT
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+. "$(dirname "$0")/../support/windowtest.sh"
+window_test_start preview
 
-# Without a display: one clear line.
-env -u DISPLAY -u WAYLAND_DISPLAY -u SDL_VIDEODRIVER "$lv" preview "$dir/none.vmp" 2> "$dir/stderr"
-[ $? = 1 ] && [ "$(wc -l < "$dir/stderr")" = 1 ] && grep -q "needs a display" "$dir/stderr" || fail "headless preview: $(cat "$dir/stderr")"
-
-# The server picks a free display number itself and writes it once it listens, so tests that
-# run side by side never share one.
-Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp 3> "$dir/display" > /dev/null 2>&1 &
-xpid=$!
-for _ in $(seq 200); do [ -s "$dir/display" ] && break; sleep 0.05; done
-export DISPLAY=":$(head -1 "$dir/display")"
-xdotool getmouselocation > /dev/null 2>&1 || { echo "FAIL: Xvfb did not start"; exit 1; }
-
-cd "$dir" || exit 1
 ffmpeg -loglevel error -y -f lavfi -i "testsrc2=size=160x120:rate=25" -t 2 -c:v mjpeg video.avi || exit 1
 "$builder" "$dir" video.avi 12 > /dev/null || exit 1
 
 # start ARGS...: the preview in the background, its window id in $win.
 start() {
   "$lv" preview demo.vmp "$@" > out.txt 2> err.txt &
-  ppid_=$!
+  app=$!
   win=""
   # A sanitized build on a loaded machine can take many seconds to show its window.
   for _ in $(seq 600); do
-    win=$(xdotool search --all --pid "$ppid_" --name '^demo\.vmp - ' 2> /dev/null | head -1)
+    win=$(xdotool search --all --pid "$app" --name '^demo\.vmp - ' 2> /dev/null | head -1)
     [ -n "$win" ] && return 0
     sleep 0.1
   done
@@ -66,9 +38,9 @@ key() { xdotool key --window "$win" "$@" 2> /dev/null; }
 finish() {
   key q
   local status=0
-  for _ in $(seq 250); do kill -0 "$ppid_" 2> /dev/null || break; sleep 0.02; done
-  wait "$ppid_"; status=$?
-  ppid_=""
+  for _ in $(seq 250); do kill -0 "$app" 2> /dev/null || break; sleep 0.02; done
+  wait "$app"; status=$?
+  app=""
   [ "$status" = 0 ] || fail "preview exit status $status: $(cat err.txt)"
 }
 # same_picture SHOT W H REFERENCE: the top W x H of the screenshot equals the reference.
