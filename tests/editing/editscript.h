@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -35,6 +36,19 @@ inline void Generate(vemoproject &p, int arrangements, int clips, int length_ms 
       }
     }
   }
+}
+
+// A repetition count: the environment variable's value when set, else `plain` (`sanitized`
+// under AddressSanitizer, which runs several times slower).
+inline long Count(const char *variable, long plain, long sanitized) {
+  if (const char *n = std::getenv(variable)) return std::atol(n);
+#if defined(__SANITIZE_ADDRESS__)
+  (void)plain;
+  return sanitized;
+#else
+  (void)sanitized;
+  return plain;
+#endif
 }
 
 inline std::string Bytes(clip *root) {

@@ -132,13 +132,8 @@ TEST(historyscale, ARecordLeavesTheChildrenOut) {
 // Random commands, undos and redos; then undoing everything gives the original bytes and
 // redoing as many steps as were done gives the final ones. LUMIVAXEL_EDIT_OPS sets the count.
 TEST(historyproperty, RandomEditsUndoneAndRedoneWhole) {
-#if defined(__SANITIZE_ADDRESS__)
-  long ops = 1500;
-#else
-  long ops = 6000;
-#endif
-  if (const char *n = std::getenv("LUMIVAXEL_EDIT_OPS")) ops = std::atol(n);
-  const int clips = std::getenv("LUMIVAXEL_EDIT_CLIPS") ? std::atoi(std::getenv("LUMIVAXEL_EDIT_CLIPS")) : 40;
+  const long ops = editscript::Count("LUMIVAXEL_EDIT_OPS", 6000, 1500);
+  const int clips = int(editscript::Count("LUMIVAXEL_EDIT_CLIPS", 40, 40));
   vemoproject p;
   editscript::Generate(p, 4, clips);
   const auto log = OpenEditJournal(p.Root(), "");

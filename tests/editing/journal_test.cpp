@@ -192,12 +192,7 @@ void Edit(editscript::driver &d, clip *root, const std::string &path, int i) {
 }
 
 TEST(journalcrash, KilledAtRandomPointsRecoversTheLastAcknowledgedEdit) {
-#if defined(__SANITIZE_ADDRESS__)
-  int kills = 40;
-#else
-  int kills = 200;
-#endif
-  if (const char *n = std::getenv("LUMIVAXEL_CRASH_KILLS")) kills = std::atoi(n);
+  const int kills = int(editscript::Count("LUMIVAXEL_CRASH_KILLS", 200, 40));
   fixtures::temp_dir dir;
   const std::string base = dir.file("base.vmp"), run = dir.file("run.vmp"), scratch = dir.file("expect.vmp");
   {
