@@ -1,7 +1,10 @@
 // What the fuzz targets share: the fuzz bytes as a file (an open one, or a named one for readers
-// that take a path), and the bytes an object's Save writes.
+// that take a path), and the bytes an object's Save writes. Files live in memory (a memfd, or
+// /dev/shm for named ones): a target makes one or two per input, and creating and deleting them
+// on a disk's file system cost more than most parsers take.
 #pragma once
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -12,20 +15,32 @@
 
 namespace fuzzio {
 
+// An empty read-write file in memory, gone when closed; null when none can be made.
+inline FILE *ScratchFile() {
+  const int fd = memfd_create("lv-fuzz", MFD_CLOEXEC);
+  if (fd < 0) return std::tmpfile();
+  FILE *f = fdopen(fd, "w+b");
+  if (!f) close(fd);
+  return f;
+}
+
+// A scratch folder for files that need a name: in memory where the system has one.
+inline const char *ScratchDir() { return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp"; }
+
 // A temporary file holding the bytes, positioned at its start; null when none can be made.
 inline FILE *BytesAsFile(const uint8_t *data, size_t size) {
-  FILE *f = std::tmpfile();
+  FILE *f = ScratchFile();
   if (!f) return nullptr;
   if (size) std::fwrite(data, 1, size, f);
   std::rewind(f);
   return f;
 }
 
-// The bytes in a named file under /tmp, removed again when this goes out of scope.
+// The bytes in a named file in the scratch folder, removed again when this goes out of scope.
 class named_file {
  public:
   named_file(const char *stem, const uint8_t *data, size_t size) {
-    std::string pattern = std::string("/tmp/lv-fuzz-") + stem + "-XXXXXX";
+    std::string pattern = std::string(ScratchDir()) + "/lv-fuzz-" + stem + "-XXXXXX";
     const int fd = mkstemp(pattern.data());
     if (fd < 0) return;
     path_ = pattern;
@@ -53,7 +68,7 @@ class named_file {
 template <class Saver>
 std::vector<uint8_t> SavedBytes(Saver &obj, int *ok) {
   std::vector<uint8_t> out;
-  FILE *f = std::tmpfile();
+  FILE *f = ScratchFile();
   if (!f) return out;
   *ok = obj.Save(f);
   const long n = std::ftell(f);

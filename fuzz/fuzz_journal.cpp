@@ -30,9 +30,9 @@ const base &Base() {
     headless_dialogs &ui = HeadlessDialogs();
     ui.quiet = true;
     ui.answer_yes = false;
-    char pattern[] = "/tmp/lv-fuzz-journal-XXXXXX";
+    std::string pattern = std::string(fuzzio::ScratchDir()) + "/lv-fuzz-journal-XXXXXX";
     auto *out = new base;
-    out->dir = mkdtemp(pattern) ? pattern : "/tmp";
+    out->dir = mkdtemp(pattern.data()) ? pattern : fuzzio::ScratchDir();
     out->path = out->dir + "/p.vmp";
     vemoproject p;
     p.New(80, clip::kDefaultFps, 8000);

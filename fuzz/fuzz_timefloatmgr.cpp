@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "fuzz_io.h"
 #include "time/declared_vars.h"
 #include "time/timefloatmgr.h"
 
@@ -14,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   auto mgr = std::make_unique<timefloatmgr>();
   for (const char *name : kNames) DeclareVariable(*mgr, name);
 
-  FILE *f = std::tmpfile();
+  FILE *f = fuzzio::ScratchFile();
   if (!f) return 0;
   if (size) std::fwrite(data, 1, size, f);
   std::rewind(f);
@@ -42,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   mgr->timefloatset("IDS_PAN", 500, 0.5);
   mgr->Revert();
 
-  FILE *out = std::tmpfile();
+  FILE *out = fuzzio::ScratchFile();
   if (!out) return 0;
   if (!mgr->Save(out)) __builtin_trap();
   std::rewind(out);

@@ -23,10 +23,9 @@ const palette kLogos[2] = {
 
 uint8_t lerp(int a, int b, int t, int n) { return uint8_t(a + (b - a) * t / n); }
 
-}  // namespace
 
-KORSurface *MakeLogo(int which) {
-  const palette &p = kLogos[which == 0 ? 0 : 1];
+KORSurface *DrawLogo(int which) {
+  const palette &p = kLogos[which];
   KORSurface *s = surface::SurfaceCreate(kWidth, kHeight);
   surf a;
   if (!s || !surface::SurfaceDataLock(s, &a)) {
@@ -65,4 +64,14 @@ KORSurface *MakeLogo(int which) {
     surface::SurfaceReleaseDC(&g);
   }
   return s;
+}
+
+}  // namespace
+
+// Laying out the text costs far more than copying pixels, and every project (each composer of a
+// parallel make among them) asks for the same two pictures: they are drawn once per process.
+KORSurface *MakeLogo(int which) {
+  static KORSurface *const drawn[2] = {DrawLogo(0), DrawLogo(1)};
+  KORSurface *logo = drawn[which == 0 ? 0 : 1];
+  return logo ? surface::SurfaceClone(logo) : nullptr;
 }
