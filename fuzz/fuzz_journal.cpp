@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "core/byteorder.h"
@@ -32,7 +33,10 @@ const base &Base() {
     ui.answer_yes = false;
     std::string pattern = std::string(fuzzio::ScratchDir()) + "/lv-fuzz-journal-XXXXXX";
     auto *out = new base;
-    out->dir = mkdtemp(pattern.data()) ? pattern : fuzzio::ScratchDir();
+    if (!mkdtemp(pattern.data())) std::abort();
+    out->dir = pattern;
+    // The scratch folder is removed when the run ends.
+    std::atexit([] { std::filesystem::remove_all(Base().dir); });
     out->path = out->dir + "/p.vmp";
     vemoproject p;
     p.New(80, clip::kDefaultFps, 8000);
