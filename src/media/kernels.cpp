@@ -155,22 +155,31 @@ AVX2_FN inline __m256i load8(const pix32 *p) {
 }
 AVX2_FN inline void store8(pix32 *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 
-AVX2_FN inline __m256i blend8(__m256i s, __m256i d) {
-  const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(255);
-  // Each pixel's alpha byte spread over its four 16-bit lanes, in the order unpack gives.
-  const __m256i pick_lo = _mm256_setr_epi8(3, -1, 3, -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1, 3, -1, 3,
-                                           -1, 3, -1, 3, -1, 7, -1, 7, -1, 7, -1, 7, -1);
-  const __m256i pick_hi = _mm256_setr_epi8(11, -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1, 11,
-                                           -1, 11, -1, 11, -1, 11, -1, 15, -1, 15, -1, 15, -1, 15, -1);
-  const __m256i alo = _mm256_shuffle_epi8(s, pick_lo), ahi = _mm256_shuffle_epi8(s, pick_hi);
-  const __m256i slo = _mm256_unpacklo_epi8(s, zero), shi = _mm256_unpackhi_epi8(s, zero);
-  const __m256i dlo = _mm256_unpacklo_epi8(d, zero), dhi = _mm256_unpackhi_epi8(d, zero);
-  const __m256i rlo =
-      _mm256_add_epi16(_mm256_mullo_epi16(slo, alo), _mm256_mullo_epi16(dlo, _mm256_sub_epi16(full, alo)));
-  const __m256i rhi =
-      _mm256_add_epi16(_mm256_mullo_epi16(shi, ahi), _mm256_mullo_epi16(dhi, _mm256_sub_epi16(full, ahi)));
-  return _mm256_packus_epi16(_mm256_srli_epi16(rlo, 8), _mm256_srli_epi16(rhi, 8));
+// Eight source pixels weighed for blending: their channels times their alpha, in 16-bit lanes
+// (each 32-bit pixel is two lanes: masking keeps blue and red, a shift by 8 gives green and
+// alpha), and 255 - alpha for the destination. One weighing serves every row it is blended into.
+struct weighed8 {
+  __m256i even, odd, rest;
+};
+
+AVX2_FN inline weighed8 weigh8(__m256i s) {
+  const __m256i low = _mm256_set1_epi16(0x00FF), full = _mm256_set1_epi16(255);
+  // The pixel's alpha in both of its lanes.
+  const __m256i pick = _mm256_setr_epi8(3, -1, 3, -1, 7, -1, 7, -1, 11, -1, 11, -1, 15, -1, 15, -1, 3, -1, 3,
+                                        -1, 7, -1, 7, -1, 11, -1, 11, -1, 15, -1, 15, -1);
+  const __m256i a = _mm256_shuffle_epi8(s, pick);
+  return {_mm256_mullo_epi16(_mm256_and_si256(s, low), a), _mm256_mullo_epi16(_mm256_srli_epi16(s, 8), a),
+          _mm256_sub_epi16(full, a)};
 }
+
+AVX2_FN inline __m256i blend8(const weighed8 &w, __m256i d) {
+  const __m256i low = _mm256_set1_epi16(0x00FF), high = _mm256_set1_epi16(int16_t(0xFF00));
+  const __m256i even = _mm256_add_epi16(w.even, _mm256_mullo_epi16(_mm256_and_si256(d, low), w.rest));
+  const __m256i odd = _mm256_add_epi16(w.odd, _mm256_mullo_epi16(_mm256_srli_epi16(d, 8), w.rest));
+  return _mm256_or_si256(_mm256_srli_epi16(even, 8), _mm256_and_si256(odd, high));
+}
+
+AVX2_FN inline __m256i blend8(__m256i s, __m256i d) { return blend8(weigh8(s), d); }
 
 AVX2_FN inline __m256i keep_alpha8(__m256i r, __m256i d) {
   return _mm256_blendv_epi8(r, d, _mm256_set1_epi32(int(0xFF000000u)));
@@ -209,17 +218,37 @@ AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t ki
   return _mm256_i32gather_epi32(reinterpret_cast<const int *>(src), idx, 4);
 }
 
+// The gathers fill `rows` destination rows `pitch` pixels apart from one source row (a
+// picture scaled up repeats its rows): each run of source pixels is fetched, and for the
+// blend weighed, once for all of them.
 AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
-                              int n) {
+                              ptrdiff_t pitch, int rows, int n) {
   int i = 0;
-  for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8]), load8(dst + i)));
+  if (rows == 1) {
+    for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8]), load8(dst + i)));
+    return i;
+  }
+  for (; i + 8 <= n; i += 8) {
+    const weighed8 w = weigh8(fetch8(src, index + i, kinds[i / 8]));
+    for (int r = 0; r < rows; ++r) {
+      pix32 *d = dst + pitch * r + i;
+      store8(d, blend8(w, load8(d)));
+    }
+  }
   return i;
 }
 
 AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
-                             int n) {
+                             ptrdiff_t pitch, int rows, int n) {
   int i = 0;
-  for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8]));
+  if (rows == 1) {
+    for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8]));
+    return i;
+  }
+  for (; i + 8 <= n; i += 8) {
+    const __m256i s = fetch8(src, index + i, kinds[i / 8]);
+    for (int r = 0; r < rows; ++r) store8(dst + pitch * r + i, s);
+  }
   return i;
 }
 
@@ -400,14 +429,26 @@ void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds) {
   }
 }
 
+void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
+                 int rows, int n, bool blend) {
+  int i = 0;
+#if KERNELS_X86
+  if (use() == tier::avx2) {
+    i = blend ? gather_blend_avx2(src, index, kinds, dst, pitch, rows, n)
+              : gather_copy_avx2(src, index, kinds, dst, pitch, rows, n);
+    for (int r = 0; r < rows; ++r) gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend);
+    return;
+  }
+#endif
+  for (int r = 0; r < rows; ++r) gather_row(src, index, kinds, dst + pitch * r, n, blend);
+}
+
 void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
-    i = blend ? gather_blend_avx2(src, index, kinds, dst, n) : gather_copy_avx2(src, index, kinds, dst, n);
-  else if (t == tier::sse2 && blend)
-    i = gather_blend_sse2(src, index, dst, n);
+  if (t == tier::avx2) return gather_rows(src, index, kinds, dst, 0, 1, n, blend);
+  if (t == tier::sse2 && blend) i = gather_blend_sse2(src, index, dst, n);
 #else
   (void)kinds;
 #endif
@@ -516,12 +557,15 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) {
   for (int i = 0; i < n; ++i) index[size_t(i)] = int32_t(source_x(rs, rd, p.sw, p.dw, p.x0 + i));
   gather_plan(index.data(), n, a.pitch, kinds.data());
   const int y0 = std::max(rd.top, 0), y1 = std::min(rd.bottom, b.height);
+  const auto source_y = [&](int y) { return rs.top + ((int64_t(y) - rd.top) * p.sh) / p.dh; };
   for_rows(y0, y1, [&](int r0, int r1) {
-    for (int y = r0; y < r1; ++y) {
-      const int64_t sy = rs.top + ((int64_t(y) - rd.top) * p.sh) / p.dh;
+    for (int y = r0, rows; y < r1; y += rows) {
+      // Destination rows from the same source row are filled together.
+      const int64_t sy = source_y(y);
+      for (rows = 1; y + rows < r1 && source_y(y + rows) == sy;) ++rows;
       if (sy >= rs.bottom || sy < 0 || sy >= a.height) continue;
-      gather_row(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(),
-                 b.bits + size_t(b.pitch) * size_t(y) + p.x0, n, blend);
+      gather_rows(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(),
+                  b.bits + size_t(b.pitch) * size_t(y) + p.x0, b.pitch, rows, n, blend);
     }
   });
 }

@@ -33,6 +33,10 @@ void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 // gather_plan for the same index table; the table is planned once and used for many rows.
 void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend);
 void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// gather_row into `rows` destination rows `pitch` pixels apart, each run of source pixels
+// fetched once for all of them.
+void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
+                 int rows, int n, bool blend);
 // For each full run of eight indices (n / 8 entries): 0 when they are consecutive, 1 when all
 // lie within the eight pixels from the first, 3 within the sixteen, 2 otherwise. Runs that
 // would read at or past `limit` (the readable pixels of a row) count as 2.
