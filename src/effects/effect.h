@@ -154,6 +154,9 @@ class effectVideo : public effect {
   // ---- Slot 48 ----
   // The base does nothing and returns 0.
   virtual int Process(KORSurface *source, KORSurface *destination, RECT rc);
+  // True when Process reads nothing but its destination: the chain then hands it the picture
+  // itself rather than a copy of it.
+  virtual bool WorksInPlace() const { return false; }
 
   // ---- Factories ----
   // The effect of that type with its variables at their defaults, or null for a type that is

@@ -18,6 +18,7 @@ class effectKeyOf : public effectVideo {
   int Process(KORSurface *, KORSurface *destination, RECT rc) override {
     return (this->*Worker)(destination, rc);
   }
+  bool WorksInPlace() const override { return true; }
 };
 
 #define VEMO_KEY_EFFECT(name, type, vars, worker)                                   \

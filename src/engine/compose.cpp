@@ -103,6 +103,10 @@ int clip::ClipVideoComposite(uint32_t flags) {
         RECT area;
         if (!fx->GetEffectRect(outputrect.right, outputrect.bottom, &area)) continue;
         if (messagefn) Message(this, "Processing", EffectName(fx->GetID()), GetName());
+        if (fx->WorksInPlace()) {
+          fx->Process(cur, cur, area);
+          continue;
+        }
         surface::SurfaceCopy(cur, other);
         fx->Process(cur, other, area);
         std::swap(cur, other);
@@ -229,8 +233,16 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   if (!cs.ClipToUnity()) return 0;
   RECT prs;
   if (!frect::ScaleToUnity(&cs, src->width, src->height, &prs)) return 0;
-  if (!surface::SurfaceScale(src, prs, cur, parent->outputrect, false)) return 0;
-  surface::SurfaceOpacityAdjust(cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
+  const RECT &out = parent->outputrect;
+  const bool whole = prs.left == 0 && prs.top == 0 && prs.right == src->width && prs.bottom == src->height &&
+                     out.left == 0 && out.top == 0 && out.right == cur->width && out.bottom == cur->height;
+  if (whole && src->width == cur->width && src->height == cur->height && src->width >= 2 && src->height >= 2) {
+    // A picture of the frame's size, whole: the scale is a copy, and the opacity goes with it.
+    surface::SurfaceCopyOpacityAdjust(src, cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
+  } else {
+    if (!surface::SurfaceScale(src, prs, cur, out, false)) return 0;
+    surface::SurfaceOpacityAdjust(cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
+  }
 
   const int w = parent->outputrect.right, h = parent->outputrect.bottom;
   const bool editing = (flags & CLIP_COMPOSE_EDIT) && parent->currentchild == this;
@@ -253,9 +265,13 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     }
     if (inside && fx->IsActive()) {
       if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
-      surface::SurfaceCopy(cur, other);
-      fx->Process(cur, other, area);
-      std::swap(cur, other);
+      if (fx->WorksInPlace()) {
+        fx->Process(cur, cur, area);
+      } else {
+        surface::SurfaceCopy(cur, other);
+        fx->Process(cur, other, area);
+        std::swap(cur, other);
+      }
     }
     if (editing && i == currentvideoeffect) DrawEditMarks(parent, cur, fx);
   }
