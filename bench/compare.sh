@@ -3,7 +3,8 @@
 # generated media, on one core (taskset -c 0) and on all cores, timed by hyperfine (medians),
 # with our peak resident memory from /usr/bin/time. Prints one table; rerun it at will.
 #
-#   bench/compare.sh [BUILD_DIR]     (default build/; WORK=/dev/shm/... RUNS=5 LIMIT=120 to change)
+#   bench/compare.sh [BUILD_DIR]     (default build/; WORK=/dev/shm/... RUNS=5 LIMIT=120 to change,
+#                                     WORKLOADS="W1 W2" for some of them)
 #
 # W1   720 x 576, 25 fps, 10 s: a solid still, a full-frame raw BGR video, a quarter-size raw
 #      640 x 480 picture in picture at 60 % opacity and a quarter-size JPEG still at 50 %,
@@ -137,7 +138,7 @@ peak() {  # cpus threads command: our peak resident memory in MiB
 
 echo "machine: $CORES cores; $(uptime | sed 's/.*load/load/')"
 printf "%-5s %-6s %9s %9s  %-16s %9s %8s\n" load cores ours_s peak_MiB peer peer_s ratio
-for w in W1 W1j W1m W2 W3; do
+for w in ${WORKLOADS:-W1 W1j W1m W2 W3}; do
   for c in 1 all; do
     if [ $c = 1 ]; then cpus=0 threads=1; else cpus=$ALL threads=$CORES; fi
     o=$(median "$cpus" "$threads" "${OURS[$w]}")
