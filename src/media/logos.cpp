@@ -23,7 +23,6 @@ const palette kLogos[2] = {
 
 uint8_t lerp(int a, int b, int t, int n) { return uint8_t(a + (b - a) * t / n); }
 
-
 KORSurface *DrawLogo(int which) {
   const palette &p = kLogos[which];
   KORSurface *s = surface::SurfaceCreate(kWidth, kHeight);
