@@ -10,6 +10,7 @@ class effectAdjuster : public effectVideo {
   static constexpr int kType = 106;
   effectAdjuster(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // A keyed adjuster: keys the source in place with its key worker, then adjusts the destination
@@ -63,6 +64,7 @@ class effectMapper : public effectVideo {
   static constexpr int kType = 111;
   effectMapper(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // Adds "Opacity" (a signed level) to the alpha of the rectangle; 0 touches nothing.
@@ -71,4 +73,5 @@ class effectOpacity : public effectVideo {
   static constexpr int kType = 103;
   effectOpacity(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };

@@ -27,12 +27,14 @@ class effectFlipX : public effectTyped<300> {
  public:
   effectFlipX(clip *owner, vemowin *window, surface *surfaces) : effectTyped(owner, window, surfaces) {}
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 class effectFlipY : public effectTyped<301> {
  public:
   effectFlipY(clip *owner, vemowin *window, surface *surfaces) : effectTyped(owner, window, surfaces) {}
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 class effectRotator : public effectTyped<266> {
@@ -46,6 +48,7 @@ class effectWipe : public effectTyped<282> {
  public:
   effectWipe(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // A second picture of the clip, colour-mapped, placed by its own destination rectangle. In the
@@ -54,6 +57,7 @@ class effectExtraOutput : public effectTyped<182> {
  public:
   effectExtraOutput(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // A glass hemisphere over the ellipse inscribed in the rectangle.

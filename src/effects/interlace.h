@@ -12,6 +12,7 @@ class effectInterlaceFFO : public effectVideo {
   static constexpr int kType = 525;
   effectInterlaceFFO(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // Each second-field row copied over the row above it.
@@ -20,6 +21,7 @@ class effectInterlaceSFO : public effectVideo {
   static constexpr int kType = 526;
   effectInterlaceSFO(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // Each second-field row replaced by the mean of its neighbours.
@@ -28,4 +30,5 @@ class effectInterlaceFB1 : public effectVideo {
   static constexpr int kType = 527;
   effectInterlaceFB1(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };

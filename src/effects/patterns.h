@@ -26,6 +26,7 @@ class effectSinkTL : public effectTyped<676> {
  public:
   effectSinkTL(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
 
 // A bevelled border in the frame colour.
@@ -33,4 +34,5 @@ class effectFrame01 : public effectTyped<679> {
  public:
   effectFrame01(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  bool WorksInPlace() const override { return true; }
 };
