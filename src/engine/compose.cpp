@@ -234,11 +234,12 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   RECT prs;
   if (!frect::ScaleToUnity(&cs, src->width, src->height, &prs)) return 0;
   const RECT &out = parent->outputrect;
-  const bool whole = prs.left == 0 && prs.top == 0 && prs.right == src->width && prs.bottom == src->height &&
-                     out.left == 0 && out.top == 0 && out.right == cur->width && out.bottom == cur->height;
-  if (whole && src->width == cur->width && src->height == cur->height && src->width >= 2 && src->height >= 2) {
-    // A picture of the frame's size, whole: the scale is a copy, and the opacity goes with it.
-    surface::SurfaceCopyOpacityAdjust(src, cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
+  const bool covers = out.left == 0 && out.top == 0 && out.right == cur->width && out.bottom == cur->height &&
+                      prs.left >= 0 && prs.top >= 0 && prs.right <= src->width && prs.bottom <= src->height;
+  if (covers) {
+    // The picture fills the whole effect surface: its opacity goes on in the same pass.
+    if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, GetTimeFloat(clipvar::IDS_START_OPACITY)))
+      return 0;
   } else {
     if (!surface::SurfaceScale(src, prs, cur, out, false)) return 0;
     surface::SurfaceOpacityAdjust(cur, GetTimeFloat(clipvar::IDS_START_OPACITY));

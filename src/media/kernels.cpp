@@ -544,7 +544,7 @@ scale_plan plan(const surf &a, const RECT &rs, const surf &b, const RECT &rd) {
 
 }  // namespace
 
-void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) {
+void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta) {
   const scale_plan p = plan(a, rs, b, rd);
   if (p.x1 <= p.x0) return;
   const int n = p.x1 - p.x0;
@@ -564,8 +564,10 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) {
       const int64_t sy = source_y(y);
       for (rows = 1; y + rows < r1 && source_y(y + rows) == sy;) ++rows;
       if (sy >= rs.bottom || sy < 0 || sy >= a.height) continue;
-      gather_rows(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(),
-                  b.bits + size_t(b.pitch) * size_t(y) + p.x0, b.pitch, rows, n, blend);
+      pix32 *d = b.bits + size_t(b.pitch) * size_t(y) + p.x0;
+      gather_rows(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(), d, b.pitch, rows, n, blend);
+      if (alpha_delta != 0 && !blend)
+        for (int r = 0; r < rows; ++r) alpha_add_row(d + size_t(b.pitch) * size_t(r), n, alpha_delta);
     }
   });
 }

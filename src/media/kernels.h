@@ -68,8 +68,9 @@ void dimm_row_ref(pix32 *p, int n);
 // Nearest-neighbour scale of rs in a onto rd in b (both locked), rows through for_rows. Source
 // position of destination (x, y): rs.left + (x - rd.left) * sw / dw, likewise for y, with
 // truncating division. Rectangles are trusted to be at least 2 x 2; pixels whose destination
-// or source falls off a surface are skipped.
-void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend);
+// or source falls off a surface are skipped. Without blending, a nonzero alpha_delta moves the
+// alpha of every pixel written as alpha_add_row does, each row while it is still in cache.
+void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta = 0);
 // The same written as the plainest per-pixel loop, for the tests.
 void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend);
 

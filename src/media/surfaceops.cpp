@@ -58,6 +58,31 @@ bool pair_rows(KORSurface *src, KORSurface *dst, Fn &&fn) {
   return true;
 }
 
+// The step SurfaceOpacityAdjust adds to every alpha: trunc(d * 256.1), so d = 1 reaches +256
+// and saturates every alpha. Values far outside -1..1 saturate the same way; NaN adjusts
+// nothing.
+int OpacityDelta(double d) {
+  if (std::isnan(d)) return 0;
+  return int(std::clamp(d * 256.1, -1000.0, 1000.0));
+}
+
+// SurfaceScale with the alpha of every pixel written moved by delta (without blending).
+int scale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend, int delta) {
+  const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
+  const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;
+  if (sw < 2 || sh < 2 || dw < 2 || dh < 2) return 0;
+  surf a, b;
+  if (!surface::SurfaceDataLock(src, &a)) return 0;
+  if (!surface::SurfaceDataLock(dst, &b)) {
+    surface::SurfaceDataUnlock(&a);
+    return 0;
+  }
+  kernels::scale_rect(a, rs, b, rd, blend, delta);
+  surface::SurfaceDataUnlock(&b);
+  surface::SurfaceDataUnlock(&a);
+  return 1;
+}
+
 }  // namespace
 
 int surface::SurfaceCopy(KORSurface *src, KORSurface *dst) {
@@ -81,19 +106,11 @@ int surface::SurfaceSingleField(KORSurface *s) {
 }
 
 int surface::SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend) {
-  const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
-  const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;
-  if (sw < 2 || sh < 2 || dw < 2 || dh < 2) return 0;
-  surf a, b;
-  if (!SurfaceDataLock(src, &a)) return 0;
-  if (!SurfaceDataLock(dst, &b)) {
-    SurfaceDataUnlock(&a);
-    return 0;
-  }
-  kernels::scale_rect(a, rs, b, rd, blend);
-  SurfaceDataUnlock(&b);
-  SurfaceDataUnlock(&a);
-  return 1;
+  return scale(src, rs, dst, rd, blend, 0);
+}
+
+int surface::SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, double d) {
+  return scale(src, rs, dst, rd, false, OpacityDelta(d));
 }
 
 int surface::SurfaceBlend(KORSurface *src, KORSurface *dst, RECT r) {
@@ -135,18 +152,6 @@ int surface::SurfaceChecker(KORSurface *s, int n) {
   SurfaceDataUnlock(&a);
   return 1;
 }
-
-namespace {
-
-// The step SurfaceOpacityAdjust adds to every alpha: trunc(d * 256.1), so d = 1 reaches +256
-// and saturates every alpha. Values far outside -1..1 saturate the same way; NaN adjusts
-// nothing.
-int OpacityDelta(double d) {
-  if (std::isnan(d)) return 0;
-  return int(std::clamp(d * 256.1, -1000.0, 1000.0));
-}
-
-}  // namespace
 
 int surface::SurfaceOpacityAdjust(KORSurface *s, double d) {
   const int delta = OpacityDelta(d);
