@@ -1,13 +1,11 @@
 // Playing: the play queue, the play job's sound against its file, and Stop.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
 #include "engine/enginetest.h"
 #include "engine/playqueue.h"
-#include "engine/worker.h"
 #include "support/mediafile.h"
 
 using namespace enginetest;
@@ -172,14 +170,4 @@ TEST(Playing, StopEndsTheMediumAndRefusalsNeedNoWorker) {
   EXPECT_FALSE(pr.root()->PlayStart(0, true));
   pr.root()->SetPlayOutput(nullptr);
   EXPECT_FALSE(pr.root()->PlayStart(0, false));
-}
-
-TEST(Playing, TheComposeJobMarksTheWindowForRedraw) {
-  playproject pr;
-  std::atomic<int> redraws{0};
-  pr.root()->SetRedrawCallback([&redraws] { ++redraws; });
-  ASSERT_TRUE(pr.root()->PostJob(CLIP_JOB_COMPOSE));
-  EXPECT_TRUE(pr.root()->WaitForIdle());
-  EXPECT_EQ(redraws.load(), 1);
-  pr.root()->SetRedrawCallback(nullptr);
 }

@@ -29,27 +29,16 @@ double RefValue(const keylist &k, int t, double lo, double hi, double def, bool 
   const double ta = k[a].first, tb = k[a + 1].first, tt = t;
   return Clamp(((tt - ta) * k[a + 1].second + (tb - tt) * k[a].second) / (tb - ta), lo, hi);
 }
-double RefValue(const keymap &k, int t, double lo, double hi, double def, bool stepped) {
-  return RefValue(keylist(k.begin(), k.end()), t, lo, hi, def, stepped);
-}
 
-bool RefPrev(const keylist &k, int t, int *out) {
+// The nearest key time before t (or after it), as a linear scan finds it.
+bool RefNeighbour(const keylist &k, int t, bool next, int *out) {
   bool found = false;
   for (const auto &[time, v] : k)
-    if (time < t) {
+    if (next ? time > t && !found : time < t) {
       *out = time;
       found = true;
     }
   return found;
-}
-
-bool RefNext(const keylist &k, int t, int *out) {
-  for (const auto &[time, v] : k)
-    if (time > t) {
-      *out = time;
-      return true;
-    }
-  return false;
 }
 
 // A curve over [lo, hi] with the keys set in the order given.
@@ -110,40 +99,38 @@ TEST(TimefloatLookup, MatchesLinearScanOnRandomKeySets) {
       for (int t : ProbeTimes(ref, rng)) {
         ASSERT_EQ(tf.GetValue(t), RefValue(list, t, -0.5, 0.75, 0.25, stepped)) << "n=" << n << " t=" << t;
         ASSERT_EQ(tf.CheckValue(t), ref.count(t) == 1) << "n=" << n << " t=" << t;
-        int got = 0, want = 0;
-        ASSERT_EQ(tf.GetPrevValueTime(t, &got), RefPrev(list, t, &want)) << "n=" << n << " t=" << t;
-        ASSERT_EQ(got, want);
-        got = want = 0;
-        ASSERT_EQ(tf.GetNextValueTime(t, &got), RefNext(list, t, &want)) << "n=" << n << " t=" << t;
-        ASSERT_EQ(got, want);
+        for (bool next : {false, true}) {
+          int got = 0, want = 0;
+          ASSERT_EQ(next ? tf.GetNextValueTime(t, &got) : tf.GetPrevValueTime(t, &got),
+                    RefNeighbour(list, t, next, &want))
+              << "n=" << n << " t=" << t;
+          ASSERT_EQ(got, want);
+        }
       }
     }
   }
 }
 
 TEST(TimefloatLookup, DenseKeysAndKillValue) {
-  // Keys on consecutive milliseconds leave no gaps for a sloppy search to hide in.
+  // Keys on consecutive milliseconds leave no gaps for a sloppy search to hide in; removing them
+  // in random order keeps lookups right all the way down.
   std::mt19937 rng(7);
   for (int n : {2, 3, 6, 7, 12, 64, 65, 100}) {
     timefloat tf;
     keymap ref;
-    for (int t = 0; t < n; ++t) {
-      tf.SetValue(t * 1, t / 100.0);
-      ref[t] = t / 100.0;
-    }
-    // Removing keys in random order keeps lookups right all the way down.
     std::vector<int> order;
-    for (int t = 0; t < n; ++t) order.push_back(t);
+    for (int t = 0; t < n; ++t) {
+      tf.SetValue(t, ref[t] = t / 100.0);
+      order.push_back(t);
+    }
     std::shuffle(order.begin(), order.end(), rng);
     for (int t : order) {
       ASSERT_EQ(tf.KillValue(t), 1);
       ASSERT_EQ(tf.KillValue(t), 0);
       ref.erase(t);
       ExpectSameKeys(tf, ref);
-      for (int u = -1; u <= n; ++u) {
-        ASSERT_EQ(tf.GetValue(u), RefValue(ref, u, 0, 1, 0, false));
-        ASSERT_EQ(tf.CheckValue(u), ref.count(u) == 1);
-      }
+      const keylist list(ref.begin(), ref.end());
+      for (int u = -1; u <= n; ++u) ASSERT_EQ(tf.GetValue(u), RefValue(list, u, 0, 1, 0, false));
     }
   }
 }
