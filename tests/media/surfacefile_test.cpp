@@ -13,18 +13,22 @@ extern "C" {
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
+#include "support/wavfile.h"
 #include "surfacetest.h"
 
 using byteorder::le32;
 using fixtures::ReadFileBytes;
 
+namespace {
+const fixtures::temp_dir dir;
+}  // namespace
+
 TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
   auto s = make_surface(1, 1);
   at(s.get(), 0, 0) = pix32(0x30, 0x20, 0x10, 0x99);
-  const std::string path = temp_path("one.bmp");
+  const std::string path = dir.file("one.bmp");
   ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
   const bytes b = ReadFileBytes(path);
-  std::remove(path.c_str());
   const bytes expect = {
       'B',  'M',  58,   0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,         // file header
       40,   0,    0,    0, 1, 0, 0, 0, 1, 0, 0,  0, 1, 0, 24, 0,  // size, w, h, planes, bits
@@ -39,10 +43,8 @@ TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
 TEST(SurfaceSave, ReadsBackThroughOurLoaderAndFFmpeg) {
   auto s = make_surface(5, 3);
   fill_random(s.get(), 42);
-  const std::string path = temp_path("five.bmp");
-  ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
-  const bytes b = ReadFileBytes(path);
-  std::remove(path.c_str());
+  ASSERT_TRUE(surface::SurfaceSave(s.get(), dir.file("five.bmp").c_str()));
+  const bytes b = ReadFileBytes(dir.file("five.bmp"));
   ASSERT_EQ(b.size(), 54u + 16u * 3u);
   EXPECT_EQ(le32(b.data() + 2), 54u + 48u);
 
