@@ -66,8 +66,7 @@ void ExpectTone(const uint8_t *pcm, int frames) {
 void CheckAvi(fileproject &pr, const std::string &file) {
   roa *r = mediareaders::AVIReadOpen(file.c_str());
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 160);
-  EXPECT_EQ(r->height, 120);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(160, 120));
   EXPECT_EQ(r->ratenum * 1.0 / r->rateden, 25.0);
   EXPECT_EQ(r->duration, kFrames * 40);
   for (int i : {0, 3, 4, 7, kFrames - 1}) {

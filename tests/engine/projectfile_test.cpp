@@ -27,6 +27,7 @@ bytes SaveOf(clip *c) {
 }
 
 int32_t I32(const bytes &b, size_t at) { return Get<int32_t>(b, at); }
+using ints = std::vector<int32_t>;
 
 // A project of every kind of clip: stills with keys and an offset, a text and a gradient,
 // a sub-arrangement with children, effects with keys, an audio master, mutes.
@@ -76,18 +77,12 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
   const bytes vars = SavedBytes([&](FILE *f) { return c.tfSave(f); });
   ASSERT_EQ(b.size(), 5800u + vars.size());
   EXPECT_TRUE(std::equal(vars.begin(), vars.end(), b.begin() + 5800));
-  EXPECT_EQ(I32(b, 0), 5800);
   EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "lonely");
   EXPECT_STREQ(reinterpret_cast<const char *>(&b[260]), "/media/x.avi");
-  EXPECT_EQ(I32(b, 520), 1234);
-  EXPECT_EQ(I32(b, 524), 5678);
-  EXPECT_EQ(I32(b, 540), 11);
-  EXPECT_EQ(I32(b, 544), 22);
-  EXPECT_EQ(I32(b, 552), 3);
-  EXPECT_EQ(I32(b, 564), 0);
+  // Size, start, length, make range, track, children, audio master, source type.
+  EXPECT_EQ(Fields<int32_t>(b, {0, 520, 524, 540, 544, 552, 564, 1152, 1176}),
+            (ints{5800, 1234, 5678, 11, 22, 3, 0, -1, 0}));
   EXPECT_NE(I32(b, 568), 0);  // not an arrangement
-  EXPECT_EQ(I32(b, 1152), -1);
-  EXPECT_EQ(I32(b, 1176), 0);
 }
 
 TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
@@ -95,26 +90,16 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   BuildRich(pr, pr.dir.path());
   pr.root()->ChangeVideoFps(638);
   const bytes b = SaveOf(pr.root());
-  EXPECT_EQ(I32(b, 564), 3);     // children
-  EXPECT_EQ(I32(b, 568), 0);     // an arrangement
-  EXPECT_EQ(I32(b, 1152), 2);    // the sub-arrangement is the audio master
-  EXPECT_EQ(I32(b, 1160), 80);   // 160 / 120
-  EXPECT_EQ(I32(b, 1164), 638);  // 24 fps
-  EXPECT_EQ(I32(b, 1176), 0);
-  EXPECT_EQ(I32(b, 540), 250);
-  EXPECT_EQ(I32(b, 544), 4750);
+  // Three children, an arrangement, the sub-arrangement (child 2) the audio master, 160 x 120
+  // (choice 80) at 24 fps (638), no source type, the make range.
+  EXPECT_EQ(Fields<int32_t>(b, {564, 568, 1152, 1160, 1164, 1176, 540, 544}),
+            (ints{3, 0, 2, 80, 638, 0, 250, 4750}));
   // The first child follows the root's block, variables; its effects are listed by type.
   const bytes rootvars = SavedBytes([&](FILE *f) { return pr.root()->tfSave(f); });
   const size_t a = 5800 + rootvars.size();
-  EXPECT_EQ(I32(b, a + 520), 800);
-  EXPECT_EQ(I32(b, a + 524), 2300);
-  EXPECT_EQ(I32(b, a + 528), 700);
-  EXPECT_EQ(I32(b, a + 560), 1);  // video muted
-  EXPECT_EQ(I32(b, a + 572), 2);
-  EXPECT_EQ(I32(b, a + 576), 0);
-  EXPECT_EQ(I32(b, a + 836), 28);
-  EXPECT_EQ(I32(b, a + 840), 103);
-  EXPECT_EQ(I32(b, a + 844), 0);
+  // Start, length, offset, video muted, two video and no audio effects, their types.
+  EXPECT_EQ(Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
+            (ints{800, 2300, 700, 1, 2, 0, 28, 103, 0}));
   clip *sub = pr.root()->GetChild(2);
   EXPECT_EQ(I32(SaveOf(pr.root()->GetChild(1)), 1176), 172);
   EXPECT_EQ(I32(SaveOf(sub), 1176), 412);

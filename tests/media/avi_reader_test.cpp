@@ -32,8 +32,7 @@ TEST_P(AVIFrameAccuracy, EveryFrameAndEverySecondOfSound) {
 
   roa *r = mediareaders::AVIReadOpen(path.c_str());
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 64);
-  EXPECT_EQ(r->height, 48);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(64, 48));
   EXPECT_EQ(r->duration, int64_t(rc.frames) * 1000 * rc.den / rc.num);
   EXPECT_EQ(r->ratenum, rc.num);
   EXPECT_EQ(r->rateden, rc.den);

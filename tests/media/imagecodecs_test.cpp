@@ -183,8 +183,7 @@ TEST(ImageBMP, AbsurdHeadersAreRefused) {
 TEST(ImageICO, LargestImageWithAlphaFromMaskOrChannel) {
   auto s = decode(DecodeICO, make_ico({icon32(), icon4()}));
   ASSERT_TRUE(s);
-  ASSERT_EQ(s->width, 4);
-  ASSERT_EQ(s->height, 2);
+  ASSERT_EQ(std::pair(s->width, s->height), std::pair(4, 2));
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00445566, 0xFF445566, 0xFF112233, 0xFF112233, 0xFF112233,
                                                    0x00445566, 0xFF445566, 0x00112233}));
   s = decode(DecodeICO, make_ico({icon32()}, 2));  // a cursor; the channel is the alpha
@@ -216,8 +215,7 @@ TEST(ImageJPEG, ColourAndGreyWithinTolerance) {
   const auto px = quadrants(32, 16);
   auto s = decode(DecodeJPEG, make_jpeg(32, 16, px, 95));
   ASSERT_TRUE(s);
-  ASSERT_EQ(s->width, 32);
-  ASSERT_EQ(s->height, 16);
+  ASSERT_EQ(std::pair(s->width, s->height), std::pair(32, 16));
   for (auto [x, y] : {std::pair{4, 4}, {27, 3}, {5, 12}, {28, 12}}) {
     const pix32 got = at(s.get(), x, y), want = px[size_t(y) * 32 + x];
     EXPECT_NEAR(got.r, want.r, 8) << x << "," << y;
@@ -259,8 +257,7 @@ TEST(ImagePNGAndGIF, AlphaKeptOnlyWhereThePictureHasIt) {
 TEST(ImageWMF, SolidRectangleRendersAtItsNaturalSize) {
   auto s = decode(DecodeWMF, make_wmf(40, 20));
   ASSERT_TRUE(s);
-  EXPECT_EQ(s->width, 40);
-  EXPECT_EQ(s->height, 20);
+  EXPECT_EQ(std::pair(s->width, s->height), std::pair(40, 20));
   const pix32 mid = at(s.get(), 20, 10);
   EXPECT_EQ(mid, pix32(255, 0, 0, 0));
 }

@@ -37,8 +37,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 1);
   EXPECT_EQ(m->audiovalid, 0);
-  EXPECT_EQ(m->width, 64);
-  EXPECT_EQ(m->height, 48);
+  EXPECT_EQ(std::pair(m->width, m->height), std::pair(64, 48));
   const int64_t length = int64_t(s.frames) * 1000 * f.den / f.num;
   // Some containers leave out the last frame's span; program streams only estimate their
   // length from the time stamps they find near the end.

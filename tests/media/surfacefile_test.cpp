@@ -67,8 +67,7 @@ TEST(SurfaceSave, ReadsBackThroughOurLoaderAndFFmpeg) {
   ASSERT_GE(avcodec_send_packet(ctx, pkt), 0);
   ASSERT_GE(avcodec_receive_frame(ctx, f), 0);
   ASSERT_EQ(f->format, AV_PIX_FMT_BGR24);
-  ASSERT_EQ(f->width, 5);
-  ASSERT_EQ(f->height, 3);
+  ASSERT_EQ(std::pair(f->width, f->height), std::pair(5, 3));
   for (int y = 0; y < 3; ++y)
     for (int x = 0; x < 5; ++x) {
       const uint8_t *q = f->data[0] + y * f->linesize[0] + 3 * x;

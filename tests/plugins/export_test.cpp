@@ -103,8 +103,7 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
 
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 37);
-  EXPECT_EQ(r->height, 21);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(37, 21));
   EXPECT_EQ(r->ratenum * 1, r->rateden * 10);
   EXPECT_EQ(r->duration, 1200);
   for (int i : {0, 1, 6, 11}) {
@@ -130,8 +129,7 @@ TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
   ASSERT_EQ(frames, 10);
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 63);
-  EXPECT_EQ(r->height, 47);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(63, 47));
   EXPECT_EQ(r->ratenum * 1, r->rateden * 25);
   EXPECT_EQ(r->duration, 400);
   for (int i = 0; i < 10; ++i) {
@@ -152,8 +150,7 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
   std::unique_ptr<mmstream, stream_closer> m(mediareaders::StreamOpenRead(file.c_str()));
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
-  EXPECT_EQ(m->width, 64);
-  EXPECT_EQ(m->height, 48);
+  EXPECT_EQ(std::pair(m->width, m->height), std::pair(64, 48));
   EXPECT_NEAR(m->duration, 1000, 67);
   // Frame i shows from its making time t(i) = i * 1000 / 15 on.
   for (int i = 0; i < 15; ++i) {

@@ -350,21 +350,13 @@ TEST(TimefloatFile, SaveWritesTheRecordsByteForByte) {
   const bytes b = SavedBytes([&](FILE *f) { return tf.Save(f); }, &ok);
   EXPECT_EQ(ok, 1);
   ASSERT_EQ(b.size(), 368u + 2 * 16u);
-  EXPECT_EQ(Get<uint32_t>(b, 0), 368u);
-  EXPECT_EQ(Get<int32_t>(b, 4), 2);
-  EXPECT_EQ(Get<double>(b, 8), -1.0);
-  EXPECT_EQ(Get<double>(b, 16), 2.0);
-  EXPECT_EQ(Get<double>(b, 24), 0.5);
+  // Size, count, flags, ID; the keys' times and their zeroed padding.
+  EXPECT_EQ(Fields<int32_t>(b, {0, 4, 288, 300, 368, 372, 384}), (std::vector<int32_t>{368, 2, 72, 123, -3, 0, 40}));
+  // Minimum, maximum, default, the last reserved value, the keys' values.
+  EXPECT_EQ(Fields<double>(b, {8, 16, 24, 304 + 7 * 8, 376, 392}),
+            (std::vector<double>{-1.0, 2.0, 0.5, 6.25, 1.5, 0.125}));
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 32)), "IDS_VOLUME");
-  EXPECT_EQ(Get<uint32_t>(b, 288), 72u);
   EXPECT_EQ(b[292 + 3], 0xAB);
-  EXPECT_EQ(Get<int32_t>(b, 300), 123);
-  EXPECT_EQ(Get<double>(b, 304 + 7 * 8), 6.25);
-  EXPECT_EQ(Get<int32_t>(b, 368), -3);
-  EXPECT_EQ(Get<uint32_t>(b, 372), 0u);
-  EXPECT_EQ(Get<double>(b, 376), 1.5);
-  EXPECT_EQ(Get<int32_t>(b, 384), 40);
-  EXPECT_EQ(Get<double>(b, 392), 0.125);
 
   timefloat back;
   EXPECT_EQ(back.Load(FileWith(b).get()), 1);

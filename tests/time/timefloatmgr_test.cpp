@@ -171,12 +171,10 @@ TEST(TimefloatMgrFile, RecordLayout) {
   m->timefloatset(150, 10, 0.5);
   const bytes b = SaveMgr(*m);
   ASSERT_EQ(b.size(), 8u + 368u + 368u + 16u);
-  EXPECT_EQ(Get<uint32_t>(b, 0), 8u);
-  EXPECT_EQ(Get<int32_t>(b, 4), 2);
-  // Each curve's record as the curve writes it, in declaration order.
+  // Each curve's record as the curve writes it, in declaration order: header size, count, the
+  // curves' key counts, the key's time and value.
+  EXPECT_EQ(Fields<int32_t>(b, {0, 4, 8 + 4, 8 + 368 + 4, 8 + 736}), (std::vector<int32_t>{8, 2, 0, 1, 10}));
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 8 + 368 + 32)), "IDS_PAN");
-  EXPECT_EQ(Get<int32_t>(b, 8 + 368 + 4), 1);
-  EXPECT_EQ(Get<int32_t>(b, 8 + 736), 10);
   EXPECT_EQ(Get<double>(b, 8 + 736 + 8), 0.5);
 }
 
