@@ -26,8 +26,7 @@ namespace {
 };
 static_assert(std::is_class_v<frect> && std::is_class_v<intarray> && std::is_class_v<randint> &&
               std::is_class_v<UIItem> && std::is_class_v<UIItemDummy> && std::is_class_v<vemowin> &&
-              std::is_class_v<poligon> &&
-              std::is_class_v<POINT>);
+              std::is_class_v<poligon> && std::is_class_v<POINT>);
 static_assert(std::is_class_v<tfdecl> && std::is_class_v<timefloatmgr> && std::is_class_v<mtime> &&
               std::is_class_v<tfcboard> && std::is_class_v<timefloat> && std::is_class_v<vemotime>);
 static_assert(std::is_class_v<pix32> && std::is_class_v<pixelator> && std::is_class_v<dc> &&

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <fstream>
+#include <map>
 
 #include "core/dialogs.h"
 #include "core/icons.h"

@@ -313,7 +313,7 @@ TEST_F(EditView, EffectCommandsAddSelectReorderToggleAndDelete) {
 TEST_F(EditView, TheColourChooserKeysRedGreenBlueInOneStep) {
   root.SelectCurrent(a);
   EXPECT_EQ(Command(CMD_CHOOSE_COLOUR), 0u);  // the clip has no colour of its own
-  Command(CMD_VIDEO_EFFECT_ADD + 28);        // "RGB Key"
+  Command(CMD_VIDEO_EFFECT_ADD + 28);         // "RGB Key"
   root.SetCurrentTime(3000);
   EXPECT_EQ(Command(CMD_CHOOSE_COLOUR), 0u);  // nothing chosen
   log.said.clear();

@@ -16,8 +16,14 @@ namespace {
 struct parallelproject : project {
   std::string saved;
   parallelproject() {
-    const fixtures::media_recipe v{.video_codec = "rawvideo", .pix_fmt = "bgr24", .gradient = true, .width = 96,
-                                   .height = 72, .frames = 20, .audio_codec = "pcm_s16le", .audio_rate = 44100,
+    const fixtures::media_recipe v{.video_codec = "rawvideo",
+                                   .pix_fmt = "bgr24",
+                                   .gradient = true,
+                                   .width = 96,
+                                   .height = 72,
+                                   .frames = 20,
+                                   .audio_codec = "pcm_s16le",
+                                   .audio_rate = 44100,
                                    .audio_samples = 44100};
     const std::string video = fixtures::WriteTempMedia("parallel.avi", v);
     Solid(root(), pix32(10, 200, 30, 255), 0, 1000, 3);

@@ -98,8 +98,9 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   const bytes rootvars = SavedBytes([&](FILE *f) { return pr.root()->tfSave(f); });
   const size_t a = 5800 + rootvars.size();
   // Start, length, offset, video muted, two video and no audio effects, their types.
-  EXPECT_EQ(Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
-            (ints{800, 2300, 700, 1, 2, 0, 28, 103, 0}));
+  EXPECT_EQ(
+      Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
+      (ints{800, 2300, 700, 1, 2, 0, 28, 103, 0}));
   clip *sub = pr.root()->GetChild(2);
   EXPECT_EQ(I32(SaveOf(pr.root()->GetChild(1)), 1176), 172);
   EXPECT_EQ(I32(SaveOf(sub), 1176), 412);

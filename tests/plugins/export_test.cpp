@@ -90,12 +90,8 @@ int64_t Mismatches(const uint8_t *pcm, const make_spec &recipe, int64_t first, i
 
 TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   ASSERT_EQ(Plugin("avi")->SetOption("codec", "raw"), 1);
-  make_spec recipe;
-  recipe.width = 37;  // rows of 111 bytes: the file pads them, the reader must not see it
-  recipe.height = 21;
-  recipe.fps = 10;
-  recipe.ms = 1200;
-  recipe.gradient = true;
+  // Rows of 111 bytes: the file pads them, the reader must not see it.
+  make_spec recipe{.width = 37, .height = 21, .fps = 10, .ms = 1200, .gradient = true};
   const std::string file = dir.file("raw.avi");
   Make("avi", file, recipe);
   ASSERT_EQ(frames, 12);
@@ -121,9 +117,7 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
 }
 
 TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
-  make_spec recipe;
-  recipe.width = 63;  // odd sides are coded as they are
-  recipe.height = 47;
+  make_spec recipe{.width = 63, .height = 47};  // odd sides are coded as they are
   const std::string file = dir.file("mjpeg.avi");
   Make("avi", file, recipe);
   ASSERT_EQ(frames, 10);
@@ -140,10 +134,7 @@ TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
-  make_spec recipe;
-  recipe.fps = 15;
-  recipe.ms = 1000;
-  recipe.sine = true;
+  make_spec recipe{.fps = 15, .ms = 1000, .sine = true};
   const std::string file = dir.file("clip.mp4");
   Make("mp4", file, recipe);
   ASSERT_EQ(frames, 15);
@@ -173,10 +164,7 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
 }
 
 TEST_F(Export, WavHoldsTheSoundAlone) {
-  make_spec recipe;
-  recipe.video = false;
-  recipe.fps = 15;
-  recipe.ms = 1500;
+  make_spec recipe{.fps = 15, .ms = 1500, .video = false};
   const std::string file = dir.file("sound.wav");
   Make("wav", file, recipe);
   std::unique_ptr<rwav, wav_closer> r(mediareaders::WaveFileReadOpen(file.c_str()));
@@ -190,13 +178,7 @@ TEST_F(Export, WavHoldsTheSoundAlone) {
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
-  make_spec recipe;
-  recipe.width = 5;
-  recipe.height = 4;
-  recipe.fps = 10;
-  recipe.ms = 300;
-  recipe.audio = false;
-  recipe.gradient = true;
+  make_spec recipe{.width = 5, .height = 4, .fps = 10, .ms = 300, .audio = false, .gradient = true};
   Make("images", dir.file("shot.png"), recipe);
   ASSERT_EQ(frames, 3);
   Make("images", dir.file("pic%03d.bmp"), recipe);
@@ -218,11 +200,8 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
 }
 
 TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
-  make_spec recipe;
-  recipe.width = 33;  // odd sides: H.264 codes them one pixel larger
-  recipe.height = 17;
-  recipe.ms = 1000;
-  recipe.stop_after = 5;
+  // Odd sides: H.264 codes them one pixel larger.
+  make_spec recipe{.width = 33, .height = 17, .ms = 1000, .stop_after = 5};
   for (const char *plugin : {"avi", "mp4"}) {
     const std::string file = dir.file(std::string("stopped.") + plugin);
     Make(plugin, file, recipe);

@@ -351,7 +351,8 @@ TEST(TimefloatFile, SaveWritesTheRecordsByteForByte) {
   EXPECT_EQ(ok, 1);
   ASSERT_EQ(b.size(), 368u + 2 * 16u);
   // Size, count, flags, ID; the keys' times and their zeroed padding.
-  EXPECT_EQ(Fields<int32_t>(b, {0, 4, 288, 300, 368, 372, 384}), (std::vector<int32_t>{368, 2, 72, 123, -3, 0, 40}));
+  EXPECT_EQ(Fields<int32_t>(b, {0, 4, 288, 300, 368, 372, 384}),
+            (std::vector<int32_t>{368, 2, 72, 123, -3, 0, 40}));
   // Minimum, maximum, default, the last reserved value, the keys' values.
   EXPECT_EQ(Fields<double>(b, {8, 16, 24, 304 + 7 * 8, 376, 392}),
             (std::vector<double>{-1.0, 2.0, 0.5, 6.25, 1.5, 0.125}));

@@ -124,8 +124,10 @@ TEST(TimedObject, Commands) {
   vemotime &obj = *tree.obj;
   tree.root->SetTime(2500);
   char result[UIITEM_RESULT_SIZE];
-  for (auto [command, answer] : {std::pair{"GetTime", "1.500000"}, {"GetPosition", "1.300000"},
-                                  {"GetSize", "4.700000"}, {"GetOffset", "0.300000"}}) {
+  for (auto [command, answer] : {std::pair{"GetTime", "1.500000"},
+                                 {"GetPosition", "1.300000"},
+                                 {"GetSize", "4.700000"},
+                                 {"GetOffset", "0.300000"}}) {
     EXPECT_TRUE(obj.Command(command, result));
     EXPECT_STREQ(result, answer);
   }
