@@ -24,12 +24,14 @@ struct recording_dialogs : headless_dialogs {
     SetDialogs(this);
   }
   ~recording_dialogs() override { SetDialogs(nullptr); }
-  int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) override {
+  int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
     ++chooses;
     offered = entries;
-    return headless_dialogs::Choose(owner, title, entries);
+    title = t;
+    return headless_dialogs::Choose(owner, t, entries);
   }
   std::vector<std::string> offered;
+  std::string title;
   int chooses = 0;
 };
 
