@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "core/dialogs.h"
 #include "core/vemowin.h"
@@ -150,17 +151,15 @@ TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
   ASSERT_GT(whole.size(), 2 * 5800u);
 
   vemoproject target;
-  for (size_t cut = 0; cut < whole.size(); ++cut) {
-    FILE *f = fmemopen(const_cast<uint8_t *>(whole.data()), cut, "rb");
-    if (!f) f = std::tmpfile();  // an empty buffer
-    ASSERT_NE(f, nullptr);
-    const int ok = target.Root()->Load(f);
-    std::fclose(f);
-    ASSERT_EQ(ok, 0) << "a project cut to " << cut << " of " << whole.size() << " bytes loaded";
-  }
-  FILE *f = fmemopen(const_cast<uint8_t *>(whole.data()), whole.size(), "rb");
-  EXPECT_EQ(target.Root()->Load(f), 1);
-  std::fclose(f);
+  auto load = [&](size_t n) {  // from memory: a temporary file per cut would be slow
+    FILE *f = n ? fmemopen(const_cast<uint8_t *>(whole.data()), n, "rb") : std::tmpfile();
+    const int ok = f ? target.Root()->Load(f) : -1;
+    if (f) std::fclose(f);
+    return ok;
+  };
+  for (size_t cut = 0; cut < whole.size(); ++cut)
+    ASSERT_EQ(load(cut), 0) << "a project cut to " << cut << " of " << whole.size() << " bytes loaded";
+  EXPECT_EQ(load(whole.size()), 1);
   EXPECT_EQ(SaveOf(target.Root()), whole);
 }
 
@@ -272,11 +271,8 @@ TEST(ProjectFile, AMissingFileCanBeLocated) {
   EXPECT_TRUE(d.IsMediaMissing());
   // A file no reader takes fails without a question.
   const int shown = ui.boxes_shown;
-  const std::string junk = pr.dir.file("junk.bin");
-  FILE *j = std::fopen(junk.c_str(), "wb");
-  std::fputs("not a medium", j);
-  std::fclose(j);
-  EXPECT_EQ(d.ClipImport(junk.c_str()), 0);
+  std::ofstream(pr.dir.file("junk.bin")) << "not a medium";
+  EXPECT_EQ(d.ClipImport(pr.dir.file("junk.bin").c_str()), 0);
   EXPECT_EQ(ui.boxes_shown, shown);
 }
 
@@ -358,10 +354,8 @@ TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
     const int32_t unknown = 9999;
     std::memcpy(&whole[field], &unknown, 4);
   }
-  FILE *f = fmemopen(whole.data(), whole.size(), "rb");
   vemoproject loaded;
-  ASSERT_EQ(loaded.Root()->Load(f), 1);
-  std::fclose(f);
+  ASSERT_EQ(loaded.Root()->Load(FileWith(whole).get()), 1);
   clip *child = loaded.Root()->GetChild(0);
   ASSERT_EQ(child->GetVideoEffectCount(), 2);
   EXPECT_EQ(child->GetVideoEffect(0)->GetID(), 9999);

@@ -13,7 +13,6 @@ namespace plugtest {
 // A library of the plugin folder (avi.so, invert.so, ...) or of the test plugins (fx_both.so, ...).
 std::string BuiltPlugin(const std::string &name);
 std::string FixturePlugin(const std::string &name);
-bool CopyFile(const std::string &from, const std::string &to);
 // Whether the library is loaded in this process.
 bool Resident(const std::string &path);
 
