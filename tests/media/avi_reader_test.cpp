@@ -82,17 +82,6 @@ INSTANTIATE_TEST_SUITE_P(Rates, AVIFrameAccuracy,
                          ::testing::Values(rate_case{25, 1, 80}, rate_case{30000, 1001, 96}),
                          [](const auto &info) { return info.param.num == 25 ? "fps25" : "fps29_97"; });
 
-TEST(AVIReader, FileWithoutSoundOpensForItsPictures) {
-  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("silent.avi", {.frames = 10}).c_str());
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->audiovalid, 0);
-  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r, 0), nullptr);
-  EXPECT_TRUE(mediareaders::AVIRead(r, 399));
-  EXPECT_EQ(ShownFrame(r->frame, 10), 9);
-  mediareaders::AVIReadClose(r);
-  EXPECT_TRUE(mediareaders::AVIReadClose(nullptr));
-}
-
 // A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
 // length is the fixed ten seconds; the frames themselves still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
