@@ -114,10 +114,8 @@ TEST(PlayQueue, TheWindowTakesTheNewestDuePictureAndStalePicturesMakeRoom) {
 TEST(Playing, FrameGridOfFifteenFramesPerSecond) {
   // Frame 1 starts at 66 ms (1000 / 15 truncated); 65 ms still shows frame 0.
   EXPECT_EQ(clip::FrameStart(1, 15), 66);
-  EXPECT_EQ(clip::FrameAt(65, 15), 0);
-  EXPECT_EQ(clip::FrameAt(66, 15), 1);
-  EXPECT_EQ(clip::FrameAt(999, 15), 14);
-  EXPECT_EQ(clip::FrameAt(1000, 15), 15);
+  for (auto [ms, frame] : {std::pair{65, 0}, {66, 1}, {999, 14}, {1000, 15}})
+    EXPECT_EQ(clip::FrameAt(ms, 15), frame);
   for (int n = 0; n < 100; ++n) EXPECT_EQ(clip::FrameAt(clip::FrameStart(n, 15), 15), n);
 }
 
