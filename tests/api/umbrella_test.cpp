@@ -26,8 +26,7 @@ namespace {
 };
 static_assert(std::is_class_v<frect> && std::is_class_v<intarray> && std::is_class_v<randint> &&
               std::is_class_v<UIItem> && std::is_class_v<UIItemDummy> && std::is_class_v<vemowin> &&
-              std::is_class_v<poligon> &&
-              std::is_class_v<POINT>);
+              std::is_class_v<poligon> && std::is_class_v<POINT>);
 static_assert(std::is_class_v<tfdecl> && std::is_class_v<timefloatmgr> && std::is_class_v<mtime> &&
               std::is_class_v<tfcboard> && std::is_class_v<timefloat> && std::is_class_v<vemotime>);
 static_assert(std::is_class_v<pix32> && std::is_class_v<pixelator> && std::is_class_v<dc> &&
@@ -51,12 +50,7 @@ TEST(PublicNames, ConvertersTakeTheBuffersAHostHolds) {
   // A host hands its own short buffers (as PutAudio receives them) and byte buffers.
   short internal[4] = {1000, -1000, 3000, -3000};
   unsigned char eight[2] = {};
-  WAVEFORMATEX mono8{};
-  mono8.wFormatTag = WAVE_FORMAT_PCM;
-  mono8.nChannels = 1;
-  mono8.nSamplesPerSec = 22050;
-  mono8.wBitsPerSample = 8;
-  mono8.nBlockAlign = 1;
+  WAVEFORMATEX mono8{WAVE_FORMAT_PCM, 1, 22050, 22050, 1, 8, 0};
   // Two internal frames at half the rate give one 8-bit frame: (1000 - 1000) / 2 -> 128.
   EXPECT_EQ(pixelator::From44100_16_2(internal, &mono8, 8, eight), 1);
   EXPECT_EQ(eight[0], 128);

@@ -5,28 +5,11 @@
 # user had is lost.
 # Usage: badinput_test.sh LUMIVAXEL BUILD_DEMO
 set -u
-export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
 lv="$1"
 builder="$2"
-dir="$(mktemp -d /tmp/lv-bad-XXXXXX)"
-trap 'rm -rf "$dir"' EXIT
+. "$(dirname "$0")/clitest.sh" bad
 ulimit -c 0
-. "$(dirname "$0")/interrupt.sh"
-failures=0
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-check() {  # check DESCRIPTION EXPECTED_STATUS COMMAND...
-  local what="$1" want="$2"
-  shift 2
-  "$@" > "$dir/stdout" 2> "$dir/stderr"
-  local got=$?
-  [ "$got" = "$want" ] || { fail "$what: status $got, wanted $want"; cat "$dir/stderr"; }
-}
-expect_line() {  # the failure is one line on stderr that mentions TEXT
-  [ "$(wc -l < "$dir/stderr")" = 1 ] && grep -q "$1" "$dir/stderr" || { fail "stderr should be one line about '$1':"; cat "$dir/stderr"; }
-}
-
-ffmpeg -loglevel error -y -f lavfi -i "testsrc2=size=160x120:rate=25" -t 2 -c:v mjpeg "$dir/video.avi" || exit 1
-"$builder" "$dir" "$dir/video.avi" > /dev/null || exit 1
+demo_project "$builder" || exit 1
 project="$dir/demo.vmp"
 size=$(stat -c %s "$project")
 

@@ -11,11 +11,8 @@ namespace {
 std::vector<int> Rgb(pix32 p) { return {p.r, p.g, p.b}; }
 
 TEST(Colour, DoubleToByteTruncatesAndClamps) {
-  EXPECT_EQ(vemo::d2uc(-0.5), 0);
-  EXPECT_EQ(vemo::d2uc(0.5), 127);
-  EXPECT_EQ(vemo::d2uc(0.999), 254);
-  EXPECT_EQ(vemo::d2uc(1.0), 255);
-  EXPECT_EQ(vemo::d2uc(2.0), 255);
+  for (auto [v, byte] : {std::pair{-0.5, 0}, {0.5, 127}, {0.999, 254}, {1.0, 255}, {2.0, 255}})
+    EXPECT_EQ(vemo::d2uc(v), byte) << v;
   EXPECT_DOUBLE_EQ(vemo::uc2d(51), 0.2);
 }
 

@@ -1,18 +1,18 @@
 // Platform layer: string table, dialogs, settings store, folders, dates, icons and shell files.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <fstream>
+#include <map>
 
 #include "core/dialogs.h"
 #include "core/icons.h"
 #include "core/settings.h"
 #include "core/vemo.h"
+#include "support/mediafile.h"
+#include "support/wavfile.h"
 
 namespace fs = std::filesystem;
 
@@ -22,20 +22,14 @@ namespace {
 class PlatformTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/lv-platform-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir = pattern;
     setenv("XDG_CONFIG_HOME", (dir + "/config").c_str(), 1);
     setenv("XDG_DATA_HOME", (dir + "/data").c_str(), 1);
     HeadlessDialogs().quiet = true;
     HeadlessDialogs().answer_yes = false;
   }
-  void TearDown() override {
-    std::error_code ec;
-    fs::remove_all(dir, ec);
-    HeadlessDialogs().quiet = false;
-  }
-  std::string dir;
+  void TearDown() override { HeadlessDialogs().quiet = false; }
+  fixtures::temp_dir tmp;
+  const std::string dir = tmp.path();
 };
 
 TEST(StringTable, KnownIdsAndEmptyOutsideTheRange) {
@@ -127,14 +121,8 @@ TEST_F(PlatformTest, FileNamesTempFilesAndFolders) {
 }
 
 TEST(Dates, AsctimeFormWithNewline) {
-  tm t{};
-  t.tm_year = 126;
-  t.tm_mon = 10;
-  t.tm_mday = 22;
-  t.tm_wday = 0;
-  t.tm_hour = 15;
-  t.tm_min = 26;
-  t.tm_sec = 5;
+  tm t{};  // a Sunday
+  t.tm_year = 126, t.tm_mon = 10, t.tm_mday = 22, t.tm_hour = 15, t.tm_min = 26, t.tm_sec = 5;
   char text[64];
   EXPECT_EQ(vemo::GetDateString(&t, text), 25);
   EXPECT_STREQ(text, "Sun Nov 22 15:26:05 2026\n");
@@ -162,11 +150,12 @@ TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
 
 TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   EXPECT_TRUE(vemo::SetShellExtensions());
-  std::ifstream mime(dir + "/data/mime/packages/lumi-vaxel.xml");
-  std::string xml((std::istreambuf_iterator<char>(mime)), std::istreambuf_iterator<char>());
-  EXPECT_NE(xml.find("*.vmp"), std::string::npos);
-  std::ifstream desk(dir + "/data/applications/lumi-vaxel.desktop");
-  std::string entry((std::istreambuf_iterator<char>(desk)), std::istreambuf_iterator<char>());
+  auto text = [](const std::string &path) {
+    const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
+    return std::string(b.begin(), b.end());
+  };
+  EXPECT_NE(text(dir + "/data/mime/packages/lumi-vaxel.xml").find("*.vmp"), std::string::npos);
+  const std::string entry = text(dir + "/data/applications/lumi-vaxel.desktop");
   EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);
   // Opening a project shows it in the preview window of the program that registered the type.
   const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();

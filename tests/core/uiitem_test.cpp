@@ -179,9 +179,7 @@ TEST(UIHelpers, PopAMenuAndSelectColorAnswerThroughTheDialogs) {
   EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}, {"", 0}, {"Delete", 12}}, "Clip"), 12);
   d.choice_answer = 0;
   EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}}, "Clip"), 0);
-  pix32 p{};
-  p.b = 1;
-  p.a = 200;
+  pix32 p(0, 0, 1, 200);
   EXPECT_FALSE(vemo::SelectColor(nullptr, &p));  // cancelled: unchanged
   EXPECT_EQ(p.b, 1);
   d.colour_answer = 0x00FF8000;  // blue 255, green 128, red 0

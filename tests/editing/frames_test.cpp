@@ -21,11 +21,8 @@ struct frames : ::testing::Test {
   std::vector<std::vector<uint8_t>> reference;
 
   void SetUp() override {
-    fixtures::media_recipe video;
-    video.video_codec = "ffv1";
-    video.gradient = true;
-    video.frames = 100;
-    const std::string file = fixtures::WriteTempMedia("editing-frames.avi", video);
+    const std::string file = fixtures::WriteTempMedia(
+        "editing-frames.avi", {.video_codec = "ffv1", .gradient = true, .frames = kFrames});
     ASSERT_TRUE(p.New(80, 135, 4000));
     clip *root = p.Root();
     // A background, a video clip whose picture moves and fades in, and a text over both.

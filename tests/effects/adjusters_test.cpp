@@ -14,17 +14,12 @@ using fxtest::canvas;
 using fxtest::rgba;
 
 TEST(Levels, TruncateAndClampByUse) {
-  EXPECT_EQ(fxlevels::ColourByte(0.5), 127);
-  EXPECT_EQ(fxlevels::ColourByte(1.7), 255);
-  EXPECT_EQ(fxlevels::ColourByte(-0.2), 0);
-  EXPECT_EQ(fxlevels::ColourByte(0.999), 254);
-  EXPECT_EQ(fxlevels::SignedLevel(-0.5), -127);  // truncation toward zero, not the floor -128
-  EXPECT_EQ(fxlevels::SignedLevel(-3.0), -255);
-  EXPECT_EQ(fxlevels::SignedLevel(2.0), 255);
-  EXPECT_EQ(fxlevels::SignedLevel(0.001), 0);
+  for (auto [v, byte] : {std::pair{0.5, 127}, {1.7, 255}, {-0.2, 0}, {0.999, 254}, {std::nan(""), 0}})
+    EXPECT_EQ(fxlevels::ColourByte(v), byte) << v;
+  // -0.5 truncates toward zero to -127, not to the floor -128.
+  for (auto [v, level] : {std::pair{-0.5, -127}, {-3.0, -255}, {2.0, 255}, {0.001, 0}, {std::nan(""), 0}})
+    EXPECT_EQ(fxlevels::SignedLevel(v), level) << v;
   EXPECT_EQ(fxlevels::UnsignedLevel(-0.5), 0);
-  EXPECT_EQ(fxlevels::SignedLevel(std::nan("")), 0);
-  EXPECT_EQ(fxlevels::ColourByte(std::nan("")), 0);
 }
 
 TEST(AdjustColour, ShiftsSaturateAndDesaturationNeedsKAboveOne) {

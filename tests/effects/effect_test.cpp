@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -13,6 +14,7 @@
 #include "effects/adjusteffects.h"
 #include "effects/fxtest.h"
 #include "effects/keyeffects.h"
+#include "plugins/plugintest.h"
 #include "time/declared_vars.h"
 #include "time/memfile.h"
 
@@ -119,27 +121,8 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
   EXPECT_EQ(video(181)->GetTimeFloat(fxid::IDS_RADIUS_2), 0.25);
 }
 
-// ---- Selection ----
-
-namespace {
-
-struct recording_dialogs : headless_dialogs {
-  std::vector<std::string> offered;
-  std::string title;
-  int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
-    offered = entries;
-    title = t;
-    return headless_dialogs::Choose(owner, t, entries);
-  }
-};
-
-}  // namespace
-
 TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
-  recording_dialogs d;
-  d.quiet = true;
-  SetDialogs(&d);
-  d.choice_answer = 0;
+  plugtest::recording_dialogs d;
   EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 0);
   EXPECT_EQ(d.title, "Effect");
   // Every video type, the plugin effects last.
@@ -159,7 +142,6 @@ TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
                                                  "Plugin Effects > Plugin Effects"}));
   d.choice_answer = 1;
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, false), 142);
-  SetDialogs(nullptr);
 }
 
 // ---- The effect record ----
@@ -176,10 +158,25 @@ void animate(effectVideo &e) {
   e.Commit();
 }
 
-void fill_block(effect &e, uint32_t count) {
-  uint8_t *b = e.GetPluginBlock();
+// A keyed effect (type 252) with a plugin block of `capacity` bytes, the first `count` of them
+// in use (none: the block is left empty and nothing keyed).
+std::unique_ptr<effectVideo> with_block(uint32_t capacity, uint32_t count = 0) {
+  auto e = video(252);
+  EXPECT_TRUE(e->CreatePluginBlock(capacity));
+  if (!count) return e;
+  animate(*e);
+  uint8_t *b = e->GetPluginBlock();
   std::memcpy(b, &count, 4);
   for (uint32_t i = 4; i < count; ++i) b[i] = uint8_t(i * 7 + 1);
+  return e;
+}
+
+bytes saved_of(effect &e, int *ok = nullptr) {
+  return SavedBytes([&](FILE *f) { return e.Save(f); }, ok);
+}
+int load(effect &e, const bytes &b) { return e.Load(FileWith(b).get()); }
+bool block_is_zero(effect &e, int n) {
+  return std::all_of(e.GetPluginBlock(), e.GetPluginBlock() + n, [](uint8_t v) { return v == 0; });
 }
 
 }  // namespace
@@ -188,85 +185,56 @@ TEST(EffectRecord, WithoutPluginBlockItIsTheVariableRecordAlone) {
   auto a = video(28);
   animate(*a);
   int ok = 0;
-  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); }, &ok);
+  const bytes saved = saved_of(*a, &ok);
   EXPECT_EQ(ok, 1);
   EXPECT_EQ(saved, SavedBytes([&](FILE *f) { return a->tfSave(f); }));
 
   auto b = video(28);
-  auto f = FileWith(saved);
-  EXPECT_EQ(b->Load(f.get()), 1);
+  EXPECT_EQ(load(*b, saved), 1);
   EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 750), 0.5);
   EXPECT_EQ(b->GetTimeFloat(fxid::IDS_EFF_R, 1500), 0.5);
-  // Saving the loaded effect writes the same bytes.
-  EXPECT_EQ(SavedBytes([&](FILE *fl) { return b->Save(fl); }), saved);
+  EXPECT_EQ(saved_of(*b), saved);  // saving the loaded effect writes the same bytes
 }
 
 TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {
-  auto a = video(252);
-  ASSERT_TRUE(a->CreatePluginBlock(16));
-  animate(*a);
-  fill_block(*a, 16);
-  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); });
+  auto a = with_block(16, 16);
+  const bytes saved = saved_of(*a);
   ASSERT_GE(saved.size(), 16u);
   EXPECT_EQ(Get<uint32_t>(saved, 0), 16u);
-
-  auto b = video(252);
-  ASSERT_TRUE(b->CreatePluginBlock(16));
-  auto f = FileWith(saved);
-  EXPECT_EQ(b->Load(f.get()), 1);
+  auto b = with_block(16);
+  EXPECT_EQ(load(*b, saved), 1);
   EXPECT_EQ(std::memcmp(a->GetPluginBlock(), b->GetPluginBlock(), 16), 0);
   EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 0), 0.25);
-
   // A block whose count uses only part of the capacity writes only that part.
-  fill_block(*a, 9);
-  const bytes part = SavedBytes([&](FILE *fl) { return a->Save(fl); });
-  EXPECT_EQ(part.size(), saved.size() - 7);
+  EXPECT_EQ(saved_of(*with_block(16, 9)).size(), saved.size() - 7);
 }
 
 TEST(EffectRecord, OneByteBeyondTheCapacityIsRefusedAndTheVariablesStillLoad) {
-  auto a = video(252);
-  ASSERT_TRUE(a->CreatePluginBlock(17));
-  animate(*a);
-  fill_block(*a, 17);
-  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); });
-
-  auto b = video(252);
-  ASSERT_TRUE(b->CreatePluginBlock(16));
-  auto f = FileWith(saved);
-  EXPECT_EQ(b->Load(f.get()), 0);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(b->GetPluginBlock()[i], 0) << i;
+  auto b = with_block(16);
+  EXPECT_EQ(load(*b, saved_of(*with_block(17, 17))), 0);
+  EXPECT_TRUE(block_is_zero(*b, 16));
   EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 0), 0.25);
   EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 1500), 0.75);
 }
 
 TEST(EffectRecord, DamagedRecordsFailCleanly) {
-  auto a = video(252);
-  ASSERT_TRUE(a->CreatePluginBlock(12));
-  animate(*a);
-  fill_block(*a, 12);
-  const bytes saved = SavedBytes([&](FILE *f) { return a->Save(f); });
+  auto a = with_block(12, 12);
+  const bytes saved = saved_of(*a);
   for (size_t cut : {size_t(0), size_t(2), size_t(8), size_t(14)}) {
-    auto b = video(252);
-    ASSERT_TRUE(b->CreatePluginBlock(12));
-    auto f = FileWith(bytes(saved.begin(), saved.begin() + cut));
-    EXPECT_EQ(b->Load(f.get()), 0) << cut;
+    auto b = with_block(12);
+    EXPECT_EQ(load(*b, bytes(saved.begin(), saved.begin() + cut)), 0) << cut;
     // Cut inside the block: the block stays zero. Cut in the variables' header: only they fail.
-    if (cut < 12) {
-      for (int i = 0; i < 12; ++i) EXPECT_EQ(b->GetPluginBlock()[i], 0) << cut;
-    }
+    EXPECT_TRUE(cut >= 12 || block_is_zero(*b, 12)) << cut;
   }
   // A count too small to hold itself is refused too.
   bytes small = saved;
   Put<uint32_t>(small, 0, 3);
-  auto b = video(252);
-  ASSERT_TRUE(b->CreatePluginBlock(12));
-  auto f = FileWith(small);
-  EXPECT_EQ(b->Load(f.get()), 0);
+  EXPECT_EQ(load(*with_block(12), small), 0);
   // A count beyond the capacity cannot be written.
-  uint32_t too_big = 13;
+  const uint32_t too_big = 13;
   std::memcpy(a->GetPluginBlock(), &too_big, 4);
   int ok = 1;
-  SavedBytes([&](FILE *fl) { return a->Save(fl); }, &ok);
+  saved_of(*a, &ok);
   EXPECT_EQ(ok, 0);
   EXPECT_FALSE(a->CreatePluginBlock(3));
 }

@@ -24,13 +24,8 @@ long long BytesRead() {
 
 TEST(ImportReads, AnUncompressedVideoCostsTheSameForTenSecondsAndAHundred) {
   project pr;
-  fixtures::media_recipe s;
-  s.video_codec = "rawvideo";
-  s.pix_fmt = "bgr24";
-  s.width = 256;
-  s.height = 192;
-  s.rate_num = 5;
-  s.gop = 1;
+  fixtures::media_recipe s{
+      .video_codec = "rawvideo", .pix_fmt = "bgr24", .width = 256, .height = 192, .rate_num = 5, .gop = 1};
   long long read[2] = {};
   for (int i = 0; i < 2; ++i) {
     s.frames = i == 0 ? 50 : 500;

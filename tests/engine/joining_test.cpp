@@ -2,14 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 
 #include "core/dialogs.h"
 #include "engine/enginetest.h"
 #include "engine/joining.h"
 #include "media/plugins.h"
 #include "media/surface.h"
+#include "support/mediafile.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -94,11 +94,7 @@ struct segmentproject : project {
   }
 };
 
-std::string Bytes(const std::string &file) {
-  std::ostringstream s;
-  s << std::ifstream(file, std::ios::binary).rdbuf();
-  return s.str();
-}
+using fixtures::ReadFileBytes;
 
 void ExpectSame(const std::string &joined, const std::string &whole) {
   const packets a = Read(joined), b = Read(whole);
@@ -145,7 +141,7 @@ TEST(Joining, RawAviOfAnyCutEqualsTheSingleMake) {
   // A segment of one frame at each end; the joined file is the single make's, byte for byte.
   const std::string joined = pr.MakeAndJoin("avi", "raw", {0, 1, n - 1, n}, "ends.avi");
   ExpectSame(joined, whole);
-  EXPECT_TRUE(Bytes(joined) == Bytes(whole));
+  EXPECT_TRUE(ReadFileBytes(joined) == ReadFileBytes(whole));
 }
 
 TEST(Joining, FramesOfUnevenLengthKeepTheirSound) {
@@ -177,7 +173,7 @@ TEST(Joining, WavSoundEqualsTheSingleMake) {
   const std::string whole = pr.Make("wav", nullptr, "whole.wav");
   ASSERT_FALSE(whole.empty());
   const std::string joined = pr.MakeAndJoin("wav", nullptr, {0, 6, pr.Count()}, "joined.wav");
-  EXPECT_TRUE(Bytes(joined) == Bytes(whole));
+  EXPECT_TRUE(ReadFileBytes(joined) == ReadFileBytes(whole));
 }
 
 TEST(Joining, PictureSequencesAreCopiedUnderTheOutputsNames) {
@@ -191,7 +187,8 @@ TEST(Joining, PictureSequencesAreCopiedUnderTheOutputsNames) {
   std::string why;
   ASSERT_TRUE(JoinSegments(parts, pr.dir.file("joined.png"), &why)) << why;
   for (const char *n : {"_000000.png", "_000005.png", "_000009.png"})
-    EXPECT_TRUE(Bytes(pr.dir.file(std::string("joined") + n)) == Bytes(pr.dir.file(std::string("whole") + n)))
+    EXPECT_TRUE(ReadFileBytes(pr.dir.file(std::string("joined") + n)) ==
+                ReadFileBytes(pr.dir.file(std::string("whole") + n)))
         << n;
   // A hole in the numbers is refused.
   std::remove(pr.dir.file("p4_000006.png").c_str());
@@ -223,12 +220,11 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
     EXPECT_EQ(why.find('\n'), std::string::npos);
   }
   // A part cut short (a stopped make) is found by its frame count.
-  const std::string bytes = Bytes(b);
-  std::ofstream(pr.dir.file("short.avi"), std::ios::binary)
-      .write(bytes.data(), std::streamsize(bytes.size() / 2));
+  std::filesystem::copy_file(b, pr.dir.file("short.avi"));
+  std::filesystem::resize_file(pr.dir.file("short.avi"), std::filesystem::file_size(b) / 2);
   std::string why;
   EXPECT_FALSE(JoinSegments({a, pr.dir.file("short.avi")}, pr.dir.file("out.avi"), &why));
   EXPECT_NE(why.find("frames, not the 20"), std::string::npos) << why;
   // Nothing is left where the joined file would have been.
-  EXPECT_TRUE(Bytes(pr.dir.file("out.avi")).empty());
+  EXPECT_TRUE(ReadFileBytes(pr.dir.file("out.avi")).empty());
 }

@@ -66,8 +66,7 @@ void ExpectTone(const uint8_t *pcm, int frames) {
 void CheckAvi(fileproject &pr, const std::string &file) {
   roa *r = mediareaders::AVIReadOpen(file.c_str());
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 160);
-  EXPECT_EQ(r->height, 120);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(160, 120));
   EXPECT_EQ(r->ratenum * 1.0 / r->rateden, 25.0);
   EXPECT_EQ(r->duration, kFrames * 40);
   for (int i : {0, 3, 4, 7, kFrames - 1}) {
@@ -81,10 +80,6 @@ void CheckAvi(fileproject &pr, const std::string &file) {
   ASSERT_NE(second, nullptr);
   ExpectTone(second, kFrames * 1764);  // 40 ms is 1764 sample frames
   mediareaders::AVIReadClose(r);
-  mmstream *m = mediareaders::StreamOpenRead(file.c_str());
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(m->audioduration, kFrames * 40);
-  mediareaders::StreamCloseRead(m);
 }
 
 }  // namespace
@@ -94,13 +89,4 @@ TEST(MakingFiles, RawAviHoldsTheComposedFramesExactly) {
   const std::string file = pr.Make("avi", "codec", "raw", "raw.avi");
   ASSERT_FALSE(file.empty());
   CheckAvi(pr, file);
-}
-
-TEST(MakingFiles, TheExtensionOfThePluginIsForced) {
-  fileproject pr;
-  const std::string file = pr.Make("avi", "codec", "raw", "named.mp4");
-  ASSERT_FALSE(file.empty());
-  FILE *f = std::fopen(pr.dir.file("named.avi").c_str(), "rb");
-  EXPECT_NE(f, nullptr);
-  if (f) std::fclose(f);
 }

@@ -210,16 +210,19 @@ TEST(Worker, AJobPostedInsideACriticalSectionWaitsForItsEnd) {
   EXPECT_EQ(g_jobs, (std::vector<int>{7}));
 }
 
-TEST(Worker, AHeadlessRootComposesOnItsWorker) {
+TEST(Worker, AHeadlessRootComposesOnItsWorkerAndMarksTheWindowForRedraw) {
   project pr;
-  std::atomic<int> done{0};
+  std::atomic<int> done{0}, redraws{0};
   pr.p->SetMessages([&](const char *t) {
     if (std::string(t) == "Done!") done = 1;
   });
+  pr.root()->SetRedrawCallback([&redraws] { ++redraws; });
   EXPECT_FALSE(pr.root()->WaitForIdle());  // no worker yet
   ASSERT_TRUE(pr.root()->PostJob(CLIP_JOB_COMPOSE));
   EXPECT_TRUE(pr.root()->WaitForIdle());
   EXPECT_EQ(done.load(), 1);
+  EXPECT_EQ(redraws.load(), 1);
+  pr.root()->SetRedrawCallback(nullptr);
   EXPECT_EQ(pr.root()->ClipCriticalStart(), 1);
   EXPECT_EQ(pr.root()->ClipCriticalEnd(), 0);
 }

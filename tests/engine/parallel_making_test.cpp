@@ -16,16 +16,15 @@ namespace {
 struct parallelproject : project {
   std::string saved;
   parallelproject() {
-    fixtures::media_recipe v;
-    v.video_codec = "rawvideo";
-    v.pix_fmt = "bgr24";
-    v.gradient = true;
-    v.width = 96;
-    v.height = 72;
-    v.frames = 20;
-    v.audio_codec = "pcm_s16le";
-    v.audio_rate = 44100;
-    v.audio_samples = 44100;
+    const fixtures::media_recipe v{.video_codec = "rawvideo",
+                                   .pix_fmt = "bgr24",
+                                   .gradient = true,
+                                   .width = 96,
+                                   .height = 72,
+                                   .frames = 20,
+                                   .audio_codec = "pcm_s16le",
+                                   .audio_rate = 44100,
+                                   .audio_samples = 44100};
     const std::string video = fixtures::WriteTempMedia("parallel.avi", v);
     Solid(root(), pix32(10, 200, 30, 255), 0, 1000, 3);
     EXPECT_NE(p->AddMedia(root(), video.c_str(), 0, 2), nullptr);

@@ -1,6 +1,8 @@
 // The host's entry: a new project starts empty, the printed tree, and files that are no project.
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "effects/effect.h"
 #include "engine/enginetest.h"
 #include "time/memfile.h"
@@ -57,9 +59,7 @@ TEST(Project, AFileThatIsNoProjectLeavesANewOne) {
   clip *still = pr.Still(pr.root(), "pic.bmp", 4, 4, 0, 2000, 0);
   const std::string single = pr.dir.file("single.vmp"), junk = pr.dir.file("junk.vmp");
   ASSERT_TRUE(still->ProjectSave(single.c_str()));  // one media clip, not an arrangement
-  FILE *f = std::fopen(junk.c_str(), "wb");
-  std::fputs("nothing of the kind", f);
-  std::fclose(f);
+  std::ofstream(junk) << "nothing of the kind";
   for (const std::string &path : {single, junk, pr.dir.file("absent.vmp")}) {
     EXPECT_FALSE(pr.p->Load(path.c_str())) << path;
     EXPECT_TRUE(pr.root()->IsArrangement());

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "core/dialogs.h"
 #include "core/vemowin.h"
@@ -27,6 +28,7 @@ bytes SaveOf(clip *c) {
 }
 
 int32_t I32(const bytes &b, size_t at) { return Get<int32_t>(b, at); }
+using ints = std::vector<int32_t>;
 
 // A project of every kind of clip: stills with keys and an offset, a text and a gradient,
 // a sub-arrangement with children, effects with keys, an audio master, mutes.
@@ -76,18 +78,12 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
   const bytes vars = SavedBytes([&](FILE *f) { return c.tfSave(f); });
   ASSERT_EQ(b.size(), 5800u + vars.size());
   EXPECT_TRUE(std::equal(vars.begin(), vars.end(), b.begin() + 5800));
-  EXPECT_EQ(I32(b, 0), 5800);
   EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "lonely");
   EXPECT_STREQ(reinterpret_cast<const char *>(&b[260]), "/media/x.avi");
-  EXPECT_EQ(I32(b, 520), 1234);
-  EXPECT_EQ(I32(b, 524), 5678);
-  EXPECT_EQ(I32(b, 540), 11);
-  EXPECT_EQ(I32(b, 544), 22);
-  EXPECT_EQ(I32(b, 552), 3);
-  EXPECT_EQ(I32(b, 564), 0);
+  // Size, start, length, make range, track, children, audio master, source type.
+  EXPECT_EQ(Fields<int32_t>(b, {0, 520, 524, 540, 544, 552, 564, 1152, 1176}),
+            (ints{5800, 1234, 5678, 11, 22, 3, 0, -1, 0}));
   EXPECT_NE(I32(b, 568), 0);  // not an arrangement
-  EXPECT_EQ(I32(b, 1152), -1);
-  EXPECT_EQ(I32(b, 1176), 0);
 }
 
 TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
@@ -95,26 +91,17 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   BuildRich(pr, pr.dir.path());
   pr.root()->ChangeVideoFps(638);
   const bytes b = SaveOf(pr.root());
-  EXPECT_EQ(I32(b, 564), 3);     // children
-  EXPECT_EQ(I32(b, 568), 0);     // an arrangement
-  EXPECT_EQ(I32(b, 1152), 2);    // the sub-arrangement is the audio master
-  EXPECT_EQ(I32(b, 1160), 80);   // 160 / 120
-  EXPECT_EQ(I32(b, 1164), 638);  // 24 fps
-  EXPECT_EQ(I32(b, 1176), 0);
-  EXPECT_EQ(I32(b, 540), 250);
-  EXPECT_EQ(I32(b, 544), 4750);
+  // Three children, an arrangement, the sub-arrangement (child 2) the audio master, 160 x 120
+  // (choice 80) at 24 fps (638), no source type, the make range.
+  EXPECT_EQ(Fields<int32_t>(b, {564, 568, 1152, 1160, 1164, 1176, 540, 544}),
+            (ints{3, 0, 2, 80, 638, 0, 250, 4750}));
   // The first child follows the root's block, variables; its effects are listed by type.
   const bytes rootvars = SavedBytes([&](FILE *f) { return pr.root()->tfSave(f); });
   const size_t a = 5800 + rootvars.size();
-  EXPECT_EQ(I32(b, a + 520), 800);
-  EXPECT_EQ(I32(b, a + 524), 2300);
-  EXPECT_EQ(I32(b, a + 528), 700);
-  EXPECT_EQ(I32(b, a + 560), 1);  // video muted
-  EXPECT_EQ(I32(b, a + 572), 2);
-  EXPECT_EQ(I32(b, a + 576), 0);
-  EXPECT_EQ(I32(b, a + 836), 28);
-  EXPECT_EQ(I32(b, a + 840), 103);
-  EXPECT_EQ(I32(b, a + 844), 0);
+  // Start, length, offset, video muted, two video and no audio effects, their types.
+  EXPECT_EQ(
+      Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
+      (ints{800, 2300, 700, 1, 2, 0, 28, 103, 0}));
   clip *sub = pr.root()->GetChild(2);
   EXPECT_EQ(I32(SaveOf(pr.root()->GetChild(1)), 1176), 172);
   EXPECT_EQ(I32(SaveOf(sub), 1176), 412);
@@ -164,17 +151,15 @@ TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
   ASSERT_GT(whole.size(), 2 * 5800u);
 
   vemoproject target;
-  for (size_t cut = 0; cut < whole.size(); ++cut) {
-    FILE *f = fmemopen(const_cast<uint8_t *>(whole.data()), cut, "rb");
-    if (!f) f = std::tmpfile();  // an empty buffer
-    ASSERT_NE(f, nullptr);
-    const int ok = target.Root()->Load(f);
-    std::fclose(f);
-    ASSERT_EQ(ok, 0) << "a project cut to " << cut << " of " << whole.size() << " bytes loaded";
-  }
-  FILE *f = fmemopen(const_cast<uint8_t *>(whole.data()), whole.size(), "rb");
-  EXPECT_EQ(target.Root()->Load(f), 1);
-  std::fclose(f);
+  auto load = [&](size_t n) {  // from memory: a temporary file per cut would be slow
+    FILE *f = n ? fmemopen(const_cast<uint8_t *>(whole.data()), n, "rb") : std::tmpfile();
+    const int ok = f ? target.Root()->Load(f) : -1;
+    if (f) std::fclose(f);
+    return ok;
+  };
+  for (size_t cut = 0; cut < whole.size(); ++cut)
+    ASSERT_EQ(load(cut), 0) << "a project cut to " << cut << " of " << whole.size() << " bytes loaded";
+  EXPECT_EQ(load(whole.size()), 1);
   EXPECT_EQ(SaveOf(target.Root()), whole);
 }
 
@@ -286,11 +271,8 @@ TEST(ProjectFile, AMissingFileCanBeLocated) {
   EXPECT_TRUE(d.IsMediaMissing());
   // A file no reader takes fails without a question.
   const int shown = ui.boxes_shown;
-  const std::string junk = pr.dir.file("junk.bin");
-  FILE *j = std::fopen(junk.c_str(), "wb");
-  std::fputs("not a medium", j);
-  std::fclose(j);
-  EXPECT_EQ(d.ClipImport(junk.c_str()), 0);
+  std::ofstream(pr.dir.file("junk.bin")) << "not a medium";
+  EXPECT_EQ(d.ClipImport(pr.dir.file("junk.bin").c_str()), 0);
   EXPECT_EQ(ui.boxes_shown, shown);
 }
 
@@ -372,10 +354,8 @@ TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
     const int32_t unknown = 9999;
     std::memcpy(&whole[field], &unknown, 4);
   }
-  FILE *f = fmemopen(whole.data(), whole.size(), "rb");
   vemoproject loaded;
-  ASSERT_EQ(loaded.Root()->Load(f), 1);
-  std::fclose(f);
+  ASSERT_EQ(loaded.Root()->Load(FileWith(whole).get()), 1);
   clip *child = loaded.Root()->GetChild(0);
   ASSERT_EQ(child->GetVideoEffectCount(), 2);
   EXPECT_EQ(child->GetVideoEffect(0)->GetID(), 9999);

@@ -11,24 +11,29 @@ using namespace enginetest;
 
 namespace {
 
-clip *Child(vemowin &context, clip *parent, int start, int length, int track) {
-  clip *c = new clip(&context);
-  EXPECT_TRUE(parent->ClipInsertChild(c));
-  c->SetPosition(start);
-  c->SetSize(length);
-  c->SetTrack(track);
-  return c;
-}
+// An arrangement root with children placed by hand.
+struct Rooted : testing::Test {
+  vemowin context;
+  clip root{&context, nullptr};
+  clip *Child(int start, int length, int track) {
+    clip *c = new clip(&context);
+    EXPECT_TRUE(root.ClipInsertChild(c));
+    c->SetPosition(start);
+    c->SetSize(length);
+    c->SetTrack(track);
+    return c;
+  }
+};
+using Tree = Rooted;
+using Arrangement = Rooted;
 
 }  // namespace
 
-TEST(Tree, TracksCountFreeAndCheckOverlaps) {
-  vemowin context;
-  clip root(&context, nullptr);
+TEST_F(Tree, TracksCountFreeAndCheckOverlaps) {
   EXPECT_EQ(root.ClipTrackCount(), 0);
   EXPECT_EQ(root.ClipTrackFree(0), 0);
-  clip *a = Child(context, &root, 0, 1000, 0);
-  clip *b = Child(context, &root, 1000, 500, 2);
+  clip *a = Child(0, 1000, 0);
+  clip *b = Child(1000, 500, 2);
   EXPECT_EQ(root.ClipTrackCount(), 3);
   // Touching is not overlapping; overlapping by a millisecond is.
   EXPECT_TRUE(root.ClipChildTrackCheck(b, 0));
@@ -43,13 +48,11 @@ TEST(Tree, TracksCountFreeAndCheckOverlaps) {
   EXPECT_EQ(a->GetTrack(), 1);
 }
 
-TEST(Tree, CompressingMovesChildrenUpWhereTheirTimeIsFree) {
-  vemowin context;
-  clip root(&context, nullptr);
-  clip *a = Child(context, &root, 0, 1000, 0);
-  clip *b = Child(context, &root, 500, 1000, 3);   // overlaps a: stops on track 1
-  clip *c = Child(context, &root, 1000, 1000, 5);  // touches a: rises to track 0? b is in the way on 1
-  clip *d = Child(context, &root, 3000, 100, 4);   // free all the way up
+TEST_F(Tree, CompressingMovesChildrenUpWhereTheirTimeIsFree) {
+  clip *a = Child(0, 1000, 0);
+  clip *b = Child(500, 1000, 3);   // overlaps a: stops on track 1
+  clip *c = Child(1000, 1000, 5);  // touches a: rises to track 0? b is in the way on 1
+  clip *d = Child(3000, 100, 4);   // free all the way up
   root.ClipCompressTracks();
   EXPECT_EQ(a->GetTrack(), 0);
   EXPECT_EQ(b->GetTrack(), 1);
@@ -63,12 +66,10 @@ TEST(Tree, CompressingMovesChildrenUpWhereTheirTimeIsFree) {
   EXPECT_EQ(c->GetTrack(), 2);
 }
 
-TEST(Tree, DeletingChildrenKeepsTheListAndTheCurrentChildRight) {
-  vemowin context;
-  clip root(&context, nullptr);
-  clip *a = Child(context, &root, 0, 1000, 0);
-  clip *b = Child(context, &root, 0, 1000, 1);
-  clip *c = Child(context, &root, 0, 1000, 2);
+TEST_F(Tree, DeletingChildrenKeepsTheListAndTheCurrentChildRight) {
+  clip *a = Child(0, 1000, 0);
+  clip *b = Child(0, 1000, 1);
+  clip *c = Child(0, 1000, 2);
   EXPECT_EQ(root.GetCurrentChild(), c);
   root.SetAudioMaster(b);
   EXPECT_EQ(root.ChildDelete(b), QA_UPDATE);
@@ -83,13 +84,11 @@ TEST(Tree, DeletingChildrenKeepsTheListAndTheCurrentChildRight) {
   EXPECT_EQ(root.GetCurrentChild(), nullptr);
 }
 
-TEST(Tree, DeletingFromTheArrangementAsksThenClosesTheGap) {
-  vemowin context;
-  clip root(&context, nullptr);
-  clip *a = Child(context, &root, 0, 1000, 0);
-  clip *b = Child(context, &root, 1000, 2000, 0);
-  clip *c = Child(context, &root, 3000, 500, 0);
-  clip *d = Child(context, &root, 500, 3000, 1);
+TEST_F(Tree, DeletingFromTheArrangementAsksThenClosesTheGap) {
+  clip *a = Child(0, 1000, 0);
+  clip *b = Child(1000, 2000, 0);
+  clip *c = Child(3000, 500, 0);
+  clip *d = Child(500, 3000, 1);
   b->SetName("middle");
   root.SelectCurrent(b);
   headless_dialogs &ui = HeadlessDialogs();
@@ -110,9 +109,7 @@ TEST(Tree, DeletingFromTheArrangementAsksThenClosesTheGap) {
   EXPECT_EQ(root.GetCriticalCount(), 0);
 }
 
-TEST(Tree, FormatAndFrameRateChangesFallBackOnUnknownChoices) {
-  vemowin context;
-  clip root(&context, nullptr);
+TEST_F(Tree, FormatAndFrameRateChangesFallBackOnUnknownChoices) {
   ASSERT_TRUE(root.ChangeVideoFormat(321));
   EXPECT_EQ(root.GetSurfaceRectangle().bottom, 480);
   EXPECT_EQ(root.GetDestinationSurface()->width, 720);
@@ -129,7 +126,7 @@ TEST(Tree, FormatAndFrameRateChangesFallBackOnUnknownChoices) {
   EXPECT_EQ(plain.GetWorkSurface(0), nullptr);
 }
 
-TEST(Tree, StateQueriesFollowMediaAndMutes) {
+TEST_F(Tree, StateQueriesFollowMediaAndMutes) {
   project pr;
   clip *sub = pr.p->AddArrangement(pr.root(), 0, 1000, 0);
   clip *pic = pr.Still(sub, "p.bmp", 4, 4, 0, 1000, 0);
@@ -154,7 +151,7 @@ TEST(Tree, StateQueriesFollowMediaAndMutes) {
   EXPECT_EQ(sub->GetChildCount(), 0);
 }
 
-TEST(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
+TEST_F(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
   fixtures::media_recipe recipe;  // 64 x 48 MJPEG, 25 fps, 50 flat frames
   const std::string path = fixtures::WriteTempMedia("ctm.avi", recipe);
   project pr;
@@ -190,9 +187,7 @@ TEST(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
   EXPECT_EQ(reads, 1);
 }
 
-TEST(Arrangement, ZoomBandAndDragFollowTheirLimits) {
-  vemowin context;
-  clip root(&context, nullptr);
+TEST_F(Arrangement, ZoomBandAndDragFollowTheirLimits) {
   root.SetSize(60000);
   root.SetVisibleSpan(45);
   EXPECT_EQ(root.ArrZoomIn(), QA_UPDATE);
@@ -219,7 +214,7 @@ TEST(Arrangement, ZoomBandAndDragFollowTheirLimits) {
   root.SetArrangeArea(RECT{0, 0, 800, 2000});
   EXPECT_EQ(root.ArrBandAll(), QA_UPDATE);
   EXPECT_EQ(root.GetBandHeight(), 512);
-  Child(context, &root, 0, 100, 300);
+  Child(0, 100, 300);
   EXPECT_EQ(root.ArrBandAll(), QA_UPDATE);
   EXPECT_EQ(root.GetBandHeight(), 10);
   root.SetArrangeArea(RECT{0, 0, 800, 302 * 33 + 5});
@@ -237,10 +232,8 @@ TEST(Arrangement, ZoomBandAndDragFollowTheirLimits) {
   EXPECT_EQ(root.GetVisibleSpan(), 0);
 }
 
-TEST(Arrangement, TheSliderDefaultCountsTheStartTwice) {
-  vemowin context;
-  clip root(&context, nullptr);
-  clip *c = Child(context, &root, 2000, 3000, 0);
+TEST_F(Arrangement, TheSliderDefaultCountsTheStartTwice) {
+  clip *c = Child(2000, 3000, 0);
   EXPECT_EQ(c->ClipResetArrangeSlider(), 1);
   EXPECT_EQ(c->GetVisibleSpan(), 7000);
   EXPECT_EQ(c->GetViewStart(), 2000);
@@ -254,7 +247,7 @@ TEST(Arrangement, TheSliderDefaultCountsTheStartTwice) {
   EXPECT_EQ(root.GetVisibleSpan(), 9000);
 }
 
-TEST(Tree, ClipVariableIDsAreThoseOfTheTable) {
+TEST_F(Tree, ClipVariableIDsAreThoseOfTheTable) {
 #define VEMO_CHECK_ROW(key, number)                 \
   {                                                 \
     const tfdecl *row = FindDeclaredVariable(#key); \

@@ -8,6 +8,7 @@
 #include "core/vemo.h"
 #include "imagefixtures.h"
 #include "media/surface.h"
+#include "support/wavfile.h"
 #include "surfacetest.h"
 
 namespace {
@@ -182,8 +183,7 @@ TEST(ImageBMP, AbsurdHeadersAreRefused) {
 TEST(ImageICO, LargestImageWithAlphaFromMaskOrChannel) {
   auto s = decode(DecodeICO, make_ico({icon32(), icon4()}));
   ASSERT_TRUE(s);
-  ASSERT_EQ(s->width, 4);
-  ASSERT_EQ(s->height, 2);
+  ASSERT_EQ(std::pair(s->width, s->height), std::pair(4, 2));
   EXPECT_EQ(words(s.get()), (std::vector<uint32_t>{0x00445566, 0xFF445566, 0xFF112233, 0xFF112233, 0xFF112233,
                                                    0x00445566, 0xFF445566, 0x00112233}));
   s = decode(DecodeICO, make_ico({icon32()}, 2));  // a cursor; the channel is the alpha
@@ -204,22 +204,18 @@ TEST(ImageICO, LargestImageWithAlphaFromMaskOrChannel) {
 }
 
 TEST(ImageICO, IconFileReaderIsInstalled) {
-  const std::string path = temp_path("reader.ico");
-  ASSERT_TRUE(write_file(path, make_ico({icon4()})));
-  HICON h = vemo::IconLoadByFileName(path.c_str());
+  HICON h = vemo::IconLoadByFileName(fixtures::WriteTempFile("reader.ico", make_ico({icon4()})).c_str());
   ASSERT_NE(h, nullptr);
   ASSERT_EQ(h->pixels.size(), 8u);
   EXPECT_EQ(h->pixels[1], 0xFF445566u);
   DestroyIcon(h);
-  std::remove(path.c_str());
 }
 
 TEST(ImageJPEG, ColourAndGreyWithinTolerance) {
   const auto px = quadrants(32, 16);
   auto s = decode(DecodeJPEG, make_jpeg(32, 16, px, 95));
   ASSERT_TRUE(s);
-  ASSERT_EQ(s->width, 32);
-  ASSERT_EQ(s->height, 16);
+  ASSERT_EQ(std::pair(s->width, s->height), std::pair(32, 16));
   for (auto [x, y] : {std::pair{4, 4}, {27, 3}, {5, 12}, {28, 12}}) {
     const pix32 got = at(s.get(), x, y), want = px[size_t(y) * 32 + x];
     EXPECT_NEAR(got.r, want.r, 8) << x << "," << y;
@@ -261,8 +257,7 @@ TEST(ImagePNGAndGIF, AlphaKeptOnlyWhereThePictureHasIt) {
 TEST(ImageWMF, SolidRectangleRendersAtItsNaturalSize) {
   auto s = decode(DecodeWMF, make_wmf(40, 20));
   ASSERT_TRUE(s);
-  EXPECT_EQ(s->width, 40);
-  EXPECT_EQ(s->height, 20);
+  EXPECT_EQ(std::pair(s->width, s->height), std::pair(40, 20));
   const pix32 mid = at(s.get(), 20, 10);
   EXPECT_EQ(mid, pix32(255, 0, 0, 0));
 }
@@ -279,21 +274,17 @@ TEST(ImageWMF, ALargestRecordOutsideTheFileOrTooSmallIsRefused) {
 
 TEST(SurfaceLoad, PicksTheDecoderByExtension) {
   const bytes bmp = make_bmp({.pixels = {1, 2, 3, 0}});
-  const std::string upper = temp_path("X.BMP"), dib = temp_path("x.dib"), txt = temp_path("x.txt"),
-                    bare = temp_path(".bmp"), emf = temp_path("x.emf");
-  for (const auto &p : {upper, dib, txt, emf}) ASSERT_TRUE(write_file(p, bmp));
-  owned_surface s(surface::SurfaceLoad(upper.c_str()));
+  auto load = [](const std::string &path) { return owned_surface(surface::SurfaceLoad(path.c_str())); };
+  auto loads = [&](const char *name, const bytes &b) { return bool(load(fixtures::WriteTempFile(name, b))); };
+  owned_surface s = load(fixtures::WriteTempFile("X.BMP", bmp));
   ASSERT_TRUE(s);
   EXPECT_EQ(at(s.get(), 0, 0).word(), 0x030201u);
-  EXPECT_TRUE(owned_surface(surface::SurfaceLoad(dib.c_str())));
-  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(txt.c_str())));
-  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(emf.c_str())));
-  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(".bmp")));  // the name must be longer than it
-  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(temp_path("missing.jpg").c_str())));
-  const std::string jpg = temp_path("x.JPEG");
-  ASSERT_TRUE(write_file(jpg, make_jpeg(8, 8, quadrants(8, 8), 90)));
-  EXPECT_TRUE(owned_surface(surface::SurfaceLoad(jpg.c_str())));
-  for (const auto &p : {upper, dib, txt, emf, jpg}) std::remove(p.c_str());
+  EXPECT_TRUE(loads("x.dib", bmp));
+  EXPECT_FALSE(loads("x.txt", bmp));
+  EXPECT_FALSE(loads("x.emf", bmp));
+  EXPECT_FALSE(load(".bmp"));  // the name must be longer than it
+  EXPECT_FALSE(load("/nonexistent/missing.jpg"));
+  EXPECT_TRUE(loads("x.JPEG", make_jpeg(8, 8, quadrants(8, 8), 90)));
 }
 
 // An enhanced metafile has no renderer: it fails as an unsupported format, named .emf or .wmf,
@@ -302,15 +293,12 @@ TEST(SurfaceLoad, EnhancedMetafilesAreAnUnsupportedFormat) {
   bytes emf(88, 0);
   emf[0] = 1;                                                  // the header record's type
   emf[40] = ' ', emf[41] = 'E', emf[42] = 'M', emf[43] = 'F';  // its signature
-  const std::string as_emf = temp_path("e.emf"), as_wmf = temp_path("e.wmf"), junk = temp_path("j.wmf");
-  ASSERT_TRUE(write_file(as_emf, emf) && write_file(as_wmf, emf) && write_file(junk, bytes(88, 7)));
-  for (const auto &p : {as_emf, as_wmf}) {
-    EXPECT_FALSE(owned_surface(surface::SurfaceLoad(p.c_str()))) << p;
-    EXPECT_STREQ(SurfaceLoadFailure(), "unsupported picture format") << p;
+  for (const char *name : {"e.emf", "e.wmf"}) {
+    EXPECT_FALSE(owned_surface(surface::SurfaceLoad(fixtures::WriteTempFile(name, emf).c_str()))) << name;
+    EXPECT_STREQ(SurfaceLoadFailure(), "unsupported picture format") << name;
   }
-  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(junk.c_str())));
+  EXPECT_FALSE(owned_surface(surface::SurfaceLoad(fixtures::WriteTempFile("j.wmf", bytes(88, 7)).c_str())));
   EXPECT_STREQ(SurfaceLoadFailure(), "");
-  for (const auto &p : {as_emf, as_wmf, junk}) std::remove(p.c_str());
 }
 
 // Every decoder refuses every cut of a good file (flipped bytes are the fuzz targets' part).

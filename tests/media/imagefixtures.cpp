@@ -1,8 +1,6 @@
 // Image files written by the tests themselves.
 #include "imagefixtures.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 
@@ -226,16 +224,4 @@ bytes make_wmf(int w, int h) {
   put16(out, 0);
   out.insert(out.end(), records.begin(), records.end());
   return out;
-}
-
-bool write_file(const std::string &path, const bytes &b) {
-  FILE *f = std::fopen(path.c_str(), "wb");
-  if (!f) return false;
-  const bool ok = std::fwrite(b.data(), 1, b.size(), f) == b.size();
-  return std::fclose(f) == 0 && ok;
-}
-
-std::string temp_path(const std::string &name) {
-  const char *tmp = std::getenv("TMPDIR");
-  return std::string(tmp && *tmp ? tmp : "/tmp") + "/lvtest_" + std::to_string(getpid()) + "_" + name;
 }

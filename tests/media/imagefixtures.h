@@ -41,6 +41,3 @@ bytes make_gif(int w, int h, const std::vector<uint8_t> &indices, const std::vec
                int transparent);
 // A placeable metafile of w x h units at 96 per inch filled with one solid red rectangle.
 bytes make_wmf(int w, int h);
-
-bool write_file(const std::string &path, const bytes &b);
-std::string temp_path(const std::string &name);

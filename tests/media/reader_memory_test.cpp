@@ -46,14 +46,13 @@ constexpr bool kSanitized = false;
 TEST(ReaderMemory, ALargeLosslessFrameCostsItsPicturesNotOnePerThread) {
   if (kSanitized) GTEST_SKIP() << "a sanitizer's quarantine holds on to freed memory";
   constexpr int kSide = 4096;
-  media_recipe s;
-  s.video_codec = "huffyuv";
-  s.pix_fmt = "yuv422p";
-  s.gradient = true;
-  s.width = kSide;
-  s.height = kSide;
-  s.frames = 2;
-  s.gop = 1;
+  const media_recipe s{.video_codec = "huffyuv",
+                       .pix_fmt = "yuv422p",
+                       .gradient = true,
+                       .width = kSide,
+                       .height = kSide,
+                       .frames = 2,
+                       .gop = 1};
   const std::string path = WriteTempMedia("large.avi", s);
   if (!ResetPeak()) GTEST_SKIP() << "the peak resident size cannot be reset here";
   const long before = StatusKiB("VmRSS");

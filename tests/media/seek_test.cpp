@@ -116,24 +116,6 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
   EXPECT_LE(worst, bound);
 }
 
-// A minute of H.264 with B-frames in MP4: a fresh reader asked for a frame early, in the middle
-// or near the end decodes one group of pictures, wherever that is.
-TEST(SeekCost, FirstReadOfALongFileDoesNotGrowWithThePosition) {
-  if (!HaveEncoder("libx264")) GTEST_SKIP() << "libx264 is not available";
-  media_recipe s;
-  s.format = "mp4", s.video_codec = "libx264", s.width = 32, s.height = 32, s.frames = 1500, s.gop = 10,
-  s.max_b_frames = 3;
-  const std::string path = WriteTempMedia("long.mp4", s);
-  for (int k : {30, 750, 1490}) {
-    reader r(path, false);
-    ASSERT_TRUE(r.open());
-    KORSurface *f = r.Read(StartMs(k));
-    ASSERT_NE(f, nullptr) << k;
-    EXPECT_EQ(ShownFrame(f, 216), k % 216) << k;
-    EXPECT_LE(r.Decoded(), s.gop + s.max_b_frames + 3) << k;
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(Containers, SeekEverywhere,
                          ::testing::Values(container_case{"avi_mjpeg", "avi", "mjpeg", 0, true},
                                            container_case{"avi_mpeg4_b", "avi", "mpeg4", 2, true},

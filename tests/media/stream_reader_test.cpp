@@ -37,8 +37,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 1);
   EXPECT_EQ(m->audiovalid, 0);
-  EXPECT_EQ(m->width, 64);
-  EXPECT_EQ(m->height, 48);
+  EXPECT_EQ(std::pair(m->width, m->height), std::pair(64, 48));
   const int64_t length = int64_t(s.frames) * 1000 * f.den / f.num;
   // Some containers leave out the last frame's span; program streams only estimate their
   // length from the time stamps they find near the end.
@@ -59,12 +58,9 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
-                         ::testing::Values(family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 25, 1},
-                                           family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 30000, 1001},
-                                           family{"mkv_ffv1", "matroska", "ffv1", 0, 25, 1},
+                         ::testing::Values(family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 30000, 1001},
                                            family{"mkv_ffv1", "matroska", "ffv1", 0, 30000, 1001},
                                            family{"mov_mjpeg", "mov", "mjpeg", 0, 30000, 1001},
-                                           family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 25, 1},
                                            family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 30000, 1001},
                                            family{"asf_wmv2", "asf", "wmv2", 0, 30000, 1001},
                                            family{"mkv_h264", "matroska", "libx264", 3, 30000, 1001},

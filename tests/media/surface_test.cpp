@@ -13,8 +13,7 @@
 TEST(Surface, WidthFiveHasPitchEightAndLockingLeavesTheRecordAlone) {
   KORSurface *s = surface::SurfaceCreate(5, 3);
   ASSERT_NE(s, nullptr);
-  EXPECT_EQ(s->width, 5);
-  EXPECT_EQ(s->height, 3);
+  EXPECT_EQ(std::pair(s->width, s->height), std::pair(5, 3));
   EXPECT_EQ(s->pitch, 8);
   EXPECT_EQ(s->desc.pitchbytes, 32);
   surf a;
@@ -44,8 +43,7 @@ TEST(Surface, CropCopiesTheRectangleOrRefuses) {
   fill_random(s.get(), 8);
   owned_surface c(surface::SurfaceCrop(s.get(), RECT{2, 1, 6, 5}));
   ASSERT_TRUE(c);
-  EXPECT_EQ(c->width, 4);
-  EXPECT_EQ(c->height, 4);
+  EXPECT_EQ(std::pair(c->width, c->height), std::pair(4, 4));
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) EXPECT_EQ(at(c.get(), x, y), at(s.get(), x + 2, y + 1));
   EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{2, 1, 7, 5}), nullptr);   // past the right edge
@@ -82,8 +80,7 @@ TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
   for (int key : {surface::LOGO_KEY_FIRST, surface::LOGO_KEY_SECOND}) {
     KORSurface *logo = manager->CacheSurfaceGet(key);
     ASSERT_NE(logo, nullptr);
-    EXPECT_EQ(logo->width, 300);
-    EXPECT_EQ(logo->height, 293);
+    EXPECT_EQ(std::pair(logo->width, logo->height), std::pair(300, 293));
   }
   EXPECT_EQ(manager->CacheCount(), 4);
 }

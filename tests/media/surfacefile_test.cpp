@@ -3,28 +3,28 @@
 
 #include <cstdio>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
-
 #include "core/byteorder.h"
 #include "core/vemowin.h"
 #include "imagefixtures.h"
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
+#include "support/wavfile.h"
 #include "surfacetest.h"
 
 using byteorder::le32;
 using fixtures::ReadFileBytes;
 
+namespace {
+const fixtures::temp_dir dir;
+}  // namespace
+
 TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
   auto s = make_surface(1, 1);
   at(s.get(), 0, 0) = pix32(0x30, 0x20, 0x10, 0x99);
-  const std::string path = temp_path("one.bmp");
+  const std::string path = dir.file("one.bmp");
   ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
   const bytes b = ReadFileBytes(path);
-  std::remove(path.c_str());
   const bytes expect = {
       'B',  'M',  58,   0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,         // file header
       40,   0,    0,    0, 1, 0, 0, 0, 1, 0, 0,  0, 1, 0, 24, 0,  // size, w, h, planes, bits
@@ -36,16 +36,15 @@ TEST(SurfaceSave, OnePixelMakesA58ByteFile) {
   EXPECT_FALSE(surface::SurfaceSave(nullptr, path.c_str()));
 }
 
-TEST(SurfaceSave, ReadsBackThroughOurLoaderAndFFmpeg) {
+TEST(SurfaceSave, ReadsBackThroughTheLoader) {
   auto s = make_surface(5, 3);
   fill_random(s.get(), 42);
-  const std::string path = temp_path("five.bmp");
-  ASSERT_TRUE(surface::SurfaceSave(s.get(), path.c_str()));
-  const bytes b = ReadFileBytes(path);
-  std::remove(path.c_str());
+  ASSERT_TRUE(surface::SurfaceSave(s.get(), dir.file("five.bmp").c_str()));
+  const bytes b = ReadFileBytes(dir.file("five.bmp"));
   ASSERT_EQ(b.size(), 54u + 16u * 3u);
   EXPECT_EQ(le32(b.data() + 2), 54u + 48u);
 
+  // The decoder is checked against hand-made files: reading back checks row order and padding.
   owned_surface ours(DecodeBMP(b.data(), b.size()));
   ASSERT_TRUE(ours);
   for (int y = 0; y < 3; ++y)
@@ -53,31 +52,6 @@ TEST(SurfaceSave, ReadsBackThroughOurLoaderAndFFmpeg) {
       const pix32 p = at(s.get(), x, y);
       EXPECT_EQ(at(ours.get(), x, y), pix32(p.r, p.g, p.b, 0));
     }
-
-  const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_BMP);
-  ASSERT_NE(codec, nullptr);
-  AVCodecContext *ctx = avcodec_alloc_context3(codec);
-  ASSERT_GE(avcodec_open2(ctx, codec, nullptr), 0);
-  AVPacket *pkt = av_packet_alloc();
-  ASSERT_GE(av_new_packet(pkt, int(b.size())), 0);
-  std::copy(b.begin(), b.end(), pkt->data);
-  AVFrame *f = av_frame_alloc();
-  ASSERT_GE(avcodec_send_packet(ctx, pkt), 0);
-  ASSERT_GE(avcodec_receive_frame(ctx, f), 0);
-  ASSERT_EQ(f->format, AV_PIX_FMT_BGR24);
-  ASSERT_EQ(f->width, 5);
-  ASSERT_EQ(f->height, 3);
-  for (int y = 0; y < 3; ++y)
-    for (int x = 0; x < 5; ++x) {
-      const uint8_t *q = f->data[0] + y * f->linesize[0] + 3 * x;
-      const pix32 p = at(s.get(), x, y);
-      EXPECT_EQ(q[0], p.b);
-      EXPECT_EQ(q[1], p.g);
-      EXPECT_EQ(q[2], p.r);
-    }
-  av_frame_free(&f);
-  av_packet_free(&pkt);
-  avcodec_free_context(&ctx);
 }
 
 TEST(SurfaceSave, ClipboardChunkIsAPackedBottomUpDib) {

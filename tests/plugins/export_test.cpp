@@ -90,12 +90,8 @@ int64_t Mismatches(const uint8_t *pcm, const make_spec &recipe, int64_t first, i
 
 TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
   ASSERT_EQ(Plugin("avi")->SetOption("codec", "raw"), 1);
-  make_spec recipe;
-  recipe.width = 37;  // rows of 111 bytes: the file pads them, the reader must not see it
-  recipe.height = 21;
-  recipe.fps = 10;
-  recipe.ms = 1200;
-  recipe.gradient = true;
+  // Rows of 111 bytes: the file pads them, the reader must not see it.
+  make_spec recipe{.width = 37, .height = 21, .fps = 10, .ms = 1200, .gradient = true};
   const std::string file = dir.file("raw.avi");
   Make("avi", file, recipe);
   ASSERT_EQ(frames, 12);
@@ -103,8 +99,7 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
 
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 37);
-  EXPECT_EQ(r->height, 21);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(37, 21));
   EXPECT_EQ(r->ratenum * 1, r->rateden * 10);
   EXPECT_EQ(r->duration, 1200);
   for (int i : {0, 1, 6, 11}) {
@@ -122,16 +117,13 @@ TEST_F(Export, RawAviHoldsTheExactPicturesAndSound) {
 }
 
 TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
-  make_spec recipe;
-  recipe.width = 63;  // odd sides are coded as they are
-  recipe.height = 47;
+  make_spec recipe{.width = 63, .height = 47};  // odd sides are coded as they are
   const std::string file = dir.file("mjpeg.avi");
   Make("avi", file, recipe);
   ASSERT_EQ(frames, 10);
   std::unique_ptr<roa, avi_closer> r(mediareaders::AVIReadOpen(file.c_str()));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->width, 63);
-  EXPECT_EQ(r->height, 47);
+  EXPECT_EQ(std::pair(r->width, r->height), std::pair(63, 47));
   EXPECT_EQ(r->ratenum * 1, r->rateden * 25);
   EXPECT_EQ(r->duration, 400);
   for (int i = 0; i < 10; ++i) {
@@ -142,18 +134,14 @@ TEST_F(Export, MotionJpegAviKeepsEveryFrameWithinTolerance) {
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
-  make_spec recipe;
-  recipe.fps = 15;
-  recipe.ms = 1000;
-  recipe.sine = true;
+  make_spec recipe{.fps = 15, .ms = 1000, .sine = true};
   const std::string file = dir.file("clip.mp4");
   Make("mp4", file, recipe);
   ASSERT_EQ(frames, 15);
   std::unique_ptr<mmstream, stream_closer> m(mediareaders::StreamOpenRead(file.c_str()));
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
-  EXPECT_EQ(m->width, 64);
-  EXPECT_EQ(m->height, 48);
+  EXPECT_EQ(std::pair(m->width, m->height), std::pair(64, 48));
   EXPECT_NEAR(m->duration, 1000, 67);
   // Frame i shows from its making time t(i) = i * 1000 / 15 on.
   for (int i = 0; i < 15; ++i) {
@@ -176,10 +164,7 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
 }
 
 TEST_F(Export, WavHoldsTheSoundAlone) {
-  make_spec recipe;
-  recipe.video = false;
-  recipe.fps = 15;
-  recipe.ms = 1500;
+  make_spec recipe{.fps = 15, .ms = 1500, .video = false};
   const std::string file = dir.file("sound.wav");
   Make("wav", file, recipe);
   std::unique_ptr<rwav, wav_closer> r(mediareaders::WaveFileReadOpen(file.c_str()));
@@ -193,13 +178,7 @@ TEST_F(Export, WavHoldsTheSoundAlone) {
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
-  make_spec recipe;
-  recipe.width = 5;
-  recipe.height = 4;
-  recipe.fps = 10;
-  recipe.ms = 300;
-  recipe.audio = false;
-  recipe.gradient = true;
+  make_spec recipe{.width = 5, .height = 4, .fps = 10, .ms = 300, .audio = false, .gradient = true};
   Make("images", dir.file("shot.png"), recipe);
   ASSERT_EQ(frames, 3);
   Make("images", dir.file("pic%03d.bmp"), recipe);
@@ -221,11 +200,8 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
 }
 
 TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
-  make_spec recipe;
-  recipe.width = 33;  // odd sides: H.264 codes them one pixel larger
-  recipe.height = 17;
-  recipe.ms = 1000;
-  recipe.stop_after = 5;
+  // Odd sides: H.264 codes them one pixel larger.
+  make_spec recipe{.width = 33, .height = 17, .ms = 1000, .stop_after = 5};
   for (const char *plugin : {"avi", "mp4"}) {
     const std::string file = dir.file(std::string("stopped.") + plugin);
     Make(plugin, file, recipe);

@@ -1,6 +1,7 @@
 // Plugin loading, the choice and lookup of export plugins, and the surface manager's start-up.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -96,8 +97,8 @@ TEST(PluginLists, EachLibraryCountsAsTheKindOfItsFirstEntry) {
 
 TEST(PluginLists, AFileNameLoadsOnceWhateverItsCaseAndFolder) {
   fixtures::temp_dir a, b;
-  ASSERT_TRUE(plugtest::CopyFile(BuiltPlugin("invert.so"), a.file("Fx.so")));
-  ASSERT_TRUE(plugtest::CopyFile(FixturePlugin("fx_params.so"), b.file("fX.so")));
+  ASSERT_TRUE(std::filesystem::copy_file(BuiltPlugin("invert.so"), a.file("Fx.so")));
+  ASSERT_TRUE(std::filesystem::copy_file(FixturePlugin("fx_params.so"), b.file("fX.so")));
   pluginlists lists;
   EXPECT_TRUE(lists.LoadPlugin(a.file("Fx.so").c_str()));
   EXPECT_TRUE(lists.LoadPlugin(b.file("fX.so").c_str()));  // taken as loaded already

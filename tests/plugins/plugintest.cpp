@@ -4,7 +4,6 @@
 #include <dlfcn.h>
 
 #include <cmath>
-#include <fstream>
 
 #include "support/mediafile.h"
 
@@ -12,14 +11,6 @@ namespace plugtest {
 
 std::string BuiltPlugin(const std::string &name) { return std::string(VEMO_PLUGIN_DIR) + "/" + name; }
 std::string FixturePlugin(const std::string &name) { return std::string(VEMO_TEST_PLUGIN_DIR) + "/" + name; }
-
-bool CopyFile(const std::string &from, const std::string &to) {
-  std::ifstream in(from, std::ios::binary);
-  std::ofstream out(to, std::ios::binary);
-  if (!in || !out) return false;
-  out << in.rdbuf();
-  return bool(out);
-}
 
 bool Resident(const std::string &path) {
   void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);

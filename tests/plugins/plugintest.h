@@ -13,7 +13,6 @@ namespace plugtest {
 // A library of the plugin folder (avi.so, invert.so, ...) or of the test plugins (fx_both.so, ...).
 std::string BuiltPlugin(const std::string &name);
 std::string FixturePlugin(const std::string &name);
-bool CopyFile(const std::string &from, const std::string &to);
 // Whether the library is loaded in this process.
 bool Resident(const std::string &path);
 
@@ -24,12 +23,14 @@ struct recording_dialogs : headless_dialogs {
     SetDialogs(this);
   }
   ~recording_dialogs() override { SetDialogs(nullptr); }
-  int Choose(HWND owner, const char *title, const std::vector<std::string> &entries) override {
+  int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
     ++chooses;
     offered = entries;
-    return headless_dialogs::Choose(owner, title, entries);
+    title = t;
+    return headless_dialogs::Choose(owner, t, entries);
   }
   std::vector<std::string> offered;
+  std::string title;
   int chooses = 0;
 };
 

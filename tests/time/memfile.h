@@ -50,3 +50,10 @@ T Get(const bytes &b, size_t at) {
   std::memcpy(&v, b.data() + at, sizeof v);
   return v;
 }
+// The fields of type T at the given offsets, to compare a record's layout in one line.
+template <typename T>
+std::vector<T> Fields(const bytes &b, std::initializer_list<size_t> offsets) {
+  std::vector<T> out;
+  for (size_t at : offsets) out.push_back(Get<T>(b, at));
+  return out;
+}

@@ -29,27 +29,16 @@ double RefValue(const keylist &k, int t, double lo, double hi, double def, bool 
   const double ta = k[a].first, tb = k[a + 1].first, tt = t;
   return Clamp(((tt - ta) * k[a + 1].second + (tb - tt) * k[a].second) / (tb - ta), lo, hi);
 }
-double RefValue(const keymap &k, int t, double lo, double hi, double def, bool stepped) {
-  return RefValue(keylist(k.begin(), k.end()), t, lo, hi, def, stepped);
-}
 
-bool RefPrev(const keylist &k, int t, int *out) {
+// The nearest key time before t (or after it), as a linear scan finds it.
+bool RefNeighbour(const keylist &k, int t, bool next, int *out) {
   bool found = false;
   for (const auto &[time, v] : k)
-    if (time < t) {
+    if (next ? time > t && !found : time < t) {
       *out = time;
       found = true;
     }
   return found;
-}
-
-bool RefNext(const keylist &k, int t, int *out) {
-  for (const auto &[time, v] : k)
-    if (time > t) {
-      *out = time;
-      return true;
-    }
-  return false;
 }
 
 // A curve over [lo, hi] with the keys set in the order given.
@@ -110,40 +99,38 @@ TEST(TimefloatLookup, MatchesLinearScanOnRandomKeySets) {
       for (int t : ProbeTimes(ref, rng)) {
         ASSERT_EQ(tf.GetValue(t), RefValue(list, t, -0.5, 0.75, 0.25, stepped)) << "n=" << n << " t=" << t;
         ASSERT_EQ(tf.CheckValue(t), ref.count(t) == 1) << "n=" << n << " t=" << t;
-        int got = 0, want = 0;
-        ASSERT_EQ(tf.GetPrevValueTime(t, &got), RefPrev(list, t, &want)) << "n=" << n << " t=" << t;
-        ASSERT_EQ(got, want);
-        got = want = 0;
-        ASSERT_EQ(tf.GetNextValueTime(t, &got), RefNext(list, t, &want)) << "n=" << n << " t=" << t;
-        ASSERT_EQ(got, want);
+        for (bool next : {false, true}) {
+          int got = 0, want = 0;
+          ASSERT_EQ(next ? tf.GetNextValueTime(t, &got) : tf.GetPrevValueTime(t, &got),
+                    RefNeighbour(list, t, next, &want))
+              << "n=" << n << " t=" << t;
+          ASSERT_EQ(got, want);
+        }
       }
     }
   }
 }
 
 TEST(TimefloatLookup, DenseKeysAndKillValue) {
-  // Keys on consecutive milliseconds leave no gaps for a sloppy search to hide in.
+  // Keys on consecutive milliseconds leave no gaps for a sloppy search to hide in; removing them
+  // in random order keeps lookups right all the way down.
   std::mt19937 rng(7);
   for (int n : {2, 3, 6, 7, 12, 64, 65, 100}) {
     timefloat tf;
     keymap ref;
-    for (int t = 0; t < n; ++t) {
-      tf.SetValue(t * 1, t / 100.0);
-      ref[t] = t / 100.0;
-    }
-    // Removing keys in random order keeps lookups right all the way down.
     std::vector<int> order;
-    for (int t = 0; t < n; ++t) order.push_back(t);
+    for (int t = 0; t < n; ++t) {
+      tf.SetValue(t, ref[t] = t / 100.0);
+      order.push_back(t);
+    }
     std::shuffle(order.begin(), order.end(), rng);
     for (int t : order) {
       ASSERT_EQ(tf.KillValue(t), 1);
       ASSERT_EQ(tf.KillValue(t), 0);
       ref.erase(t);
       ExpectSameKeys(tf, ref);
-      for (int u = -1; u <= n; ++u) {
-        ASSERT_EQ(tf.GetValue(u), RefValue(ref, u, 0, 1, 0, false));
-        ASSERT_EQ(tf.CheckValue(u), ref.count(u) == 1);
-      }
+      const keylist list(ref.begin(), ref.end());
+      for (int u = -1; u <= n; ++u) ASSERT_EQ(tf.GetValue(u), RefValue(list, u, 0, 1, 0, false));
     }
   }
 }
@@ -363,21 +350,14 @@ TEST(TimefloatFile, SaveWritesTheRecordsByteForByte) {
   const bytes b = SavedBytes([&](FILE *f) { return tf.Save(f); }, &ok);
   EXPECT_EQ(ok, 1);
   ASSERT_EQ(b.size(), 368u + 2 * 16u);
-  EXPECT_EQ(Get<uint32_t>(b, 0), 368u);
-  EXPECT_EQ(Get<int32_t>(b, 4), 2);
-  EXPECT_EQ(Get<double>(b, 8), -1.0);
-  EXPECT_EQ(Get<double>(b, 16), 2.0);
-  EXPECT_EQ(Get<double>(b, 24), 0.5);
+  // Size, count, flags, ID; the keys' times and their zeroed padding.
+  EXPECT_EQ(Fields<int32_t>(b, {0, 4, 288, 300, 368, 372, 384}),
+            (std::vector<int32_t>{368, 2, 72, 123, -3, 0, 40}));
+  // Minimum, maximum, default, the last reserved value, the keys' values.
+  EXPECT_EQ(Fields<double>(b, {8, 16, 24, 304 + 7 * 8, 376, 392}),
+            (std::vector<double>{-1.0, 2.0, 0.5, 6.25, 1.5, 0.125}));
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 32)), "IDS_VOLUME");
-  EXPECT_EQ(Get<uint32_t>(b, 288), 72u);
   EXPECT_EQ(b[292 + 3], 0xAB);
-  EXPECT_EQ(Get<int32_t>(b, 300), 123);
-  EXPECT_EQ(Get<double>(b, 304 + 7 * 8), 6.25);
-  EXPECT_EQ(Get<int32_t>(b, 368), -3);
-  EXPECT_EQ(Get<uint32_t>(b, 372), 0u);
-  EXPECT_EQ(Get<double>(b, 376), 1.5);
-  EXPECT_EQ(Get<int32_t>(b, 384), 40);
-  EXPECT_EQ(Get<double>(b, 392), 0.125);
 
   timefloat back;
   EXPECT_EQ(back.Load(FileWith(b).get()), 1);
