@@ -3,8 +3,11 @@
 // is a list of entries (length u32, payload) given valid checksums and a header that matches a
 // small saved project, which is then opened with recovery and undone to its start, so that the
 // step reader and the tree's undo and redo see arbitrary records.
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +27,27 @@ struct base {
   journalfile::basefile id;
 };
 
+const base &Base();
+
+// A scratch folder named after this process, removed at exit. A run that is killed or crashes
+// leaves its folder behind; those of processes that are gone are removed here.
+std::string ScratchFolder() {
+  namespace fs = std::filesystem;
+  const std::string stem = "lv-fuzz-journal-";
+  std::error_code ec;
+  for (const fs::directory_entry &e : fs::directory_iterator(fuzzio::ScratchDir(), ec)) {
+    const std::string name = e.path().filename().string();
+    if (name.rfind(stem, 0) != 0) continue;
+    const long pid = std::strtol(name.c_str() + stem.size(), nullptr, 10);
+    if (pid > 0 && kill(pid_t(pid), 0) != 0 && errno == ESRCH) fs::remove_all(e.path(), ec);
+  }
+  const std::string dir = std::string(fuzzio::ScratchDir()) + "/" + stem + std::to_string(getpid());
+  fs::remove_all(dir, ec);
+  if (mkdir(dir.c_str(), 0700) != 0) std::abort();
+  std::atexit([] { std::filesystem::remove_all(Base().dir); });
+  return dir;
+}
+
 const base &Base() {
   static base *b = [] {
     for (const char *v : {"http_proxy", "HTTP_PROXY", "ftp_proxy", "ALL_PROXY", "all_proxy"})
@@ -31,12 +55,8 @@ const base &Base() {
     headless_dialogs &ui = HeadlessDialogs();
     ui.quiet = true;
     ui.answer_yes = false;
-    std::string pattern = std::string(fuzzio::ScratchDir()) + "/lv-fuzz-journal-XXXXXX";
     auto *out = new base;
-    if (!mkdtemp(pattern.data())) std::abort();
-    out->dir = pattern;
-    // The scratch folder is removed when the run ends.
-    std::atexit([] { std::filesystem::remove_all(Base().dir); });
+    out->dir = ScratchFolder();
     out->path = out->dir + "/p.vmp";
     vemoproject p;
     p.New(80, clip::kDefaultFps, 8000);
