@@ -132,10 +132,6 @@ void clip::null() {
   statevideo = stateaudio = statevideostream = stateaudiostream = statemakeable = false;
   mediamissing = false;
   lastreadtime = INT32_MIN;
-  sourceserial = 0;
-  picture = nullptr;
-  pictureserial = UINT64_MAX;
-  picturedelta = 0;
   blocksize = 0;
   audiotime = firstblocktime = currentblockcount = 0;
   for (uint8_t *&b : currentblocks) b = nullptr;
@@ -192,8 +188,6 @@ void clip::CloseMedia() {
   if (ownsframe) surface::SurfaceDelete(frame);
   if (!arrangement) frame = nullptr;
   ownsframe = false;
-  surface::SurfaceDelete(picture);
-  picture = nullptr;
   ResetCompositionCache();
 }
 
@@ -205,11 +199,7 @@ void clip::FreeWorkSurfaces() {
   }
 }
 
-void clip::ResetCompositionCache() {
-  lastreadtime = INT32_MIN;
-  ++sourceserial;
-  pictureserial = UINT64_MAX;
-}
+void clip::ResetCompositionCache() { lastreadtime = INT32_MIN; }
 
 uint32_t clip::Reset() {
   ClipCriticalStart();

@@ -473,7 +473,10 @@ class clip : public vemotime {
   int ClipVideoComposite(uint32_t flags);
   // Brings one child's picture up to date and adds it to the parent's destination surface.
   int ClipVideoUpdate(clip *parent, uint32_t flags, bool blend);
-  int CompositeToParent(KORSurface *picture, frect source, frect destination, clip *parent, bool blend);
+  // Scales `picture` through the rectangles onto the parent's destination, its alpha first moved
+  // by the opacity's step (0 moves nothing).
+  int CompositeToParent(KORSurface *picture, frect source, frect destination, clip *parent, bool blend,
+                        double opacity = 0.0);
   // The root's composition for the display (flags 1); "Done!"; marks the window for redraw
   // (the root's redraw callback); 1.
   int ClipComposite();
@@ -617,9 +620,6 @@ class clip : public vemotime {
   void SetPictureSize(int format_id);
   // Makes the work surfaces of an arrangement that has none yet; false when they cannot be.
   bool EnsureWorkSurfaces();
-  // The picture of the clip as read or generated for this frame, with the pre-effect opacity
-  // applied (rebuilt only when the source or the opacity changed). Null without a picture.
-  KORSurface *PreparedPicture(KORSurface *source, int delta);
   void DrawEditMarks(clip *parent, KORSurface *current, effectVideo *fx);
   bool ReadVideoFrame();
   void FillAudioBlock(uint8_t *block, int s);
@@ -712,13 +712,8 @@ class clip : public vemotime {
   bool statemakeable = false;
   bool mediamissing = false;
 
-  // Composition cache: the source time of the frame last read, and the picture prepared from
-  // the source with the opacity applied, keyed by the source's serial and the opacity step.
+  // Composition cache: the source time of the frame last read.
   int32_t lastreadtime = INT32_MIN;
-  uint64_t sourceserial = 0;
-  KORSurface *picture = nullptr;
-  uint64_t pictureserial = UINT64_MAX;
-  int32_t picturedelta = 0;
   // The pictures the "Extra Output" effects took from the chain this frame, one per effect in
   // chain order, kept from frame to frame so that none is allocated per frame.
   struct surface_deleter {

@@ -26,14 +26,6 @@ void Message(clip *c, const char *a, const char *b, const char *d) {
   c->ProcessingMessage(text);
 }
 
-// The step SurfaceOpacityAdjust adds to every alpha for an opacity (0 leaves the picture as
-// it is).
-int OpacityStep(double d) {
-  if (std::isnan(d)) return 0;
-  const double v = d * 256.1;
-  return v > 1000.0 ? 1000 : v < -1000.0 ? -1000 : int(v);
-}
-
 }  // namespace
 
 int clip::ClipComposite() {
@@ -85,7 +77,6 @@ int clip::ClipVideoComposite(uint32_t flags) {
     // destination is cleared before it is drawn on again.
     std::swap(worksurfaces[CLIP_SURFACE_OUTPUT], worksurfaces[CLIP_SURFACE_DESTINATION]);
     if (!window) frame = worksurfaces[CLIP_SURFACE_OUTPUT];
-    ++sourceserial;
     return 1;
   }
 
@@ -132,26 +123,7 @@ bool clip::ReadVideoFrame() {
   // A frame that cannot be read shows nothing, whatever was read before.
   if (!ok) surface::SurfaceClear(frame);
   lastreadtime = t;
-  ++sourceserial;
   return ok;
-}
-
-KORSurface *clip::PreparedPicture(KORSurface *src, int) {
-  const double op = GetTimeFloat(clipvar::IDS_START_OPACITY);
-  if (OpacityStep(op) == 0) return src;
-  if (picture && pictureserial == sourceserial && picturedelta == OpacityStep(op) &&
-      picture->width == src->width && picture->height == src->height)
-    return picture;
-  if (!picture || picture->width != src->width || picture->height != src->height) {
-    surface::SurfaceDelete(picture);
-    picture = surface::SurfaceCreate(src->width, src->height);
-    if (!picture) return nullptr;
-  }
-  // The opacity is applied to a copy: the picture as read stays as it was read.
-  surface::SurfaceCopyOpacityAdjust(src, picture, op);
-  pictureserial = sourceserial;
-  picturedelta = OpacityStep(op);
-  return picture;
 }
 
 void clip::DrawEditMarks(clip *parent, KORSurface *current, effectVideo *fx) {
@@ -202,7 +174,6 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     source->height = h;
     bool changed = false;
     if (!source->Paint(frame, &changed)) return 0;
-    if (changed) ++sourceserial;
     src = frame;
   } else if (stream || avi) {
     if (!frame) return 0;
@@ -219,9 +190,7 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
 
   if (videoeffectcount == 0) {
     if (listening) Message(this, "Processing", "Drawing Video Frame", GetName());
-    KORSurface *pic = PreparedPicture(src, 0);
-    if (!pic) return 0;
-    return CompositeToParent(pic, rs, rd, parent, blend);
+    return CompositeToParent(src, rs, rd, parent, blend, GetTimeFloat(clipvar::IDS_START_OPACITY));
   }
 
   // With effects: the source rectangle fills the parent-sized first effect surface, the
@@ -238,7 +207,7 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
                       prs.left >= 0 && prs.top >= 0 && prs.right <= src->width && prs.bottom <= src->height;
   if (covers) {
     // The picture fills the whole effect surface: its opacity goes on in the same pass.
-    if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, GetTimeFloat(clipvar::IDS_START_OPACITY)))
+    if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, false, GetTimeFloat(clipvar::IDS_START_OPACITY)))
       return 0;
   } else {
     if (!surface::SurfaceScale(src, prs, cur, out, false)) return 0;
@@ -306,7 +275,7 @@ KORSurface *clip::KeepExtraPicture(int k, KORSurface *current) {
   return pic.get();
 }
 
-int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, bool blend) {
+int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, bool blend, double opacity) {
   if (!frame || !pic || !parent || !parent->arrangement) return 0;
   KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
   if (!dst) return 0;
@@ -318,6 +287,7 @@ int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, boo
   if (!frect::ScaleToUnity(&d, parent->outputrect.right - parent->outputrect.left,
                            parent->outputrect.bottom - parent->outputrect.top, &rd))
     return 0;
-  surface::SurfaceScale(pic, rs, dst, rd, blend);
+  // The opacity goes on each pixel on its way: the picture as read stays as it was read.
+  surface::SurfaceScaleOpacityAdjust(pic, rs, dst, rd, blend, opacity);
   return 1;
 }

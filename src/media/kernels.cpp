@@ -96,12 +96,15 @@ int blend_sse2(const pix32 *src, pix32 *dst, int n) {
   return i;
 }
 
-int gather_blend_sse2(const pix32 *src, const int32_t *index, pix32 *dst, int n) {
+// The alpha of each source pixel is first moved by `delta` (saturating, as alpha_add_row does).
+int gather_blend_sse2(const pix32 *src, const int32_t *index, pix32 *dst, int n, int delta) {
+  const uint32_t mag = uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24;
+  const __m128i up = _mm_set1_epi32(int(delta > 0 ? mag : 0)), down = _mm_set1_epi32(int(delta < 0 ? mag : 0));
   int i = 0;
   for (; i + 4 <= n; i += 4) {
     const __m128i s = _mm_set_epi32(word_at(src + index[i + 3]), word_at(src + index[i + 2]),
                                     word_at(src + index[i + 1]), word_at(src + index[i]));
-    store4(dst + i, blend4(s, load4(dst + i)));
+    store4(dst + i, blend4(_mm_subs_epu8(_mm_adds_epu8(s, up), down), load4(dst + i)));
   }
   return i;
 }
@@ -219,17 +222,32 @@ AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t ki
 }
 
 // The gathers fill `rows` destination rows `pitch` pixels apart from one source row (a
-// picture scaled up repeats its rows): each run of source pixels is fetched, and for the
-// blend weighed, once for all of them.
+// picture scaled up repeats its rows): each run of source pixels is fetched, its alpha moved by
+// `delta` (saturating, as alpha_add_row does; 0 moves nothing) and for the blend weighed, once
+// for all of them.
+struct alpha_step {
+  __m256i up, down;
+};
+
+AVX2_FN inline alpha_step step_of(int delta) {
+  const uint32_t mag = uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24;
+  return {_mm256_set1_epi32(int(delta > 0 ? mag : 0)), _mm256_set1_epi32(int(delta < 0 ? mag : 0))};
+}
+
+AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t kind, const alpha_step &a) {
+  return _mm256_subs_epu8(_mm256_adds_epu8(fetch8(src, index, kind), a.up), a.down);
+}
+
 AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
-                              ptrdiff_t pitch, int rows, int n) {
+                              ptrdiff_t pitch, int rows, int n, int delta) {
+  const alpha_step a = step_of(delta);
   int i = 0;
   if (rows == 1) {
-    for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8]), load8(dst + i)));
+    for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8], a), load8(dst + i)));
     return i;
   }
   for (; i + 8 <= n; i += 8) {
-    const weighed8 w = weigh8(fetch8(src, index + i, kinds[i / 8]));
+    const weighed8 w = weigh8(fetch8(src, index + i, kinds[i / 8], a));
     for (int r = 0; r < rows; ++r) {
       pix32 *d = dst + pitch * r + i;
       store8(d, blend8(w, load8(d)));
@@ -239,14 +257,15 @@ AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint
 }
 
 AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
-                             ptrdiff_t pitch, int rows, int n) {
+                             ptrdiff_t pitch, int rows, int n, int delta) {
+  const alpha_step a = step_of(delta);
   int i = 0;
   if (rows == 1) {
-    for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8]));
+    for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8], a));
     return i;
   }
   for (; i + 8 <= n; i += 8) {
-    const __m256i s = fetch8(src, index + i, kinds[i / 8]);
+    const __m256i s = fetch8(src, index + i, kinds[i / 8], a);
     for (int r = 0; r < rows; ++r) store8(dst + pitch * r + i, s);
   }
   return i;
@@ -339,9 +358,10 @@ void blend_row_ref(const pix32 *src, pix32 *dst, int n) {
   }
 }
 
-void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend) {
+void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend, int alpha_delta) {
   for (int i = 0; i < n; ++i) {
-    const pix32 s = src[index[i]];
+    pix32 s = src[index[i]];
+    s.a = uint8_t(std::clamp(s.a + alpha_delta, 0, 255));
     if (!blend) {
       dst[i] = s;
       continue;
@@ -430,29 +450,30 @@ void gather_plan(const int32_t *index, int n, int limit, uint8_t *kinds) {
 }
 
 void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
-                 int rows, int n, bool blend) {
+                 int rows, int n, bool blend, int alpha_delta) {
   int i = 0;
 #if KERNELS_X86
   if (use() == tier::avx2) {
-    i = blend ? gather_blend_avx2(src, index, kinds, dst, pitch, rows, n)
-              : gather_copy_avx2(src, index, kinds, dst, pitch, rows, n);
-    for (int r = 0; r < rows; ++r) gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend);
+    i = blend ? gather_blend_avx2(src, index, kinds, dst, pitch, rows, n, alpha_delta)
+              : gather_copy_avx2(src, index, kinds, dst, pitch, rows, n, alpha_delta);
+    for (int r = 0; r < rows; ++r) gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend, alpha_delta);
     return;
   }
 #endif
-  for (int r = 0; r < rows; ++r) gather_row(src, index, kinds, dst + pitch * r, n, blend);
+  for (int r = 0; r < rows; ++r) gather_row(src, index, kinds, dst + pitch * r, n, blend, alpha_delta);
 }
 
-void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend) {
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend,
+                int alpha_delta) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) return gather_rows(src, index, kinds, dst, 0, 1, n, blend);
-  if (t == tier::sse2 && blend) i = gather_blend_sse2(src, index, dst, n);
+  if (t == tier::avx2) return gather_rows(src, index, kinds, dst, 0, 1, n, blend, alpha_delta);
+  if (t == tier::sse2 && blend) i = gather_blend_sse2(src, index, dst, n, alpha_delta);
 #else
   (void)kinds;
 #endif
-  gather_row_ref(src, index + i, dst + i, n - i, blend);
+  gather_row_ref(src, index + i, dst + i, n - i, blend, alpha_delta);
 }
 
 void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
@@ -564,15 +585,13 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int 
       const int64_t sy = source_y(y);
       for (rows = 1; y + rows < r1 && source_y(y + rows) == sy;) ++rows;
       if (sy >= rs.bottom || sy < 0 || sy >= a.height) continue;
-      pix32 *d = b.bits + size_t(b.pitch) * size_t(y) + p.x0;
-      gather_rows(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(), d, b.pitch, rows, n, blend);
-      if (alpha_delta != 0 && !blend)
-        for (int r = 0; r < rows; ++r) alpha_add_row(d + size_t(b.pitch) * size_t(r), n, alpha_delta);
+      gather_rows(a.bits + size_t(a.pitch) * size_t(sy), index.data(), kinds.data(),
+                  b.bits + size_t(b.pitch) * size_t(y) + p.x0, b.pitch, rows, n, blend, alpha_delta);
     }
   });
 }
 
-void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) {
+void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta) {
   const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
   const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;
   for (int64_t y = rd.top; y < rd.bottom; ++y) {
@@ -581,7 +600,8 @@ void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend) 
     for (int64_t x = rd.left; x < rd.right; ++x) {
       const int64_t sx = rs.left + ((x - rd.left) * sw) / dw;
       if (x < 0 || x >= b.width || sx < 0 || sx >= a.width) continue;
-      const pix32 s = a.bits[sy * a.pitch + sx];
+      pix32 s = a.bits[sy * a.pitch + sx];
+      s.a = uint8_t(std::clamp(s.a + alpha_delta, 0, 255));
       pix32 &d = b.bits[y * b.pitch + x];
       if (!blend) {
         d = s;

@@ -29,14 +29,17 @@ void blend_row(const pix32 *src, pix32 *dst, int n);
 void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 
 // dst[i] = src[index[i]], plain or with all four channels blended by the source alpha (the
-// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). `kinds` comes from
-// gather_plan for the same index table; the table is planned once and used for many rows.
-void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend);
-void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend);
+// alpha channel blends its own value: a * a + d.a * (255 - a) >> 8). The source alpha is first
+// moved by alpha_delta as alpha_add_row moves it (the source itself is not written). `kinds`
+// comes from gather_plan for the same index table; the table is planned once and used for many
+// rows.
+void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend,
+                int alpha_delta = 0);
+void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend, int alpha_delta = 0);
 // gather_row into `rows` destination rows `pitch` pixels apart, each run of source pixels
 // fetched once for all of them.
 void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
-                 int rows, int n, bool blend);
+                 int rows, int n, bool blend, int alpha_delta = 0);
 // For each full run of eight indices (n / 8 entries): 0 when they are consecutive, 1 when all
 // lie within the eight pixels from the first, 3 within the sixteen, 2 otherwise. Runs that
 // would read at or past `limit` (the readable pixels of a row) count as 2.
@@ -68,10 +71,10 @@ void dimm_row_ref(pix32 *p, int n);
 // Nearest-neighbour scale of rs in a onto rd in b (both locked), rows through for_rows. Source
 // position of destination (x, y): rs.left + (x - rd.left) * sw / dw, likewise for y, with
 // truncating division. Rectangles are trusted to be at least 2 x 2; pixels whose destination
-// or source falls off a surface are skipped. Without blending, a nonzero alpha_delta moves the
-// alpha of every pixel written as alpha_add_row does, each row while it is still in cache.
+// or source falls off a surface are skipped. Each source pixel's alpha is first moved by
+// alpha_delta as alpha_add_row moves it: the opacity of a picture on its way, not in a copy.
 void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta = 0);
 // The same written as the plainest per-pixel loop, for the tests.
-void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend);
+void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta = 0);
 
 }  // namespace kernels

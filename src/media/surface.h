@@ -153,9 +153,10 @@ class surface : public pixelator, public amplay {
   // (alpha too is blended: a * a + dst.a * (255 - a) >> 8). 0 without touching anything when a
   // rectangle is narrower or lower than 2.
   static int SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend);
-  // SurfaceScale without blending, each row written then given SurfaceOpacityAdjust's step
-  // while it is in cache (pixels the scale does not write keep their alpha).
-  static int SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, double d);
+  // SurfaceScale of src as SurfaceOpacityAdjust(src, d) would leave it, without writing src:
+  // each source alpha is moved on its way (a picture's opacity without a copy of the picture).
+  static int SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend,
+                                       double d);
   // Blends r of src over r of dst by source alpha; dst alpha unchanged. Always returns 0.
   static int SurfaceBlend(KORSurface *src, KORSurface *dst, RECT r);
   // Black and white (0x00FFFFFF) squares of 2^n pixels (n clamped to 0..16), origin black.

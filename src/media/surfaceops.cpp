@@ -66,7 +66,7 @@ int OpacityDelta(double d) {
   return int(std::clamp(d * 256.1, -1000.0, 1000.0));
 }
 
-// SurfaceScale with the alpha of every pixel written moved by delta (without blending).
+// SurfaceScale with the alpha of each source pixel moved by delta on its way.
 int scale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend, int delta) {
   const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
   const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;
@@ -109,8 +109,9 @@ int surface::SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bo
   return scale(src, rs, dst, rd, blend, 0);
 }
 
-int surface::SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, double d) {
-  return scale(src, rs, dst, rd, false, OpacityDelta(d));
+int surface::SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend,
+                                       double d) {
+  return scale(src, rs, dst, rd, blend, OpacityDelta(d));
 }
 
 int surface::SurfaceBlend(KORSurface *src, KORSurface *dst, RECT r) {
