@@ -222,32 +222,28 @@ AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t ki
 }
 
 // The gathers fill `rows` destination rows `pitch` pixels apart from one source row (a
-// picture scaled up repeats its rows): each run of source pixels is fetched, its alpha moved by
-// `delta` (saturating, as alpha_add_row does; 0 moves nothing) and for the blend weighed, once
-// for all of them.
-struct alpha_step {
-  __m256i up, down;
-};
-
-AVX2_FN inline alpha_step step_of(int delta) {
-  const uint32_t mag = uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24;
-  return {_mm256_set1_epi32(int(delta > 0 ? mag : 0)), _mm256_set1_epi32(int(delta < 0 ? mag : 0))};
+// picture scaled up repeats its rows): each run of source pixels is fetched, its alpha moved
+// (saturating, as alpha_add_row moves it) and for the blend weighed, once for all of them.
+// Dir > 0 adds `step` to each alpha, Dir < 0 subtracts it, 0 leaves it: each direction has its
+// own loop, so a picture whose alpha is not moved pays nothing for the move.
+template <int Dir>
+AVX2_FN inline __m256i move_alpha8(__m256i s, __m256i step) {
+  if constexpr (Dir > 0) return _mm256_adds_epu8(s, step);
+  if constexpr (Dir < 0) return _mm256_subs_epu8(s, step);
+  return s;
 }
 
-AVX2_FN inline __m256i fetch8(const pix32 *src, const int32_t *index, uint8_t kind, const alpha_step &a) {
-  return _mm256_subs_epu8(_mm256_adds_epu8(fetch8(src, index, kind), a.up), a.down);
-}
-
+template <int Dir>
 AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
-                              ptrdiff_t pitch, int rows, int n, int delta) {
-  const alpha_step a = step_of(delta);
+                              ptrdiff_t pitch, int rows, int n, __m256i step) {
   int i = 0;
   if (rows == 1) {
-    for (; i + 8 <= n; i += 8) store8(dst + i, blend8(fetch8(src, index + i, kinds[i / 8], a), load8(dst + i)));
+    for (; i + 8 <= n; i += 8)
+      store8(dst + i, blend8(move_alpha8<Dir>(fetch8(src, index + i, kinds[i / 8]), step), load8(dst + i)));
     return i;
   }
   for (; i + 8 <= n; i += 8) {
-    const weighed8 w = weigh8(fetch8(src, index + i, kinds[i / 8], a));
+    const weighed8 w = weigh8(move_alpha8<Dir>(fetch8(src, index + i, kinds[i / 8]), step));
     for (int r = 0; r < rows; ++r) {
       pix32 *d = dst + pitch * r + i;
       store8(d, blend8(w, load8(d)));
@@ -256,19 +252,32 @@ AVX2_FN int gather_blend_avx2(const pix32 *src, const int32_t *index, const uint
   return i;
 }
 
+template <int Dir>
 AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
-                             ptrdiff_t pitch, int rows, int n, int delta) {
-  const alpha_step a = step_of(delta);
+                             ptrdiff_t pitch, int rows, int n, __m256i step) {
   int i = 0;
   if (rows == 1) {
-    for (; i + 8 <= n; i += 8) store8(dst + i, fetch8(src, index + i, kinds[i / 8], a));
+    for (; i + 8 <= n; i += 8) store8(dst + i, move_alpha8<Dir>(fetch8(src, index + i, kinds[i / 8]), step));
     return i;
   }
   for (; i + 8 <= n; i += 8) {
-    const __m256i s = fetch8(src, index + i, kinds[i / 8], a);
+    const __m256i s = move_alpha8<Dir>(fetch8(src, index + i, kinds[i / 8]), step);
     for (int r = 0; r < rows; ++r) store8(dst + pitch * r + i, s);
   }
   return i;
+}
+
+AVX2_FN int gather_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
+                        int rows, int n, bool blend, int delta) {
+  const __m256i step = _mm256_set1_epi32(int(uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24));
+  if (delta > 0)
+    return blend ? gather_blend_avx2<1>(src, index, kinds, dst, pitch, rows, n, step)
+                 : gather_copy_avx2<1>(src, index, kinds, dst, pitch, rows, n, step);
+  if (delta < 0)
+    return blend ? gather_blend_avx2<-1>(src, index, kinds, dst, pitch, rows, n, step)
+                 : gather_copy_avx2<-1>(src, index, kinds, dst, pitch, rows, n, step);
+  return blend ? gather_blend_avx2<0>(src, index, kinds, dst, pitch, rows, n, step)
+               : gather_copy_avx2<0>(src, index, kinds, dst, pitch, rows, n, step);
 }
 
 AVX2_FN int mix_avx2(const pix32 *src, pix32 *dst, int n, int a) {
@@ -454,8 +463,7 @@ void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, p
   int i = 0;
 #if KERNELS_X86
   if (use() == tier::avx2) {
-    i = blend ? gather_blend_avx2(src, index, kinds, dst, pitch, rows, n, alpha_delta)
-              : gather_copy_avx2(src, index, kinds, dst, pitch, rows, n, alpha_delta);
+    i = gather_avx2(src, index, kinds, dst, pitch, rows, n, blend, alpha_delta);
     for (int r = 0; r < rows; ++r) gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend, alpha_delta);
     return;
   }
