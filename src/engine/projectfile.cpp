@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -256,7 +257,9 @@ bool clip::LoadBody(FILE *f, int depth) {
     if (arrangement && !ChangeVideoFormat(block.videoformat)) return false;
     ChangeVideoFps(block.fpsoption);
     ClipCollectState();
-    SetCurrentTime(currenttime + position - offset);
+    // A damaged file can hold times whose sum leaves the int range: held at its ends.
+    const int64_t t = int64_t(currenttime) + position - offset;
+    SetCurrentTime(int(std::clamp<int64_t>(t, INT32_MIN, INT32_MAX)));
     SetClean();
   }
   return true;

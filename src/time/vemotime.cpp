@@ -55,7 +55,8 @@ uint32_t vemotime::ForEach(std::initializer_list<int> ids, Op op) {
 // ---- Overrides of earlier slots ----
 
 uint32_t vemotime::SetCurrentTime(int t) {
-  currenttime = t - position + offset;
+  // Times from a damaged file can put the local time past the int range: it is held at its ends.
+  currenttime = Saturate(int64_t{t} - position + offset);
   tfmgr.SetCurrentTime(currenttime);
   return QA_UPDATE;
 }

@@ -90,6 +90,11 @@ TEST(TimedObject, OffsetTrimsTheHead) {
   EXPECT_EQ(obj->GetSize(), 0);
   obj->MovePoSiz(20);
   EXPECT_EQ(obj->GetPosition(), 15);
+
+  // A local time past the int range (times a fuzzed project file gave) is held at its end.
+  obj->SetPoSiz(2000000000, 10);
+  obj->SetCurrentTime(-2000000000);
+  EXPECT_EQ(obj->GetCurrentTime(), INT32_MIN);
 }
 
 TEST(TimedObject, LocalTimeReachesTheVariables) {
