@@ -26,6 +26,19 @@ void Message(clip *c, const char *a, const char *b, const char *d) {
   c->ProcessingMessage(text);
 }
 
+// One effect of a chain that passes the picture between two surfaces: an effect that reads only
+// its destination works on the current picture; any other writes over a copy of it, which then
+// becomes the current picture.
+void RunEffect(effectVideo *fx, KORSurface *&cur, KORSurface *&other, RECT area) {
+  if (fx->WorksInPlace()) {
+    fx->Process(cur, cur, area);
+    return;
+  }
+  surface::SurfaceCopy(cur, other);
+  fx->Process(cur, other, area);
+  std::swap(cur, other);
+}
+
 }  // namespace
 
 int clip::ClipComposite() {
@@ -94,13 +107,7 @@ int clip::ClipVideoComposite(uint32_t flags) {
         RECT area;
         if (!fx->GetEffectRect(outputrect.right, outputrect.bottom, &area)) continue;
         if (messagefn) Message(this, "Processing", EffectName(fx->GetID()), GetName());
-        if (fx->WorksInPlace()) {
-          fx->Process(cur, cur, area);
-          continue;
-        }
-        surface::SurfaceCopy(cur, other);
-        fx->Process(cur, other, area);
-        std::swap(cur, other);
+        RunEffect(fx, cur, other, area);
       }
       surface::SurfaceCopy(cur, dst);
     }
@@ -235,13 +242,7 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     }
     if (inside && fx->IsActive()) {
       if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
-      if (fx->WorksInPlace()) {
-        fx->Process(cur, cur, area);
-      } else {
-        surface::SurfaceCopy(cur, other);
-        fx->Process(cur, other, area);
-        std::swap(cur, other);
-      }
+      RunEffect(fx, cur, other, area);
     }
     if (editing && i == currentvideoeffect) DrawEditMarks(parent, cur, fx);
   }
