@@ -19,24 +19,23 @@ std::vector<uint8_t> Saved(clip *c) {
   return out;
 }
 
-vemoproject &Project() {
-  static vemoproject *p = [] {
-    // Names of media on the internet must not reach the network: every proxy is a closed port.
-    for (const char *v : {"http_proxy", "HTTP_PROXY", "ftp_proxy", "ALL_PROXY", "all_proxy"})
-      setenv(v, "http://127.0.0.1:9", 1);
-    headless_dialogs &ui = HeadlessDialogs();
-    ui.quiet = true;
-    ui.answer_yes = false;
-    ui.file_answer.clear();
-    return new vemoproject();
-  }();
-  return *p;
+void Setup() {
+  // Names of media on the internet must not reach the network: every proxy is a closed port.
+  for (const char *v : {"http_proxy", "HTTP_PROXY", "ftp_proxy", "ALL_PROXY", "all_proxy"})
+    setenv(v, "http://127.0.0.1:9", 1);
+  headless_dialogs &ui = HeadlessDialogs();
+  ui.quiet = true;
+  ui.answer_yes = false;
+  ui.file_answer.clear();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  vemoproject &p = Project();
+  static const bool ready = (Setup(), true);
+  (void)ready;
+  // A fresh project per input, so that what an input finds it finds on its own.
+  vemoproject p;
   clip *root = p.Root();
   FILE *f = fuzzio::BytesAsFile(data, size);
   if (!f) return 0;
