@@ -144,34 +144,35 @@ __attribute__((target("avx2"))) inline __m256i within8(__m256i x, int lo, int hi
                           _mm256_cmpgt_epi32(_mm256_set1_epi32(hi + 1), x));
 }
 
-// The same on eight pixels at a time.
+// A pair of 16-bit lanes in each 32-bit lane: low (blue's place) and high (red's place).
+constexpr int pair16(int lo, int hi) { return int((unsigned(hi) << 16) | (unsigned(lo) & 0xFFFFu)); }
+
+// The same on eight pixels at a time. Each term (k * x) >> s is the high half of the 16-bit
+// product x * (k << (16 - s)), so a term costs one multiply. Blue and red sit in the low and high
+// halves of a 32-bit lane, each takes its own multiplier, and madd adds or subtracts the two
+// terms into the lane whole. Every sum stays within 16..239, so the byte wrap never applies.
 template <bool Inv>
 __attribute__((target("avx2"))) int chroma_row_avx2(pix32 *p, int n, const chromabox &b) {
-  const __m256i m8 = _mm256_set1_epi32(0xFF);
+  const __m256i m8 = _mm256_set1_epi32(0xFF), br = _mm256_set1_epi32(0x00FF00FF);
+  const __m256i ky = _mm256_set1_epi32(pair16(3 << 11, 17 << 10));  // (3b) >> 5, (17r) >> 6
+  const __m256i ku = _mm256_set1_epi32(pair16(7 << 12, 5 << 11));   // (7b) >> 4, (5r) >> 5
+  const __m256i kv = _mm256_set1_epi32(pair16(1 << 12, 7 << 12));   // b >> 4, (7r) >> 4
+  const __m256i sum = _mm256_set1_epi32(pair16(1, 1)), b_less_r = _mm256_set1_epi32(pair16(1, -1)),
+                r_less_b = _mm256_set1_epi32(pair16(-1, 1));
+  const __m256i g9 = _mm256_set1_epi32(9 << 11), g3 = _mm256_set1_epi32(3 << 13);  // (9g) >> 5, (3g) >> 3
   const __m256i c16 = _mm256_set1_epi32(16), c128 = _mm256_set1_epi32(128);
   const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
   int i = 0;
   for (; i + 8 <= n; i += 8) {
     const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i));
-    const __m256i bl = _mm256_and_si256(v, m8);
+    const __m256i x = _mm256_and_si256(v, br);
     const __m256i gr = _mm256_and_si256(_mm256_srli_epi32(v, 8), m8);
-    const __m256i rd = _mm256_and_si256(_mm256_srli_epi32(v, 16), m8);
-    const __m256i r5 = _mm256_add_epi32(_mm256_slli_epi32(rd, 2), rd);
-    const __m256i r7 = _mm256_sub_epi32(_mm256_slli_epi32(rd, 3), rd);
-    const __m256i r17 = _mm256_add_epi32(_mm256_slli_epi32(rd, 4), rd);
-    const __m256i g3 = _mm256_add_epi32(_mm256_slli_epi32(gr, 1), gr);
-    const __m256i g9 = _mm256_add_epi32(_mm256_slli_epi32(gr, 3), gr);
-    const __m256i b3 = _mm256_add_epi32(_mm256_slli_epi32(bl, 1), bl);
-    const __m256i b7 = _mm256_sub_epi32(_mm256_slli_epi32(bl, 3), bl);
-    __m256i y = _mm256_add_epi32(_mm256_add_epi32(_mm256_srli_epi32(r17, 6), _mm256_srli_epi32(gr, 1)),
-                                 _mm256_add_epi32(c16, _mm256_srli_epi32(b3, 5)));
-    __m256i u = _mm256_sub_epi32(_mm256_add_epi32(c128, _mm256_srli_epi32(b7, 4)),
-                                 _mm256_add_epi32(_mm256_srli_epi32(r5, 5), _mm256_srli_epi32(g9, 5)));
-    __m256i w = _mm256_sub_epi32(_mm256_add_epi32(c128, _mm256_srli_epi32(r7, 4)),
-                                 _mm256_add_epi32(_mm256_srli_epi32(g3, 3), _mm256_srli_epi32(bl, 4)));
-    y = _mm256_and_si256(y, m8);
-    u = _mm256_and_si256(u, m8);
-    w = _mm256_and_si256(w, m8);
+    const __m256i y = _mm256_add_epi32(_mm256_madd_epi16(_mm256_mulhi_epu16(x, ky), sum),
+                                       _mm256_add_epi32(_mm256_srli_epi32(gr, 1), c16));
+    const __m256i u = _mm256_sub_epi32(_mm256_add_epi32(_mm256_madd_epi16(_mm256_mulhi_epu16(x, ku), b_less_r), c128),
+                                       _mm256_mulhi_epu16(gr, g9));
+    const __m256i w = _mm256_sub_epi32(_mm256_add_epi32(_mm256_madd_epi16(_mm256_mulhi_epu16(x, kv), r_less_b), c128),
+                                       _mm256_mulhi_epu16(gr, g3));
     const __m256i in = _mm256_and_si256(_mm256_and_si256(within8(y, b.ly, b.hy), within8(w, b.lv, b.hv)),
                                         within8(u, b.lu, b.hv));
     const __m256i keyed = Inv ? _mm256_andnot_si256(in, amask) : _mm256_and_si256(in, amask);
