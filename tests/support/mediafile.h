@@ -14,9 +14,6 @@ namespace fixtures {
 // Frame i's flat colour. Neighbouring frames differ by at least 51 in some channel, so lossy
 // coding (a few steps of error on a flat picture) cannot make one look like another.
 pix32 FrameColour(int i);
-// The frame among 0 .. count-1 whose colour is nearest to p (largest channel difference);
-// -1 when even the nearest is more than 24 away. The difference goes to *diff when given.
-int FrameOfColour(pix32 p, int count, int *diff = nullptr);
 // Frame i's picture for lossless codecs: every pixel different, so rows, columns, channel order
 // and orientation all show. Alpha 0.
 pix32 GradientPixel(int i, int x, int y);
@@ -63,12 +60,9 @@ struct media_recipe {
   int64_t audio_samples = 0;  // sample frames
 };
 
-// Which frame a flat-coloured surface shows (FrameOfColour over its corners and centre, all of
-// which must agree), -1 when it shows none or its alpha is not 0 everywhere.
+// Which frame a flat-coloured surface shows (the nearest frame colour, within 24 per channel, at its
+// corners and centre, which must agree), -1 when it shows none or its alpha is not 0 everywhere.
 int ShownFrame(KORSurface *s, int count);
-
-// Writes the medium; false (with a reason in *error) when an encoder or muxer is missing or fails.
-bool WriteMedia(const std::string &path, const media_recipe &recipe, std::string *error = nullptr);
 
 // Whether this FFmpeg has the encoder.
 bool HaveEncoder(const char *name);
