@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "media/ffdecoder.h"
@@ -13,6 +14,12 @@
 namespace {
 
 using namespace fixtures;
+
+struct stream_closer {
+  void operator()(mmstream *m) const { mediareaders::StreamCloseRead(m); }
+};
+using stream = std::unique_ptr<mmstream, stream_closer>;
+stream Open(const std::string &path) { return stream(mediareaders::StreamOpenRead(path.c_str())); }
 
 struct family {
   const char *name, *format, *codec;
@@ -33,7 +40,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   s.gop = 12, s.max_b_frames = f.b_frames;
   const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
 
-  mmstream *m = mediareaders::StreamOpenRead(path.c_str());
+  stream m = Open(path);
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 1);
   EXPECT_EQ(m->audiovalid, 0);
@@ -46,15 +53,14 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
 
   const int last_ms = static_cast<int>(length) - 1;
   for (int ms = 0; ms <= last_ms; ++ms) {
-    KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
+    KORSurface *frame = mediareaders::StreamReadVideoSample(m.get(), ms);
     ASSERT_EQ(frame, m->frame) << "ms " << ms;
     ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
   }
   EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);  // scattered reads are the seek tests' part
-  EXPECT_EQ(mediareaders::StreamReadVideoSample(m, static_cast<int>(length) + 500), nullptr);
-  EXPECT_EQ(mediareaders::StreamReadVideoSample(m, -40), nullptr);
-  EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 0), nullptr);
-  mediareaders::StreamCloseRead(m);
+  EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), static_cast<int>(length) + 500), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), -40), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadAudioSample(m.get(), 0), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
@@ -75,7 +81,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   media_recipe s;
   s.format = "matroska", s.video_codec = "ffv1", s.frames = 60, s.audio_codec = "pcm_s16le",
   s.audio_rate = 8000, s.audio_channels = 2, s.audio_samples = 20000;  // 2.5 s of sound
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound.mkv", s).c_str());
+  stream m = Open(WriteTempMedia("sound.mkv", s));
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->audiovalid, 1);
   ASSERT_EQ(m->videovalid, 1);
@@ -84,7 +90,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
 
   // 1 ms is 8 sample frames; 1999 ms is frame 15992, of which 4008 remain before the end.
   for (int ms : {0, 1, 1500, 1999, 250, 1000, 2001}) {
-    const uint8_t *buf = mediareaders::StreamReadAudioSample(m, ms);
+    const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), ms);
     ASSERT_NE(buf, nullptr) << ms;
     const int64_t first = int64_t(ms) * 8;
     for (int64_t n = 0; n < 8000; ++n)
@@ -92,16 +98,15 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
         ASSERT_EQ(SampleAt(buf, n, 2, c), first + n < 20000 ? Sample16(first + n, c) : 0)
             << "ms " << ms << " +" << n;
   }
-  EXPECT_EQ(mediareaders::StreamReadAudioSample(m, 2500), nullptr);
-  EXPECT_EQ(mediareaders::StreamReadAudioSample(m, -1), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadAudioSample(m.get(), 2500), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadAudioSample(m.get(), -1), nullptr);
   // Pictures and sound keep separate positions: reading one does not disturb the other.
-  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1000), nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 1000), nullptr);
   const int64_t seeks = ffdecoder::VideoStats(m->video).seeks;
-  ASSERT_NE(mediareaders::StreamReadAudioSample(m, 100), nullptr);
-  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 1040), nullptr);
+  ASSERT_NE(mediareaders::StreamReadAudioSample(m.get(), 100), nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 1040), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, 60), 26);
   EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, seeks);
-  mediareaders::StreamCloseRead(m);
 }
 
 // A bare MPEG-1 stream whose sequence headers claim about 105 Mbit/s: the container's length
@@ -120,17 +125,11 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
       ++headers;
     }
   ASSERT_GT(headers, 0);
-  FILE *f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  std::fwrite(bytes.data(), 1, bytes.size(), f);
-  std::fclose(f);
-
-  mmstream *m = mediareaders::StreamOpenRead(path.c_str());
+  stream m = Open(WriteTempFile("junkrate.m1v", bytes));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->duration, 3000);
-  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 2960), nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 2960), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 74);
-  mediareaders::StreamCloseRead(m);
 }
 
 // Streams that start after the container's start keep their places: pictures from 120 ms with
@@ -140,63 +139,58 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   media_recipe s;
   s.format = "mov", s.frames = 60, s.video_start = 3, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
   s.audio_channels = 2, s.audio_samples = 24000;
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("late_video.mov", s).c_str());
+  stream m = Open(WriteTempMedia("late_video.mov", s));
   ASSERT_NE(m, nullptr);
   EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
   for (int k : {0, 1, 10, 59}) {
-    ASSERT_NE(mediareaders::StreamReadVideoSample(m, 120 + 40 * k), nullptr) << k;
+    ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 120 + 40 * k), nullptr) << k;
     EXPECT_EQ(ShownFrame(m->frame, s.frames), k) << k;
   }
-  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 0), nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 0), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 0);
-  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
+  const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), 0);
   ASSERT_NE(buf, nullptr);
   EXPECT_EQ(SampleAt(buf, 0, 2, 0), Sample16(0, 0));
   EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(7999, 1));
-  mediareaders::StreamCloseRead(m);
 
   s.video_start = 0;
   s.audio_start = 2000;
-  m = mediareaders::StreamOpenRead(WriteTempMedia("late_sound.mov", s).c_str());
+  m = Open(WriteTempMedia("late_sound.mov", s));
   ASSERT_NE(m, nullptr);
-  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 400), nullptr);
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 400), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 10);
-  buf = mediareaders::StreamReadAudioSample(m, 0);
+  buf = mediareaders::StreamReadAudioSample(m.get(), 0);
   ASSERT_NE(buf, nullptr);
   EXPECT_EQ(SampleAt(buf, 1999, 2, 0), 0);
   EXPECT_EQ(SampleAt(buf, 2000, 2, 0), Sample16(0, 0));
   EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(5999, 1));
-  mediareaders::StreamCloseRead(m);
 }
 
 TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   media_recipe s;
   s.format = "matroska", s.video_codec = "", s.audio_codec = "pcm_u8", s.audio_rate = 8000,
   s.audio_channels = 1, s.audio_samples = 12000;
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("sound_only.mka", s).c_str());
+  stream m = Open(WriteTempMedia("sound_only.mka", s));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 0);
   EXPECT_EQ(m->frame, nullptr);
-  EXPECT_EQ(mediareaders::StreamReadVideoSample(m, 0), nullptr);
+  EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), 0), nullptr);
   EXPECT_NEAR(m->duration, 1500, 2);
   EXPECT_EQ(m->duration, m->audioduration);
   EXPECT_EQ(m->wfx.wBitsPerSample, 8);
-  const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 1000);
+  const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), 1000);
   ASSERT_NE(buf, nullptr);
   for (int n = 0; n < 8000; ++n) ASSERT_EQ(buf[n], n < 4000 ? Sample8(8000 + n, 0) : 128) << n;
-  mediareaders::StreamCloseRead(m);
 
   // A wave file is a medium too.
   std::vector<uint8_t> pcm;
   for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
-  m = mediareaders::StreamOpenRead(
-      WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)).c_str());
+  m = Open(WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->duration, 500);
-  buf = mediareaders::StreamReadAudioSample(m, 0);
+  buf = mediareaders::StreamReadAudioSample(m.get(), 0);
   ASSERT_NE(buf, nullptr);
   EXPECT_EQ(0, std::memcmp(buf, pcm.data(), pcm.size()));
-  mediareaders::StreamCloseRead(m);
 }
 
 // Sound of more than two channels is mixed down to stereo, 16-bit; mono sound that has to be
@@ -210,12 +204,12 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
     media_recipe s;
     s.format = "matroska", s.video_codec = "", s.audio_codec = k.codec, s.audio_rate = 8000,
     s.audio_channels = k.channels, s.audio_samples = 8000;
-    mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia(k.name, s).c_str());
+    stream m = Open(WriteTempMedia(k.name, s));
     ASSERT_NE(m, nullptr) << k.name;
     ASSERT_EQ(m->audiovalid, 1) << k.name;
     const uint32_t c = uint32_t(k.want_channels);
     EXPECT_EQ(FormatRow(m->wfx), (std::vector<uint32_t>{1, c, 8000, 16, 2 * c, 16000 * c})) << k.name;
-    const uint8_t *buf = mediareaders::StreamReadAudioSample(m, 0);
+    const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), 0);
     ASSERT_NE(buf, nullptr) << k.name;
     if (k.channels == 1) {
       for (int n = 0; n < 8000; ++n) ASSERT_EQ(SampleAt(buf, n, 1, 0), Sample24(n, 0) >> 8) << n;
@@ -224,7 +218,6 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
       for (int n = 0; n < 8000; ++n) loud += SampleAt(buf, n, 2, 0) != 0 && SampleAt(buf, n, 2, 1) != 0;
       EXPECT_GT(loud, 7000);
     }
-    mediareaders::StreamCloseRead(m);
   }
 }
 
@@ -234,19 +227,18 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
   media_recipe s;
   s.format = "gif", s.video_codec = "gif", s.pix_fmt = "pal8", s.rate_num = 10, s.frames = 6,
   s.pts = {0, 10, 30, 35, 60, 100}, s.tb_num = 1, s.tb_den = 100;
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("uneven.gif", s).c_str());
+  stream m = Open(WriteTempMedia("uneven.gif", s));
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
   for (int i = 0; i + 1 < s.frames; ++i) {
     for (int64_t ms = s.pts[i] * 10; ms < s.pts[i + 1] * 10; ms += 7) {
-      KORSurface *frame = mediareaders::StreamReadVideoSample(m, static_cast<int>(ms));
+      KORSurface *frame = mediareaders::StreamReadVideoSample(m.get(), static_cast<int>(ms));
       ASSERT_NE(frame, nullptr) << ms;
       ASSERT_EQ(ShownFrame(frame, s.frames), i) << "ms " << ms;
     }
   }
-  ASSERT_NE(mediareaders::StreamReadVideoSample(m, 320), nullptr);  // back again
+  ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 320), nullptr);  // back again
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 2);
-  mediareaders::StreamCloseRead(m);
 }
 
 // A single picture is shown at every time, exactly.
@@ -255,10 +247,10 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
   s.format = "image2", s.video_codec = "png", s.pix_fmt = "rgb24", s.gradient = true, s.width = 37,
   s.height = 21, s.frames = 1;
   // The name holds a pattern character on purpose: it names one file, not a sequence.
-  mmstream *m = mediareaders::StreamOpenRead(WriteTempMedia("still%d.png", s).c_str());
+  stream m = Open(WriteTempMedia("still%d.png", s));
   ASSERT_NE(m, nullptr);
   for (int ms : {0, 5000, 40, 100000}) {
-    KORSurface *frame = mediareaders::StreamReadVideoSample(m, ms);
+    KORSurface *frame = mediareaders::StreamReadVideoSample(m.get(), ms);
     ASSERT_NE(frame, nullptr) << ms;
     surf sf;
     ASSERT_TRUE(surface::SurfaceDataLock(frame, &sf));
@@ -267,7 +259,6 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
         ASSERT_EQ(sf.bits[y * sf.pitch + x], GradientPixel(0, x, y)) << x << "," << y;
     surface::SurfaceDataUnlock(&sf);
   }
-  mediareaders::StreamCloseRead(m);
 }
 
 // Missing and empty files (cut and flipped ones are the stream fuzz target's replay).
