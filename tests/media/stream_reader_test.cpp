@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "media/ffdecoder.h"
@@ -14,12 +13,6 @@
 namespace {
 
 using namespace fixtures;
-
-struct stream_closer {
-  void operator()(mmstream *m) const { mediareaders::StreamCloseRead(m); }
-};
-using stream = std::unique_ptr<mmstream, stream_closer>;
-stream Open(const std::string &path) { return stream(mediareaders::StreamOpenRead(path.c_str())); }
 
 struct family {
   const char *name, *format, *codec;
@@ -40,7 +33,7 @@ TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
   s.gop = 12, s.max_b_frames = f.b_frames;
   const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
 
-  stream m = Open(path);
+  stream_handle m = OpenStream(path);
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 1);
   EXPECT_EQ(m->audiovalid, 0);
@@ -81,7 +74,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   media_recipe s;
   s.format = "matroska", s.video_codec = "ffv1", s.frames = 60, s.audio_codec = "pcm_s16le",
   s.audio_rate = 8000, s.audio_channels = 2, s.audio_samples = 20000;  // 2.5 s of sound
-  stream m = Open(WriteTempMedia("sound.mkv", s));
+  stream_handle m = OpenStream(WriteTempMedia("sound.mkv", s));
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->audiovalid, 1);
   ASSERT_EQ(m->videovalid, 1);
@@ -125,7 +118,7 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
       ++headers;
     }
   ASSERT_GT(headers, 0);
-  stream m = Open(WriteTempFile("junkrate.m1v", bytes));
+  stream_handle m = OpenStream(WriteTempFile("junkrate.m1v", bytes));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->duration, 3000);
   ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 2960), nullptr);
@@ -139,7 +132,7 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   media_recipe s;
   s.format = "mov", s.frames = 60, s.video_start = 3, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
   s.audio_channels = 2, s.audio_samples = 24000;
-  stream m = Open(WriteTempMedia("late_video.mov", s));
+  stream_handle m = OpenStream(WriteTempMedia("late_video.mov", s));
   ASSERT_NE(m, nullptr);
   EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
   for (int k : {0, 1, 10, 59}) {
@@ -155,7 +148,7 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
 
   s.video_start = 0;
   s.audio_start = 2000;
-  m = Open(WriteTempMedia("late_sound.mov", s));
+  m = OpenStream(WriteTempMedia("late_sound.mov", s));
   ASSERT_NE(m, nullptr);
   ASSERT_NE(mediareaders::StreamReadVideoSample(m.get(), 400), nullptr);
   EXPECT_EQ(ShownFrame(m->frame, s.frames), 10);
@@ -170,7 +163,7 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   media_recipe s;
   s.format = "matroska", s.video_codec = "", s.audio_codec = "pcm_u8", s.audio_rate = 8000,
   s.audio_channels = 1, s.audio_samples = 12000;
-  stream m = Open(WriteTempMedia("sound_only.mka", s));
+  stream_handle m = OpenStream(WriteTempMedia("sound_only.mka", s));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->videovalid, 0);
   EXPECT_EQ(m->frame, nullptr);
@@ -185,7 +178,7 @@ TEST(StreamReader, SoundOnlyMediumTakesItsLengthFromTheSound) {
   // A wave file is a medium too.
   std::vector<uint8_t> pcm;
   for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
-  m = Open(WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)));
+  m = OpenStream(WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(m->duration, 500);
   buf = mediareaders::StreamReadAudioSample(m.get(), 0);
@@ -204,7 +197,7 @@ TEST(StreamReader, ChannelsBeyondTwoMixDownAndMonoStaysMono) {
     media_recipe s;
     s.format = "matroska", s.video_codec = "", s.audio_codec = k.codec, s.audio_rate = 8000,
     s.audio_channels = k.channels, s.audio_samples = 8000;
-    stream m = Open(WriteTempMedia(k.name, s));
+    stream_handle m = OpenStream(WriteTempMedia(k.name, s));
     ASSERT_NE(m, nullptr) << k.name;
     ASSERT_EQ(m->audiovalid, 1) << k.name;
     const uint32_t c = uint32_t(k.want_channels);
@@ -227,7 +220,7 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
   media_recipe s;
   s.format = "gif", s.video_codec = "gif", s.pix_fmt = "pal8", s.rate_num = 10, s.frames = 6,
   s.pts = {0, 10, 30, 35, 60, 100}, s.tb_num = 1, s.tb_den = 100;
-  stream m = Open(WriteTempMedia("uneven.gif", s));
+  stream_handle m = OpenStream(WriteTempMedia("uneven.gif", s));
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
   for (int i = 0; i + 1 < s.frames; ++i) {
@@ -247,7 +240,7 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
   s.format = "image2", s.video_codec = "png", s.pix_fmt = "rgb24", s.gradient = true, s.width = 37,
   s.height = 21, s.frames = 1;
   // The name holds a pattern character on purpose: it names one file, not a sequence.
-  stream m = Open(WriteTempMedia("still%d.png", s));
+  stream_handle m = OpenStream(WriteTempMedia("still%d.png", s));
   ASSERT_NE(m, nullptr);
   for (int ms : {0, 5000, 40, 100000}) {
     KORSurface *frame = mediareaders::StreamReadVideoSample(m.get(), ms);

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "media/mediareaders.h"
 #include "media/pix32.h"
 
 struct KORSurface;
@@ -72,6 +74,27 @@ bool HaveEncoder(const char *name);
 std::string WriteTempMedia(const std::string &name, const media_recipe &recipe);
 // A whole file's bytes (empty when it cannot be read).
 std::vector<uint8_t> ReadFileBytes(const std::string &path);
+// What the readers open, closed when the handle goes.
+template <auto Close>
+struct closer {
+  template <typename T>
+  void operator()(T *p) const {
+    Close(p);
+  }
+};
+using avi_handle = std::unique_ptr<roa, closer<&mediareaders::AVIReadClose>>;
+using stream_handle = std::unique_ptr<mmstream, closer<&mediareaders::StreamCloseRead>>;
+using wave_handle = std::unique_ptr<rwav, closer<&mediareaders::WaveFileReadClose>>;
+inline avi_handle OpenAVI(const std::string &path) {
+  return avi_handle(mediareaders::AVIReadOpen(path.c_str()));
+}
+inline stream_handle OpenStream(const std::string &path) {
+  return stream_handle(mediareaders::StreamOpenRead(path.c_str()));
+}
+inline wave_handle OpenWave(const std::string &path) {
+  return wave_handle(mediareaders::WaveFileReadOpen(path.c_str()));
+}
+
 // A small deterministic generator for scattered times and damaged bytes: 24 bits per call.
 uint32_t NextRandom(uint32_t &state);
 
