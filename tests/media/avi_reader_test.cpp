@@ -91,12 +91,11 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   ASSERT_NE(it, bytes.end());
   const size_t length_at = size_t(it - bytes.begin()) + 8 + 32;  // dwLength of the stream header
   for (int k = 0; k < 4; ++k) bytes[length_at + k] = 0xFF;
-  roa *r = mediareaders::AVIReadOpen(WriteTempFile("long.avi", bytes).c_str());
+  avi_handle r = OpenAVI(WriteTempFile("long.avi", bytes));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->duration, 10000);
-  ASSERT_TRUE(mediareaders::AVIRead(r, 120));
+  ASSERT_TRUE(mediareaders::AVIRead(r.get(), 120));
   EXPECT_EQ(ShownFrame(r->frame, 10), 3);
-  mediareaders::AVIReadClose(r);
 }
 
 // Lossless pictures come out pixel-exact: top row first, blue-green-red order, alpha 0, rows at
@@ -115,10 +114,10 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
     media_recipe s;
     s.video_codec = l.codec, s.pix_fmt = l.pix_fmt, s.gradient = true, s.width = l.w, s.height = l.h,
     s.frames = 6;
-    roa *r = mediareaders::AVIReadOpen(WriteTempMedia(l.name, s).c_str());
+    avi_handle r = OpenAVI(WriteTempMedia(l.name, s));
     ASSERT_NE(r, nullptr) << l.name;
     for (int i : {0, 5, 2, 3}) {
-      ASSERT_TRUE(mediareaders::AVIRead(r, i * 40 + 20)) << l.name;
+      ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << l.name;
       surf sf;
       ASSERT_TRUE(surface::SurfaceDataLock(r->frame, &sf));
       EXPECT_EQ(sf.pitch, (l.w + 3) / 4 * 4);
@@ -132,24 +131,20 @@ TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
         }
       surface::SurfaceDataUnlock(&sf);
     }
-    mediareaders::AVIReadClose(r);
   }
 }
 
 // What is not an AVI file is refused (cut and flipped ones are the AVI fuzz target's replay).
 TEST(AVIReader, RefusesWhatIsNotAnAVI) {
   EXPECT_EQ(mediareaders::AVIReadOpen(nullptr), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(""), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(std::string("/nonexistent/missing.avi").c_str()), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("empty.avi", {}).c_str()), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')).c_str()),
-            nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(
-                WriteTempFile("sound.avi", WavBytes({}, std::vector<uint8_t>(4000, 1))).c_str()),
-            nullptr);
-  EXPECT_EQ(mediareaders::AVIReadOpen(
-                WriteTempMedia("notavi.mp4", {.format = "mp4", .video_codec = "mpeg4", .frames = 5}).c_str()),
-            nullptr);
+  const std::string paths[] = {
+      "",
+      "/nonexistent/missing.avi",
+      WriteTempFile("empty.avi", {}),
+      WriteTempFile("text.avi", std::vector<uint8_t>(300, 'x')),
+      WriteTempFile("sound.avi", WavBytes({}, std::vector<uint8_t>(4000, 1))),
+      WriteTempMedia("notavi.mp4", {.format = "mp4", .video_codec = "mpeg4", .frames = 5})};
+  for (const std::string &path : paths) EXPECT_EQ(OpenAVI(path), nullptr) << path;
 }
 
 }  // namespace
@@ -157,14 +152,13 @@ TEST(AVIReader, RefusesWhatIsNotAnAVI) {
 // Every third frame of a file whose frames stand alone (Motion JPEG): the frames passed over
 // are neither read nor decoded, as when composers of a parallel make share the frames out.
 TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
-  roa *r = mediareaders::AVIReadOpen(WriteTempMedia("intra.avi", {.frames = 60}).c_str());
+  avi_handle r = OpenAVI(WriteTempMedia("intra.avi", {.frames = 60}));
   ASSERT_NE(r, nullptr);
   const int64_t before = ffdecoder::VideoStats(r->video).decoded;
   for (int i = 1; i < 60; i += 3) {
-    ASSERT_TRUE(mediareaders::AVIRead(r, i * 40));
+    ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40));
     ASSERT_EQ(ShownFrame(r->frame, 60), i);
   }
   // 20 frames shown, and the open's look at frame 0 and the first, next frames in order.
   EXPECT_LE(ffdecoder::VideoStats(r->video).decoded - before, 22);
-  mediareaders::AVIReadClose(r);
 }

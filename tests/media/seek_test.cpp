@@ -43,27 +43,20 @@ uint64_t Checksum(KORSurface *s) {
   return h;
 }
 
-// The first millisecond of frame k at 25 fps.
-int StartMs(int k) { return k * 40; }
-
 // One reader behind the AVI or the stream interface.
 struct reader {
-  roa *avi = nullptr;
-  mmstream *stream = nullptr;
+  avi_handle avi;
+  stream_handle stream;
   reader(const std::string &path, bool is_avi) {
     if (is_avi)
-      avi = mediareaders::AVIReadOpen(path.c_str());
+      avi = OpenAVI(path);
     else
-      stream = mediareaders::StreamOpenRead(path.c_str());
-  }
-  ~reader() {
-    mediareaders::AVIReadClose(avi);
-    mediareaders::StreamCloseRead(stream);
+      stream = OpenStream(path);
   }
   bool open() const { return avi || stream; }
   KORSurface *Read(int ms) {
-    if (avi) return mediareaders::AVIRead(avi, ms) ? avi->frame : nullptr;
-    return mediareaders::StreamReadVideoSample(stream, ms);
+    if (avi) return mediareaders::AVIRead(avi.get(), ms) ? avi->frame : nullptr;
+    return mediareaders::StreamReadVideoSample(stream.get(), ms);
   }
   int64_t Decoded() const { return ffdecoder::VideoStats(avi ? avi->video : stream->video).decoded; }
 };
@@ -85,7 +78,7 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
   {
     reader r(path, is_avi);
     ASSERT_TRUE(r.open());
-    KORSurface *f = r.Read(StartMs(kFrames - 2));
+    KORSurface *f = r.Read((kFrames - 2) * 40);
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(ShownFrame(f, kFrames), kFrames - 2);
     EXPECT_LE(r.Decoded(), bound);
@@ -95,7 +88,7 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
   ASSERT_TRUE(r.open());
   std::vector<uint64_t> in_order(kFrames);
   for (int k = 0; k < kFrames; ++k) {
-    KORSurface *f = r.Read(StartMs(k));
+    KORSurface *f = r.Read(k * 40);  // frame k from its first millisecond at 25 fps
     ASSERT_NE(f, nullptr) << "frame " << k;
     ASSERT_EQ(ShownFrame(f, kFrames), k) << "frame " << k;
     in_order[k] = Checksum(f);
@@ -108,7 +101,7 @@ TEST_P(SeekEverywhere, ScatteredReadsMatchReadsInOrderAndCostOneGroupAtMost) {
   for (int k : order) {
     const int64_t before = r.Decoded();
     // Anywhere within the frame's 40 ms.
-    KORSurface *f = r.Read(StartMs(k) + int(NextRandom(state) % 40));
+    KORSurface *f = r.Read(k * 40 + int(NextRandom(state) % 40));
     ASSERT_NE(f, nullptr) << "frame " << k;
     ASSERT_EQ(Checksum(f), in_order[k]) << "frame " << k;
     worst = std::max(worst, r.Decoded() - before);
