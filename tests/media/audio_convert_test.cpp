@@ -1,8 +1,6 @@
 // Sound formats and the converters to and from the internal format, worked by hand.
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "core/dialogs.h"
 #include "media/pixelator.h"
 #include "media/wavcfg.h"

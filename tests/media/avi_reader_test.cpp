@@ -1,12 +1,7 @@
 // The AVI reader against files encoded from known frames and samples, and damaged files.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-
 #include "media/ffdecoder.h"
-#include "media/mediareaders.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
 #include "support/wavfile.h"

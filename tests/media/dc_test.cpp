@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "media/surface.h"
 #include "surfacetest.h"
 
 namespace {

@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/vemo.h"
 #include "imagefixtures.h"
-#include "media/surface.h"
 #include "support/wavfile.h"
 #include "surfacetest.h"
 

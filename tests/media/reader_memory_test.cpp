@@ -1,12 +1,8 @@
 // Showing one large frame costs its pictures, no copy per thread (peak resident memory, not time).
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
-#include <string>
 
-#include "media/mediareaders.h"
-#include "media/surface.h"
 #include "support/mediafile.h"
 
 namespace {

@@ -2,12 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
-#include <ostream>
-#include <string>
-#include <vector>
 
 #include "media/ffdecoder.h"
-#include "media/mediareaders.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
 

@@ -1,11 +1,7 @@
 // The stream reader against encoded media of every container and codec family, and damage.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <vector>
-
 #include "media/ffdecoder.h"
-#include "media/mediareaders.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
 #include "support/wavfile.h"

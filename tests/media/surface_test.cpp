@@ -3,10 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "core/dialogs.h"
 #include "core/vemowin.h"
 #include "surfacetest.h"
 

@@ -1,10 +1,7 @@
 // Direct pixel operations: hand-worked pixels, and the fast loops against plain reference loops.
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "media/kernels.h"
-#include "media/surface.h"
 #include "surfacetest.h"
 
 namespace {

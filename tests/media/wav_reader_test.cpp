@@ -1,9 +1,6 @@
 // The wave reader against files whose every byte the test wrote.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
-#include "media/mediareaders.h"
 #include "support/mediafile.h"
 #include "support/wavfile.h"
 

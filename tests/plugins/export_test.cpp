@@ -2,12 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
-#include <string>
-#include <vector>
 
-#include "media/mediareaders.h"
-#include "media/plugins.h"
 #include "media/surface.h"
 #include "plugins/plugintest.h"
 #include "support/mediafile.h"

@@ -3,11 +3,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "core/vemowin.h"
-#include "media/plugins.h"
 #include "media/surface.h"
 #include "plugins/plugintest.h"
 #include "support/wavfile.h"

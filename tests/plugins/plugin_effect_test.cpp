@@ -1,19 +1,14 @@
 // Plugin effects: choice, parameters as variables, the per-frame call, records, lifetime.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <memory>
-#include <string>
 #include <thread>
 
 #include "core/clock.h"
 #include "core/vemowin.h"
 #include "effects/fxtest.h"
 #include "effects/plugineffects.h"
-#include "media/surface.h"
 #include "plugins/plugintest.h"
 #include "time/memfile.h"
-#include "time/timefloat.h"
 
 using plugtest::FixturePlugin;
 
