@@ -65,6 +65,11 @@ struct media_recipe {
 // Which frame a flat-coloured surface shows (the nearest frame colour, within 24 per channel, at its
 // corners and centre, which must agree), -1 when it shows none or its alpha is not 0 everywhere.
 int ShownFrame(KORSurface *s, int count);
+// The frame a stream shows at `ms`; -2 when it reads nothing there.
+inline int StreamFrame(mmstream *m, int ms, int count) {
+  KORSurface *f = mediareaders::StreamReadVideoSample(m, ms);
+  return f ? ShownFrame(f, count) : -2;
+}
 
 // Whether this FFmpeg has the encoder.
 bool HaveEncoder(const char *name);
