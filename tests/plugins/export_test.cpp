@@ -40,33 +40,6 @@ class Export : public ::testing::Test {
   int64_t samples = 0;
 };
 
-// Pixels of a read picture (alpha 0: decoded pictures carry none) that differ from frame i's
-// gradient.
-int WrongPixels(KORSurface *s, int i, bool alpha = false) {
-  surf sf;
-  if (!surface::SurfaceDataLock(s, &sf)) return -1;
-  int wrong = 0;
-  for (int y = 0; y < sf.height; ++y)
-    for (int x = 0; x < sf.width; ++x) {
-      pix32 want = fixtures::GradientPixel(i, x, y);
-      want.a = alpha ? 255 : 0;
-      wrong += !(sf.bits[size_t(y) * sf.pitch + x] == want);
-    }
-  surface::SurfaceDataUnlock(&sf);
-  return wrong;
-}
-
-// Sample frames of a second of 16-bit stereo PCM that differ from the making's samples
-// (starting with sample frame `first`; `count` of them are expected, the rest silence).
-int64_t Mismatches(const uint8_t *pcm, const make_spec &recipe, int64_t first, int64_t count) {
-  const auto *s = reinterpret_cast<const int16_t *>(pcm);
-  int64_t bad = 0;
-  for (int64_t k = 0; k < INTERNAL_RATE; ++k)
-    for (int c = 0; c < 2; ++c)
-      bad += s[k * 2 + c] != (k < count ? plugtest::SampleOf(recipe, first + k, c) : 0);
-  return bad;
-}
-
 }  // namespace
 
 TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
@@ -82,14 +55,15 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
   EXPECT_EQ(r->duration, 1200);
   for (int i : {0, 1, 6, 11}) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 100 + 50)) << i;
-    EXPECT_EQ(WrongPixels(r->frame, i), 0) << "frame " << i;
+    EXPECT_EQ(fixtures::GradientMismatches(r->frame, i), 0) << "frame " << i;
   }
   EXPECT_FALSE(mediareaders::AVIRead(r.get(), 1250));
   ASSERT_EQ(r->audiovalid, 1);
   EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
-  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), raw, 0, INTERNAL_RATE), 0);
-  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), raw, INTERNAL_RATE,
-                       samples - INTERNAL_RATE),
+  EXPECT_EQ(
+      fixtures::SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), INTERNAL_RATE, 0, samples), 0);
+  EXPECT_EQ(fixtures::SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), INTERNAL_RATE,
+                                      INTERNAL_RATE, samples),
             0);
 
   const make_spec mjpeg{.width = 63, .height = 47};  // odd sides are coded as they are
@@ -104,7 +78,8 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << i;
     EXPECT_EQ(fixtures::ShownFrame(r->frame, 10), i);
   }
-  EXPECT_EQ(Mismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), mjpeg, 0, samples), 0);
+  EXPECT_EQ(
+      fixtures::SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), INTERNAL_RATE, 0, samples), 0);
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
@@ -138,10 +113,10 @@ TEST_F(Export, WavHoldsTheSoundAlone) {
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{WAVE_FORMAT_PCM, 2, 44100, 16, 4, 176400}));
   EXPECT_EQ(int64_t(r->datasize), samples * 4);
-  EXPECT_EQ(Mismatches(mediareaders::WaveFileRead(r.get(), 0), recipe, 0, INTERNAL_RATE), 0);
-  EXPECT_EQ(
-      Mismatches(mediareaders::WaveFileRead(r.get(), 1200), recipe, INTERNAL_RATE, samples - INTERNAL_RATE),
-      0);
+  EXPECT_EQ(fixtures::SoundMismatches(mediareaders::WaveFileRead(r.get(), 0), INTERNAL_RATE, 0, samples), 0);
+  EXPECT_EQ(fixtures::SoundMismatches(mediareaders::WaveFileRead(r.get(), 1200), INTERNAL_RATE, INTERNAL_RATE,
+                                      samples),
+            0);
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
@@ -157,7 +132,7 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
       std::snprintf(name, sizeof name, pattern, i);
       KORSurface *s = surface::SurfaceLoad(dir.file(name).c_str());
       ASSERT_NE(s, nullptr) << name;
-      EXPECT_EQ(WrongPixels(s, i, pattern[0] == 'a'), 0) << name;
+      EXPECT_EQ(fixtures::GradientMismatches(s, i, 0, pattern[0] == 'a' ? 255 : 0), 0) << name;
       surface::SurfaceDelete(s);
     }
   EXPECT_EQ(std::fopen(dir.file("shot_000003.png").c_str(), "rb"), nullptr);

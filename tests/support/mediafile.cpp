@@ -285,6 +285,28 @@ int ShownFrame(KORSurface *s, int count) {
   return clear ? frame : -1;
 }
 
+int GradientMismatches(KORSurface *s, int i, int tolerance, uint8_t alpha) {
+  surf sf;
+  if (!surface::SurfaceDataLock(s, &sf)) return -1;
+  int wrong = 0;
+  for (int y = 0; y < sf.height; ++y)
+    for (int x = 0; x < sf.width; ++x) {
+      const pix32 got = sf.bits[size_t(y) * sf.pitch + x], want = GradientPixel(i, x, y);
+      wrong += got.a != alpha || std::max({std::abs(got.r - want.r), std::abs(got.g - want.g),
+                                           std::abs(got.b - want.b)}) > tolerance;
+    }
+  surface::SurfaceDataUnlock(&sf);
+  return wrong;
+}
+
+int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end) {
+  int64_t wrong = 0;
+  for (int64_t n = 0; n < rate; ++n)
+    for (int c = 0; c < 2; ++c)
+      wrong += SampleAt(pcm, n, 2, c) != (first + n < end ? Sample16(first + n, c) : 0);
+  return wrong;
+}
+
 bool HaveEncoder(const char *name) { return avcodec_find_encoder_by_name(name) != nullptr; }
 
 std::string WriteTempMedia(const std::string &name, const media_recipe &recipe) {

@@ -65,6 +65,12 @@ struct media_recipe {
 // Which frame a flat-coloured surface shows (the nearest frame colour, within 24 per channel, at its
 // corners and centre, which must agree), -1 when it shows none or its alpha is not 0 everywhere.
 int ShownFrame(KORSurface *s, int count);
+// Pixels of the surface further than `tolerance` (largest channel difference) from frame i's
+// gradient, or whose alpha is not `alpha`; -1 when it cannot be locked.
+int GradientMismatches(KORSurface *s, int i, int tolerance = 0, uint8_t alpha = 0);
+// Sample frames of one second of 16-bit stereo PCM at `rate` that differ from Sample16 from
+// sample frame `first` on, with silence from sample frame `end` on.
+int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end);
 // The frame a stream shows at `ms`; -2 when it reads nothing there.
 inline int StreamFrame(mmstream *m, int ms, int count) {
   KORSurface *f = mediareaders::StreamReadVideoSample(m, ms);
