@@ -1,4 +1,5 @@
-// The stream reader against encoded media of every container and codec family, and damage.
+// The stream reader's sound, start times, lengths and still pictures (frame accuracy in every
+// container is the seek tests' part).
 #include <gtest/gtest.h>
 
 #include "media/ffdecoder.h"
@@ -9,60 +10,6 @@
 namespace {
 
 using namespace fixtures;
-
-struct family {
-  const char *name, *format, *codec;
-  int b_frames;
-  int num, den;
-};
-
-class StreamFrameAccuracy : public ::testing::TestWithParam<family> {};
-
-// Containers keep time differently (frame counts, 1/90000 ticks, whole milliseconds, edit
-// lists) and codecs reorder frames (B-frames): every millisecond read in order must still show
-// the frame whose span holds it.
-TEST_P(StreamFrameAccuracy, EveryMillisecondShowsItsFrame) {
-  const family f = GetParam();
-  if (!HaveEncoder(f.codec)) GTEST_SKIP() << f.codec << " is not available";
-  media_recipe s;
-  s.format = f.format, s.video_codec = f.codec, s.rate_num = f.num, s.rate_den = f.den, s.frames = 75,
-  s.gop = 12, s.max_b_frames = f.b_frames;
-  const std::string path = WriteTempMedia(std::string(f.name) + std::to_string(f.num), s);
-
-  stream_handle m = OpenStream(path);
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(m->videovalid, 1);
-  EXPECT_EQ(m->audiovalid, 0);
-  EXPECT_EQ(std::pair(m->width, m->height), std::pair(64, 48));
-  const int64_t length = int64_t(s.frames) * 1000 * f.den / f.num;
-  // Some containers leave out the last frame's span; program streams only estimate their
-  // length from the time stamps they find near the end.
-  const bool estimated = std::string(f.format) == "mpeg";
-  EXPECT_NEAR(m->duration, length, estimated ? length * 0.15 : 2 * 1000.0 * f.den / f.num);
-
-  const int last_ms = static_cast<int>(length) - 1;
-  for (int ms = 0; ms <= last_ms; ++ms) {
-    KORSurface *frame = mediareaders::StreamReadVideoSample(m.get(), ms);
-    ASSERT_EQ(frame, m->frame) << "ms " << ms;
-    ASSERT_EQ(ShownFrame(frame, s.frames), FrameAt(ms, f.num, f.den)) << "ms " << ms;
-  }
-  EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, 0);  // scattered reads are the seek tests' part
-  EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), static_cast<int>(length) + 500), nullptr);
-  EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), -40), nullptr);
-  EXPECT_EQ(mediareaders::StreamReadAudioSample(m.get(), 0), nullptr);
-}
-
-INSTANTIATE_TEST_SUITE_P(Families, StreamFrameAccuracy,
-                         ::testing::Values(family{"mp4_mpeg4_b", "mp4", "mpeg4", 2, 30000, 1001},
-                                           family{"mkv_ffv1", "matroska", "ffv1", 0, 30000, 1001},
-                                           family{"mov_mjpeg", "mov", "mjpeg", 0, 30000, 1001},
-                                           family{"mpeg_mpeg2_b", "mpeg", "mpeg2video", 2, 30000, 1001},
-                                           family{"asf_wmv2", "asf", "wmv2", 0, 30000, 1001},
-                                           family{"mkv_h264", "matroska", "libx264", 3, 30000, 1001},
-                                           family{"mp4_h264", "mp4", "libx264", 3, 25, 1}),
-                         [](const auto &info) {
-                           return std::string(info.param.name) + (info.param.num == 25 ? "_25" : "_29_97");
-                         });
 
 // Sound is read from the millisecond itself, sample-exact, with silence after its end;
 // backwards and far jumps seek.
