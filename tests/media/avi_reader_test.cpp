@@ -49,10 +49,8 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   EXPECT_EQ(ShownFrame(r->frame, 10), 3);
 }
 
-// Lossless pictures come out pixel-exact: top row first, blue-green-red order, alpha 0, rows at
-// the surface's pitch (30 pixels wide gives a pitch of 32). Raw 24-bit frames are stored
-// bottom-up in AVI files, the FFV1 ones top-down. Pictures in subsampled YUV come back within
-// the few steps the colour conversion costs, every row in its place.
+// Lossless pictures come out pixel-exact and upright (raw 24-bit frames are stored bottom-up, FFV1
+// ones top-down) at the surface's pitch; subsampled YUV within the conversion's few steps.
 TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
   struct lossless {
     const char *name, *codec, *pix_fmt;
@@ -90,8 +88,8 @@ TEST(AVIReader, RefusesWhatIsNotAnAVI) {
 
 }  // namespace
 
-// Every third frame of a file whose frames stand alone (Motion JPEG): the frames passed over
-// are neither read nor decoded, as when composers of a parallel make share the frames out.
+// Every third frame of an intra-only file (as parallel composers share frames out): the frames
+// passed over are neither read nor decoded.
 TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
   avi_handle r = OpenAVI(WriteTempMedia("intra.avi", {.frames = 60}));
   ASSERT_NE(r, nullptr);

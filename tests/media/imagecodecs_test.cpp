@@ -24,8 +24,7 @@ void ExpectWords(decoder fn, const bytes &b, const words &want) {
   EXPECT_EQ(got, want);
 }
 
-// A 2 x 2 32-bit icon image with its own alpha (rows bottom-up) and an empty AND mask of two
-// rows of 4 bytes.
+// A 2 x 2 32-bit icon image with its own alpha (rows bottom-up) and an empty 2-row AND mask.
 bytes icon32() {
   return make_bmp(
       {.width = 2,

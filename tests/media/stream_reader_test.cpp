@@ -1,5 +1,4 @@
-// The stream reader's sound, start times, lengths and still pictures (frame accuracy in every
-// container is the seek tests' part).
+// The stream reader's sound, start times, lengths and still pictures (frames: the seek tests).
 #include <gtest/gtest.h>
 
 #include "media/ffdecoder.h"
@@ -11,8 +10,7 @@ namespace {
 
 using namespace fixtures;
 
-// Sound is read from the millisecond itself, sample-exact, with silence after its end;
-// backwards and far jumps seek.
+// Sound is read from the millisecond itself, sample-exact, with silence after its end.
 TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   media_recipe s;
   s.format = "matroska", s.video_codec = "ffv1", s.frames = 60, s.audio_codec = "pcm_s16le",
@@ -62,9 +60,8 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
   EXPECT_EQ(StreamFrame(m.get(), 2960, s.frames), 74);
 }
 
-// Streams that start after the container's start keep their places: pictures from 120 ms with
-// sound from 0, then sound from 250 ms with pictures from 0. Before its first picture a medium
-// shows that picture; before its sound, silence.
+// Streams starting late keep their places (pictures from 120 ms, then sound from 250 ms): before
+// its first picture a medium shows that picture; before its sound, silence.
 TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   media_recipe s;
   s.format = "mov", s.frames = 60, s.video_start = 3, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
@@ -141,8 +138,7 @@ TEST(StreamReader, SoundOnlyMediaKeepTheirSampleFormatOrMixDown) {
   EXPECT_EQ(0, std::memcmp(buf, pcm.data(), pcm.size()));
 }
 
-// An animated picture with uneven delays (in hundredths of a second): each frame is shown
-// from its own time to the next frame's.
+// An animated picture's frames show from their own delays (hundredths of a second) to the next.
 TEST(StreamReader, AnimatedGifWithUnevenDelays) {
   media_recipe s;
   s.format = "gif", s.video_codec = "gif", s.pix_fmt = "pal8", s.rate_num = 10, s.frames = 6,

@@ -230,9 +230,8 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
   }
 }
 
-// Rectangles reaching off either surface: the fast scaler skips what falls off, exactly as the
-// plain per-pixel loop does, on every tier (the sanitizer build checks nothing is touched
-// outside the blocks).
+// Rectangles reaching off either surface: the fast scaler skips what falls off exactly as the plain
+// loop does, on every tier (the sanitizer build checks nothing outside the blocks is touched).
 TEST(SurfaceKernels, ScaleOffTheEdgesMatchesThePlainLoop) {
   std::mt19937 rng(31);
   for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {

@@ -14,8 +14,7 @@ using plugtest::FixturePlugin;
 
 namespace {
 
-// A surface manager with the plugin folder's libraries (Invert the only video effect), and
-// optionally some test plugins more.
+// A surface manager with the plugin folder's libraries (Invert the only video effect).
 class PluginEffect : public ::testing::Test {
  protected:
   void SetUp() override { manager = std::make_unique<surface>(&context, nullptr); }
