@@ -108,7 +108,7 @@ TEST(DrawingContext, StretchedSurfaceCopyAndSurface2HDC) {
   EXPECT_EQ(surface::Surface2HDC(src.get(), nullptr, RECT{0, 0, 2, 2}), 0);
 }
 
-TEST(DrawingContext, TextIsMeasuredAndDrawnInsideItsExtent) {
+TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
   canvas c(200, 60);
   font f;
   f.height = 20;
@@ -150,24 +150,15 @@ TEST(DrawingContext, TextIsMeasuredAndDrawnInsideItsExtent) {
   EXPECT_EQ(o.word(0, 0), 0x000000FFu);
   EXPECT_EQ(o.word(wide.cx - 1, wide.cy - 1), 0x000000FFu);
   EXPECT_EQ(o.word(wide.cx + 1, 0), 0u);
-}
 
-TEST(DrawingContext, DrawTextLaysOutLines) {
-  canvas c(300, 200);
-  font f;
-  f.height = 16;
-  c.hdc->SelectFont(f);
+  // Laid out: a line per line feed with the gaps between, words broken to the width.
   textmetric tm;
   ASSERT_TRUE(c.hdc->GetTextMetrics(&tm));
-  RECT one{0, 0, 300, 200};
-  const int h1 = c.hdc->DrawText("a\nb\nc", -1, &one, DT_CALCRECT);
-  EXPECT_EQ(h1, 3 * tm.height + 2 * tm.linegap);
-  RECT narrow{0, 0, 60, 200};
-  const int h2 = c.hdc->DrawText("one two three four", -1, &narrow, DT_WORDBREAK | DT_CALCRECT);
-  EXPECT_GT(h2, tm.height);
+  RECT lines{0, 0, 300, 200}, narrow{0, 0, 60, 200}, single{0, 0, 300, 200};
+  EXPECT_EQ(c.hdc->DrawText("a\nb\nc", -1, &lines, DT_CALCRECT), 3 * tm.height + 2 * tm.linegap);
+  EXPECT_GT(c.hdc->DrawText("one two three four", -1, &narrow, DT_WORDBREAK | DT_CALCRECT), tm.height);
   EXPECT_LE(narrow.right, 60);
-  RECT line{0, 0, 300, 200};
-  EXPECT_EQ(c.hdc->DrawText("a\nb", -1, &line, DT_SINGLELINE | DT_CALCRECT), tm.height);
+  EXPECT_EQ(c.hdc->DrawText("a\nb", -1, &single, DT_SINGLELINE | DT_CALCRECT), tm.height);
 }
 
 TEST(DrawingContext, RedSlashCrossesTheSurface) {
