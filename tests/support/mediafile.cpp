@@ -193,8 +193,6 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
         f->data[0][k * ch + c] = Sample8(pos, c);
       else if (f->format == AV_SAMPLE_FMT_S32)
         reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
-      else if (f->format == AV_SAMPLE_FMT_FLTP)
-        reinterpret_cast<float *>(f->data[c])[k] = SampleSine(pos, c, s.audio_rate);
       else
         return false;
     }
@@ -321,6 +319,12 @@ std::vector<uint8_t> ReadFileBytes(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
   return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
+
+avi_handle OpenAVI(const std::string &p) { return avi_handle(mediareaders::AVIReadOpen(p.c_str())); }
+stream_handle OpenStream(const std::string &p) {
+  return stream_handle(mediareaders::StreamOpenRead(p.c_str()));
+}
+wave_handle OpenWave(const std::string &p) { return wave_handle(mediareaders::WaveFileReadOpen(p.c_str())); }
 
 uint32_t NextRandom(uint32_t &state) {
   state = state * 1664525u + 1013904223u;

@@ -55,7 +55,7 @@ struct media_recipe {
 
   int video_start = 0;  // the first frame's time stamp, in frames (or units of tb_num / tb_den)
 
-  std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
+  std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8 or pcm_s24le
   int64_t audio_start = 0;    // the first sample frame's time stamp, in sample frames
   int audio_rate = 8000;
   int audio_channels = 2;
@@ -88,23 +88,14 @@ std::vector<uint8_t> ReadFileBytes(const std::string &path);
 // What the readers open, closed when the handle goes.
 template <auto Close>
 struct closer {
-  template <typename T>
-  void operator()(T *p) const {
-    Close(p);
-  }
+  void operator()(auto *p) const { Close(p); }
 };
 using avi_handle = std::unique_ptr<roa, closer<&mediareaders::AVIReadClose>>;
 using stream_handle = std::unique_ptr<mmstream, closer<&mediareaders::StreamCloseRead>>;
 using wave_handle = std::unique_ptr<rwav, closer<&mediareaders::WaveFileReadClose>>;
-inline avi_handle OpenAVI(const std::string &path) {
-  return avi_handle(mediareaders::AVIReadOpen(path.c_str()));
-}
-inline stream_handle OpenStream(const std::string &path) {
-  return stream_handle(mediareaders::StreamOpenRead(path.c_str()));
-}
-inline wave_handle OpenWave(const std::string &path) {
-  return wave_handle(mediareaders::WaveFileReadOpen(path.c_str()));
-}
+avi_handle OpenAVI(const std::string &path);
+stream_handle OpenStream(const std::string &path);
+wave_handle OpenWave(const std::string &path);
 
 // A small deterministic generator for scattered times and damaged bytes: 24 bits per call.
 uint32_t NextRandom(uint32_t &state);
