@@ -32,12 +32,10 @@ class PluginEffect : public ::testing::Test {
     effectloadscope scope;
     return Video();
   }
-  // Chooses the plugin of that description among several.
-  std::unique_ptr<effectVideo> VideoChosen(const char *description) {
-    pluginlists &lists = manager->Plugins();
-    dialogs.choice_answer = 0;
-    for (int i = 0; i < lists.VideoEffectCount(); ++i)
-      if (std::string(lists.VideoEffects()[i].description) == description) dialogs.choice_answer = i + 1;
+  // The fixture's effect, offered second after Invert.
+  std::unique_ptr<effectVideo> FixtureVideo() {
+    Add("fx_params.so");
+    dialogs.choice_answer = 2;
     return Video();
   }
 
@@ -88,8 +86,9 @@ TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginL
 
 TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
   Add("fx_params.so");
-  Add("fx_once.so");  // its entry gave its one object to the loader
-  EXPECT_EQ(VideoChosen("nothing"), nullptr);
+  Add("fx_once.so");          // its entry gave its one object to the loader
+  dialogs.choice_answer = 0;  // cancelled
+  EXPECT_EQ(Video(), nullptr);
   EXPECT_EQ(dialogs.offered,
             (std::vector<std::string>{"Invert", "Fixture Video Effect", "Fixture Video Effect"}));
 
@@ -111,8 +110,7 @@ TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
 }
 
 TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
-  Add("fx_params.so");
-  auto e = VideoChosen("Fixture Video Effect");
+  auto e = FixtureVideo();
   ASSERT_NE(e, nullptr);
   timefloatmgr &vars = e->GetTimeFloatMgr();
   const char *keys[] = {"FX_PLAIN", "FX_GROUP", "FX_SWITCH", "FX_BOTH"};
@@ -189,8 +187,7 @@ TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
 }
 
 TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
-  Add("fx_params.so");
-  auto e = VideoChosen("Fixture Video Effect");
+  auto e = FixtureVideo();
   ASSERT_NE(e, nullptr);
   e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75);
   e->GetTimeFloatMgr().Commit();
