@@ -8,6 +8,7 @@
 #include "support/mediafile.h"
 #include "support/wavfile.h"
 
+using namespace fixtures;
 using plugtest::make_spec;
 
 namespace {
@@ -33,9 +34,13 @@ class Export : public ::testing::Test {
     EXPECT_TRUE(p && plugtest::Make(p, dir.file(name), recipe, &frames, &samples)) << (p ? Error(p) : name);
     return dir.file(name);
   }
+  // Sample frames of the given second that differ from those made.
+  int64_t WrongSamples(const uint8_t *pcm, int second) {
+    return SoundMismatches(pcm, INTERNAL_RATE, int64_t(second) * INTERNAL_RATE, samples);
+  }
 
   pluginlists lists;
-  fixtures::temp_dir dir;
+  temp_dir dir;
   int frames = 0;
   int64_t samples = 0;
 };
@@ -46,7 +51,7 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
   // Raw rows of 111 bytes: the file pads them, the reader must not see it.
   const make_spec raw{.width = 37, .height = 21, .fps = 10, .ms = 1200, .gradient = true};
   ASSERT_EQ(Plugin("avi")->SetOption("codec", "raw"), 1);
-  fixtures::avi_handle r = fixtures::OpenAVI(Make("avi", "raw.avi", raw));
+  avi_handle r = OpenAVI(Make("avi", "raw.avi", raw));
   ASSERT_EQ(frames, 12);
   ASSERT_EQ(samples, 12 * 4410);
   ASSERT_NE(r, nullptr);
@@ -55,20 +60,17 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
   EXPECT_EQ(r->duration, 1200);
   for (int i : {0, 1, 6, 11}) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 100 + 50)) << i;
-    EXPECT_EQ(fixtures::GradientMismatches(r->frame, i), 0) << "frame " << i;
+    EXPECT_EQ(GradientMismatches(r->frame, i), 0) << "frame " << i;
   }
   EXPECT_FALSE(mediareaders::AVIRead(r.get(), 1250));
   ASSERT_EQ(r->audiovalid, 1);
-  EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
-  EXPECT_EQ(
-      fixtures::SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), INTERNAL_RATE, 0, samples), 0);
-  EXPECT_EQ(fixtures::SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), 1100), INTERNAL_RATE,
-                                      INTERNAL_RATE, samples),
-            0);
+  EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
+  EXPECT_EQ(WrongSamples(mediareaders::AVIReadAudioSecond(r.get(), 0), 0), 0);
+  EXPECT_EQ(WrongSamples(mediareaders::AVIReadAudioSecond(r.get(), 1100), 1), 0);
 
   const make_spec mjpeg{.width = 63, .height = 47};  // odd sides are coded as they are
   ASSERT_EQ(Plugin("avi")->SetOption("codec", "mjpeg"), 1);
-  r = fixtures::OpenAVI(Make("avi", "mjpeg.avi", mjpeg));
+  r = OpenAVI(Make("avi", "mjpeg.avi", mjpeg));
   ASSERT_EQ(frames, 10);
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(std::pair(r->width, r->height), std::pair(63, 47));
@@ -76,15 +78,14 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
   EXPECT_EQ(r->duration, 400);
   for (int i = 0; i < 10; ++i) {
     ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << i;
-    EXPECT_EQ(fixtures::ShownFrame(r->frame, 10), i);
+    EXPECT_EQ(ShownFrame(r->frame, 10), i);
   }
-  EXPECT_EQ(
-      fixtures::SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), 0), INTERNAL_RATE, 0, samples), 0);
+  EXPECT_EQ(WrongSamples(mediareaders::AVIReadAudioSecond(r.get(), 0), 0), 0);
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
   const make_spec recipe{.fps = 15, .ms = 1000, .sine = true};
-  fixtures::stream_handle m = fixtures::OpenStream(Make("mp4", "clip.mp4", recipe));
+  stream_handle m = OpenStream(Make("mp4", "clip.mp4", recipe));
   ASSERT_EQ(frames, 15);
   ASSERT_NE(m, nullptr);
   ASSERT_EQ(m->videovalid, 1);
@@ -92,7 +93,7 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
   EXPECT_NEAR(m->duration, 1000, 67);
   // Frame i shows from its making time t(i) = i * 1000 / 15 on.
   for (int i = 0; i < 15; ++i)
-    EXPECT_EQ(fixtures::StreamFrame(m.get(), int(plugtest::FrameTime(recipe, i)) + 10, 15), i);
+    EXPECT_EQ(StreamFrame(m.get(), int(plugtest::FrameTime(recipe, i)) + 10, 15), i);
   ASSERT_EQ(m->audiovalid, 1);
   EXPECT_NEAR(m->audioduration, samples * 1000 / INTERNAL_RATE, 30);
   // AAC is lossy: the sine comes back close, sample for sample (no shift in time).
@@ -109,14 +110,12 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
 
 TEST_F(Export, WavHoldsTheSoundAlone) {
   const make_spec recipe{.fps = 15, .ms = 1500, .video = false};
-  fixtures::wave_handle r = fixtures::OpenWave(Make("wav", "sound.wav", recipe));
+  wave_handle r = OpenWave(Make("wav", "sound.wav", recipe));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(fixtures::FormatRow(r->wfx), (std::vector<uint32_t>{WAVE_FORMAT_PCM, 2, 44100, 16, 4, 176400}));
+  EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{WAVE_FORMAT_PCM, 2, 44100, 16, 4, 176400}));
   EXPECT_EQ(int64_t(r->datasize), samples * 4);
-  EXPECT_EQ(fixtures::SoundMismatches(mediareaders::WaveFileRead(r.get(), 0), INTERNAL_RATE, 0, samples), 0);
-  EXPECT_EQ(fixtures::SoundMismatches(mediareaders::WaveFileRead(r.get(), 1200), INTERNAL_RATE, INTERNAL_RATE,
-                                      samples),
-            0);
+  EXPECT_EQ(WrongSamples(mediareaders::WaveFileRead(r.get(), 0), 0), 0);
+  EXPECT_EQ(WrongSamples(mediareaders::WaveFileRead(r.get(), 1200), 1), 0);
 }
 
 TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
@@ -132,7 +131,7 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
       std::snprintf(name, sizeof name, pattern, i);
       KORSurface *s = surface::SurfaceLoad(dir.file(name).c_str());
       ASSERT_NE(s, nullptr) << name;
-      EXPECT_EQ(fixtures::GradientMismatches(s, i, 0, pattern[0] == 'a' ? 255 : 0), 0) << name;
+      EXPECT_EQ(GradientMismatches(s, i, 0, pattern[0] == 'a' ? 255 : 0), 0) << name;
       surface::SurfaceDelete(s);
     }
   EXPECT_EQ(std::fopen(dir.file("shot_000003.png").c_str(), "rb"), nullptr);
@@ -142,12 +141,12 @@ TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
   // Odd sides: H.264 codes them one pixel larger.
   make_spec recipe{.width = 33, .height = 17, .ms = 1000, .stop_after = 5};
   for (const char *plugin : {"avi", "mp4"}) {
-    fixtures::stream_handle m = fixtures::OpenStream(Make(plugin, std::string("stopped.") + plugin, recipe));
+    stream_handle m = OpenStream(Make(plugin, std::string("stopped.") + plugin, recipe));
     ASSERT_EQ(frames, 5);
     ASSERT_NE(m, nullptr) << plugin;
     EXPECT_EQ(std::pair(m->width, m->height), plugin[0] == 'a' ? std::pair(33, 17) : std::pair(34, 18));
     EXPECT_NEAR(m->duration, 200, 40) << plugin;
-    EXPECT_EQ(fixtures::StreamFrame(m.get(), 170, 5), 4) << plugin;
+    EXPECT_EQ(StreamFrame(m.get(), 170, 5), 4) << plugin;
   }
 
   // A plugin destroyed while its file is open (its library freed mid-making) finishes the file.
@@ -155,7 +154,7 @@ TEST_F(Export, AMakingStoppedEarlyLeavesAValidFile) {
   recipe.stop_after = 3;
   ASSERT_TRUE(plugtest::Make(Plugin("avi"), file, recipe, &frames, &samples, true));
   lists.FreeAll();
-  fixtures::avi_handle r = fixtures::OpenAVI(file);
+  avi_handle r = OpenAVI(file);
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->duration, 120);
 }
