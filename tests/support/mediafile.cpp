@@ -145,7 +145,6 @@ bool OpenAudio(writer &w, const media_recipe &s, std::string *error) {
         e->sample_rate = s.audio_rate;
         av_channel_layout_default(&e->ch_layout, s.audio_channels);
         e->time_base = AVRational{1, s.audio_rate};
-        e->bit_rate = 128000;
         return true;
       });
   if (ok && !(w.aframe = av_frame_alloc())) return Fail(error, "out of memory");
@@ -216,7 +215,6 @@ bool WriteMedia(const std::string &path, const media_recipe &s, std::string *err
   if (avformat_write_header(w.oc, nullptr) < 0) return Fail(error, "header");
 
   const int vframes = w.venc ? s.frames : 0;
-  const int chunk = w.aenc ? (w.aenc->frame_size > 0 ? w.aenc->frame_size : 1024) : 0;
   int vi = 0;
   int64_t ai = 0;
   while (vi < vframes || (w.aenc && ai < s.audio_samples)) {
@@ -231,12 +229,7 @@ bool WriteMedia(const std::string &path, const media_recipe &s, std::string *err
       if (!w.Encode(w.venc, w.vst, w.vframe)) return Fail(error, "video encoding");
       ++vi;
     } else {
-      // The encoder's frame size, with a shorter last frame when the encoder allows one.
-      int n = static_cast<int>(std::min<int64_t>(chunk, s.audio_samples - ai));
-      const int caps = w.aenc->codec->capabilities;
-      if (w.aenc->frame_size > 0 && !(caps & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) && n < w.aenc->frame_size &&
-          !(caps & AV_CODEC_CAP_SMALL_LAST_FRAME))
-        n = w.aenc->frame_size;
+      const int n = int(std::min<int64_t>(1024, s.audio_samples - ai));  // PCM takes any frame size
       if (!WriteAudioFrame(w, s, ai, n)) return Fail(error, "audio encoding");
       ai += n;
     }
