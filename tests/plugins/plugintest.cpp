@@ -9,6 +9,9 @@
 
 namespace plugtest {
 
+std::string BuiltPlugin(const std::string &name) { return std::string(VEMO_PLUGIN_DIR) + "/" + name; }
+std::string FixturePlugin(const std::string &name) { return std::string(VEMO_TEST_PLUGIN_DIR) + "/" + name; }
+
 bool Resident(const std::string &path) {
   void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
   if (h) dlclose(h);

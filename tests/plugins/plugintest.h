@@ -11,10 +11,8 @@
 namespace plugtest {
 
 // A library of the plugin folder (avi.so, invert.so, ...) or of the test plugins (fx_both.so, ...).
-inline std::string BuiltPlugin(const std::string &name) { return std::string(VEMO_PLUGIN_DIR) + "/" + name; }
-inline std::string FixturePlugin(const std::string &name) {
-  return std::string(VEMO_TEST_PLUGIN_DIR) + "/" + name;
-}
+std::string BuiltPlugin(const std::string &name);
+std::string FixturePlugin(const std::string &name);
 // Whether the library is loaded in this process.
 bool Resident(const std::string &path);
 
@@ -28,9 +26,11 @@ struct recording_dialogs : headless_dialogs {
   int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
     ++chooses;
     offered = entries;
+    title = t;
     return headless_dialogs::Choose(owner, t, entries);
   }
   std::vector<std::string> offered;
+  std::string title;
   int chooses = 0;
 };
 
