@@ -47,7 +47,7 @@ static_assert(std::is_same_v<decltype(&surface::WaveFileRead), uint8_t *(*)(rwav
 static_assert(std::is_same_v<decltype(&surface::StreamReadAudioSample), uint8_t *(*)(mmstream *, int)>);
 
 // A host hands its own short buffers (as PutAudio receives them) and byte buffers; the sound
-// format's converter is the pixel helpers' (their arithmetic is the media tests' part).
+// format's converter is the pixel helpers' (whose arithmetic the media tests check).
 TEST(PublicNames, ConvertersTakeTheBuffersAHostHolds) {
   short internal[4] = {1000, -1000, 3000, -3000};
   unsigned char eight[2] = {};

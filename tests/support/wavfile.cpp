@@ -54,7 +54,7 @@ std::string WriteTempFile(const std::string &name, const std::vector<uint8_t> &b
   static temp_dir dir;  // one folder for the whole test program
   const std::string path = dir.file(name);
   if (FILE *f = std::fopen(path.c_str(), "wb")) {
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);  // data() of nothing may be null
     std::fclose(f);
   }
   return path;
