@@ -46,20 +46,15 @@ static_assert(std::is_same_v<decltype(&surface::AVIReadOpen), roa *(*)(const cha
 static_assert(std::is_same_v<decltype(&surface::WaveFileRead), uint8_t *(*)(rwav *, int)>);
 static_assert(std::is_same_v<decltype(&surface::StreamReadAudioSample), uint8_t *(*)(mmstream *, int)>);
 
+// A host hands its own short buffers (as PutAudio receives them) and byte buffers; the sound
+// format's converter is the pixel helpers' (whose arithmetic the media tests check).
 TEST(PublicNames, ConvertersTakeTheBuffersAHostHolds) {
-  // A host hands its own short buffers (as PutAudio receives them) and byte buffers.
   short internal[4] = {1000, -1000, 3000, -3000};
   unsigned char eight[2] = {};
   WAVEFORMATEX mono8{WAVE_FORMAT_PCM, 1, 22050, 22050, 1, 8, 0};
   // Two internal frames at half the rate give one 8-bit frame: (1000 - 1000) / 2 -> 128.
-  EXPECT_EQ(pixelator::From44100_16_2(internal, &mono8, 8, eight), 1);
-  EXPECT_EQ(eight[0], 128);
   EXPECT_EQ(wavcfg::From44100_16_2(internal, &mono8, 8, eight), 1);
-  short back[4] = {};
-  eight[0] = 255;
-  EXPECT_EQ(pixelator::To44100_16_2(eight, &mono8, 1, back, 8), 1);
-  EXPECT_EQ(back[0], 32385);  // (255 - 128) * 255
-  EXPECT_EQ(back[3], 32385);
+  EXPECT_EQ(eight[0], 128);
 }
 
 TEST(PublicNames, ReadersAnswerNullForAMissingFile) {

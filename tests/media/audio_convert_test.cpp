@@ -1,26 +1,26 @@
 // Sound formats and the converters to and from the internal format, worked by hand.
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "core/dialogs.h"
 #include "media/pixelator.h"
 #include "media/wavcfg.h"
+#include "support/wavfile.h"
 
 namespace {
 
 std::vector<uint8_t> Internal(const std::vector<std::pair<int16_t, int16_t>> &frames) {
   std::vector<uint8_t> b;
-  for (auto [l, r] : frames) {
-    b.push_back(uint8_t(l));
-    b.push_back(uint8_t(uint16_t(l) >> 8));
-    b.push_back(uint8_t(r));
-    b.push_back(uint8_t(uint16_t(r) >> 8));
-  }
+  for (auto [l, r] : frames) fixtures::put16(b, uint16_t(l)), fixtures::put16(b, uint16_t(r));
   return b;
 }
 
 int16_t S16(const uint8_t *p) { return static_cast<int16_t>(p[0] | (p[1] << 8)); }
+// The first n 16-bit samples of a buffer.
+std::vector<int16_t> S16s(const uint8_t *p, int n) {
+  std::vector<int16_t> v;
+  for (int i = 0; i < n; ++i) v.push_back(S16(p + 2 * i));
+  return v;
+}
 
 // rate, channels, bits, block align, bytes per second, extra size
 std::vector<uint32_t> Fields(const WAVEFORMATEX &f) {
@@ -106,7 +106,7 @@ TEST(FromInternal, EightBitAndMonoArithmetic) {
   mono16.nBlockAlign = 2;
   ASSERT_EQ(pixelator::From44100_16_2(in.data(), &mono16, 16, out), 8);
   // (-32768 + 32767) / 2 and (300 - 301) / 2 are 0 toward zero; (-256 - 257) / 2 = -256.
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(S16(out + 2 * i), i == 3 ? -256 : 0) << i;
+  EXPECT_EQ(S16s(out, 4), (std::vector<int16_t>{0, 0, 0, -256}));
 }
 
 TEST(ToInternal, EightBitWidensThroughTheTable) {
@@ -114,11 +114,8 @@ TEST(ToInternal, EightBitWidensThroughTheTable) {
   const uint8_t in[4] = {0, 128, 255, 1};
   uint8_t out[16];
   EXPECT_EQ(pixelator::To44100_16_2(in, &src, 4, out, 16), 1);
-  EXPECT_EQ(S16(out + 0), -32640);
-  EXPECT_EQ(S16(out + 2), -32640);  // mono: right repeats left
-  EXPECT_EQ(S16(out + 4), 0);
-  EXPECT_EQ(S16(out + 8), 32385);
-  EXPECT_EQ(S16(out + 12), -32385);
+  // (v - 128) * 255; mono: right repeats left.
+  EXPECT_EQ(S16s(out, 8), (std::vector<int16_t>{-32640, -32640, 0, 0, 32385, 32385, -32385, -32385}));
 }
 
 TEST(ToInternal, StretchesByNearestEarlierFrame) {
@@ -127,11 +124,8 @@ TEST(ToInternal, StretchesByNearestEarlierFrame) {
   WAVEFORMATEX src{1, 2, 22050, 88200, 4, 16, 18};
   uint8_t out[28];
   EXPECT_EQ(pixelator::To44100_16_2(in.data(), &src, 12, out, 28), 1);
-  const int expect[7] = {10, 10, 10, 20, 20, 30, 30};
-  for (int i = 0; i < 7; ++i) {
-    EXPECT_EQ(S16(out + 4 * i), expect[i]);
-    EXPECT_EQ(S16(out + 4 * i + 2), -expect[i]);
-  }
+  EXPECT_EQ(S16s(out, 14),
+            (std::vector<int16_t>{10, -10, 10, -10, 10, -10, 20, -20, 20, -20, 30, -30, 30, -30}));
   // Nothing to read gives silence rather than a read past the input.
   uint8_t quiet[8] = {1, 1, 1, 1, 1, 1, 1, 1};
   EXPECT_EQ(pixelator::To44100_16_2(in.data(), &src, 3, quiet, 8), 1);

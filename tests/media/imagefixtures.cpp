@@ -1,64 +1,50 @@
 // Image files written by the tests themselves.
 #include "imagefixtures.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 
 #include <jpeglib.h>
+
+#include "support/wavfile.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/frame.h>
 }
 
-void put16(bytes &b, uint32_t v) {
-  b.push_back(uint8_t(v));
-  b.push_back(uint8_t(v >> 8));
-}
-void put32(bytes &b, uint32_t v) {
-  for (int i = 0; i < 4; ++i) b.push_back(uint8_t(v >> (8 * i)));
-}
+using fixtures::put16;
+using fixtures::put32;
 
 bytes make_bmp(const bmp_layout &s) {
   bytes info;
-  const bool bitfields_after = s.header == 40 && (s.compression == 3 || s.compression == 6);
+  put32(info, s.header);
   if (s.header == 12) {
-    put32(info, 12);
-    put16(info, uint32_t(s.width));
-    put16(info, uint32_t(s.height));
-    put16(info, 1);
-    put16(info, uint32_t(s.bpp));
+    for (uint32_t v : {uint32_t(s.width), uint32_t(s.height), 1u, uint32_t(s.bpp)}) put16(info, v);
   } else {
-    put32(info, s.header);
-    put32(info, uint32_t(s.width));
-    put32(info, uint32_t(s.height));
+    for (uint32_t v : {uint32_t(s.width), uint32_t(s.height)}) put32(info, v);
     put16(info, 1);
     put16(info, uint32_t(s.bpp));
-    put32(info, s.compression);
-    put32(info, uint32_t(s.pixels.size()));
-    put32(info, 2835);
-    put32(info, 2835);
-    put32(info, s.colours_used);
-    put32(info, 0);
-    if (s.header > 40) {
+    for (uint32_t v : {s.compression, uint32_t(s.pixels.size()), 2835u, 2835u, s.colours_used, 0u})
+      put32(info, v);
+    if (s.header > 40)
       for (uint32_t m : s.masks) put32(info, m);
-      while (info.size() < s.header) info.push_back(0);
-    }
+    info.resize(std::max<size_t>(info.size(), s.header), 0);
   }
-  if (bitfields_after)
+  // Bit fields after a 40-byte header: three masks, or four for compression 6.
+  if (s.header == 40 && (s.compression == 3 || s.compression == 6))
     for (int i = 0; i < (s.compression == 6 ? 4 : 3); ++i) put32(info, s.masks[i]);
   for (uint32_t c : s.palette) {
-    info.push_back(uint8_t(c));
-    info.push_back(uint8_t(c >> 8));
-    info.push_back(uint8_t(c >> 16));
+    info.insert(info.end(), {uint8_t(c), uint8_t(c >> 8), uint8_t(c >> 16)});
     if (s.header != 12) info.push_back(0);
   }
   bytes out;
   if (s.file_header) {
     out = {'B', 'M'};
-    put32(out, uint32_t(14 + info.size() + s.pixels.size()));
-    put32(out, 0);
-    put32(out, uint32_t(14 + info.size()));
+    for (uint32_t v : {uint32_t(14 + info.size() + s.pixels.size()), 0u, uint32_t(14 + info.size())})
+      put32(out, v);
   }
   out.insert(out.end(), info.begin(), info.end());
   out.insert(out.end(), s.pixels.begin(), s.pixels.end());
@@ -67,12 +53,10 @@ bytes make_bmp(const bmp_layout &s) {
 
 bytes make_ico(const std::vector<bytes> &images, int type) {
   bytes out;
-  put16(out, 0);
-  put16(out, uint32_t(type));
-  put16(out, uint32_t(images.size()));
+  for (uint32_t v : {0u, uint32_t(type), uint32_t(images.size())}) put16(out, v);
   uint32_t offset = uint32_t(6 + 16 * images.size());
   for (const bytes &img : images) {
-    for (int i = 0; i < 4; ++i) out.push_back(0);  // sizes in the directory are not trusted anyway
+    put32(out, 0);  // sizes in the directory are not trusted anyway
     put16(out, 1);
     put16(out, 32);
     put32(out, uint32_t(img.size()));
@@ -98,17 +82,15 @@ bytes make_jpeg(int w, int h, const std::vector<pix32> &pixels, int quality, boo
   jpeg_set_defaults(&c);
   jpeg_set_quality(&c, quality, TRUE);
   jpeg_start_compress(&c, TRUE);
-  std::vector<uint8_t> row(size_t(w) * 3);
+  std::vector<uint8_t> row;
   for (int y = 0; y < h; ++y) {
+    row.clear();
     for (int x = 0; x < w; ++x) {
       const pix32 p = pixels[size_t(y) * w + x];
-      if (grey) {
-        row[size_t(x)] = p.g;
-      } else {
-        row[3 * size_t(x)] = p.r;
-        row[3 * size_t(x) + 1] = p.g;
-        row[3 * size_t(x) + 2] = p.b;
-      }
+      if (grey)
+        row.push_back(p.g);
+      else
+        row.insert(row.end(), {p.r, p.g, p.b});
     }
     JSAMPROW r = row.data();
     jpeg_write_scanlines(&c, &r, 1);
@@ -122,17 +104,25 @@ bytes make_jpeg(int w, int h, const std::vector<pix32> &pixels, int quality, boo
 
 namespace {
 
-bytes encode(AVCodecID id, AVFrame *frame) {
+// One picture of the given pixel format, filled by `fill`, through FFmpeg's encoder.
+bytes encode(AVCodecID id, int w, int h, AVPixelFormat format, const std::function<void(AVFrame *)> &fill) {
   bytes out;
+  AVFrame *frame = av_frame_alloc();
+  frame->width = w;
+  frame->height = h;
+  frame->format = format;
+  av_frame_get_buffer(frame, 0);
+  fill(frame);
   const AVCodec *codec = avcodec_find_encoder(id);
-  if (!codec) return out;
-  AVCodecContext *ctx = avcodec_alloc_context3(codec);
-  ctx->width = frame->width;
-  ctx->height = frame->height;
-  ctx->pix_fmt = AVPixelFormat(frame->format);
-  ctx->time_base = AVRational{1, 25};
+  AVCodecContext *ctx = codec ? avcodec_alloc_context3(codec) : nullptr;
   AVPacket *pkt = av_packet_alloc();
-  if (avcodec_open2(ctx, codec, nullptr) >= 0 && avcodec_send_frame(ctx, frame) >= 0) {
+  if (ctx) {
+    ctx->width = w;
+    ctx->height = h;
+    ctx->pix_fmt = format;
+    ctx->time_base = AVRational{1, 25};
+  }
+  if (ctx && avcodec_open2(ctx, codec, nullptr) >= 0 && avcodec_send_frame(ctx, frame) >= 0) {
     avcodec_send_frame(ctx, nullptr);
     while (avcodec_receive_packet(ctx, pkt) >= 0) {
       out.insert(out.end(), pkt->data, pkt->data + pkt->size);
@@ -141,49 +131,33 @@ bytes encode(AVCodecID id, AVFrame *frame) {
   }
   av_packet_free(&pkt);
   avcodec_free_context(&ctx);
+  av_frame_free(&frame);
   return out;
 }
 
 }  // namespace
 
 bytes make_png(int w, int h, const std::vector<pix32> &pixels, bool alpha) {
-  AVFrame *f = av_frame_alloc();
-  f->width = w;
-  f->height = h;
-  f->format = alpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24;
-  av_frame_get_buffer(f, 0);
-  for (int y = 0; y < h; ++y) {
-    uint8_t *row = f->data[0] + y * f->linesize[0];
-    for (int x = 0; x < w; ++x) {
-      const pix32 p = pixels[size_t(y) * w + x];
-      uint8_t *o = row + x * (alpha ? 4 : 3);
-      o[0] = p.r;
-      o[1] = p.g;
-      o[2] = p.b;
-      if (alpha) o[3] = p.a;
-    }
-  }
-  bytes out = encode(AV_CODEC_ID_PNG, f);
-  av_frame_free(&f);
-  return out;
+  return encode(AV_CODEC_ID_PNG, w, h, alpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24, [&](AVFrame *f) {
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const pix32 p = pixels[size_t(y) * w + x];
+        uint8_t *o = f->data[0] + y * f->linesize[0] + x * (alpha ? 4 : 3);
+        o[0] = p.r, o[1] = p.g, o[2] = p.b;
+        if (alpha) o[3] = p.a;
+      }
+  });
 }
 
 bytes make_gif(int w, int h, const std::vector<uint8_t> &indices, const std::vector<uint32_t> &palette,
                int transparent) {
-  AVFrame *f = av_frame_alloc();
-  f->width = w;
-  f->height = h;
-  f->format = AV_PIX_FMT_PAL8;
-  av_frame_get_buffer(f, 0);
-  for (int y = 0; y < h; ++y)
-    std::memcpy(f->data[0] + y * f->linesize[0], indices.data() + size_t(y) * w, size_t(w));
-  uint32_t *pal = reinterpret_cast<uint32_t *>(f->data[1]);
-  for (int i = 0; i < 256; ++i) {
-    const uint32_t c = i < int(palette.size()) ? palette[size_t(i)] : 0;
-    pal[i] = (i == transparent ? 0u : 0xFF000000u) | c;
-  }
-  bytes out = encode(AV_CODEC_ID_GIF, f);
-  av_frame_free(&f);
+  bytes out = encode(AV_CODEC_ID_GIF, w, h, AV_PIX_FMT_PAL8, [&](AVFrame *f) {
+    for (int y = 0; y < h; ++y)
+      std::memcpy(f->data[0] + y * f->linesize[0], indices.data() + size_t(y) * w, size_t(w));
+    auto *pal = reinterpret_cast<uint32_t *>(f->data[1]);
+    for (int i = 0; i < 256; ++i)
+      pal[i] = (i == transparent ? 0u : 0xFF000000u) | (i < int(palette.size()) ? palette[size_t(i)] : 0);
+  });
   if (!out.empty()) out.push_back(0x3B);  // the encoder leaves the trailer to the muxer
   return out;
 }
@@ -204,20 +178,13 @@ bytes make_wmf(int w, int h) {
   record(0x041B, {uint16_t(h), uint16_t(w), 0, 0});  // rectangle (bottom, right, top, left)
   record(0x0000, {});                                // end
   bytes out;
-  put32(out, 0x9AC6CDD7);
-  put16(out, 0);
-  put16(out, 0);
-  put16(out, 0);
-  put16(out, uint32_t(w));
-  put16(out, uint32_t(h));
-  put16(out, 96);
-  put32(out, 0);
+  put32(out, 0x9AC6CDD7);  // the placeable header: key, handle, bounds, 96 units per inch
+  for (uint32_t v : {0u, 0u, 0u, uint32_t(w), uint32_t(h), 96u, 0u, 0u}) put16(out, v);
   uint16_t check = 0;
   for (size_t i = 0; i < 20; i += 2) check ^= uint16_t(out[i] | (out[i + 1] << 8));
   put16(out, check);
-  put16(out, 1);
-  put16(out, 9);
-  put16(out, 0x0300);
+  // The metafile header: type, size in words, version, file size, objects, largest record.
+  for (uint32_t v : {1u, 9u, 0x0300u}) put16(out, v);
   put32(out, uint32_t((18 + records.size()) / 2));
   put16(out, 2);
   put32(out, 8);

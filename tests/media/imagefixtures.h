@@ -9,9 +9,6 @@
 
 using bytes = std::vector<uint8_t>;
 
-void put16(bytes &b, uint32_t v);
-void put32(bytes &b, uint32_t v);
-
 // A BMP picture: pixel data exactly as stored in the file (rows bottom-up unless height < 0).
 struct bmp_layout {
   int width = 1;

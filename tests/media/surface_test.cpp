@@ -3,10 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "core/dialogs.h"
 #include "core/vemowin.h"
 #include "surfacetest.h"
 
@@ -30,10 +26,9 @@ TEST(Surface, WidthFiveHasPitchEightAndLockingLeavesTheRecordAlone) {
 }
 
 TEST(Surface, AbsurdSizesAreRefused) {
-  EXPECT_EQ(surface::SurfaceCreate(0, 10), nullptr);
-  EXPECT_EQ(surface::SurfaceCreate(10, -1), nullptr);
-  EXPECT_EQ(surface::SurfaceCreate(100000, 10), nullptr);
-  EXPECT_EQ(surface::SurfaceCreate(30000, 30000), nullptr);  // over the byte limit
+  // The last is over the byte limit.
+  for (auto [w, h] : {std::pair{0, 10}, {10, -1}, {100000, 10}, {30000, 30000}})
+    EXPECT_EQ(surface::SurfaceCreate(w, h), nullptr) << w << " x " << h;
   surf a;
   EXPECT_EQ(surface::SurfaceDataLock(nullptr, &a), 0);
 }
@@ -46,10 +41,9 @@ TEST(Surface, CropCopiesTheRectangleOrRefuses) {
   EXPECT_EQ(std::pair(c->width, c->height), std::pair(4, 4));
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x) EXPECT_EQ(at(c.get(), x, y), at(s.get(), x + 2, y + 1));
-  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{2, 1, 7, 5}), nullptr);   // past the right edge
-  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{2, 1, 6, 6}), nullptr);   // past the bottom
-  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{-1, 0, 3, 3}), nullptr);  // negative
-  EXPECT_EQ(surface::SurfaceCrop(s.get(), RECT{3, 3, 3, 4}), nullptr);   // empty
+  // Past the right edge, past the bottom, negative, empty.
+  for (RECT r : {RECT{2, 1, 7, 5}, RECT{2, 1, 6, 6}, RECT{-1, 0, 3, 3}, RECT{3, 3, 3, 4}})
+    EXPECT_EQ(surface::SurfaceCrop(s.get(), r), nullptr) << r.right << "," << r.bottom;
 }
 
 class SurfaceManager : public ::testing::Test {

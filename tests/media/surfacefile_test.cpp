@@ -1,13 +1,10 @@
 // Saving surfaces as 24-bit BMP files and the packed clipboard chunk.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "core/byteorder.h"
 #include "core/vemowin.h"
 #include "imagefixtures.h"
 #include "media/imagecodecs.h"
-#include "media/surface.h"
 #include "support/mediafile.h"
 #include "support/wavfile.h"
 #include "surfacetest.h"

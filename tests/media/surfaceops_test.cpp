@@ -1,10 +1,7 @@
 // Direct pixel operations: hand-worked pixels, and the fast loops against plain reference loops.
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "media/kernels.h"
-#include "media/surface.h"
 #include "surfacetest.h"
 
 namespace {
@@ -20,13 +17,8 @@ TEST(SurfaceOps, FillClearAndCopyStayInsideTheirRectangles) {
   const pix32 before_pad = at(s.get(), 6, 2);
   ASSERT_TRUE(surface::SurfaceFillRect(s.get(), RECT{1, 1, 3, 3}, 0x80FFFFFFu));
   for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 5; ++x) {
-      const bool inside = x >= 1 && x < 3 && y >= 1 && y < 3;
-      if (inside)
-        EXPECT_EQ(at(s.get(), x, y).word(), 0x80FFFFFFu);
-      else
-        EXPECT_NE(at(s.get(), x, y).word(), 0x80FFFFFFu);
-    }
+    for (int x = 0; x < 5; ++x)
+      EXPECT_EQ(at(s.get(), x, y).word() == 0x80FFFFFFu, x >= 1 && x < 3 && y >= 1 && y < 3) << x << "," << y;
   ASSERT_TRUE(surface::SurfaceClear(s.get()));
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 5; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);
@@ -57,10 +49,10 @@ TEST(SurfaceOps, SingleFieldDoublesEvenRowsAndKeepsAnOddLastRow) {
 }
 
 TEST(SurfaceOps, ScaleRefusesRectanglesBelowTwoPixels) {
-  auto src = make_surface(8, 8), dst = make_surface(8, 8), copy = make_surface(8, 8);
+  auto src = make_surface(8, 8), dst = make_surface(8, 8);
   fill_random(src.get(), 4);
   fill_random(dst.get(), 5);
-  surface::SurfaceCopy(dst.get(), copy.get());
+  auto copy = copy_block(dst.get());
   EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 1, 8}, dst.get(), RECT{0, 0, 8, 8}, false), 0);
   EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 1}, dst.get(), RECT{0, 0, 8, 8}, true), 0);
   EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 8}, dst.get(), RECT{3, 3, 4, 8}, false), 0);
@@ -82,55 +74,35 @@ TEST(SurfaceOps, OpaqueWhiteBlendedOverBlackIs254) {
   EXPECT_EQ(at(dst.get(), 1, 3).word(), 0x10FEFEFEu);
 }
 
-TEST(SurfaceOps, ScaleMatchesAPlainLoopOnRandomSurfaces) {
+// SurfaceScale (a copy, or blending the alpha too) and SurfaceBlend (the destination's alpha kept)
+// against the rule written out here, on random surfaces and rectangles.
+TEST(SurfaceOps, ScaleAndBlendMatchAPlainLoopOnRandomSurfaces) {
   std::mt19937 rng(77);
-  for (int round = 0; round < 40; ++round) {
-    const int sw = 2 + int(rng() % 37), sh = 2 + int(rng() % 29);
-    const int dw = 2 + int(rng() % 53), dh = 2 + int(rng() % 31);
-    auto src = make_surface(sw + 5, sh + 3), dst = make_surface(dw + 7, dh + 2);
+  auto rnd = [&](int n) { return int(rng() % uint32_t(n)); };
+  for (int round = 0; round < 90; ++round) {
+    const int kind = round % 3;  // 0 scale copying, 1 scale blending, 2 blend
+    const int sw = (kind == 2 ? 1 : 2) + rnd(37), sh = (kind == 2 ? 1 : 2) + rnd(29);
+    const int dw = kind == 2 ? sw : 2 + rnd(53), dh = kind == 2 ? sh : 2 + rnd(31);
+    auto src = make_surface(sw + 5, sh + 3),
+         dst = kind == 2 ? make_surface(sw + 5, sh + 3) : make_surface(dw + 7, dh + 2);
     fill_random(src.get(), rng());
     fill_random(dst.get(), rng());
     auto expect = copy_block(dst.get());
-    const RECT rs{int(rng() % 5), int(rng() % 3), 0, 0}, rd{int(rng() % 7), int(rng() % 2), 0, 0};
-    const RECT rs2{rs.left, rs.top, rs.left + sw, rs.top + sh},
-        rd2{rd.left, rd.top, rd.left + dw, rd.top + dh};
-    const bool blending = round % 2;
-    // The reference, written out here from the rule.
-    for (int y = rd2.top; y < rd2.bottom; ++y) {
-      const int sy = rs2.top + (y - rd2.top) * sh / dh;
-      for (int x = rd2.left; x < rd2.right; ++x) {
-        const int sx = rs2.left + (x - rd2.left) * sw / dw;
-        const pix32 s = at(src.get(), sx, sy);
+    const int sx = rnd(5), sy = rnd(3), dx = rnd(7), dy = rnd(2);
+    const RECT rs{sx, sy, sx + sw, sy + sh};
+    const RECT rd = kind == 2 ? rs : RECT{dx, dy, dx + dw, dy + dh};
+    for (int y = rd.top; y < rd.bottom; ++y)
+      for (int x = rd.left; x < rd.right; ++x) {
+        const pix32 s = at(src.get(), rs.left + (x - rd.left) * sw / dw, rs.top + (y - rd.top) * sh / dh);
         pix32 &d = at(expect.get(), x, y);
-        if (!blending) {
-          d = s;
-        } else {
-          d = pix32(blend(s.r, d.r, s.a), blend(s.g, d.g, s.a), blend(s.b, d.b, s.a), blend(s.a, d.a, s.a));
-        }
+        d = kind == 0 ? s
+                      : pix32(blend(s.r, d.r, s.a), blend(s.g, d.g, s.a), blend(s.b, d.b, s.a),
+                              kind == 2 ? d.a : blend(s.a, d.a, s.a));
       }
-    }
-    ASSERT_EQ(surface::SurfaceScale(src.get(), rs2, dst.get(), rd2, blending), 1);
-    ASSERT_TRUE(same_block(dst.get(), expect.get())) << "round " << round;
-  }
-}
-
-TEST(SurfaceOps, BlendMatchesAPlainLoopOnRandomSurfaces) {
-  std::mt19937 rng(99);
-  for (int round = 0; round < 30; ++round) {
-    const int w = 1 + int(rng() % 41), h = 1 + int(rng() % 9);
-    auto src = make_surface(w, h), dst = make_surface(w, h);
-    fill_random(src.get(), rng());
-    fill_random(dst.get(), rng());
-    auto expect = copy_block(dst.get());
-    const int l = int(rng() % w), t = int(rng() % h);
-    const RECT r{l, t, l + 1 + int(rng() % (w - l)), t + 1 + int(rng() % (h - t))};
-    for (int y = r.top; y < r.bottom; ++y)
-      for (int x = r.left; x < r.right; ++x) {
-        const pix32 s = at(src.get(), x, y);
-        pix32 &d = at(expect.get(), x, y);
-        d = pix32(blend(s.r, d.r, s.a), blend(s.g, d.g, s.a), blend(s.b, d.b, s.a), d.a);
-      }
-    surface::SurfaceBlend(src.get(), dst.get(), r);
+    if (kind == 2)
+      surface::SurfaceBlend(src.get(), dst.get(), rd);
+    else
+      ASSERT_EQ(surface::SurfaceScale(src.get(), rs, dst.get(), rd, kind == 1), 1);
     ASSERT_TRUE(same_block(dst.get(), expect.get())) << "round " << round;
   }
 }
@@ -153,27 +125,29 @@ TEST(SurfaceOps, CheckerSquaresAndClamping) {
 }
 
 TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
-  auto s = make_surface(6, 2);
   const uint8_t alphas[6] = {0, 1, 100, 127, 128, 255};
-  for (int x = 0; x < 6; ++x) at(s.get(), x, 0) = at(s.get(), x, 1) = pix32(11, 22, 33, alphas[x]);
-  EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), 0.001), 1);  // 0.256 truncates to 0
-  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, alphas[x]);
-  // The one-pass copy leaves its source as it was.
-  auto copy = make_surface(6, 2);
-  EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), 0.5), 1);
-  surface::SurfaceOpacityAdjust(s.get(), 0.5);  // 128.05 -> +128
-  const uint8_t plus128[6] = {128, 129, 228, 255, 255, 255};
-  for (int x = 0; x < 6; ++x) {
-    EXPECT_EQ(at(s.get(), x, 1).a, plus128[x]);
-    EXPECT_EQ(at(copy.get(), x, 1), pix32(11, 22, 33, plus128[x]));
+  // The amount times 256.1, truncated, moves every alpha within 0 .. 255: 0.001 -> 0,
+  // 0.5 -> +128, -0.25 -> -64.
+  const struct {
+    double amount;
+    uint8_t want[6];
+  } rows[] = {{0.001, {0, 1, 100, 127, 128, 255}},
+              {0.5, {128, 129, 228, 255, 255, 255}},
+              {-0.25, {0, 0, 36, 63, 64, 191}},
+              {1.0, {255, 255, 255, 255, 255, 255}},
+              {-1.0, {0, 0, 0, 0, 0, 0}}};
+  auto s = make_surface(6, 2), copy = make_surface(6, 2);
+  for (const auto &row : rows) {
+    for (int x = 0; x < 6; ++x) at(s.get(), x, 0) = at(s.get(), x, 1) = pix32(11, 22, 33, alphas[x]);
+    // The one-pass copy leaves its source as it was.
+    EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), row.amount), 1);
+    for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 1).a, alphas[x]);
+    EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), row.amount), 1);
+    for (int x = 0; x < 6; ++x) {
+      EXPECT_EQ(at(s.get(), x, 1), pix32(11, 22, 33, row.want[x])) << row.amount << " at " << x;
+      EXPECT_EQ(at(copy.get(), x, 0), pix32(11, 22, 33, row.want[x])) << row.amount << " at " << x;
+    }
   }
-  surface::SurfaceOpacityAdjust(s.get(), -0.25);  // -64.025 -> -64
-  const uint8_t minus64[6] = {64, 65, 164, 191, 191, 191};
-  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, minus64[x]);
-  surface::SurfaceOpacityAdjust(s.get(), 1.0);
-  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0).a, 255);
-  surface::SurfaceOpacityAdjust(s.get(), -1.0);
-  for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 0), pix32(11, 22, 33, 0));
 
   at(s.get(), 0, 0) = pix32(255, 1, 128, 77);
   ASSERT_TRUE(surface::SurfaceDimm(s.get()));
@@ -215,61 +189,49 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
                                           : int32_t(69 - (n - 1 - i) / 2);
         uint8_t kinds[16];
         kernels::gather_plan(index.data(), n, 70, kinds);
-        auto check = [&](const char *what) {
+        // The fast kernel runs on a, its reference on a copy of a in b, and the two must agree.
+        auto same = [&](const char *what, auto run) {
+          b = a;
+          run(a.data() + off, false);
+          run(b.data() + off, true);
           for (int i = 0; i < 80; ++i)
             ASSERT_EQ(a[i], b[i]) << what << " n=" << n << " off=" << off << " i=" << i;
         };
-        b = a;
-        kernels::blend_row(src.data() + off, a.data() + off, n);
-        kernels::blend_row_ref(src.data() + off, b.data() + off, n);
-        check("blend");
+        const pix32 *s = src.data() + off;
+        using namespace kernels;
+        same("blend", [&](pix32 *d, bool ref) { ref ? blend_row_ref(s, d, n) : blend_row(s, d, n); });
         for (bool blending : {false, true}) {
           const int delta = int(rng() % 601) - 300;
-          b = a;
-          kernels::gather_row(src.data(), index.data(), kinds, a.data() + off, n, blending, delta);
-          kernels::gather_row_ref(src.data(), index.data(), b.data() + off, n, blending, delta);
-          check("gather");
+          same("gather", [&](pix32 *d, bool ref) {
+            ref ? gather_row_ref(src.data(), index.data(), d, n, blending, delta)
+                : gather_row(src.data(), index.data(), kinds, d, n, blending, delta);
+          });
         }
         const int alpha = int(rng() % 256);
-        b = a;
-        kernels::mix_row(src.data() + off, a.data() + off, n, alpha);
-        kernels::mix_row_ref(src.data() + off, b.data() + off, n, alpha);
-        check("mix");
+        same("mix", [&](pix32 *d, bool ref) { ref ? mix_row_ref(s, d, n, alpha) : mix_row(s, d, n, alpha); });
         for (int delta : {-300, -255, -17, 1, 77, 255, 400}) {
-          b = a;
-          kernels::alpha_add_row(a.data() + off, n, delta);
-          kernels::alpha_add_row_ref(b.data() + off, n, delta);
-          check("alpha");
-          b = a;
-          kernels::copy_alpha_add_row(src.data() + off, a.data() + off, n, delta);
-          kernels::copy_alpha_add_row_ref(src.data() + off, b.data() + off, n, delta);
-          check("copy alpha");
+          same("alpha", [&](pix32 *d, bool ref) {
+            ref ? alpha_add_row_ref(d, n, delta) : alpha_add_row(d, n, delta);
+          });
+          same("copy alpha", [&](pix32 *d, bool ref) {
+            ref ? copy_alpha_add_row_ref(s, d, n, delta) : copy_alpha_add_row(s, d, n, delta);
+          });
         }
         const uint8_t *bytes = reinterpret_cast<const uint8_t *>(src.data()) + off;  // 3 * n of 320
-        kernels::bgr24_row(bytes, a.data() + off, n);
-        kernels::bgr24_row_ref(bytes, b.data() + off, n);
-        check("bgr24");
-        b = a;
-        kernels::alpha_set_row(a.data() + off, n, uint8_t(alpha));
-        kernels::alpha_set_row_ref(b.data() + off, n, uint8_t(alpha));
-        check("alpha set");
-        b = a;
-        kernels::dimm_row(a.data() + off, n);
-        kernels::dimm_row_ref(b.data() + off, n);
-        check("dimm");
-        b = a;
-        kernels::fill_row(a.data() + off, n, src[3]);
-        kernels::fill_row_ref(b.data() + off, n, src[3]);
-        check("fill");
+        same("bgr24", [&](pix32 *d, bool ref) { ref ? bgr24_row_ref(bytes, d, n) : bgr24_row(bytes, d, n); });
+        same("alpha set", [&](pix32 *d, bool ref) {
+          ref ? alpha_set_row_ref(d, n, uint8_t(alpha)) : alpha_set_row(d, n, uint8_t(alpha));
+        });
+        same("dimm", [&](pix32 *d, bool ref) { ref ? dimm_row_ref(d, n) : dimm_row(d, n); });
+        same("fill", [&](pix32 *d, bool ref) { ref ? fill_row_ref(d, n, src[3]) : fill_row(d, n, src[3]); });
       }
     }
     kernels::LimitTier(previous);
   }
 }
 
-// Rectangles reaching off either surface: the fast scaler skips what falls off, exactly as the
-// plain per-pixel loop does, on every tier (the sanitizer build checks nothing is touched
-// outside the blocks).
+// Rectangles reaching off either surface: the fast scaler skips what falls off exactly as the plain
+// loop does, on every tier (the sanitizer build checks nothing outside the blocks is touched).
 TEST(SurfaceKernels, ScaleOffTheEdgesMatchesThePlainLoop) {
   std::mt19937 rng(31);
   for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {

@@ -1,26 +1,20 @@
 // Plugin effects: choice, parameters as variables, the per-frame call, records, lifetime.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <memory>
-#include <string>
 #include <thread>
 
 #include "core/clock.h"
 #include "core/vemowin.h"
 #include "effects/fxtest.h"
 #include "effects/plugineffects.h"
-#include "media/surface.h"
 #include "plugins/plugintest.h"
 #include "time/memfile.h"
-#include "time/timefloat.h"
 
 using plugtest::FixturePlugin;
 
 namespace {
 
-// A surface manager with the plugin folder's libraries (Invert the only video effect), and
-// optionally some test plugins more.
+// A surface manager with the plugin folder's libraries (Invert the only video effect).
 class PluginEffect : public ::testing::Test {
  protected:
   void SetUp() override { manager = std::make_unique<surface>(&context, nullptr); }
@@ -33,12 +27,15 @@ class PluginEffect : public ::testing::Test {
   effectVideoPlugin *AsPlugin(const std::unique_ptr<effectVideo> &e) {
     return dynamic_cast<effectVideoPlugin *>(e.get());
   }
-  // Chooses the plugin of that description among several.
-  std::unique_ptr<effectVideo> VideoChosen(const char *description) {
-    pluginlists &lists = manager->Plugins();
-    dialogs.choice_answer = 0;
-    for (int i = 0; i < lists.VideoEffectCount(); ++i)
-      if (std::string(lists.VideoEffects()[i].description) == description) dialogs.choice_answer = i + 1;
+  // An effect made as a project load makes it: nothing asked, no plugin bound yet.
+  std::unique_ptr<effectVideo> VideoForLoading() {
+    effectloadscope scope;
+    return Video();
+  }
+  // The fixture's effect, offered second after Invert.
+  std::unique_ptr<effectVideo> FixtureVideo() {
+    Add("fx_params.so");
+    dialogs.choice_answer = 2;
     return Video();
   }
 
@@ -47,13 +44,21 @@ class PluginEffect : public ::testing::Test {
   std::unique_ptr<surface> manager;
 };
 
+// The block a plugin effect's record starts with: its count, then the library's name with its zero.
+bytes NameBlock(const std::string &name) {
+  bytes b(4 + name.size() + 1, 0);
+  b[0] = uint8_t(b.size());
+  std::copy(name.begin(), name.end(), b.begin() + 4);
+  return b;
+}
+
 pix32 Known(int x, int y) {
   return pix32(uint8_t(x * 40 + 3), uint8_t(y * 50 + 1), uint8_t(x * y * 9), uint8_t(90 + x));
 }
 
 }  // namespace
 
-TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAsking) {
+TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginLists) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(dialogs.chooses, 0);
@@ -68,12 +73,22 @@ TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAsking) {
   EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_AMOUNT")->GetDefault(), 1.0);
   EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_VARS")->GetKind(), 7u);
   EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_ALPHA")->GetKind(), 8u);
+
+  manager.reset();  // the lists free their libraries; the wrapper keeps its own
+  fxtest::canvas src(3, 3), dst(3, 3);
+  src.at(1, 1) = pix32(10, 20, 30, 40);
+  EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 3, 3}), 1);
+  EXPECT_EQ(dst.at(1, 1), pix32(245, 235, 225, 40));
+  EXPECT_TRUE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
+  e.reset();
+  EXPECT_FALSE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
 }
 
 TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
   Add("fx_params.so");
-  Add("fx_once.so");  // its entry gave its one object to the loader
-  EXPECT_EQ(VideoChosen("nothing"), nullptr);
+  Add("fx_once.so");          // its entry gave its one object to the loader
+  dialogs.choice_answer = 0;  // cancelled
+  EXPECT_EQ(Video(), nullptr);
   EXPECT_EQ(dialogs.offered,
             (std::vector<std::string>{"Invert", "Fixture Video Effect", "Fixture Video Effect"}));
 
@@ -95,8 +110,7 @@ TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
 }
 
 TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
-  Add("fx_params.so");
-  auto e = VideoChosen("Fixture Video Effect");
+  auto e = FixtureVideo();
   ASSERT_NE(e, nullptr);
   timefloatmgr &vars = e->GetTimeFloatMgr();
   const char *keys[] = {"FX_PLAIN", "FX_GROUP", "FX_SWITCH", "FX_BOTH"};
@@ -173,28 +187,20 @@ TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
 }
 
 TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
-  Add("fx_params.so");
-  auto e = VideoChosen("Fixture Video Effect");
+  auto e = FixtureVideo();
   ASSERT_NE(e, nullptr);
   e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75);
   e->GetTimeFloatMgr().Commit();
   int ok = 0;
   const bytes saved = SavedBytes([&](FILE *f) { return e->Save(f); }, &ok);
   ASSERT_EQ(ok, 1);
-  // The block: its count, then the file name with its zero.
-  const std::string name = "fx_params.so";
-  ASSERT_GE(saved.size(), 4 + name.size() + 1);
-  EXPECT_EQ(saved[0], 4 + name.size() + 1);
-  EXPECT_EQ(saved[1] | saved[2] | saved[3], 0);
-  EXPECT_EQ(std::string(reinterpret_cast<const char *>(saved.data() + 4)), name);
+  const bytes block = NameBlock("fx_params.so");
+  ASSERT_GE(saved.size(), block.size());
+  EXPECT_EQ(bytes(saved.begin(), saved.begin() + ptrdiff_t(block.size())), block);
 
   // Loading asks nothing, although two video plugins are loaded, and binds the named one.
   const int chooses = dialogs.chooses;
-  std::unique_ptr<effectVideo> loaded;
-  {
-    effectloadscope scope;
-    loaded = Video();
-  }
+  std::unique_ptr<effectVideo> loaded = VideoForLoading();
   ASSERT_NE(loaded, nullptr);
   EXPECT_EQ(dialogs.chooses, chooses);
   EXPECT_EQ(AsPlugin(loaded)->GetPlugin(), nullptr);
@@ -207,17 +213,10 @@ TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
 }
 
 TEST_F(PluginEffect, AMissingLibraryKeepsItsNameAndLeavesThePicture) {
-  std::unique_ptr<effectVideo> e;
-  {
-    effectloadscope scope;
-    e = Video();
-  }
+  std::unique_ptr<effectVideo> e = VideoForLoading();
   ASSERT_NE(e, nullptr);
   // The record of an effect from a library that is not loaded here.
-  const std::string name = "gone.so";
-  bytes record = {uint8_t(4 + name.size() + 1), 0, 0, 0};
-  record.insert(record.end(), name.begin(), name.end());
-  record.push_back(0);
+  bytes record = NameBlock("gone.so");
   const bytes vars = SavedBytes([&](FILE *f) { return e->tfSave(f); });
   record.insert(record.end(), vars.begin(), vars.end());
   file_ptr f = FileWith(record);
@@ -229,19 +228,6 @@ TEST_F(PluginEffect, AMissingLibraryKeepsItsNameAndLeavesThePicture) {
   dst.at(1, 1) = pix32(1, 2, 3, 4);
   EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 4, 4}), 0);
   EXPECT_EQ(dst.at(1, 1), pix32(1, 2, 3, 4));
-}
-
-TEST_F(PluginEffect, TheWrapperOutlivesThePluginLists) {
-  auto e = Video();
-  ASSERT_NE(e, nullptr);
-  manager.reset();  // the lists free their libraries; the wrapper keeps its own
-  fxtest::canvas src(3, 3), dst(3, 3);
-  src.at(1, 1) = pix32(10, 20, 30, 40);
-  EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 3, 3}), 1);
-  EXPECT_EQ(dst.at(1, 1), pix32(245, 235, 225, 40));
-  EXPECT_TRUE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
-  e.reset();
-  EXPECT_FALSE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
 }
 
 TEST_F(PluginEffect, SoundPluginEffectsHandTheSoundOnUnchanged) {

@@ -55,9 +55,8 @@ int16_t SampleOf(const make_spec &recipe, int64_t n, int c);
 int FrameCount(const make_spec &recipe);
 int64_t FrameTime(const make_spec &recipe, int i);
 
-// Sets the plugin up for `file`, opens it, writes the frames and their sound, and closes it
-// (unless `leave_open`). The frames and sample frames written go to *frames and *samples.
-// False when a call fails.
+// Makes `file` (left open when `leave_open`), counting the frames and sample frames written; false
+// when a call fails.
 bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
           int64_t *samples, bool leave_open = false);
 

@@ -1,13 +1,11 @@
 // Test fixtures: media files encoded and muxed by FFmpeg from known frames and samples.
 #include "support/mediafile.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -18,8 +16,8 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
 
@@ -36,15 +34,24 @@ bool Fail(std::string *error, const std::string &why) {
   return false;
 }
 
+// The frame among 0 .. count-1 whose colour is nearest to p (largest channel difference); -1
+// when even the nearest is more than 24 away.
+int FrameOfColour(pix32 p, int count) {
+  int best = -1, best_diff = 256;
+  for (int i = 0; i < count && i < 216; ++i) {
+    const pix32 c = FrameColour(i);
+    const int d = std::max({std::abs(c.r - p.r), std::abs(c.g - p.g), std::abs(c.b - p.b)});
+    if (d < best_diff) best = i, best_diff = d;
+  }
+  return best_diff <= 24 ? best : -1;
+}
+
 // Owns everything the writer opens.
 struct writer {
   AVFormatContext *oc = nullptr;
-  AVCodecContext *venc = nullptr;
-  AVCodecContext *aenc = nullptr;
-  AVStream *vst = nullptr;
-  AVStream *ast = nullptr;
-  AVFrame *vframe = nullptr;
-  AVFrame *aframe = nullptr;
+  AVCodecContext *venc = nullptr, *aenc = nullptr;
+  AVStream *vst = nullptr, *ast = nullptr;
+  AVFrame *vframe = nullptr, *aframe = nullptr;
   AVPacket *pkt = nullptr;
   SwsContext *sws = nullptr;
   std::vector<uint8_t> bgra;
@@ -56,10 +63,8 @@ struct writer {
     av_frame_free(&aframe);
     avcodec_free_context(&venc);
     avcodec_free_context(&aenc);
-    if (oc) {
-      if (!(oc->oformat->flags & AVFMT_NOFILE)) avio_closep(&oc->pb);
-      avformat_free_context(oc);
-    }
+    if (oc && !(oc->oformat->flags & AVFMT_NOFILE)) avio_closep(&oc->pb);
+    avformat_free_context(oc);
   }
 
   // Sends a frame (null: the end) and writes every packet that comes out.
@@ -74,41 +79,50 @@ struct writer {
       if (av_interleaved_write_frame(oc, pkt) < 0) return false;
     }
   }
+
+  // A stream with its encoder, set up by `configure` before it opens.
+  template <typename F>
+  bool AddStream(const std::string &name, AVCodecContext *&enc, AVStream *&st, std::string *error,
+                 F configure) {
+    const AVCodec *codec = avcodec_find_encoder_by_name(name.c_str());
+    if (!codec) return Fail(error, "no encoder " + name);
+    st = avformat_new_stream(oc, nullptr);
+    enc = avcodec_alloc_context3(codec);
+    if (!st || !enc) return Fail(error, "out of memory");
+    if (!configure(codec, enc)) return Fail(error, "no pixel format");
+    if (oc->oformat->flags & AVFMT_GLOBALHEADER) enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (avcodec_open2(enc, codec, nullptr) < 0) return Fail(error, "cannot open " + name);
+    if (avcodec_parameters_from_context(st->codecpar, enc) < 0) return Fail(error, "parameters");
+    st->time_base = enc->time_base;
+    return true;
+  }
 };
 
 bool OpenVideo(writer &w, const media_recipe &s, std::string *error) {
-  const AVCodec *codec = avcodec_find_encoder_by_name(s.video_codec.c_str());
-  if (!codec) return Fail(error, "no encoder " + s.video_codec);
-  w.vst = avformat_new_stream(w.oc, nullptr);
-  w.venc = avcodec_alloc_context3(codec);
-  if (!w.vst || !w.venc) return Fail(error, "out of memory");
-  AVCodecContext *e = w.venc;
-  e->width = s.width;
-  e->height = s.height;
-  e->framerate = AVRational{s.rate_num, s.rate_den};
-  e->time_base = s.tb_den ? AVRational{s.tb_num, s.tb_den} : AVRational{s.rate_den, s.rate_num};
-  e->gop_size = s.gop;
-  e->max_b_frames = s.max_b_frames;
-  AVPixelFormat pf = AV_PIX_FMT_NONE;
-  if (!s.pix_fmt.empty())
-    pf = av_get_pix_fmt(s.pix_fmt.c_str());
-  else if (codec->pix_fmts)
-    pf = codec->pix_fmts[0];
-  if (pf == AV_PIX_FMT_NONE) return Fail(error, "no pixel format");
-  e->pix_fmt = pf;
-  // Near-lossless where the codec has a quantiser: flat frames stay within a few steps.
-  e->flags |= AV_CODEC_FLAG_QSCALE;
-  e->global_quality = FF_QP2LAMBDA * 2;
-  if (s.video_codec == "libx264") {
-    av_opt_set(e->priv_data, "preset", "veryfast", 0);
-    av_opt_set(e->priv_data, "crf", "12", 0);
-    e->flags &= ~AV_CODEC_FLAG_QSCALE;
-  }
-  if (w.oc->oformat->flags & AVFMT_GLOBALHEADER) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  if (avcodec_open2(e, codec, nullptr) < 0) return Fail(error, "cannot open " + s.video_codec);
-  if (avcodec_parameters_from_context(w.vst->codecpar, e) < 0) return Fail(error, "parameters");
-  w.vst->time_base = e->time_base;
-  w.vst->avg_frame_rate = e->framerate;
+  const bool ok =
+      w.AddStream(s.video_codec, w.venc, w.vst, error, [&](const AVCodec *codec, AVCodecContext *e) {
+        e->width = s.width;
+        e->height = s.height;
+        e->framerate = AVRational{s.rate_num, s.rate_den};
+        e->time_base = s.tb_den ? AVRational{s.tb_num, s.tb_den} : AVRational{s.rate_den, s.rate_num};
+        e->gop_size = s.gop;
+        e->max_b_frames = s.max_b_frames;
+        e->pix_fmt = !s.pix_fmt.empty() ? av_get_pix_fmt(s.pix_fmt.c_str())
+                     : codec->pix_fmts  ? codec->pix_fmts[0]
+                                        : AV_PIX_FMT_NONE;
+        // Near-lossless where the codec has a quantiser: flat frames stay within a few steps.
+        e->flags |= AV_CODEC_FLAG_QSCALE;
+        e->global_quality = FF_QP2LAMBDA * 2;
+        if (s.video_codec == "libx264") {
+          av_opt_set(e->priv_data, "preset", "veryfast", 0);
+          av_opt_set(e->priv_data, "crf", "12", 0);
+          e->flags &= ~AV_CODEC_FLAG_QSCALE;
+        }
+        return e->pix_fmt != AV_PIX_FMT_NONE;
+      });
+  if (!ok) return false;
+  w.vst->avg_frame_rate = w.venc->framerate;
+  const AVPixelFormat pf = w.venc->pix_fmt;
   w.vframe = av_frame_alloc();
   if (!w.vframe) return Fail(error, "out of memory");
   w.vframe->format = pf;
@@ -125,24 +139,16 @@ bool OpenVideo(writer &w, const media_recipe &s, std::string *error) {
 }
 
 bool OpenAudio(writer &w, const media_recipe &s, std::string *error) {
-  const AVCodec *codec = avcodec_find_encoder_by_name(s.audio_codec.c_str());
-  if (!codec) return Fail(error, "no encoder " + s.audio_codec);
-  w.ast = avformat_new_stream(w.oc, nullptr);
-  w.aenc = avcodec_alloc_context3(codec);
-  if (!w.ast || !w.aenc) return Fail(error, "out of memory");
-  AVCodecContext *e = w.aenc;
-  e->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
-  e->sample_rate = s.audio_rate;
-  av_channel_layout_default(&e->ch_layout, s.audio_channels);
-  e->time_base = AVRational{1, s.audio_rate};
-  e->bit_rate = 128000;
-  if (w.oc->oformat->flags & AVFMT_GLOBALHEADER) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  if (avcodec_open2(e, codec, nullptr) < 0) return Fail(error, "cannot open " + s.audio_codec);
-  if (avcodec_parameters_from_context(w.ast->codecpar, e) < 0) return Fail(error, "parameters");
-  w.ast->time_base = e->time_base;
-  w.aframe = av_frame_alloc();
-  if (!w.aframe) return Fail(error, "out of memory");
-  return true;
+  const bool ok =
+      w.AddStream(s.audio_codec, w.aenc, w.ast, error, [&](const AVCodec *codec, AVCodecContext *e) {
+        e->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
+        e->sample_rate = s.audio_rate;
+        av_channel_layout_default(&e->ch_layout, s.audio_channels);
+        e->time_base = AVRational{1, s.audio_rate};
+        return true;
+      });
+  if (ok && !(w.aframe = av_frame_alloc())) return Fail(error, "out of memory");
+  return ok;
 }
 
 void FillPicture(writer &w, const media_recipe &s, int i) {
@@ -152,7 +158,7 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
     // One palette entry carries the frame's colour; every pixel points at it.
     const pix32 c = FrameColour(i);
     auto *pal = reinterpret_cast<uint32_t *>(f->data[1]);
-    for (int k = 0; k < 256; ++k) pal[k] = 0xFF000000u;
+    std::fill(pal, pal + 256, 0xFF000000u);
     pal[0] = 0xFF000000u | (uint32_t(c.r) << 16) | (uint32_t(c.g) << 8) | c.b;
     for (int y = 0; y < s.height; ++y) std::memset(f->data[0] + size_t(y) * f->linesize[0], 0, s.width);
     return;
@@ -161,10 +167,7 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
   for (int y = 0; y < s.height; ++y)
     for (int x = 0; x < s.width; ++x, p += 4) {
       const pix32 c = s.gradient ? GradientPixel(i, x, y) : FrameColour(i);
-      p[0] = c.b;
-      p[1] = c.g;
-      p[2] = c.r;
-      p[3] = s.alpha;
+      p[0] = c.b, p[1] = c.g, p[2] = c.r, p[3] = s.alpha;
     }
   const uint8_t *src[1] = {w.bgra.data()};
   const int stride[1] = {s.width * 4};
@@ -180,29 +183,60 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
   f->nb_samples = n;
   if (av_frame_get_buffer(f, 0) < 0) return false;
   const int ch = s.audio_channels;
-  for (int k = 0; k < n; ++k) {
-    const int64_t pos = first + k;
+  for (int k = 0; k < n; ++k)
     for (int c = 0; c < ch; ++c) {
-      switch (f->format) {
-        case AV_SAMPLE_FMT_S16:
-          reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c);
-          break;
-        case AV_SAMPLE_FMT_U8:
-          f->data[0][k * ch + c] = Sample8(pos, c);
-          break;
-        case AV_SAMPLE_FMT_S32:
-          reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
-          break;
-        case AV_SAMPLE_FMT_FLTP:
-          reinterpret_cast<float *>(f->data[c])[k] = SampleSine(pos, c, s.audio_rate);
-          break;
-        default:
-          return false;
-      }
+      const int64_t pos = first + k;
+      if (f->format == AV_SAMPLE_FMT_S16)
+        reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c);
+      else if (f->format == AV_SAMPLE_FMT_U8)
+        f->data[0][k * ch + c] = Sample8(pos, c);
+      else if (f->format == AV_SAMPLE_FMT_S32)
+        reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
+      else
+        return false;
     }
-  }
   f->pts = first + s.audio_start;
   return w.Encode(w.aenc, w.ast, f);
+}
+
+// Writes the medium; false (with a reason in *error) when an encoder or muxer is missing or fails.
+bool WriteMedia(const std::string &path, const media_recipe &s, std::string *error) {
+  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
+  writer w;
+  if (avformat_alloc_output_context2(&w.oc, nullptr, s.format.c_str(), path.c_str()) < 0 || !w.oc)
+    return Fail(error, "no muxer " + s.format);
+  // A picture file is written under its own name, never as a numbered sequence.
+  if (s.format == "image2") av_opt_set(w.oc->priv_data, "update", "1", 0);
+  if (!s.video_codec.empty() && !OpenVideo(w, s, error)) return false;
+  if (!s.audio_codec.empty() && !OpenAudio(w, s, error)) return false;
+  if (!(w.pkt = av_packet_alloc())) return Fail(error, "out of memory");
+  if (!(w.oc->oformat->flags & AVFMT_NOFILE) && avio_open(&w.oc->pb, path.c_str(), AVIO_FLAG_WRITE) < 0)
+    return Fail(error, "cannot create " + path);
+  if (avformat_write_header(w.oc, nullptr) < 0) return Fail(error, "header");
+
+  const int vframes = w.venc ? s.frames : 0;
+  int vi = 0;
+  int64_t ai = 0;
+  while (vi < vframes || (w.aenc && ai < s.audio_samples)) {
+    // Whichever stream is behind in time goes next, so the muxer interleaves them.
+    const int64_t vpts = vi < vframes ? (s.pts.empty() ? vi : s.pts[vi]) + s.video_start : 0;
+    bool video_next = vi < vframes;
+    if (video_next && w.aenc && ai < s.audio_samples)
+      video_next = av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start, w.aenc->time_base) <= 0;
+    if (video_next) {
+      FillPicture(w, s, vi);
+      w.vframe->pts = vpts;
+      if (!w.Encode(w.venc, w.vst, w.vframe)) return Fail(error, "video encoding");
+      ++vi;
+    } else {
+      const int n = int(std::min<int64_t>(1024, s.audio_samples - ai));  // PCM takes any frame size
+      if (!WriteAudioFrame(w, s, ai, n)) return Fail(error, "audio encoding");
+      ai += n;
+    }
+  }
+  if (w.venc && !w.Encode(w.venc, w.vst, nullptr)) return Fail(error, "video flush");
+  if (w.aenc && !w.Encode(w.aenc, w.ast, nullptr)) return Fail(error, "audio flush");
+  return av_write_trailer(w.oc) >= 0 || Fail(error, "trailer");
 }
 
 }  // namespace
@@ -210,20 +244,6 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
 pix32 FrameColour(int i) {
   const int k = ((i % 216) + 216) % 216 * 97 % 216;
   return pix32(uint8_t(k % 6 * kLevel), uint8_t(k / 6 % 6 * kLevel), uint8_t(k / 36 * kLevel));
-}
-
-int FrameOfColour(pix32 p, int count, int *diff) {
-  int best = -1, best_diff = 256;
-  for (int i = 0; i < count && i < 216; ++i) {
-    const pix32 c = FrameColour(i);
-    const int d = std::max({std::abs(c.r - p.r), std::abs(c.g - p.g), std::abs(c.b - p.b)});
-    if (d < best_diff) {
-      best = i;
-      best_diff = d;
-    }
-  }
-  if (diff) *diff = best_diff;
-  return best_diff <= 24 ? best : -1;
 }
 
 pix32 GradientPixel(int i, int x, int y) {
@@ -243,71 +263,42 @@ float SampleSine(int64_t n, int c, int rate) {
 int ShownFrame(KORSurface *s, int count) {
   surf sf;
   if (!surface::SurfaceDataLock(s, &sf)) return -1;
-  int frame = -2;
-  for (int y = 0; y < sf.height && frame != -1; ++y)
-    for (int x = 0; x < sf.width; ++x)
-      if (sf.bits[size_t(y) * sf.pitch + x].a != 0) frame = -1;
+  bool clear = true;
+  for (int y = 0; y < sf.height; ++y)
+    for (int x = 0; x < sf.width; ++x) clear &= sf.bits[size_t(y) * sf.pitch + x].a == 0;
+  // Corners and centre must agree.
   const int xs[] = {0, sf.width - 1, sf.width / 2, 0, sf.width - 1};
   const int ys[] = {0, 0, sf.height / 2, sf.height - 1, sf.height - 1};
-  for (int k = 0; k < 5 && frame != -1; ++k) {
-    const int f = FrameOfColour(sf.bits[size_t(ys[k]) * sf.pitch + xs[k]], count);
-    if (frame == -2)
-      frame = f;
-    else if (f != frame)
-      frame = -1;
-  }
+  const int frame = FrameOfColour(sf.bits[0], count);
+  for (int k = 1; k < 5; ++k)
+    clear &= FrameOfColour(sf.bits[size_t(ys[k]) * sf.pitch + xs[k]], count) == frame;
   surface::SurfaceDataUnlock(&sf);
-  return frame < 0 ? -1 : frame;
+  return clear ? frame : -1;
+}
+
+int GradientMismatches(KORSurface *s, int i, int tolerance, uint8_t alpha) {
+  surf sf;
+  if (!surface::SurfaceDataLock(s, &sf)) return -1;
+  int wrong = 0;
+  for (int y = 0; y < sf.height; ++y)
+    for (int x = 0; x < sf.width; ++x) {
+      const pix32 got = sf.bits[size_t(y) * sf.pitch + x], want = GradientPixel(i, x, y);
+      wrong += got.a != alpha || std::max({std::abs(got.r - want.r), std::abs(got.g - want.g),
+                                           std::abs(got.b - want.b)}) > tolerance;
+    }
+  surface::SurfaceDataUnlock(&sf);
+  return wrong;
+}
+
+int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end) {
+  int64_t wrong = 0;
+  for (int64_t n = 0; n < rate; ++n)
+    for (int c = 0; c < 2; ++c)
+      wrong += SampleAt(pcm, n, 2, c) != (first + n < end ? Sample16(first + n, c) : 0);
+  return wrong;
 }
 
 bool HaveEncoder(const char *name) { return avcodec_find_encoder_by_name(name) != nullptr; }
-
-bool WriteMedia(const std::string &path, const media_recipe &s, std::string *error) {
-  if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
-  writer w;
-  if (avformat_alloc_output_context2(&w.oc, nullptr, s.format.c_str(), path.c_str()) < 0 || !w.oc)
-    return Fail(error, "no muxer " + s.format);
-  // A picture file is written under its own name, never as a numbered sequence.
-  if (s.format == "image2") av_opt_set(w.oc->priv_data, "update", "1", 0);
-  if (!s.video_codec.empty() && !OpenVideo(w, s, error)) return false;
-  if (!s.audio_codec.empty() && !OpenAudio(w, s, error)) return false;
-  w.pkt = av_packet_alloc();
-  if (!w.pkt) return Fail(error, "out of memory");
-  if (!(w.oc->oformat->flags & AVFMT_NOFILE) && avio_open(&w.oc->pb, path.c_str(), AVIO_FLAG_WRITE) < 0)
-    return Fail(error, "cannot create " + path);
-  if (avformat_write_header(w.oc, nullptr) < 0) return Fail(error, "header");
-
-  const int vframes = w.venc ? s.frames : 0;
-  const int chunk = w.aenc ? (w.aenc->frame_size > 0 ? w.aenc->frame_size : 1024) : 0;
-  int vi = 0;
-  int64_t ai = 0;
-  while (vi < vframes || (w.aenc && ai < s.audio_samples)) {
-    // Whichever stream is behind in time goes next, so the muxer interleaves them.
-    bool video_next = vi < vframes;
-    if (video_next && w.aenc && ai < s.audio_samples) {
-      const int64_t vpts = (s.pts.empty() ? vi : s.pts[vi]) + s.video_start;
-      video_next = av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start, w.aenc->time_base) <= 0;
-    }
-    if (video_next) {
-      FillPicture(w, s, vi);
-      w.vframe->pts = (s.pts.empty() ? vi : s.pts[vi]) + s.video_start;
-      if (!w.Encode(w.venc, w.vst, w.vframe)) return Fail(error, "video encoding");
-      ++vi;
-    } else {
-      // The encoder's frame size, with a shorter last frame when the encoder allows one.
-      int n = static_cast<int>(std::min<int64_t>(chunk, s.audio_samples - ai));
-      if (w.aenc->frame_size > 0 && !(w.aenc->codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) &&
-          n < w.aenc->frame_size && !(w.aenc->codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME))
-        n = w.aenc->frame_size;
-      if (!WriteAudioFrame(w, s, ai, n)) return Fail(error, "audio encoding");
-      ai += n;
-    }
-  }
-  if (w.venc && !w.Encode(w.venc, w.vst, nullptr)) return Fail(error, "video flush");
-  if (w.aenc && !w.Encode(w.aenc, w.ast, nullptr)) return Fail(error, "audio flush");
-  if (av_write_trailer(w.oc) < 0) return Fail(error, "trailer");
-  return true;
-}
 
 std::string WriteTempMedia(const std::string &name, const media_recipe &recipe) {
   static temp_dir dir;
@@ -321,6 +312,12 @@ std::vector<uint8_t> ReadFileBytes(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
   return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
+
+avi_handle OpenAVI(const std::string &p) { return avi_handle(mediareaders::AVIReadOpen(p.c_str())); }
+stream_handle OpenStream(const std::string &p) {
+  return stream_handle(mediareaders::StreamOpenRead(p.c_str()));
+}
+wave_handle OpenWave(const std::string &p) { return wave_handle(mediareaders::WaveFileReadOpen(p.c_str())); }
 
 uint32_t NextRandom(uint32_t &state) {
   state = state * 1664525u + 1013904223u;

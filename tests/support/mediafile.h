@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "media/mediareaders.h"
 #include "media/pix32.h"
 
 struct KORSurface;
@@ -14,9 +16,6 @@ namespace fixtures {
 // Frame i's flat colour. Neighbouring frames differ by at least 51 in some channel, so lossy
 // coding (a few steps of error on a flat picture) cannot make one look like another.
 pix32 FrameColour(int i);
-// The frame among 0 .. count-1 whose colour is nearest to p (largest channel difference);
-// -1 when even the nearest is more than 24 away. The difference goes to *diff when given.
-int FrameOfColour(pix32 p, int count, int *diff = nullptr);
 // Frame i's picture for lossless codecs: every pixel different, so rows, columns, channel order
 // and orientation all show. Alpha 0.
 pix32 GradientPixel(int i, int x, int y);
@@ -56,19 +55,27 @@ struct media_recipe {
 
   int video_start = 0;  // the first frame's time stamp, in frames (or units of tb_num / tb_den)
 
-  std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8, pcm_s24le, aac, ...
+  std::string audio_codec{};  // empty for none; pcm_s16le, pcm_u8 or pcm_s24le
   int64_t audio_start = 0;    // the first sample frame's time stamp, in sample frames
   int audio_rate = 8000;
   int audio_channels = 2;
   int64_t audio_samples = 0;  // sample frames
 };
 
-// Which frame a flat-coloured surface shows (FrameOfColour over its corners and centre, all of
-// which must agree), -1 when it shows none or its alpha is not 0 everywhere.
+// Which frame a flat-coloured surface shows (the nearest frame colour, within 24 per channel, at its
+// corners and centre, which must agree), -1 when it shows none or its alpha is not 0 everywhere.
 int ShownFrame(KORSurface *s, int count);
-
-// Writes the medium; false (with a reason in *error) when an encoder or muxer is missing or fails.
-bool WriteMedia(const std::string &path, const media_recipe &recipe, std::string *error = nullptr);
+// Pixels of the surface further than `tolerance` (largest channel difference) from frame i's
+// gradient, or whose alpha is not `alpha`; -1 when it cannot be locked.
+int GradientMismatches(KORSurface *s, int i, int tolerance = 0, uint8_t alpha = 0);
+// Sample frames of one second of 16-bit stereo PCM at `rate` that differ from Sample16 from
+// sample frame `first` on, with silence from sample frame `end` on.
+int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end);
+// The frame a stream shows at `ms`; -2 when it reads nothing there.
+inline int StreamFrame(mmstream *m, int ms, int count) {
+  KORSurface *f = mediareaders::StreamReadVideoSample(m, ms);
+  return f ? ShownFrame(f, count) : -2;
+}
 
 // Whether this FFmpeg has the encoder.
 bool HaveEncoder(const char *name);
@@ -78,6 +85,18 @@ bool HaveEncoder(const char *name);
 std::string WriteTempMedia(const std::string &name, const media_recipe &recipe);
 // A whole file's bytes (empty when it cannot be read).
 std::vector<uint8_t> ReadFileBytes(const std::string &path);
+// What the readers open, closed when the handle goes.
+template <auto Close>
+struct closer {
+  void operator()(auto *p) const { Close(p); }
+};
+using avi_handle = std::unique_ptr<roa, closer<&mediareaders::AVIReadClose>>;
+using stream_handle = std::unique_ptr<mmstream, closer<&mediareaders::StreamCloseRead>>;
+using wave_handle = std::unique_ptr<rwav, closer<&mediareaders::WaveFileReadClose>>;
+avi_handle OpenAVI(const std::string &path);
+stream_handle OpenStream(const std::string &path);
+wave_handle OpenWave(const std::string &path);
+
 // A small deterministic generator for scattered times and damaged bytes: 24 bits per call.
 uint32_t NextRandom(uint32_t &state);
 

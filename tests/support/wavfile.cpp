@@ -8,50 +8,35 @@
 
 namespace fixtures {
 
-namespace {
-
-void Put16(std::vector<uint8_t> &b, uint32_t v) {
-  b.push_back(uint8_t(v));
-  b.push_back(uint8_t(v >> 8));
-}
-void Put32(std::vector<uint8_t> &b, uint32_t v) {
-  Put16(b, v & 0xFFFF);
-  Put16(b, v >> 16);
-}
-void PutId(std::vector<uint8_t> &b, const char *id) {
-  for (int i = 0; i < 4; ++i) b.push_back(static_cast<uint8_t>(id[i]));
-}
-
-}  // namespace
-
 std::vector<uint8_t> WavBytes(const wav_layout &s, const std::vector<uint8_t> &samples) {
-  std::vector<uint8_t> body;
-  PutId(body, "WAVE");
-  if (s.junk_before_fmt) {
-    PutId(body, "JUNK");
-    Put32(body, 3);
-    for (uint8_t v : {1, 2, 3, 0}) body.push_back(v);  // three bytes and the pad byte
-  }
-  PutId(body, "fmt ");
-  Put32(body, s.fmt_chunk_size);
-  const uint16_t align = static_cast<uint16_t>(s.channels * s.bits / 8);
-  Put16(body, s.format_tag);
-  Put16(body, s.channels);
-  Put32(body, s.rate);
-  Put32(body, s.rate * align);
-  Put16(body, align);
-  Put16(body, s.bits);
-  if (s.fmt_chunk_size >= 18) Put16(body, 0);
-  for (uint32_t i = 18; i < s.fmt_chunk_size; ++i) body.push_back(0);
-  PutId(body, "data");
-  Put32(body, s.data_size_override >= 0 ? static_cast<uint32_t>(s.data_size_override)
-                                        : static_cast<uint32_t>(samples.size()));
-  body.insert(body.end(), samples.begin(), samples.end());
-  if (samples.size() & 1) body.push_back(0);
+  auto id = [](std::vector<uint8_t> &b, const char *text) {
+    for (int i = 0; i < 4; ++i) b.push_back(uint8_t(text[i]));
+  };
   std::vector<uint8_t> file;
-  PutId(file, "RIFF");
-  Put32(file, static_cast<uint32_t>(body.size()));
-  file.insert(file.end(), body.begin(), body.end());
+  id(file, "RIFF");
+  put32(file, 0);  // the size, filled in at the end
+  id(file, "WAVE");
+  if (s.junk_before_fmt) {
+    id(file, "JUNK");
+    put32(file, 3);
+    put32(file, 0x030201);  // three bytes and the pad byte
+  }
+  id(file, "fmt ");
+  put32(file, s.fmt_chunk_size);
+  const uint16_t align = static_cast<uint16_t>(s.channels * s.bits / 8);
+  put16(file, s.format_tag);
+  put16(file, s.channels);
+  put32(file, s.rate);
+  put32(file, s.rate * align);
+  put16(file, align);
+  put16(file, s.bits);
+  file.resize(file.size() + s.fmt_chunk_size - 16, 0);  // the extra size (0) and its extras
+  id(file, "data");
+  put32(file, s.data_size_override >= 0 ? uint32_t(s.data_size_override) : uint32_t(samples.size()));
+  file.insert(file.end(), samples.begin(), samples.end());
+  if (samples.size() & 1) file.push_back(0);
+  const uint32_t riff = uint32_t(file.size() - 8);
+  for (int i = 0; i < 4; ++i) file[4 + i] = uint8_t(riff >> (8 * i));
   return file;
 }
 
@@ -68,9 +53,8 @@ temp_dir::~temp_dir() {
 std::string WriteTempFile(const std::string &name, const std::vector<uint8_t> &bytes) {
   static temp_dir dir;  // one folder for the whole test program
   const std::string path = dir.file(name);
-  FILE *f = std::fopen(path.c_str(), "wb");
-  if (f) {
-    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
+  if (FILE *f = std::fopen(path.c_str(), "wb")) {
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);  // data() of nothing may be null
     std::fclose(f);
   }
   return path;

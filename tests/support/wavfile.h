@@ -9,6 +9,12 @@
 
 namespace fixtures {
 
+// Little-endian values appended to a file's bytes.
+inline void put16(std::vector<uint8_t> &b, uint32_t v) {
+  b.push_back(uint8_t(v)), b.push_back(uint8_t(v >> 8));
+}
+inline void put32(std::vector<uint8_t> &b, uint32_t v) { put16(b, v & 0xFFFF), put16(b, v >> 16); }
+
 // A sound format as one comparable row: tag, channels, rate, bits, block align, bytes per second.
 inline std::vector<uint32_t> FormatRow(const WAVEFORMATEX &f) {
   return {f.wFormatTag, f.nChannels, f.nSamplesPerSec, f.wBitsPerSample, f.nBlockAlign, f.nAvgBytesPerSec};
