@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
@@ -27,12 +28,10 @@ TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
   EXPECT_EQ(m->timefloatadd("ids_volume", 5, 0, 1, 1), 0);
   EXPECT_EQ(m->GetCount(), 1);
-  EXPECT_EQ(m->timefloatget("ids_Volume"), 0);
-  EXPECT_EQ(m->timefloatget(123), 0);
-  EXPECT_EQ(m->timefloatget("IDS_PAN"), -1);
-  EXPECT_EQ(m->timefloatget(150), -1);
+  EXPECT_EQ(std::vector({m->timefloatget("ids_Volume"), m->timefloatget(123), m->timefloatget("IDS_PAN"),
+                         m->timefloatget(150), m->timefloatget(nullptr)}),
+            std::vector({0, 0, -1, -1, -1}));
   EXPECT_EQ(m->GetTimeFloatPointer("IDS_PAN"), nullptr);
-  EXPECT_EQ(m->timefloatget(nullptr), -1);
   EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0), 0);
   EXPECT_EQ(m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0), 0);
 }
@@ -51,13 +50,13 @@ TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
   EXPECT_STREQ(m->GetTimeFloatPointer("MY_OWN")->GetText(), "MY_OWN");  // no resource text
 
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, TF_COLOR_RED, 0xFFFFFFFF, 0);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor1(), TF_COLOR_RED);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor2(), RGB(192, 192, 192));  // all-ones keeps the default
+  const timefloat *red = m->GetTimeFloatPointer(38);
+  EXPECT_EQ(red->GetColor1(), TF_COLOR_RED);
+  EXPECT_EQ(red->GetColor2(), RGB(192, 192, 192));  // all-ones keeps the default
   // A refused second declaration still sets kind and colours.
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, 0xFFFFFFFF, TF_COLOR_BLUE, 3);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetKind(), 3u);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetFlags(), 3u);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor2(), TF_COLOR_BLUE);
+  EXPECT_EQ(std::vector({red->GetKind(), red->GetFlags(), red->GetColor2()}),
+            std::vector<uint32_t>({3, 3, TF_COLOR_BLUE}));
 }
 
 TEST(TimefloatMgrDeclare, AtMost128Variables) {
@@ -72,20 +71,19 @@ TEST(TimefloatMgrDeclare, AtMost128Variables) {
 
 TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
   auto m = NewMgr();
-  DeclareVariable(*m, "IDS_COLOR_FG");  // kind 7: not moved
-  EXPECT_EQ(m->GetCurrentGroup(), 0);
-  DeclareVariable(*m, "IDS_COLOR_FG_R");  // kind 0: its own ID
-  EXPECT_EQ(m->GetCurrentGroup(), 399);
-  DeclareVariable(*m, "IDS_RED", 3);  // kind 3: not moved
-  EXPECT_EQ(m->GetCurrentGroup(), 399);
-  DeclareVariable(*m, "IDS_STR_ITALIC");  // kind 72 has neither bit 1 nor 2
-  EXPECT_EQ(m->GetCurrentGroup(), 388);
+  // Kinds 7 and 3 leave the group; kind 0, and 72 with neither bit 1 nor 2, move it to their ID.
+  for (auto [name, kind, group] : {std::tuple{"IDS_COLOR_FG", 7u, 0},
+                                   {"IDS_COLOR_FG_R", 0u, 399},
+                                   {"IDS_RED", 3u, 399},
+                                   {"IDS_STR_ITALIC", 72u, 388}}) {
+    DeclareVariable(*m, name, kind);
+    EXPECT_EQ(m->GetCurrentGroup(), group) << name;
+  }
 }
 
 TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   auto m = NewMgr({"IDS_VOLUME", "IDS_PAN"});
-  EXPECT_EQ(m->timefloatset("IDS_NOPE", 0, 1), 0);
-  EXPECT_EQ(m->timefloatset(999, 0, 1), 0);
+  EXPECT_EQ(m->timefloatset("IDS_NOPE", 0, 1) + m->timefloatset(999, 0, 1), 0);
   EXPECT_FALSE(m->IsChanged());
   EXPECT_EQ(m->timefloatget(999, 0), 0.0);
 
@@ -98,9 +96,7 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   EXPECT_EQ(m->timefloatget(123, 200), 1.0);  // no keys: the default
   double v = 9, lo = 9, hi = 9;
   EXPECT_EQ(m->timefloatget(150, 150, &v, &lo, &hi), 1);
-  EXPECT_EQ(v, -0.25);
-  EXPECT_EQ(lo, -1.0);
-  EXPECT_EQ(hi, 1.0);
+  EXPECT_EQ(std::vector({v, lo, hi}), std::vector({-0.25, -1.0, 1.0}));
   EXPECT_EQ(m->timefloatget("IDS_X", 150, &v, &lo, &hi), 0);
 
   m->Commit();
@@ -122,16 +118,13 @@ TEST(TimefloatMgrGroups, CountAndLookup) {
   EXPECT_EQ(NewMgr()->FindCurrentGroup(), -1);
   auto m = NewMgr({"IDS_SRC_RECT", "IDS_SRC_L", "IDS_SRC_T", "IDS_CLIP_VARS", "IDS_START_OPACITY"});
   EXPECT_EQ(m->GroupCount(), 2);
-  m->SetCurrentGroup(46);  // a member finds its header
-  EXPECT_EQ(m->FindCurrentGroup(), 0);
-  EXPECT_EQ(m->GetSelectedGroup(), 422);
-  m->SetCurrentGroup(425);  // a header finds itself
-  EXPECT_EQ(m->FindCurrentGroup(), 3);
-  m->SetCurrentGroup(554);
-  EXPECT_EQ(m->FindCurrentGroup(), 3);
-  m->SetCurrentGroup(4242);
-  EXPECT_EQ(m->FindCurrentGroup(), -1);
-  EXPECT_EQ(m->GetSelectedGroup(), 0);
+  // A member finds its header, a header itself.
+  for (auto [current, index, selected] :
+       {std::tuple{46, 0, 422}, {425, 3, 425}, {554, 3, 425}, {4242, -1, 0}}) {
+    m->SetCurrentGroup(current);
+    EXPECT_EQ(m->FindCurrentGroup(), index) << current;
+    EXPECT_EQ(m->GetSelectedGroup(), selected) << current;
+  }
 
   auto &ui = HeadlessDialogs();
   ui.choice_answer = 2;
@@ -199,10 +192,10 @@ TEST(TimefloatMgrFile, MatchesByNameOnly) {
   EXPECT_EQ(loaded->timefloatget("IDS_VOLUME", 500), 0.5);
   EXPECT_EQ(loaded->timefloatget("IDS_SATURATION", 0), 0.125);
   const timefloat *pan = loaded->GetTimeFloatPointer("IDS_PAN");
-  EXPECT_EQ(pan->GetMinimum(), -2.0);  // bounds as declared, keys from the file
-  EXPECT_EQ(pan->GetDefault(), 1.5);
+  // Bounds and ID as declared, keys from the file.
+  EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0)}),
+            std::vector({-2.0, 1.5, -1.0}));
   EXPECT_EQ(pan->Header().id, 150);
-  EXPECT_EQ(pan->GetValue(0), -1.0);
   EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues(), 0);
   EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_OPACITY"), nullptr);
   EXPECT_FALSE(loaded->IsChanged());
@@ -213,9 +206,9 @@ TEST(TimefloatMgrFile, MatchesByNameOnly) {
 
 TEST(TimefloatMgrFile, BadHeadersAndStrayCurves) {
   auto m = NewMgr({"IDS_VOLUME"});
-  EXPECT_EQ(m->Load(FileWith({}).get()), 0);
-  EXPECT_EQ(m->Load(FileWith({9, 0, 0, 0, 1, 0, 0, 0, 0}).get()), 0);  // a longer header
-  EXPECT_EQ(m->Load(FileWith({8, 0, 0, 0, 1, 0}).get()), 0);           // cut inside it
+  // Empty, a longer header, one cut inside.
+  for (const bytes &bad : {bytes{}, bytes{9, 0, 0, 0, 1, 0, 0, 0, 0}, bytes{8, 0, 0, 0, 1, 0}})
+    EXPECT_EQ(m->Load(FileWith(bad).get()), 0);
 
   // A count far beyond what the file holds stops at the end of the file.
   auto src = NewMgr({"IDS_VOLUME"});
@@ -249,9 +242,7 @@ TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
     // Whatever arrived is a prefix of what was saved.
     const int volume = m->GetTimeFloatPointer(123)->HasValues();
     const int opacity = m->GetTimeFloatPointer(104)->HasValues();
-    EXPECT_LE(volume, 2);
-    EXPECT_LE(opacity, 1);
-    EXPECT_TRUE(!opacity || volume == 2);
+    EXPECT_TRUE(volume <= 2 && opacity <= 1 && (!opacity || volume == 2)) << n;
     EXPECT_TRUE(!volume || m->timefloatget(123, 0) == 0.25);
   }
   EXPECT_EQ(m->GetTimeFloatPointer(104)->HasValues(), 1);
@@ -270,19 +261,12 @@ TEST(DeclaredVariables, TableIsConsistent) {
     EXPECT_TRUE(seen.insert({r.name, r.kind}).second);
     EXPECT_EQ(std::string(r.name).rfind("IDS_", 0), 0u);
     EXPECT_STRNE(vemo::GetStringPtr(r.id), "");  // every row has its displayed text
-    if (r.kind == TF_KIND_GROUP) {
-      EXPECT_EQ(r.minimum, 0.0);
-      EXPECT_EQ(r.maximum, 0.0);
-      EXPECT_EQ(r.defaultvalue, 0.0);
-    } else {
-      EXPECT_LT(r.minimum, r.maximum);
-      EXPECT_GE(r.defaultvalue, r.minimum);
-      EXPECT_LE(r.defaultvalue, r.maximum);
-    }
-    if (r.kind & TF_KIND_SWITCH) {
-      EXPECT_EQ(r.minimum, 0.0);
-      EXPECT_EQ(r.maximum, 1.0);
-    }
+    const std::vector bounds({r.minimum, r.defaultvalue, r.maximum});
+    if (r.kind == TF_KIND_GROUP)
+      EXPECT_EQ(bounds, std::vector({0.0, 0.0, 0.0}));
+    else
+      EXPECT_TRUE(r.minimum < r.maximum && std::is_sorted(bounds.begin(), bounds.end()));
+    EXPECT_TRUE(!(r.kind & TF_KIND_SWITCH) || (r.minimum == 0.0 && r.maximum == 1.0));
   }
 }
 
@@ -300,8 +284,7 @@ TEST(DeclaredVariables, RowsAsDeclared) {
 TEST(VariableClipboard, ByIDThenByName) {
   auto board = std::make_unique<tfcboard>();
   timefloat pan("IDS_PAN", -1, 1, 0), other("IDS_PAN", -1, 1, 0);
-  pan.SetID(150);
-  other.SetID(150);
+  for (timefloat *tf : {&pan, &other}) tf->SetID(150);
   pan.SetValue(0, 0.5);
   EXPECT_FALSE(board->Check(&pan));
   EXPECT_FALSE(board->PasteTo(&other));
@@ -342,10 +325,11 @@ TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {
     tf.SetID(id);
     ASSERT_TRUE(board->CopyFrom(&tf));
   }
-  tf.SetID(1025);
-  EXPECT_FALSE(board->CopyFrom(&tf));
-  tf.SetID(17);
-  EXPECT_TRUE(board->CopyFrom(&tf));  // an existing entry still takes a value
+  // Full: a new ID is refused, an existing entry still takes a value.
+  for (auto [id, taken] : {std::pair{1025, false}, {17, true}}) {
+    tf.SetID(id);
+    EXPECT_EQ(board->CopyFrom(&tf), taken) << id;
+  }
   tf.SetID(0);
   tf.SetName("by name");
   EXPECT_TRUE(board->CopyFrom(&tf));  // the other table has room
