@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <tuple>
 
 #include "core/dialogs.h"
 #include "core/poligon.h"
@@ -18,15 +20,14 @@ TEST(UIItem, InitNeedsSurfaceContextIdAndEnable) {
   vemowin win;
   vemo parent;
   UIItem item;
-  EXPECT_FALSE(item.UIItemInit(&parent, nullptr, &win, 5, 1));
-  EXPECT_EQ(item.GetParent(), nullptr);  // left detached
-  EXPECT_EQ(item.GetID(), 0);
-  EXPECT_FALSE(item.UIItemInit(&parent, FakeSurfaceManager(), nullptr, 5, 1));
-  EXPECT_FALSE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 0, 1));
-  EXPECT_FALSE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 0));
+  // Each of surfaces, context, ID and enable missing in turn; the item is left detached.
+  EXPECT_FALSE(item.UIItemInit(&parent, nullptr, &win, 5, 1) ||
+               item.UIItemInit(&parent, FakeSurfaceManager(), nullptr, 5, 1) ||
+               item.UIItemInit(&parent, FakeSurfaceManager(), &win, 0, 1) ||
+               item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 0));
+  EXPECT_TRUE(item.GetParent() == nullptr && item.GetID() == 0);
   EXPECT_TRUE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 1));
-  EXPECT_EQ(item.GetParent(), &parent);
-  EXPECT_EQ(item.GetID(), 5);
+  EXPECT_TRUE(item.GetParent() == &parent && item.GetID() == 5);
   UIItem root_item;
   EXPECT_TRUE(root_item.UIItemInit(nullptr, FakeSurfaceManager(), &win, 7, 1));  // no parent is fine
 }
@@ -48,31 +49,24 @@ TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
 }
 
 TEST(UIItem, SplitPathsAtTheFirstDot) {
-  char first[64], rest[64];
-  EXPECT_FALSE(UIItem::SplitUIItemString("mt", first, rest));
-  EXPECT_STREQ(first, "mt");
-  EXPECT_STREQ(rest, "");
-  EXPECT_TRUE(UIItem::SplitUIItemString("intro.fx1.IDS_GREEN", first, rest));
-  EXPECT_STREQ(first, "intro");
-  EXPECT_STREQ(rest, "fx1.IDS_GREEN");
-  EXPECT_TRUE(UIItem::SplitUIItemString(".", first, rest));
-  EXPECT_STREQ(first, "");
-  EXPECT_STREQ(rest, "");
+  for (auto [path, dot, head, tail] : {std::tuple{"mt", false, "mt", ""},
+                                       {"intro.fx1.IDS_GREEN", true, "intro", "fx1.IDS_GREEN"},
+                                       {".", true, "", ""}}) {
+    char first[64], rest[64];
+    EXPECT_EQ(UIItem::SplitUIItemString(path, first, rest), dot) << path;
+    EXPECT_EQ(std::pair(std::string(first), std::string(rest)),
+              std::pair(std::string(head), std::string(tail)));
+  }
 }
 
 TEST(UIItem, PrefsItemReadsAndWritesThePrefsDataSet) {
   UIItemPrefs prefs;
   char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(prefs.Command("Set Skin \"Dark Blue\"", result));
-  EXPECT_TRUE(prefs.Command("Get Skin", result));
+  EXPECT_TRUE(prefs.Command("Set Skin \"Dark Blue\"", result) && prefs.Command("Get Skin", result));
   EXPECT_STREQ(result, "Dark Blue");
   EXPECT_TRUE(prefs.Command("GetType", result));
   EXPECT_STREQ(result, "UIItemPrefs");
 }
-
-}  // namespace
-
-namespace {
 
 // A parent that counts what its items tell it.
 struct listener : vemo {
@@ -110,8 +104,7 @@ TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
   Send(b, WM_MOUSEMOVE, 6);
   EXPECT_EQ(parent.told, 0);
   EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), QA_RELEASE | QA_UPDATE | QA_CHANGED);
-  EXPECT_EQ(parent.told, 1);
-  EXPECT_EQ(parent.last, 614);
+  EXPECT_EQ(std::pair(parent.told, parent.last), std::pair(1, 614));
   EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), 0u);  // no second release
   // Released away from it: nothing is told.
   Send(b, WM_LBUTTONDOWN, 5);
@@ -129,12 +122,10 @@ TEST(UIItemSlider, ADragMapsColumnsToValuesWithinTheBounds) {
   s.UISetMinCurMax(10, 12, 20);
   EXPECT_EQ(Send(s, WM_LBUTTONDOWN, 53) & (QA_CAPTURE | QA_CHANGED), QA_CAPTURE | QA_CHANGED);
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 15.0);
-  Send(s, WM_MOUSEMOVE, 28);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 12.5);
-  Send(s, WM_MOUSEMOVE, -50);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 10.0);
-  Send(s, WM_MOUSEMOVE, 500);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
+  for (auto [column, value] : {std::pair{28, 12.5}, {-50, 10.0}, {500, 20.0}}) {
+    Send(s, WM_MOUSEMOVE, column);
+    EXPECT_DOUBLE_EQ(s.UIGetValue(), value) << column;
+  }
   EXPECT_EQ(Send(s, WM_MOUSEMOVE, 600), 0u);  // still 20: nothing to tell
   EXPECT_EQ(parent.told, 4);
   EXPECT_EQ(Send(s, WM_LBUTTONUP, 500), QA_RELEASE | QA_UPDATE);
@@ -161,14 +152,13 @@ TEST(UIItemEditRC, TakesTypedTextUntilEnterOrEscape) {
   EXPECT_EQ(parent.told, 1);
   EXPECT_FALSE(e.UIIsEditing());
   // Escape, or a press elsewhere, takes the typing back.
-  Send(e, WM_LBUTTONDOWN, 10);
-  Send(e, WM_CHAR, 0, '7');
-  Send(e, WM_KEYDOWN, 0, VK_ESCAPE);
-  EXPECT_STREQ(e.UIGetText(), "4.5");
-  Send(e, WM_LBUTTONDOWN, 10);
-  Send(e, WM_CHAR, 0, '7');
-  Send(e, WM_LBUTTONDOWN, 200);
-  EXPECT_STREQ(e.UIGetText(), "4.5");
+  for (auto [message, x, key] :
+       {std::tuple<uint32_t, int, int>{WM_KEYDOWN, 0, VK_ESCAPE}, {WM_LBUTTONDOWN, 200, 0}}) {
+    Send(e, WM_LBUTTONDOWN, 10);
+    Send(e, WM_CHAR, 0, '7');
+    Send(e, message, x, key);
+    EXPECT_STREQ(e.UIGetText(), "4.5");
+  }
   EXPECT_EQ(parent.told, 1);
 }
 
@@ -185,10 +175,7 @@ TEST(UIHelpers, PopAMenuAndSelectColorAnswerThroughTheDialogs) {
   d.colour_answer = 0x00FF8000;  // blue 255, green 128, red 0
   EXPECT_TRUE(vemo::SelectColor(nullptr, &p));
   d.colour_answer = -1;
-  EXPECT_EQ(p.b, 255);
-  EXPECT_EQ(p.g, 128);
-  EXPECT_EQ(p.r, 0);
-  EXPECT_EQ(p.a, 200);  // alpha kept
+  EXPECT_EQ(p, pix32(0, 128, 255, 200));  // alpha kept
 }
 
 TEST(Poligon, FillsThePixelsWhoseCentresLieInside) {
