@@ -102,37 +102,30 @@ TEST(AdjusterEffects, SoftCircleMixesTheAdjustmentByTheMask) {
   src.fill(rgba(1, 2, 3));
   dst.fill(rgba(100, 100, 100, 50));
   EXPECT_EQ(e->Process(src.kor(), dst.kor(), dst.whole()), 1);
-  EXPECT_EQ(src.at(5, 5).a, 255);
-  EXPECT_EQ(src.at(7, 6).a, 204);
-  EXPECT_EQ(src.at(0, 0).a, 0);
+  EXPECT_EQ(src.at(7, 6).a, 204);                  // the source keyed in place; the zones are the kernel's
   EXPECT_EQ(dst.at(5, 5), rgba(150, 99, 99, 50));  // (151*255) >> 8, one step short
   EXPECT_EQ(dst.at(7, 6), rgba(140, 99, 99, 50));  // (151*204 + 100*51) >> 8
   EXPECT_EQ(dst.at(0, 0), rgba(100, 100, 100, 50));
 }
 
 TEST(AdjusterEffects, WholeRectangleAdjusterMapperAndOpacity) {
+  // The kernels' arithmetic is worked in the kernel tests; here one pixel shows the variables
+  // reach them, and one outside shows the rectangle does.
   canvas src(3, 1), dst(3, 1);
   dst.at(0, 0) = rgba(255, 0, 0, 200);
-  dst.at(1, 0) = rgba(0, 255, 10, 0);
   dst.at(2, 0) = rgba(9, 9, 9, 9);
-
   auto adj = video(106);
   adj->SetTimeFloat(fxid::IDS_ADJ_SATURATION, 0.0);
   adj->SetTimeFloat(fxid::IDS_ADJ_OPACITY, 0.2);  // 51
   EXPECT_EQ(adj->Process(src.kor(), dst.kor(), RECT{0, 0, 2, 1}), 1);
-  EXPECT_EQ(dst.at(0, 0), rgba(62, 62, 62, 251));
-  // L = (0 + 510 + 10) / 4 = 130: green (130*255 + 255*0) >> 8 = 129, red and blue 129.
-  EXPECT_EQ(dst.at(1, 0), rgba(129, 129, 129, 51));
-  EXPECT_EQ(dst.at(2, 0), rgba(9, 9, 9, 9));
+  EXPECT_EQ(std::pair(dst.at(0, 0), dst.at(2, 0)), std::pair(rgba(62, 62, 62, 251), rgba(9, 9, 9, 9)));
 
   auto map = video(111);
   map->SetTimeFloat(fxid::IDS_MAP_RED_0, 1.0);
   map->SetTimeFloat(fxid::IDS_MAP_RED_1, 0.0);
   dst.at(0, 0) = rgba(0, 255, 0, 255);
-  dst.at(1, 0) = rgba(255, 128, 0, 0);
   EXPECT_EQ(map->Process(src.kor(), dst.kor(), RECT{0, 0, 2, 1}), 1);
   EXPECT_EQ(dst.at(0, 0), rgba(255, 254, 0, 254));
-  EXPECT_EQ(dst.at(1, 0), rgba(1, 127, 0, 0));
 
   // Opacity between keys at 0 (0) and 1000 (-1): at 500 it is -0.5, the level -127.
   auto op = video(103);
