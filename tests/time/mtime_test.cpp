@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cmath>
+#include <tuple>
 
 namespace {
 
@@ -99,41 +100,36 @@ TEST(MusicalTime, QuantizeAndSnap) {
 
 TEST(MusicalTime, PendingEdits) {
   mtime mt;
+  auto settings = [&mt] {
+    return std::tuple(mt.GetBPM(), mt.GetBarSize(), mt.GetUnitSize(), mt.GetQuantize());
+  };
   mt.SetBPM(120);
   mt.SetBarSize(3);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 60.0);
-  EXPECT_EQ(mt.GetBarSize(), 4.0);
+  EXPECT_EQ(settings(), std::tuple(60.0, 4.0, 4.0, QUANTIZE_OFF));
   EXPECT_EQ(mt.isDirty(), 0);
-
   mt.SetBPM(90);
   EXPECT_EQ(mt.Commit(), 1);
   mt.SetUnitSize(8);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 90.0);
-  EXPECT_EQ(mt.GetUnitSize(), 4.0);
+  EXPECT_EQ(settings(), std::tuple(90.0, 4.0, 4.0, QUANTIZE_OFF));
 
   // A change of grid ends the pending state: the tempo survives a later Revert.
   mt.SetBPM(120);
   EXPECT_EQ(mt.SetQuantize(QUANTIZE_4), static_cast<uint32_t>(QA_CHANGED));
   EXPECT_EQ(mt.isDirty(), 0);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 120.0);
-  EXPECT_EQ(mt.GetQuantize(), QUANTIZE_4);
-
+  EXPECT_EQ(settings(), std::tuple(120.0, 4.0, 4.0, QUANTIZE_4));
   // Revert with something pending also brings the committed grid back.
   mt.Commit();
   mt.SetQuantize(QUANTIZE_8);
   mt.SetBPM(100);
   mt.Revert();
-  EXPECT_EQ(mt.GetQuantize(), QUANTIZE_4);
-  EXPECT_EQ(mt.GetBPM(), 120.0);
+  EXPECT_EQ(settings(), std::tuple(120.0, 4.0, 4.0, QUANTIZE_4));
 
   EXPECT_EQ(mt.Reset(), 1u);
-  EXPECT_EQ(mt.GetBPM(), 60.0);
-  EXPECT_EQ(mt.GetQuantize(), QUANTIZE_OFF);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 60.0);
+  EXPECT_EQ(settings(), std::tuple(60.0, 4.0, 4.0, QUANTIZE_OFF));
   // A reset does not commit: the committed tempo is still 120 for the next revert.
   mt.SetBPM(100);
   mt.Revert();
@@ -145,13 +141,12 @@ TEST(MusicalTime, Items) {
   for (int id : {336, 337, 338, 339}) {
     UIItem *item = mt.UIItemResolve(std::to_string(id).c_str());
     ASSERT_NE(item, nullptr) << id;
-    EXPECT_EQ(item->GetID(), id);
-    EXPECT_EQ(item->GetParent(), &mt);
+    EXPECT_TRUE(item->GetID() == id && item->GetParent() == &mt) << id;
     EXPECT_EQ(mt.UIItemResolve(("#" + std::to_string(id)).c_str()), item);
   }
-  EXPECT_EQ(mt.UIItemResolve("635"), nullptr);  // the separator is not addressable
-  EXPECT_EQ(mt.UIItemResolve("bpm"), nullptr);
-  EXPECT_EQ(mt.UIItemResolve(nullptr), nullptr);
+  // The separator 635 is not addressable.
+  for (const char *name : {"635", "bpm", static_cast<const char *>(nullptr)})
+    EXPECT_EQ(mt.UIItemResolve(name), nullptr);
 
   mtime copy(mt);
   EXPECT_EQ(copy.UIItemResolve("336")->GetParent(), &copy);
