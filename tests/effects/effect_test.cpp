@@ -58,9 +58,8 @@ TEST(EffectTable, FactoriesMakeTheClassOfTheTypeWithItsID) {
 
 TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   auto e = video(28);
-  EXPECT_TRUE(e->IsActive());
   RECT r;
-  ASSERT_TRUE(e->GetEffectRect(720, 576, &r));
+  ASSERT_TRUE(e->IsActive() && e->GetEffectRect(720, 576, &r));
   EXPECT_EQ(std::vector({r.left, r.top, r.right, r.bottom}), std::vector({0, 0, 720, 576}));
   EXPECT_EQ(e->GetPluginBlock(), nullptr);
 
@@ -68,8 +67,7 @@ TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   EXPECT_FALSE(e->IsActive());
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_TOGGLE, false), "Effect Toggle Off");
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_ENABLE, false), "Effect Disabled");
-  EXPECT_TRUE(e->ResetEffect());
-  EXPECT_TRUE(e->IsActive());
+  EXPECT_TRUE(e->ResetEffect() && e->IsActive());
 }
 
 TEST(Effect, VariableIDsMatchTheDeclarationTable) {
@@ -126,11 +124,9 @@ TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   ASSERT_EQ(d.offered.size(), 59u);
   EXPECT_EQ(d.offered.front(), "Basic Effects > Opacity");
   EXPECT_EQ(d.offered.back(), "Plugin Effects > Plugin Effects");
-  int chosen_rgb = 0;
-  for (size_t i = 0; i < d.offered.size(); ++i)
-    if (d.offered[i] == "Video Effects > RGB Key Color Excluded") chosen_rgb = int(i) + 1;
-  ASSERT_GT(chosen_rgb, 0);
-  d.choice_answer = chosen_rgb;
+  const auto rgb = std::find(d.offered.begin(), d.offered.end(), "Video Effects > RGB Key Color Excluded");
+  ASSERT_NE(rgb, d.offered.end());
+  d.choice_answer = int(rgb - d.offered.begin()) + 1;
   EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 253);
   d.choice_answer = 3;
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, true), 122);
