@@ -16,35 +16,29 @@ namespace {
 // (1 + the byte offset into the vtable).
 template <typename F>
 long Slot(F f) {
-  struct {
-    uintptr_t ptr;
-    ptrdiff_t adj;
-  } rep;
+  uintptr_t rep[2];  // 1 + the offset, then the adjustment of `this`
   static_assert(sizeof(F) == sizeof(rep));
-  std::memcpy(&rep, &f, sizeof rep);
-  return static_cast<long>((rep.ptr - 1) / sizeof(void *));
+  std::memcpy(rep, &f, sizeof rep);
+  return static_cast<long>((rep[0] - 1) / sizeof(void *));
+}
+
+template <typename... F>
+std::vector<long> Slots(F... f) {
+  return {Slot(f)...};
 }
 
 TEST(TimedObject, VirtualSlotsFollowUIItemInOrder) {
   using vt = vemotime;
-  const long slots[] = {Slot(&vt::SetOffset),
-                        Slot(&vt::GetOffset),
-                        Slot(static_cast<int (vt::*)(int, double *, double *, double *)>(&vt::GetTimeFloat)),
-                        Slot(static_cast<double (vt::*)(int, int)>(&vt::GetTimeFloat)),
-                        Slot(static_cast<double (vt::*)(int)>(&vt::GetTimeFloat)),
-                        Slot(&vt::CheckTimeFloat),
-                        Slot(&vt::DeleteTimeFloatEntry),
-                        Slot(&vt::DeletePreviousTimeFloatEntries),
-                        Slot(&vt::DeleteNextTimeFloatEntries),
-                        Slot(&vt::NextTimeFloatTime),
-                        Slot(&vt::PrevTimeFloatTime),
-                        Slot(&vt::rcDraw),
-                        Slot(&vt::Commit),
-                        Slot(&vt::Revert),
-                        Slot(&vt::Reset)};
+  const std::vector<long> slots = Slots(
+      &vt::SetOffset, &vt::GetOffset,
+      static_cast<int (vt::*)(int, double *, double *, double *)>(&vt::GetTimeFloat),
+      static_cast<double (vt::*)(int, int)>(&vt::GetTimeFloat),
+      static_cast<double (vt::*)(int)>(&vt::GetTimeFloat), &vt::CheckTimeFloat, &vt::DeleteTimeFloatEntry,
+      &vt::DeletePreviousTimeFloatEntries, &vt::DeleteNextTimeFloatEntries, &vt::NextTimeFloatTime,
+      &vt::PrevTimeFloatTime, &vt::rcDraw, &vt::Commit, &vt::Revert, &vt::Reset);
   // Slot 22 of the interface is UIItem::SetID; 29 follows UIItem's own 28.
   const long base = Slot(&UIItem::SetID) - 22;
-  for (int i = 0; i < 15; ++i) EXPECT_EQ(slots[i] - base, 29 + i) << i;
+  for (size_t i = 0; i < slots.size(); ++i) EXPECT_EQ(slots[i] - base, 29 + long(i)) << i;
   EXPECT_EQ(Slot(&UIItem::UIItemRefresh) - base, 28);
   EXPECT_EQ(Slot(&vt::SetCurrentTime), Slot(&vemo::SetCurrentTime));  // overrides add no slots
   EXPECT_EQ(Slot(&vt::UIItemResolve), Slot(&UIItem::UIItemResolve));
