@@ -150,8 +150,8 @@ TEST(TimedObject, KeyDeletionAndStepping) {
   const uint32_t changed = QA_CHANGED | QA_UPDATE, moved = QA_UPDATE;
   EXPECT_EQ(obj.DeleteTimeFloatEntry(49), 0u);  // no key here
   // Without a key here the neighbours' deletions change nothing yet still answer a change.
-  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), changed);
-  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), changed);
+  for (auto del : {&vemotime::DeletePreviousTimeFloatEntries, &vemotime::DeleteNextTimeFloatEntries})
+    EXPECT_EQ((obj.*del)(49), changed);
   EXPECT_EQ(l->HasValues(), 4);
   // Stepping moves the local time key by key; before the first key there is nowhere to go.
   for (auto [next, answer, time] : {std::tuple{true, moved, 300},
@@ -183,16 +183,14 @@ TEST(TimedObject, SelectingTheCurrentVariable) {
   obj->RectCreateSource();
   EXPECT_EQ(obj->SetCurrentTimeFloat(46), static_cast<uint32_t>(QA_UPDATE));
   EXPECT_EQ(obj->GetCurrentTimeFloat(), 46);
-  EXPECT_EQ(obj->SetCurrentTimeFloat(9999), 0u);
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 0);
+  EXPECT_TRUE(obj->SetCurrentTimeFloat(9999) == 0 && obj->GetCurrentTimeFloat() == 0);
   EXPECT_EQ(obj->GuessCurrentTimeFloat(), 45);  // the group header is skipped
 
   HeadlessDialogs().choice_answer = 3;  // the third variable, headers left out
   EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), static_cast<uint32_t>(QA_UPDATE));
   EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
   HeadlessDialogs().choice_answer = 0;
-  EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), 0u);
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
+  EXPECT_TRUE(obj->SelectCurrentTimeFloat(nullptr) == 0 && obj->GetCurrentTimeFloat() == 47);
 }
 
 TEST(TimedObject, Rectangles) {
@@ -200,10 +198,9 @@ TEST(TimedObject, Rectangles) {
   // The second destination request adds nothing.
   EXPECT_TRUE(obj->RectCreateSource() && obj->RectCreateDestination() && obj->RectCreateDestination());
   timefloatmgr &m = obj->GetTimeFloatMgr();
-  EXPECT_EQ(m.GetCount(), 10);
-  EXPECT_EQ(m.GroupCount(), 2);
-  EXPECT_STREQ(m.GetTimeFloatByIndex(0)->GetName(), "IDS_SRC_RECT");
-  EXPECT_STREQ(m.GetTimeFloatByIndex(5)->GetName(), "IDS_DST_RECT");
+  EXPECT_EQ(std::pair(m.GetCount(), m.GroupCount()), std::pair(10, 2));
+  EXPECT_EQ(std::string(m.GetTimeFloatByIndex(0)->GetName()) + m.GetTimeFloatByIndex(5)->GetName(),
+            "IDS_SRC_RECTIDS_DST_RECT");
 
   const frect src = obj->GetTimeRect(45, 46, 47, 48);
   EXPECT_EQ(std::vector({src.left, src.top, src.right, src.bottom}), std::vector({0.0, 0.0, 1.0, 1.0}));
@@ -217,8 +214,7 @@ TEST(TimedObject, Rectangles) {
   EXPECT_EQ(obj->DeleteTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
   EXPECT_EQ(obj->FindTimeFloat(50)->HasValues(), 0);
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
-  EXPECT_EQ(obj->ResetTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->FindTimeFloat(49)->HasValues(), 0);
+  EXPECT_TRUE(obj->ResetTimeRect(49, 50, 51, 52) == QA_CHANGED && !obj->FindTimeFloat(49)->HasValues());
 }
 
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
@@ -244,8 +240,7 @@ TEST(TimedObject, Resolve) {
     EXPECT_EQ(obj->UIItemResolve(name), &obj->GetMTime()) << name;
   UIItem *prefs = obj->UIItemResolve("prefs");
   ASSERT_NE(prefs, nullptr);
-  EXPECT_EQ(obj->UIItemResolve(".prefs"), prefs);
-  EXPECT_EQ(obj->UIItemResolve("*.prefs"), prefs);
+  EXPECT_TRUE(obj->UIItemResolve(".prefs") == prefs && obj->UIItemResolve("*.prefs") == prefs);
   char result[UIITEM_RESULT_SIZE];
   EXPECT_TRUE(prefs->Command("GetType", result));
   EXPECT_STREQ(result, "UIItemPrefs");
