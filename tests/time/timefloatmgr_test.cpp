@@ -26,14 +26,13 @@ TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
   auto m = NewMgr();
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
-  EXPECT_EQ(m->timefloatadd("ids_volume", 5, 0, 1, 1), 0);
-  EXPECT_EQ(m->GetCount(), 1);
+  EXPECT_TRUE(m->timefloatadd("ids_volume", 5, 0, 1, 1) == 0 && m->GetCount() == 1);
   EXPECT_EQ(std::vector({m->timefloatget("ids_Volume"), m->timefloatget(123), m->timefloatget("IDS_PAN"),
                          m->timefloatget(150), m->timefloatget(nullptr)}),
             std::vector({0, 0, -1, -1, -1}));
   EXPECT_EQ(m->GetTimeFloatPointer("IDS_PAN"), nullptr);
-  EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0), 0);
-  EXPECT_EQ(m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0), 0);
+  EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0) + m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0),
+            0);
 }
 
 TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
@@ -45,14 +44,13 @@ TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
   timefloat *pan = m->GetTimeFloatPointer("IDS_PAN");
   ASSERT_NE(pan, nullptr);
   EXPECT_STREQ(pan->GetText(), "Pan");
-  EXPECT_EQ(pan->GetGroupID(), 150);
-  EXPECT_EQ(pan->GetParent(), &owner);
+  EXPECT_TRUE(pan->GetGroupID() == 150 && pan->GetParent() == &owner);
   EXPECT_STREQ(m->GetTimeFloatPointer("MY_OWN")->GetText(), "MY_OWN");  // no resource text
 
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, TF_COLOR_RED, 0xFFFFFFFF, 0);
   const timefloat *red = m->GetTimeFloatPointer(38);
-  EXPECT_EQ(red->GetColor1(), TF_COLOR_RED);
-  EXPECT_EQ(red->GetColor2(), RGB(192, 192, 192));  // all-ones keeps the default
+  EXPECT_EQ(std::pair(red->GetColor1(), red->GetColor2()),
+            std::pair(TF_COLOR_RED, RGB(192, 192, 192)));  // all-ones keeps the default
   // A refused second declaration still sets kind and colours.
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, 0xFFFFFFFF, TF_COLOR_BLUE, 3);
   EXPECT_EQ(std::vector({red->GetKind(), red->GetFlags(), red->GetColor2()}),
@@ -65,8 +63,7 @@ TEST(TimefloatMgrDeclare, AtMost128Variables) {
     ASSERT_EQ(m->timefloatadd(("V" + std::to_string(i)).c_str(), 2000 + i, 0, 1, 0), 1);
   EXPECT_EQ(m->timefloatadd("V128", 3000, 0, 1, 0), 0);
   EXPECT_EQ(m->timefloatadd("V129", 3001, 0, 1, 0, 0, 0, 0), 1);  // refused, still 1
-  EXPECT_EQ(m->GetCount(), 128);
-  EXPECT_EQ(m->timefloatget("V129"), -1);
+  EXPECT_TRUE(m->GetCount() == 128 && m->timefloatget("V129") == -1);
 }
 
 TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
@@ -89,11 +86,10 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
 
   m->SetCurrentGroup(0);
   EXPECT_EQ(m->timefloatset("ids_pan", 100, -0.5), 1);
-  EXPECT_TRUE(m->IsChanged());
-  EXPECT_EQ(m->GetCurrentGroup(), 150);
+  EXPECT_TRUE(m->IsChanged() && m->GetCurrentGroup() == 150);
   EXPECT_EQ(m->timefloatset(150, 300, 0.5), 1);
-  EXPECT_EQ(m->timefloatget("IDS_PAN", 200), 0.0);
-  EXPECT_EQ(m->timefloatget(123, 200), 1.0);  // no keys: the default
+  // No keys: the default.
+  EXPECT_EQ(std::pair(m->timefloatget("IDS_PAN", 200), m->timefloatget(123, 200)), std::pair(0.0, 1.0));
   double v = 9, lo = 9, hi = 9;
   EXPECT_EQ(m->timefloatget(150, 150, &v, &lo, &hi), 1);
   EXPECT_EQ(std::vector({v, lo, hi}), std::vector({-0.25, -1.0, 1.0}));
@@ -105,13 +101,11 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   m->Revert();  // reaches every curve
   EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
 
-  EXPECT_EQ(m->timefloatreset("IDS_PAN"), 1);
-  EXPECT_EQ(m->timefloatreset(777), 0);
+  EXPECT_EQ(std::pair(m->timefloatreset("IDS_PAN"), m->timefloatreset(777)), std::pair(1, 0));
   EXPECT_EQ(m->GetTimeFloatPointer(150)->HasValues(), 0);
   m->timefloatset(123, 50, 0.5);
   m->Reset();
-  EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
-  EXPECT_EQ(m->GetCount(), 2);
+  EXPECT_TRUE(m->GetTimeFloatPointer(123)->HasValues() == 0 && m->GetCount() == 2);
 }
 
 TEST(TimefloatMgrGroups, CountAndLookup) {
@@ -128,8 +122,7 @@ TEST(TimefloatMgrGroups, CountAndLookup) {
 
   auto &ui = HeadlessDialogs();
   ui.choice_answer = 2;
-  EXPECT_EQ(m->QAPopGroups(nullptr), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(m->GetCurrentGroup(), 425);
+  EXPECT_TRUE(m->QAPopGroups(nullptr) == QA_UPDATE && m->GetCurrentGroup() == 425);
   ui.choice_answer = 0;
   EXPECT_EQ(m->QAPopGroups(nullptr), 0u);
 }
@@ -149,8 +142,7 @@ TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
   // A copy has its own buttons.
   timefloatmgr copy(*m);
   EXPECT_NE(copy.UIItemResolve("614"), next);
-  EXPECT_EQ(copy.UIItemResolve("614")->GetParent(), &copy);
-  EXPECT_EQ(copy.GetCount(), 1);
+  EXPECT_TRUE(copy.UIItemResolve("614")->GetParent() == &copy && copy.GetCount() == 1);
 }
 
 // ---- The manager record ----
@@ -173,11 +165,12 @@ TEST(TimefloatMgrFile, RecordLayout) {
 
 TEST(TimefloatMgrFile, MatchesByNameOnly) {
   auto saved = NewMgr({"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY", "IDS_SATURATION"});
-  saved->timefloatset("IDS_VOLUME", 0, 0.25);
-  saved->timefloatset("IDS_VOLUME", 1000, 0.75);
-  saved->timefloatset("IDS_PAN", 500, -1.0);
-  saved->timefloatset("IDS_OPACITY", 40, 0.5);
-  saved->timefloatset("IDS_SATURATION", 7, 0.125);
+  for (auto [name, t, v] : {std::tuple{"IDS_VOLUME", 0, 0.25},
+                            {"IDS_VOLUME", 1000, 0.75},
+                            {"IDS_PAN", 500, -1.0},
+                            {"IDS_OPACITY", 40, 0.5},
+                            {"IDS_SATURATION", 7, 0.125}})
+    saved->timefloatset(name, t, v);
   const bytes b = SaveMgr(*saved);
 
   // Other order, other bounds, one stored name undeclared, one declared name not stored.
@@ -189,15 +182,15 @@ TEST(TimefloatMgrFile, MatchesByNameOnly) {
   loaded->timefloatset("IDS_SMOOTHING", 3, 0.8);  // wiped: the file does not hold it
   EXPECT_EQ(loaded->Load(FileWith(b).get()), 1);
   EXPECT_EQ(loaded->GetCount(), 4);
-  EXPECT_EQ(loaded->timefloatget("IDS_VOLUME", 500), 0.5);
-  EXPECT_EQ(loaded->timefloatget("IDS_SATURATION", 0), 0.125);
+  EXPECT_EQ(std::pair(loaded->timefloatget("IDS_VOLUME", 500), loaded->timefloatget("IDS_SATURATION", 0)),
+            std::pair(0.5, 0.125));
   const timefloat *pan = loaded->GetTimeFloatPointer("IDS_PAN");
   // Bounds and ID as declared, keys from the file.
   EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0)}),
             std::vector({-2.0, 1.5, -1.0}));
   EXPECT_EQ(pan->Header().id, 150);
-  EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues(), 0);
-  EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_OPACITY"), nullptr);
+  EXPECT_TRUE(!loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues() &&
+              !loaded->GetTimeFloatPointer("IDS_OPACITY"));
   EXPECT_FALSE(loaded->IsChanged());  // what was loaded is committed
 }
 
@@ -227,9 +220,8 @@ TEST(TimefloatMgrFile, BadHeadersAndStrayCurves) {
 
 TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
   auto src = NewMgr({"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY"});
-  src->timefloatset(123, 0, 0.25);
-  src->timefloatset(123, 100, 0.5);
-  src->timefloatset(104, 10, 0.75);
+  for (auto [id, t, v] : {std::tuple{123, 0, 0.25}, {123, 100, 0.5}, {104, 10, 0.75}})
+    src->timefloatset(id, t, v);
   const bytes whole = SaveMgr(*src);
   auto m = NewMgr({"IDS_OPACITY", "IDS_VOLUME", "IDS_PAN"});
   for (size_t n = 0; n <= whole.size(); ++n) {
@@ -283,36 +275,28 @@ TEST(VariableClipboard, ByIDThenByName) {
   timefloat pan("IDS_PAN", -1, 1, 0), other("IDS_PAN", -1, 1, 0);
   for (timefloat *tf : {&pan, &other}) tf->SetID(150);
   pan.SetValue(0, 0.5);
-  EXPECT_FALSE(board->Check(&pan));
-  EXPECT_FALSE(board->PasteTo(&other));
-  EXPECT_TRUE(board->CopyFrom(&pan));
-  EXPECT_TRUE(board->Check(&other));
+  EXPECT_FALSE(board->Check(&pan) || board->PasteTo(&other));
+  EXPECT_TRUE(board->CopyFrom(&pan) && board->Check(&other));
   other.SetCurrentTime(700);
-  EXPECT_TRUE(board->PasteTo(&other));
-  EXPECT_EQ(other.GetValue(700), 0.5);
+  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == 0.5);
   other.Revert();  // a paste is a pending edit
   EXPECT_EQ(other.HasValues(), 0);
 
   pan.SetValue(0, -0.25);
-  EXPECT_TRUE(board->CopyFrom(&pan));  // overwrites its entry
-  EXPECT_EQ(board->CountByID(), 1);
-  EXPECT_TRUE(board->PasteTo(&other));
-  EXPECT_EQ(other.GetValue(700), -0.25);
+  EXPECT_TRUE(board->CopyFrom(&pan) && board->CountByID() == 1);  // overwrites its entry
+  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == -0.25);
 
   timefloat unnamed;
   EXPECT_FALSE(board->CopyFrom(&unnamed));
   timefloat a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
   a.SetValue(0, 0.75);
-  EXPECT_TRUE(board->CopyFrom(&a));
-  EXPECT_EQ(board->CountByName(), 1);
-  EXPECT_TRUE(board->PasteTo(&b));
-  EXPECT_EQ(b.GetValue(0), 0.75);
+  EXPECT_TRUE(board->CopyFrom(&a) && board->CountByName() == 1);
+  EXPECT_TRUE(board->PasteTo(&b) && b.GetValue(0) == 0.75);
 
   // Names are kept to 63 characters.
   const std::string longname(80, 'n');
   timefloat l1(longname.c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
-  EXPECT_TRUE(board->CopyFrom(&l1));
-  EXPECT_TRUE(board->Check(&l2));
+  EXPECT_TRUE(board->CopyFrom(&l1) && board->Check(&l2));
 }
 
 TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {
