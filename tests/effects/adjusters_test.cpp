@@ -45,8 +45,7 @@ TEST(AdjustColour, ShiftsSaturateAndDesaturationNeedsKAboveOne) {
 }
 
 TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
-  canvas c(4, 2);
-  c.fill(rgba(100, 100, 100, 200));
+  canvas c(4, 2, rgba(100, 100, 100, 200));
   c.at(1, 0) = rgba(100, 100, 100, 0);
   adjustlevels l;
   l.green = 20;
@@ -59,9 +58,8 @@ TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
 }
 
 TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
-  canvas mask(4, 1), target(4, 1);
+  canvas mask(4, 1), target(4, 1, rgba(100, 150, 200, 77));
   mask.set({rgba(0, 0, 0, 0), rgba(0, 0, 0, 255), rgba(0, 0, 0, 128), rgba(0, 0, 0, 255)});
-  target.fill(rgba(100, 150, 200, 77));
   adjustlevels l;
   l.red = 50;
   l.opacity = 255;  // read by the keyed adjusters, never written by them
@@ -85,8 +83,7 @@ TEST(Map, TablesFallRiseAndFlatten) {
   fxkernels::MakeMapTable(t.alpha, 10, 20);
   EXPECT_EQ(t.alpha[255], 19);
 
-  canvas c(3, 1);
-  c.fill(rgba(0, 255, 77, 255));
+  canvas c(3, 1, rgba(0, 255, 77, 255));
   c.at(2, 0) = rgba(255, 1, 3, 0);
   fxkernels::Map(c.locked(), RECT{1, 0, 3, 1}, t);
   EXPECT_EQ(c.pixels(), std::vector({rgba(0, 255, 77, 255), rgba(255, 254, 0, 19), rgba(1, 0, 0, 10)}));

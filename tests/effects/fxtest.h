@@ -37,6 +37,7 @@ inline pix32 rgba(int r, int g, int b, int a = 255) {
 class canvas {
  public:
   canvas(int w, int h) : s(surface::SurfaceCreate(w, h)) { surface::SurfaceDataLock(s, &lk); }
+  canvas(int w, int h, pix32 p) : canvas(w, h) { fill(p); }
   ~canvas() {
     surface::SurfaceDataUnlock(&lk);
     surface::SurfaceDelete(s);

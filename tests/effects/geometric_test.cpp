@@ -50,9 +50,8 @@ TEST(Mirrors, SwapFromTheOutsideInKeepingAnOddMiddleAndTwiceRestore) {
 }
 
 TEST(Rotator, ClearsTheDestinationAndTurnsAboutACentreFromTheFrameCorner) {
-  canvas src(8, 8), dst(8, 8);
+  canvas src(8, 8), dst(8, 8, rgba(1, 2, 3, 4));
   coordinates(src);
-  dst.fill(rgba(1, 2, 3, 4));
   auto e = video(266);
   // No turn: the rectangle is copied, everything else cleared.
   ASSERT_EQ(e->Process(src.kor(), dst.kor(), RECT{2, 2, 6, 6}), 1);
@@ -68,8 +67,7 @@ TEST(Rotator, ClearsTheDestinationAndTurnsAboutACentreFromTheFrameCorner) {
 }
 
 TEST(Wipe, LowersOnlyAlphaAlongTheRamp) {
-  canvas c(10, 10);
-  c.fill(rgba(9, 8, 7, 200));
+  canvas c(10, 10, rgba(9, 8, 7, 200));
   auto e = video(282);
   // Smoothing 0.99: k = 0.64, v = 2 * 0.64 * (5 - x) / 10 across a 10 x 10 rectangle.
   e->SetTimeFloat(fxid::IDS_SMOOTHING, 0.99);
@@ -194,8 +192,7 @@ TEST(DesignedEffects, WorkedValuesOfLoopShadowAndFrame) {
             std::vector<uint8_t>({40, 150, 100, 53, 20}));
 
   // Shadow: size 1 on 16 x 16 reaches 8 pixels; at the edge it keeps 56/256.
-  canvas page(16, 16);
-  page.fill(rgba(200, 200, 200, 99));
+  canvas page(16, 16, rgba(200, 200, 200, 99));
   auto sink = video(676);
   sink->SetTimeFloat(fxid::IDS_SHADOW_SIZE, 1.0);
   sink->Process(nullptr, page.kor(), page.whole());
@@ -205,8 +202,7 @@ TEST(DesignedEffects, WorkedValuesOfLoopShadowAndFrame) {
   EXPECT_EQ(page.at(4, 15).r, 160);  // keep 256 - trunc(200 * 0.25) = 206
 
   // Frame: 0.1 of 20 = 2 pixels of grey 127 at full alpha, blended by the shift rule.
-  canvas pic(20, 20);
-  pic.fill(rgba(0, 0, 0, 0));
+  canvas pic(20, 20, rgba(0, 0, 0, 0));
   auto frame = video(679);
   frame->Process(nullptr, pic.kor(), pic.whole());
   EXPECT_EQ(std::pair(pic.at(1, 10), pic.at(2, 10)), std::pair(rgba(126, 126, 126, 255), rgba(0, 0, 0, 0)));

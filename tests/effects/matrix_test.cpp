@@ -22,8 +22,7 @@ pix32 grey(int v) { return rgba(v, v, v, 255); }
 }  // namespace
 
 TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
-  canvas src(12, 9), dst(12, 9);
-  src.fill(rgba(100, 150, 200, 255));
+  canvas src(12, 9, rgba(100, 150, 200, 255)), dst(12, 9);
   auto blur = video(149);
   blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 9.0);
   ASSERT_EQ(blur->Process(src.kor(), dst.kor(), src.whole()), 1);
@@ -72,9 +71,8 @@ TEST(MatrixWalk, EdgeMapOfStepsWithTheTopRedDifferenceZero) {
 TEST(MatrixWalk, SkippedPixelsAreUntouchedAndTheWindowSlidesPastThem) {
   // One row: red 0, 30, 60, 90, 120 with the middle two transparent. The record at x = 3 is
   // the one of x = 0 moved by one column: (0, 30, 120), mean 50, not (60, 90, 120).
-  canvas src(5, 1), dst(5, 1);
+  canvas src(5, 1), dst(5, 1, rgba(1, 2, 3, 4));
   for (int x = 0; x < 5; ++x) src.at(x, 0) = rgba(30 * x, 0, 0, x == 1 || x == 2 ? 0 : 255);
-  dst.fill(rgba(1, 2, 3, 4));
   surf32 s = frame(src), d = frame(dst);
   ASSERT_EQ(pixelator::RunSingleMatrix(&s, &d, src.whole(), 3, 3, pixelator::matrixBlurr, nullptr, 255), 1);
   EXPECT_EQ(dst.at(0, 0).r, 9);  // (0 + 0 + 30) * 3 / 9 = 10

@@ -98,9 +98,7 @@ TEST(AdjusterEffects, SoftCircleMixesTheAdjustmentByTheMask) {
   // 10 x 10 with radii 0.5 / 0.25: outer 9, inner 4. Adjust Red 0.2 is 51.
   auto e = video(256);
   e->SetTimeFloat(fxid::IDS_ADJ_RED, 0.2);
-  canvas src(10, 10), dst(10, 10);
-  src.fill(rgba(1, 2, 3));
-  dst.fill(rgba(100, 100, 100, 50));
+  canvas src(10, 10, rgba(1, 2, 3)), dst(10, 10, rgba(100, 100, 100, 50));
   EXPECT_EQ(e->Process(src.kor(), dst.kor(), dst.whole()), 1);
   EXPECT_EQ(src.at(7, 6).a, 204);                  // the source keyed in place; the zones are the kernel's
   EXPECT_EQ(dst.at(5, 5), rgba(150, 99, 99, 50));  // (151*255) >> 8, one step short
@@ -153,8 +151,7 @@ TEST(Effects, ResultsWhenTheSurfaceCannotBeLocked) {
   EXPECT_EQ(op->Process(nullptr, nullptr, r), 0);
 
   // A lockable source with an unlockable destination: the source is keyed, nothing adjusted.
-  canvas src(4, 4);
-  src.fill(rgba(0, 0, 0, 255));
+  canvas src(4, 4, rgba(0, 0, 0, 255));
   EXPECT_EQ(video(256)->Process(src.kor(), &none, r), 1);  // the key's 1 or-ed with 0
   EXPECT_EQ(src.at(0, 0).a, 0);
 }
