@@ -155,9 +155,7 @@ TEST(DesignedEffects, StayInTheirRectangleRepeatThemselvesAndRestAtNeutral) {
       EXPECT_EQ(dst.pixels(), again.pixels());
       for (int y = 0; y < 16; ++y)
         for (int x = 0; x < 20; ++x)
-          if (x < r.left || x >= r.right || y < r.top || y >= r.bottom) {
-            ASSERT_EQ(dst.at(x, y), src.at(x, y));
-          }
+          ASSERT_TRUE(vemo::POINTINRECT({x, y}, r) || dst.at(x, y) == src.at(x, y));
     }
     if (d.neutral.empty()) continue;
     for (auto [id, v] : d.neutral) e->SetTimeFloat(id, v);
