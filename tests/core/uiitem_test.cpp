@@ -2,9 +2,9 @@
 // sliders and text fields; the pop-up and colour helpers and polygons.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "core/dialogs.h"
 #include "core/poligon.h"
@@ -35,15 +35,13 @@ TEST(UIItem, InitNeedsSurfaceContextIdAndEnable) {
 TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
   UIItem item;
   item.SetID(336);
-  char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(item.Command("GetID", result));
-  EXPECT_STREQ(result, "336");
-  EXPECT_TRUE(item.Command("  GetType  ", result));
-  EXPECT_STREQ(result, "UIItem");
-  std::strcpy(result, "stale");
-  EXPECT_FALSE(item.Command("GetID now", result));
-  EXPECT_STREQ(result, "");
-  EXPECT_FALSE(item.Command("Unknown", result));
+  // What a command answers; a refused one "no" and the result it left behind.
+  auto answer = [&item](const char *command) {
+    char result[UIITEM_RESULT_SIZE] = "stale";
+    return item.Command(command, result) ? std::string(result) : "no " + std::string(result);
+  };
+  EXPECT_EQ(std::vector({answer("GetID"), answer("  GetType  "), answer("GetID now"), answer("Unknown")}),
+            std::vector<std::string>({"336", "UIItem", "no ", "no "}));
   EXPECT_FALSE(item.Command("GetType", nullptr));
   EXPECT_EQ(item.UIItemResolve("anything"), nullptr);
 }
@@ -102,14 +100,12 @@ TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
   Send(b, WM_MOUSEMOVE, 40);  // off and back while held
   EXPECT_EQ(b.UIGetState(), UIS_NORMAL);
   Send(b, WM_MOUSEMOVE, 6);
-  EXPECT_EQ(parent.told, 0);
   EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), QA_RELEASE | QA_UPDATE | QA_CHANGED);
   EXPECT_EQ(std::pair(parent.told, parent.last), std::pair(1, 614));
   EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), 0u);  // no second release
   // Released away from it: nothing is told.
   Send(b, WM_LBUTTONDOWN, 5);
-  EXPECT_EQ(Send(b, WM_LBUTTONUP, 25), QA_RELEASE | QA_UPDATE);
-  EXPECT_EQ(parent.told, 1);
+  EXPECT_TRUE(Send(b, WM_LBUTTONUP, 25) == (QA_RELEASE | QA_UPDATE) && parent.told == 1);
   b.UISetState(UIS_DISABLED);
   EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), 0u);
 }
@@ -126,12 +122,11 @@ TEST(UIItemSlider, ADragMapsColumnsToValuesWithinTheBounds) {
     Send(s, WM_MOUSEMOVE, column);
     EXPECT_DOUBLE_EQ(s.UIGetValue(), value) << column;
   }
-  EXPECT_EQ(Send(s, WM_MOUSEMOVE, 600), 0u);  // still 20: nothing to tell
-  EXPECT_EQ(parent.told, 4);
+  EXPECT_TRUE(Send(s, WM_MOUSEMOVE, 600) == 0 && parent.told == 4);  // still 20: nothing to tell
   EXPECT_EQ(Send(s, WM_LBUTTONUP, 500), QA_RELEASE | QA_UPDATE);
   Send(s, WM_MOUSEMOVE, 53);  // no longer held
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
-  s.UISetValue(-3);
+  s.UISetValue(-3);  // held to the bounds too
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 10.0);
 }
 
@@ -149,8 +144,7 @@ TEST(UIItemEditRC, TakesTypedTextUntilEnterOrEscape) {
   EXPECT_STREQ(e.UIGetText(), "4.5");
   EXPECT_EQ(parent.told, 0);
   EXPECT_EQ(Send(e, WM_KEYDOWN, 0, VK_RETURN), QA_UPDATE | QA_CHANGED);
-  EXPECT_EQ(parent.told, 1);
-  EXPECT_FALSE(e.UIIsEditing());
+  EXPECT_TRUE(parent.told == 1 && !e.UIIsEditing());
   // Escape, or a press elsewhere, takes the typing back.
   for (auto [message, x, key] :
        {std::tuple<uint32_t, int, int>{WM_KEYDOWN, 0, VK_ESCAPE}, {WM_LBUTTONDOWN, 200, 0}}) {
@@ -170,9 +164,8 @@ TEST(UIHelpers, PopAMenuAndSelectColorAnswerThroughTheDialogs) {
   d.choice_answer = 0;
   EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}}, "Clip"), 0);
   pix32 p(0, 0, 1, 200);
-  EXPECT_FALSE(vemo::SelectColor(nullptr, &p));  // cancelled: unchanged
-  EXPECT_EQ(p.b, 1);
-  d.colour_answer = 0x00FF8000;  // blue 255, green 128, red 0
+  EXPECT_TRUE(!vemo::SelectColor(nullptr, &p) && p.b == 1);  // cancelled: unchanged
+  d.colour_answer = 0x00FF8000;                              // blue 255, green 128, red 0
   EXPECT_TRUE(vemo::SelectColor(nullptr, &p));
   d.colour_answer = -1;
   EXPECT_EQ(p, pix32(0, 128, 255, 200));  // alpha kept
