@@ -112,8 +112,7 @@ TEST(MacroBuiltins, Dialogs) {
   d.quiet = true;
   d.answer_yes = true;
   EXPECT_EQ(RunText(&g_root, "a = !AskUserYesNo Title Go on? ; return a").value, "1");
-  EXPECT_EQ(d.last_caption, "Title");
-  EXPECT_EQ(d.last_text, "Go on?");
+  EXPECT_EQ(std::pair(d.last_caption, d.last_text), std::pair(std::string("Title"), std::string("Go on?")));
   d.answer_yes = false;
   EXPECT_EQ(RunText(&g_root, "a = !AskUserOkCancel Title Really go on? ; return a").value, "0");
   Fails("!AskUserNoYes Title", "AskUserNoYes requires 2 arguments (minimum).");
