@@ -2,9 +2,9 @@
 // the settings, kept as a ".lvs" cache and used from there afterwards. The folder is a local one
 // reached through a file:// address, so the fetch runs the same download without a server.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "core/vemo.h"
 #include "macrotest.h"
@@ -13,11 +13,6 @@
 using macrotest::RunText;
 
 namespace {
-
-bool Exists(const std::string &path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
 
 TEST(MacroMemberScripts, FetchedOnceThenTakenFromTheCache) {
   UIItem root;
@@ -37,7 +32,7 @@ TEST(MacroMemberScripts, FetchedOnceThenTakenFromTheCache) {
   macrotest::ExpectFailure(&root, "call absent.lvm", "Unable to load macro file \"absent.lvm\".");
   EXPECT_FALSE(RunText(&root, "call plain.lvm").ok);
   for (const char *left : {"absent.lvm", "absent.lvs", "plain.lvm", "plain.lvs"})
-    EXPECT_FALSE(Exists(app.file(left))) << left;
+    EXPECT_FALSE(std::filesystem::exists(app.file(left))) << left;
 
   // With the member folder gone the cache serves.
   std::remove(members.file("double.lvm").c_str());
