@@ -11,16 +11,6 @@ using fxtest::canvas;
 using fxtest::rgba;
 using fxtest::video;
 
-namespace {
-
-// Red carries x, green y, so a moved pixel tells where it came from.
-void coordinates(canvas &c) {
-  for (int y = 0; y < c.height(); ++y)
-    for (int x = 0; x < c.width(); ++x) c.at(x, y) = rgba(x * 10, y * 10, 7, 255);
-}
-
-}  // namespace
-
 TEST(Mirrors, SwapFromTheOutsideInKeepingAnOddMiddleAndTwiceRestore) {
   std::mt19937 rng(3);
   canvas c(7, 5);
@@ -51,7 +41,8 @@ TEST(Mirrors, SwapFromTheOutsideInKeepingAnOddMiddleAndTwiceRestore) {
 
 TEST(Rotator, ClearsTheDestinationAndTurnsAboutACentreFromTheFrameCorner) {
   canvas src(8, 8), dst(8, 8, rgba(1, 2, 3, 4));
-  coordinates(src);
+  for (int y = 0; y < 8; ++y)  // red carries x, green y, so a moved pixel tells where it came from
+    for (int x = 0; x < 8; ++x) src.at(x, y) = rgba(x * 10, y * 10, 7, 255);
   auto e = video(266);
   // No turn: the rectangle is copied, everything else cleared.
   ASSERT_EQ(e->Process(src.kor(), dst.kor(), RECT{2, 2, 6, 6}), 1);
