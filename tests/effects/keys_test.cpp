@@ -132,7 +132,6 @@ void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vecto
 TEST(KeyCircle, ZonesAndRampsOnSquaredDistance) {
   expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
                {
-                   {5, 5, 255, 255, 0},   // d 0
                    {7, 5, 255, 255, 0},   // d 4 = inner
                    {8, 5, 255, 0, 255},   // d 9 = outer
                    {7, 6, 255, 204, 51},  // d 5: (9-5)*255/5, (5-4)*255/5
@@ -155,7 +154,6 @@ TEST(KeyRect, ScaledRowsAndPlainDistances) {
   // 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
   expect_shape(fxkernels::KeyRect, 20, 10, 0.5, 1.0,
                {
-                   {10, 5, 255, 255, 0},   // d 0
                    {16, 5, 255, 204, 51},  // dx 6
                    {10, 8, 255, 204, 51},  // dy 6
                    {13, 7, 255, 255, 0},   // dx 3, dy 4
