@@ -45,10 +45,9 @@ TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
 TEST(MatrixWalk, EdgeMapOfStepsWithTheTopRedDifferenceZero) {
   // A vertical step (0 | 90) at (2, 1) of 6 x 3: left/right differ by 270 per channel,
   // both triangle pairs by 180: (810 + 540 + 540) / 9 = 210.
-  canvas src(6, 3), dst(6, 3);
+  canvas src(6, 3), dst(6, 3, rgba(0, 0, 0, 77));
   for (int y = 0; y < 3; ++y)
     for (int x = 0; x < 6; ++x) src.at(x, y) = grey(x < 3 ? 0 : 90);
-  dst.fill(rgba(0, 0, 0, 77));
   auto edge = video(72);
   ASSERT_EQ(edge->Process(src.kor(), dst.kor(), src.whole()), 1);
   EXPECT_EQ(dst.at(2, 1), rgba(209, 209, 209, 77));  // 210 * 255 >> 8, alpha kept
