@@ -1,5 +1,4 @@
-// UI items: initialisation, the base commands and path splitting; the mouse and keys of buttons,
-// sliders and text fields; the pop-up and colour helpers and polygons.
+// UI items: set-up, base commands, paths; buttons, sliders, text fields; pop-ups, colours, polygons.
 #include <gtest/gtest.h>
 
 #include <string>

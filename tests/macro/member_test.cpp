@@ -1,6 +1,5 @@
-// Member scripts: a script missing beside the macros is fetched from the member folder named in
-// the settings, kept as a ".lvs" cache and used from there afterwards. The folder is a local one
-// reached through a file:// address, so the fetch runs the same download without a server.
+// Member scripts fetched from the member folder (here a local one behind a file:// address, so the
+// download runs without a server), kept as a ".lvs" cache and used from there afterwards.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

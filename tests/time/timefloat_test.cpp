@@ -1,4 +1,4 @@
-// The keyframed curve against a linear-scan reference; edits, processing, the file form.
+// The keyframed curve against a reference over a sorted map; edits, processing, the file form.
 #include "time/timefloat.h"
 
 #include <gtest/gtest.h>
