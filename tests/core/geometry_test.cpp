@@ -55,6 +55,7 @@ TEST(Rectangles, MoveAndIntersection) {
   EXPECT_TRUE(Same(r, RECT{2, -1, 6, 3}));
   EXPECT_TRUE(Same(vemo::And(RECT{0, 0, 10, 10}, RECT{5, 5, 20, 20}), RECT{5, 5, 10, 10}));
   EXPECT_FALSE(vemo::checkrec(vemo::And(RECT{0, 0, 2, 2}, RECT{3, 3, 4, 4})));
+  EXPECT_EQ(vemo::absdiff(-3, 4), 7);
 }
 
 TEST(FloatRect, ScaleToUnityTruncatesAndRejectsNegatives) {

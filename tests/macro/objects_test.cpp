@@ -134,6 +134,7 @@ TEST_F(MacroObjects, NamesReachChildrenEffectsAndVariables) {
 TEST_F(MacroObjects, RefusedCommandsSayWhyAndChangeNothing) {
   const std::string before = Saved(built, "before.vmp");
   for (const char *bad : {"Pic Place 1",
+                          "Pic Place a 2",
                           "Pic Place 1 0",
                           "Pic SetOffset -1",
                           "Pic SetOffset 99",
