@@ -65,8 +65,7 @@ TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
 TEST(Effect, VariableIDsMatchTheDeclarationTable) {
   auto check = [](const char *key, int number) {
     const tfdecl *row = FindDeclaredVariable(key);
-    ASSERT_NE(row, nullptr) << key;
-    EXPECT_EQ(row->id, number) << key;
+    EXPECT_TRUE(row && row->id == number) << key;
   };
 #define VEMO_CHECK(key, number) check(#key, number);
   VEMO_EFFECT_SWITCH_VARIABLES(VEMO_CHECK)
@@ -95,8 +94,7 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
             "IDS_EFFECT_LEVEL IDS_EFFECT_SWITCHES IDS_EFFECT_ENABLE IDS_EFFECT_TOGGLE ");
   std::unique_ptr<effectAudio> comp(effectAudio::EffectNew(514, nullptr, nullptr, nullptr));
   const timefloat *group = comp->FindTimeFloat("IDS_COMPRESS4");
-  ASSERT_NE(group, nullptr);
-  EXPECT_EQ(group->GetMaximum(), 1.0);
+  ASSERT_TRUE(group && group->GetMaximum() == 1.0);
   EXPECT_EQ(comp->GetTimeFloatMgr().GetTimeFloatByIndex(4)->GetID(), fxid::IDS_COMP4);  // after the group
 
   // The chroma key declares its colour as members (kind 3), the RGB key as plain values.
