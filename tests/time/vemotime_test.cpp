@@ -245,10 +245,9 @@ TEST(TimedObject, Resolve) {
   EXPECT_TRUE(prefs->Command("GetType", result));
   EXPECT_STREQ(result, "UIItemPrefs");
   UIItem *help = obj->UIItemResolve("help");
-  ASSERT_NE(help, nullptr);
-  EXPECT_NE(help, prefs);
-  EXPECT_EQ(obj->UIItemResolve("*.help"), help);
-  EXPECT_EQ(vemotime().UIItemResolve(".help"), help);  // application-wide
+  ASSERT_TRUE(help && help != prefs);
+  // Application-wide: another object's ".help" is the same item.
+  EXPECT_TRUE(obj->UIItemResolve("*.help") == help && vemotime().UIItemResolve(".help") == help);
 
   EXPECT_EQ(obj->UIItemResolve("IDS_NEXTKEYFRAME")->GetID(), 614);
   EXPECT_EQ(obj->UIItemResolve("IDS_SRC_T"), obj->FindTimeFloat(46));
@@ -263,8 +262,7 @@ TEST(TimedObject, CopiesOwnTheirMembers) {
   obj->SetTimeFloat(45, 0.5);
   auto copy = std::make_unique<vemotime>(*obj);
   for (UIItem *member :
-       {static_cast<UIItem *>(copy->FindTimeFloat(45)), static_cast<UIItem *>(&copy->GetTimeFloatMgr()),
-        static_cast<UIItem *>(&copy->GetMTime())})
+       std::initializer_list<UIItem *>{copy->FindTimeFloat(45), &copy->GetTimeFloatMgr(), &copy->GetMTime()})
     EXPECT_EQ(member->GetParent(), copy.get());
   copy->SetTimeFloat(45, 0.75);
   EXPECT_EQ(std::pair(obj->GetTimeFloat(45), copy->GetTimeFloat(45)), std::pair(0.5, 0.75));
