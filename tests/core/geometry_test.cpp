@@ -1,6 +1,8 @@
 // Rectangles, float rectangles and the clip-time text forms.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "core/frect.h"
 #include "core/intarray.h"
 #include "core/vemo.h"
@@ -10,14 +12,12 @@ namespace {
 bool Same(RECT a, RECT b) { return vemo::RCEQUAL(a, b); }
 
 TEST(Rectangles, PointInRectExcludesRightAndBottom) {
-  RECT r{0, 0, 10, 5};
-  POINT in{9, 4}, right{10, 0}, below{0, 5};
-  EXPECT_EQ(vemo::PointInRect(&in, &r), 1);
-  EXPECT_EQ(vemo::PointInRect(&right, &r), 0);
-  EXPECT_EQ(vemo::PointInRect(&below, &r), 0);
-  EXPECT_FALSE(vemo::checkrec(RECT{5, 0, 5, 1}));
+  const RECT r{0, 0, 10, 5};
+  EXPECT_EQ(std::vector(
+                {vemo::POINTINRECT({9, 4}, r), vemo::POINTINRECT({10, 0}, r), vemo::POINTINRECT({0, 5}, r)}),
+            std::vector({1, 0, 0}));
   RECT e{3, 3, 9, 9};
-  EXPECT_TRUE(vemo::recrec(e));
+  EXPECT_TRUE(vemo::recrec(e));  // made empty
   EXPECT_FALSE(vemo::checkrec(e));
 }
 
@@ -31,12 +31,11 @@ TEST(Rectangles, SplitsCutStripsAndLimitThem) {
   EXPECT_TRUE(Same(vemo::SplitRight(&r, 20), RECT{80, 10, 100, 35}));
   EXPECT_TRUE(Same(r, RECT{30, 10, 80, 35}));
 
-  RECT small{0, 0, 10, 8};
-  EXPECT_TRUE(Same(vemo::SplitTop(&small, 100), RECT{0, 0, 10, 8}));
-  EXPECT_EQ(vemo::RcHig(&small), 0);
-  RECT tiny{0, 0, 10, 8};
-  EXPECT_TRUE(Same(vemo::SplitBottom(&tiny, 100), RECT{0, 0, 10, 8}));
-  EXPECT_EQ(vemo::RcHig(&tiny), 0);
+  // A strip taller than the rectangle takes all of it.
+  for (auto split : {vemo::SplitTop, vemo::SplitBottom}) {
+    RECT small{0, 0, 10, 8};
+    EXPECT_TRUE(Same(split(&small, 100), RECT{0, 0, 10, 8}) && vemo::RcHig(&small) == 0);
+  }
 
   RECT box{0, 0, 5, 40};
   EXPECT_TRUE(Same(vemo::SplitCloseButton(&box, 16), RECT{0, 0, 5, 16}));
@@ -44,7 +43,7 @@ TEST(Rectangles, SplitsCutStripsAndLimitThem) {
 }
 
 TEST(Rectangles, ChildBandsDivideWithTruncation) {
-  RECT r{10, 20, 110, 27};  // height 7
+  RECT r{10, 20, 110, 27};                                                 // height 7
   EXPECT_TRUE(Same(vemo::ChildRectY(r, 1, 2, 3), RECT{10, 22, 110, 24}));  // 7/3 = 2, 14/3 = 4
   EXPECT_TRUE(Same(vemo::ChildRectX(r, 0, 1, 3), RECT{10, 20, 43, 27}));   // 100/3 = 33
   EXPECT_TRUE(Same(vemo::ChildRectX(r, 3, 3, 3), RECT{110, 20, 110, 27}));
@@ -64,10 +63,9 @@ TEST(FloatRect, ScaleToUnityTruncatesAndRejectsNegatives) {
   RECT out;
   EXPECT_TRUE(frect::ScaleToUnity(&f, 10, 4, &out));
   EXPECT_TRUE(Same(out, RECT{1, 1, 5, 4}));  // 5.5 truncates to 5
-  frect neg(-0.5, 0, 1, 1);
-  EXPECT_FALSE(frect::ScaleToUnity(&neg, 10, 10, &out));
-  frect thin(0.1, 0, 0.15, 1);  // 1 to 1.5 -> empty after truncation
-  EXPECT_FALSE(frect::ScaleToUnity(&thin, 10, 10, &out));
+  // Negative, or 1 to 1.5: empty after truncation.
+  for (frect bad : {frect(-0.5, 0, 1, 1), frect(0.1, 0, 0.15, 1)})
+    EXPECT_FALSE(frect::ScaleToUnity(&bad, 10, 10, &out));
 }
 
 TEST(FloatRect, ClipToUnityMovesThePartnerInProportion) {
@@ -79,34 +77,32 @@ TEST(FloatRect, ClipToUnityMovesThePartnerInProportion) {
   EXPECT_DOUBLE_EQ(b.left, 0.25);
   // After the left step a is 0 .. 1.5 and b 0.25 .. 1: b.right = 0.25 + (1/1.5) * 0.75 = 0.75.
   EXPECT_DOUBLE_EQ(b.right, 0.75);
-  EXPECT_DOUBLE_EQ(b.top, 0.0);
-  EXPECT_DOUBLE_EQ(b.bottom, 1.0);
+  EXPECT_EQ(std::pair(b.top, b.bottom), std::pair(0.0, 1.0));
 
   frect c(0.0, -1.0, 1.0, 1.0), d(0.2, 0.2, 0.6, 0.6);
   EXPECT_TRUE(frect::ClipToUnity(&c, &d));
   EXPECT_DOUBLE_EQ(d.top, 0.4);  // half of c was above the frame
 
-  frect off(1.5, 0, 2.5, 1), p(0, 0, 1, 1);
-  EXPECT_FALSE(frect::ClipToUnity(&off, &p));
-  frect empty(0.5, 0, 0.5, 1), q(0, 0, 1, 1);
-  EXPECT_FALSE(frect::ClipToUnity(&empty, &q));
+  // Outside the frame, or empty.
+  for (frect bad : {frect(1.5, 0, 2.5, 1), frect(0.5, 0, 0.5, 1)}) {
+    frect partner(0, 0, 1, 1);
+    EXPECT_FALSE(frect::ClipToUnity(&bad, &partner));
+  }
 }
 
 TEST(ClipTime, TextFormsInSeconds) {
   char text[64];
-  EXPECT_TRUE(vemo::CliptimeToString(1800, text));
-  EXPECT_STREQ(text, "1.800000");
-  EXPECT_TRUE(vemo::CliptimeToString(-250, text));
-  EXPECT_STREQ(text, "-0.250000");
+  for (auto [ms, shown] : {std::pair{1800, "1.800000"}, {-250, "-0.250000"}}) {
+    EXPECT_TRUE(vemo::CliptimeToString(ms, text));
+    EXPECT_STREQ(text, shown);
+  }
+  // 1.8 is not exactly representable; -0.0019 truncates toward zero.
+  for (auto [shown, ms] : {std::pair{"1.5", 1500}, {"1.8", 1800}, {"-0.0019", -1}}) {
+    int t = 0;
+    EXPECT_TRUE(vemo::StringToCliptime(shown, &t) && t == ms) << shown;
+  }
   int t = 0;
-  EXPECT_TRUE(vemo::StringToCliptime("1.5", &t));
-  EXPECT_EQ(t, 1500);
-  EXPECT_TRUE(vemo::StringToCliptime("1.8", &t));
-  EXPECT_EQ(t, 1800);
-  EXPECT_TRUE(vemo::StringToCliptime("-0.0019", &t));
-  EXPECT_EQ(t, -1);  // truncation toward zero
-  EXPECT_FALSE(vemo::StringToCliptime("abc", &t));
-  EXPECT_FALSE(vemo::StringToCliptime("", &t));
+  EXPECT_FALSE(vemo::StringToCliptime("abc", &t) || vemo::StringToCliptime("", &t));
 }
 
 TEST(IntArray, HoldsAtMost256AndStaysZeroTerminated) {
@@ -119,8 +115,7 @@ TEST(IntArray, HoldsAtMost256AndStaysZeroTerminated) {
   a.Reset();
   EXPECT_EQ(a.Count(), 0);
   EXPECT_TRUE(a.Add(7));
-  EXPECT_EQ(a.Data()[0], 7);
-  EXPECT_EQ(a.Data()[1], 0);
+  EXPECT_EQ(std::pair(a.Data()[0], a.Data()[1]), std::pair(7, 0));
 }
 
 TEST(Rotation, QuarterTurnCounterClockwise) {

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #include "core/vemo.h"
 #include "time/memfile.h"
@@ -25,9 +26,7 @@ TEST(SizedRecords, WriteThenReadRoundTripsLittleEndianBytes) {
   EXPECT_EQ(raw, (bytes{16, 0, 0, 0, 1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 4, 3, 2, 1}));
   record_v2 back;
   ASSERT_EQ(vemo::SizedDataRead(FileWith(raw).get(), &back, sizeof back), 1);
-  EXPECT_EQ(back.a, 1);
-  EXPECT_EQ(back.b, -2);
-  EXPECT_EQ(back.c, 0x01020304);
+  EXPECT_EQ(std::vector({back.a, back.b, back.c}), std::vector({1, -2, 0x01020304}));
 }
 
 TEST(SizedRecords, OlderShorterRecordLeavesNewFieldsZero) {
@@ -36,9 +35,7 @@ TEST(SizedRecords, OlderShorterRecordLeavesNewFieldsZero) {
   std::memset(&r, 0x55, sizeof r);
   ASSERT_EQ(vemo::SizedDataRead(f.get(), &r, sizeof r), 1);
   EXPECT_EQ(r.size, 12u);  // the caller sees which version was read
-  EXPECT_EQ(r.a, 7);
-  EXPECT_EQ(r.b, 9);
-  EXPECT_EQ(r.c, 0);
+  EXPECT_EQ(std::vector({r.a, r.b, r.c}), std::vector({7, 9, 0}));
 }
 
 TEST(SizedRecords, NewerLongerRecordIsRefusedAfterItsSize) {

@@ -19,8 +19,7 @@ TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
   arrangement.SetPosition(50);
   arrangement.SetChild(leaf);
   leaf.SetPosition(100);
-  EXPECT_EQ(root.GetRootTimeOffset(), 0);
-  EXPECT_EQ(leaf.GetRootTimeOffset(), 150);
+  EXPECT_EQ(std::pair(root.GetRootTimeOffset(), leaf.GetRootTimeOffset()), std::pair(0, 150));
 
   EXPECT_EQ(leaf.SetTime(1000), QA_UPDATE);  // acts on the root only
   EXPECT_EQ(root.GetCurrentTime(), 1000);
@@ -29,8 +28,7 @@ TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
 
   arrangement.SetCurrentTime(root.GetCurrentTime());
   leaf.SetCurrentTime(arrangement.GetCurrentTime());
-  EXPECT_EQ(arrangement.GetCurrentTime(), 700);
-  EXPECT_EQ(leaf.GetCurrentTime(), 600);
+  EXPECT_EQ(std::pair(arrangement.GetCurrentTime(), leaf.GetCurrentTime()), std::pair(700, 600));
   EXPECT_EQ(leaf.ObjectOffset(&arrangement), -100);
   EXPECT_EQ(leaf.GetRoot(), &root);
 }
@@ -40,31 +38,25 @@ TEST(ObjectTree, SetChildHandsDownTimeAndContext) {
   parent.SetCurrentTime(400);
   child.SetPosition(100);
   EXPECT_EQ(parent.SetChild(child), QA_UPDATE);
-  EXPECT_EQ(child.GetParent(), &parent);
-  EXPECT_EQ(child.GetCurrentTime(), 300);
+  EXPECT_TRUE(child.GetParent() == &parent && child.GetCurrentTime() == 300);
 }
 
 TEST(ObjectTree, PoSizClampsButSingleSettersDoNot) {
   vemo v;
   EXPECT_EQ(v.SetPoSiz(-5, 0), QA_CHANGED);
-  EXPECT_EQ(v.GetPosition(), 0);
-  EXPECT_EQ(v.GetSize(), 1);
+  EXPECT_EQ(std::pair(v.GetPosition(), v.GetSize()), std::pair(0, 1));
   v.SetPosition(-5);
   v.SetSize(-7);
-  EXPECT_EQ(v.GetPosition(), -5);
-  EXPECT_EQ(v.GetSize(), -7);
+  EXPECT_EQ(std::pair(v.GetPosition(), v.GetSize()), std::pair(-5, -7));
 }
 
 TEST(ObjectTree, DirtyMarksEveryAncestorExitQueryActionOnlyItself) {
   vemo root, mid, leaf;
   root.SetChild(mid);
   mid.SetChild(leaf);
-  root.SetClean();
-  mid.SetClean();
-  leaf.SetClean();
+  for (vemo *v : {&root, &mid, &leaf}) v->SetClean();
   EXPECT_EQ(mid.ExitQueryAction(QA_CHANGED), 144u);
-  EXPECT_TRUE(mid.isDirty());
-  EXPECT_FALSE(root.isDirty());
+  EXPECT_TRUE(mid.isDirty() && !root.isDirty());
   mid.SetClean();
   EXPECT_EQ(leaf.Dirty(), 1);
   EXPECT_TRUE(leaf.isDirty() && mid.isDirty() && root.isDirty());
@@ -93,13 +85,10 @@ TEST(ObjectTree, QueryCapMovTakesTheCapture) {
 }
 
 TEST(BusyCounter, NestsAndShowsTheWaitCursorUntilBalanced) {
-  EXPECT_EQ(vemo::BusyStart(), 1);
-  EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::wait);
+  EXPECT_TRUE(vemo::BusyStart() == 1 && HeadlessDialogs().cursor == cursorkind::wait);
   EXPECT_EQ(vemo::BusyStart(), 2);
-  EXPECT_EQ(vemo::BusyEnd(), 1);
-  EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::wait);
-  EXPECT_EQ(vemo::BusyEnd(), 0);
-  EXPECT_EQ(HeadlessDialogs().cursor, cursorkind::arrow);
+  EXPECT_TRUE(vemo::BusyEnd() == 1 && HeadlessDialogs().cursor == cursorkind::wait);
+  EXPECT_TRUE(vemo::BusyEnd() == 0 && HeadlessDialogs().cursor == cursorkind::arrow);
 }
 
 TEST(BusyCounterDeathTest, UnbalancedEndStopsTheProgram) {

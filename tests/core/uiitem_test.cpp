@@ -1,8 +1,9 @@
-// UI items: initialisation, the base commands and path splitting; the mouse and keys of buttons,
-// sliders and text fields; the pop-up and colour helpers and polygons.
+// UI items: set-up, base commands, paths; buttons, sliders, text fields; pop-ups, colours, polygons.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
+#include <tuple>
+#include <vector>
 
 #include "core/dialogs.h"
 #include "core/poligon.h"
@@ -18,15 +19,14 @@ TEST(UIItem, InitNeedsSurfaceContextIdAndEnable) {
   vemowin win;
   vemo parent;
   UIItem item;
-  EXPECT_FALSE(item.UIItemInit(&parent, nullptr, &win, 5, 1));
-  EXPECT_EQ(item.GetParent(), nullptr);  // left detached
-  EXPECT_EQ(item.GetID(), 0);
-  EXPECT_FALSE(item.UIItemInit(&parent, FakeSurfaceManager(), nullptr, 5, 1));
-  EXPECT_FALSE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 0, 1));
-  EXPECT_FALSE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 0));
+  // Each of surfaces, context, ID and enable missing in turn; the item is left detached.
+  EXPECT_FALSE(item.UIItemInit(&parent, nullptr, &win, 5, 1) ||
+               item.UIItemInit(&parent, FakeSurfaceManager(), nullptr, 5, 1) ||
+               item.UIItemInit(&parent, FakeSurfaceManager(), &win, 0, 1) ||
+               item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 0));
+  EXPECT_TRUE(item.GetParent() == nullptr && item.GetID() == 0);
   EXPECT_TRUE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 1));
-  EXPECT_EQ(item.GetParent(), &parent);
-  EXPECT_EQ(item.GetID(), 5);
+  EXPECT_TRUE(item.GetParent() == &parent && item.GetID() == 5);
   UIItem root_item;
   EXPECT_TRUE(root_item.UIItemInit(nullptr, FakeSurfaceManager(), &win, 7, 1));  // no parent is fine
 }
@@ -34,45 +34,36 @@ TEST(UIItem, InitNeedsSurfaceContextIdAndEnable) {
 TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
   UIItem item;
   item.SetID(336);
-  char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(item.Command("GetID", result));
-  EXPECT_STREQ(result, "336");
-  EXPECT_TRUE(item.Command("  GetType  ", result));
-  EXPECT_STREQ(result, "UIItem");
-  std::strcpy(result, "stale");
-  EXPECT_FALSE(item.Command("GetID now", result));
-  EXPECT_STREQ(result, "");
-  EXPECT_FALSE(item.Command("Unknown", result));
+  // What a command answers; a refused one "no" and the result it left behind.
+  auto answer = [&item](const char *command) {
+    char result[UIITEM_RESULT_SIZE] = "stale";
+    return item.Command(command, result) ? std::string(result) : "no " + std::string(result);
+  };
+  EXPECT_EQ(std::vector({answer("GetID"), answer("  GetType  "), answer("GetID now"), answer("Unknown")}),
+            std::vector<std::string>({"336", "UIItem", "no ", "no "}));
   EXPECT_FALSE(item.Command("GetType", nullptr));
   EXPECT_EQ(item.UIItemResolve("anything"), nullptr);
 }
 
 TEST(UIItem, SplitPathsAtTheFirstDot) {
-  char first[64], rest[64];
-  EXPECT_FALSE(UIItem::SplitUIItemString("mt", first, rest));
-  EXPECT_STREQ(first, "mt");
-  EXPECT_STREQ(rest, "");
-  EXPECT_TRUE(UIItem::SplitUIItemString("intro.fx1.IDS_GREEN", first, rest));
-  EXPECT_STREQ(first, "intro");
-  EXPECT_STREQ(rest, "fx1.IDS_GREEN");
-  EXPECT_TRUE(UIItem::SplitUIItemString(".", first, rest));
-  EXPECT_STREQ(first, "");
-  EXPECT_STREQ(rest, "");
+  for (auto [path, dot, head, tail] : {std::tuple{"mt", false, "mt", ""},
+                                       {"intro.fx1.IDS_GREEN", true, "intro", "fx1.IDS_GREEN"},
+                                       {".", true, "", ""}}) {
+    char first[64], rest[64];
+    EXPECT_EQ(UIItem::SplitUIItemString(path, first, rest), dot) << path;
+    EXPECT_EQ(std::pair(std::string(first), std::string(rest)),
+              std::pair(std::string(head), std::string(tail)));
+  }
 }
 
 TEST(UIItem, PrefsItemReadsAndWritesThePrefsDataSet) {
   UIItemPrefs prefs;
   char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(prefs.Command("Set Skin \"Dark Blue\"", result));
-  EXPECT_TRUE(prefs.Command("Get Skin", result));
+  EXPECT_TRUE(prefs.Command("Set Skin \"Dark Blue\"", result) && prefs.Command("Get Skin", result));
   EXPECT_STREQ(result, "Dark Blue");
   EXPECT_TRUE(prefs.Command("GetType", result));
   EXPECT_STREQ(result, "UIItemPrefs");
 }
-
-}  // namespace
-
-namespace {
 
 // A parent that counts what its items tell it.
 struct listener : vemo {
@@ -108,15 +99,12 @@ TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
   Send(b, WM_MOUSEMOVE, 40);  // off and back while held
   EXPECT_EQ(b.UIGetState(), UIS_NORMAL);
   Send(b, WM_MOUSEMOVE, 6);
-  EXPECT_EQ(parent.told, 0);
   EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), QA_RELEASE | QA_UPDATE | QA_CHANGED);
-  EXPECT_EQ(parent.told, 1);
-  EXPECT_EQ(parent.last, 614);
+  EXPECT_EQ(std::pair(parent.told, parent.last), std::pair(1, 614));
   EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), 0u);  // no second release
   // Released away from it: nothing is told.
   Send(b, WM_LBUTTONDOWN, 5);
-  EXPECT_EQ(Send(b, WM_LBUTTONUP, 25), QA_RELEASE | QA_UPDATE);
-  EXPECT_EQ(parent.told, 1);
+  EXPECT_TRUE(Send(b, WM_LBUTTONUP, 25) == (QA_RELEASE | QA_UPDATE) && parent.told == 1);
   b.UISetState(UIS_DISABLED);
   EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), 0u);
 }
@@ -129,18 +117,15 @@ TEST(UIItemSlider, ADragMapsColumnsToValuesWithinTheBounds) {
   s.UISetMinCurMax(10, 12, 20);
   EXPECT_EQ(Send(s, WM_LBUTTONDOWN, 53) & (QA_CAPTURE | QA_CHANGED), QA_CAPTURE | QA_CHANGED);
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 15.0);
-  Send(s, WM_MOUSEMOVE, 28);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 12.5);
-  Send(s, WM_MOUSEMOVE, -50);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 10.0);
-  Send(s, WM_MOUSEMOVE, 500);
-  EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
-  EXPECT_EQ(Send(s, WM_MOUSEMOVE, 600), 0u);  // still 20: nothing to tell
-  EXPECT_EQ(parent.told, 4);
+  for (auto [column, value] : {std::pair{28, 12.5}, {-50, 10.0}, {500, 20.0}}) {
+    Send(s, WM_MOUSEMOVE, column);
+    EXPECT_DOUBLE_EQ(s.UIGetValue(), value) << column;
+  }
+  EXPECT_TRUE(Send(s, WM_MOUSEMOVE, 600) == 0 && parent.told == 4);  // still 20: nothing to tell
   EXPECT_EQ(Send(s, WM_LBUTTONUP, 500), QA_RELEASE | QA_UPDATE);
   Send(s, WM_MOUSEMOVE, 53);  // no longer held
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
-  s.UISetValue(-3);
+  s.UISetValue(-3);  // held to the bounds too
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 10.0);
 }
 
@@ -158,17 +143,15 @@ TEST(UIItemEditRC, TakesTypedTextUntilEnterOrEscape) {
   EXPECT_STREQ(e.UIGetText(), "4.5");
   EXPECT_EQ(parent.told, 0);
   EXPECT_EQ(Send(e, WM_KEYDOWN, 0, VK_RETURN), QA_UPDATE | QA_CHANGED);
-  EXPECT_EQ(parent.told, 1);
-  EXPECT_FALSE(e.UIIsEditing());
+  EXPECT_TRUE(parent.told == 1 && !e.UIIsEditing());
   // Escape, or a press elsewhere, takes the typing back.
-  Send(e, WM_LBUTTONDOWN, 10);
-  Send(e, WM_CHAR, 0, '7');
-  Send(e, WM_KEYDOWN, 0, VK_ESCAPE);
-  EXPECT_STREQ(e.UIGetText(), "4.5");
-  Send(e, WM_LBUTTONDOWN, 10);
-  Send(e, WM_CHAR, 0, '7');
-  Send(e, WM_LBUTTONDOWN, 200);
-  EXPECT_STREQ(e.UIGetText(), "4.5");
+  for (auto [message, x, key] :
+       {std::tuple<uint32_t, int, int>{WM_KEYDOWN, 0, VK_ESCAPE}, {WM_LBUTTONDOWN, 200, 0}}) {
+    Send(e, WM_LBUTTONDOWN, 10);
+    Send(e, WM_CHAR, 0, '7');
+    Send(e, message, x, key);
+    EXPECT_STREQ(e.UIGetText(), "4.5");
+  }
   EXPECT_EQ(parent.told, 1);
 }
 
@@ -180,15 +163,11 @@ TEST(UIHelpers, PopAMenuAndSelectColorAnswerThroughTheDialogs) {
   d.choice_answer = 0;
   EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}}, "Clip"), 0);
   pix32 p(0, 0, 1, 200);
-  EXPECT_FALSE(vemo::SelectColor(nullptr, &p));  // cancelled: unchanged
-  EXPECT_EQ(p.b, 1);
-  d.colour_answer = 0x00FF8000;  // blue 255, green 128, red 0
+  EXPECT_TRUE(!vemo::SelectColor(nullptr, &p) && p.b == 1);  // cancelled: unchanged
+  d.colour_answer = 0x00FF8000;                              // blue 255, green 128, red 0
   EXPECT_TRUE(vemo::SelectColor(nullptr, &p));
   d.colour_answer = -1;
-  EXPECT_EQ(p.b, 255);
-  EXPECT_EQ(p.g, 128);
-  EXPECT_EQ(p.r, 0);
-  EXPECT_EQ(p.a, 200);  // alpha kept
+  EXPECT_EQ(p, pix32(0, 128, 255, 200));  // alpha kept
 }
 
 TEST(Poligon, FillsThePixelsWhoseCentresLieInside) {

@@ -45,8 +45,7 @@ TEST(AdjustColour, ShiftsSaturateAndDesaturationNeedsKAboveOne) {
 }
 
 TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
-  canvas c(4, 2);
-  c.fill(rgba(100, 100, 100, 200));
+  canvas c(4, 2, rgba(100, 100, 100, 200));
   c.at(1, 0) = rgba(100, 100, 100, 0);
   adjustlevels l;
   l.green = 20;
@@ -59,22 +58,16 @@ TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
 }
 
 TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
-  canvas mask(4, 1), target(4, 1);
-  mask.at(0, 0) = rgba(0, 0, 0, 0);
-  mask.at(1, 0) = rgba(0, 0, 0, 255);
-  mask.at(2, 0) = rgba(0, 0, 0, 128);
-  mask.at(3, 0) = rgba(0, 0, 0, 255);
-  target.fill(rgba(100, 150, 200, 77));
+  canvas mask(4, 1), target(4, 1, rgba(100, 150, 200, 77));
+  mask.set({rgba(0, 0, 0, 0), rgba(0, 0, 0, 255), rgba(0, 0, 0, 128), rgba(0, 0, 0, 255)});
   adjustlevels l;
   l.red = 50;
   l.opacity = 255;  // read by the keyed adjusters, never written by them
   fxkernels::AdjustMasked(mask.locked(), target.locked(), RECT{0, 0, 3, 1}, l);
-  EXPECT_EQ(target.at(0, 0), rgba(100, 150, 200, 77));
   // Mask 255: (150*255 + 100*0) / 256 = 149, and unchanged channels lose one step.
-  EXPECT_EQ(target.at(1, 0), rgba(149, 149, 199, 77));
-  // Mask 128: (150*128 + 100*127) / 256 = 124; (150*128 + 150*127) / 256 = 149.
-  EXPECT_EQ(target.at(2, 0), rgba(124, 149, 199, 77));
-  EXPECT_EQ(target.at(3, 0), rgba(100, 150, 200, 77));  // outside the rectangle
+  // Mask 128: (150*128 + 100*127) / 256 = 124; (150*128 + 150*127) / 256 = 149. The last is outside.
+  EXPECT_EQ(target.pixels(), std::vector({rgba(100, 150, 200, 77), rgba(149, 149, 199, 77),
+                                          rgba(124, 149, 199, 77), rgba(100, 150, 200, 77)}));
 }
 
 TEST(Map, TablesFallRiseAndFlatten) {
@@ -90,13 +83,10 @@ TEST(Map, TablesFallRiseAndFlatten) {
   fxkernels::MakeMapTable(t.alpha, 10, 20);
   EXPECT_EQ(t.alpha[255], 19);
 
-  canvas c(3, 1);
-  c.fill(rgba(0, 255, 77, 255));
+  canvas c(3, 1, rgba(0, 255, 77, 255));
   c.at(2, 0) = rgba(255, 1, 3, 0);
   fxkernels::Map(c.locked(), RECT{1, 0, 3, 1}, t);
-  EXPECT_EQ(c.at(0, 0), rgba(0, 255, 77, 255));
-  EXPECT_EQ(c.at(1, 0), rgba(255, 254, 0, 19));
-  EXPECT_EQ(c.at(2, 0), rgba(1, 0, 0, 10));
+  EXPECT_EQ(c.pixels(), std::vector({rgba(0, 255, 77, 255), rgba(255, 254, 0, 19), rgba(1, 0, 0, 10)}));
 }
 
 TEST(AlphaAdd, SaturatesBothWaysAndRaisesTransparent) {
@@ -125,10 +115,8 @@ TEST(Adjust, VectorPathsMatchTheReferenceOverEveryWidthAndTail) {
       l.saturation = round % 2 ? unsig(rng) % 254 : 254 + round % 4 / 2;
       canvas a(w, 3), b(w, 3), mask(w, 3), c(w, 3), d(w, 3);
       a.randomise(rng);
-      b.set(a.pixels());
       mask.randomise(rng);
-      c.set(a.pixels());
-      d.set(a.pixels());
+      for (canvas *copy : {&b, &c, &d}) copy->set(a.pixels());
       const RECT r{w > 2 ? 1 : 0, 0, w, 3};
       fxkernels::Adjust(a.locked(), r, l);
       fxkernels::ref::Adjust(b.locked(), r, l);

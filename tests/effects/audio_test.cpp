@@ -34,8 +34,7 @@ TEST(VolumePan, GainsPerSideAndTruncationTowardZero) {
   EXPECT_EQ(one(*e, -32768, 32767), std::make_pair(-32768, 0));
   // Fewer than four bytes are no frame.
   int16_t in[2] = {5, 5}, out[2] = {7, 7};
-  EXPECT_EQ(e->Process(in, out, 3), 1);
-  EXPECT_EQ(out[0], 7);
+  EXPECT_TRUE(e->Process(in, out, 3) == 1 && out[0] == 7);
 }
 
 TEST(Compressor, CornerValuesAndMirroredNegatives) {
@@ -50,24 +49,19 @@ TEST(Compressor, CornerValuesAndMirroredNegatives) {
 TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   // "High Band" 1.0 at 0 ms, 0.5 at 10 ms, 0.25 from 20 ms on.
   auto e = audio(514);
-  timefloat *high = e->FindTimeFloat(fxid::IDS_COMP1);
-  high->SetValue(0, 1.0);
-  high->SetValue(10, 0.5);
-  high->SetValue(20, 0.25);
+  for (auto [t, v] : {std::pair{0, 1.0}, {10, 0.5}, {20, 0.25}})
+    e->FindTimeFloat(fxid::IDS_COMP1)->SetValue(t, v);
   std::vector<int16_t> in(2 * 900, 32767), out(in.size());
   ASSERT_EQ(e->Process(in.data(), out.data(), int(in.size() * 2)), 1);
-  EXPECT_EQ(out[0], 32767);      // frame 0: the block's start
-  EXPECT_EQ(out[2 * 1], 16383);  // frames 1 .. 441: 10 ms
-  EXPECT_EQ(out[2 * 441 + 1], 16383);
-  EXPECT_EQ(out[2 * 442], 8191);  // frame 442 on: 20 ms
+  // Frame 0 reads the block's start, frames 1 .. 441 10 ms, 442 on 20 ms.
+  EXPECT_EQ(std::vector({out[0], out[2 * 1], out[2 * 441 + 1], out[2 * 442]}),
+            std::vector<int16_t>({32767, 16383, 16383, 8191}));
 
   // Volume/pan steps the same way, from the effect's current time, over blocks long enough for
   // the vector path: pan 0.5 halves the left side.
   auto v = audio(142);
-  timefloat *volume = v->FindTimeFloat(fxid::IDS_VOLUME);
-  volume->SetValue(100, 1.0);
-  volume->SetValue(110, 0.5);
-  volume->SetValue(120, 0.25);
+  for (auto [t, g] : {std::pair{100, 1.0}, {110, 0.5}, {120, 0.25}})
+    v->FindTimeFloat(fxid::IDS_VOLUME)->SetValue(t, g);
   v->SetTimeFloat(fxid::IDS_PAN, 0.5);
   v->SetCurrentTime(100);
   std::vector<int16_t> tone(2 * 901), got(tone.size());

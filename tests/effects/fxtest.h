@@ -1,6 +1,7 @@
 // Small locked surfaces for the effect tests: create, lock, set and read pixels, free.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <random>
@@ -37,6 +38,7 @@ inline pix32 rgba(int r, int g, int b, int a = 255) {
 class canvas {
  public:
   canvas(int w, int h) : s(surface::SurfaceCreate(w, h)) { surface::SurfaceDataLock(s, &lk); }
+  canvas(int w, int h, pix32 p) : canvas(w, h) { fill(p); }
   ~canvas() {
     surface::SurfaceDataUnlock(&lk);
     surface::SurfaceDelete(s);
@@ -52,8 +54,7 @@ class canvas {
   int height() const { return lk.height; }
 
   void fill(pix32 p) {
-    for (int y = 0; y < height(); ++y)
-      for (int x = 0; x < width(); ++x) at(x, y) = p;
+    for (int y = 0; y < height(); ++y) std::fill_n(&at(0, y), width(), p);
   }
   // Random colours; alpha random, a quarter of the pixels at 0 unless `opaque`.
   void randomise(std::mt19937 &rng, bool opaque = false) {
@@ -67,14 +68,11 @@ class canvas {
   }
   std::vector<pix32> pixels() {
     std::vector<pix32> v;
-    for (int y = 0; y < height(); ++y)
-      for (int x = 0; x < width(); ++x) v.push_back(at(x, y));
+    for (int y = 0; y < height(); ++y) v.insert(v.end(), &at(0, y), &at(0, y) + width());
     return v;
   }
   void set(const std::vector<pix32> &v) {
-    size_t i = 0;
-    for (int y = 0; y < height(); ++y)
-      for (int x = 0; x < width(); ++x) at(x, y) = v[i++];
+    for (int y = 0; y < height(); ++y) std::copy_n(v.begin() + long(y) * width(), width(), &at(0, y));
   }
 
  private:

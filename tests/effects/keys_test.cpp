@@ -19,43 +19,37 @@ using fxtest::rgba;
 
 namespace {
 
-// Puts the colours in row 0 of a fresh canvas, runs the kernel and returns the alphas.
-template <class Run>
-std::vector<int> alphas_after(const std::vector<pix32> &in, Run run) {
+// Puts the colours in row 0 of a fresh canvas, runs the colour key and returns the alphas.
+template <class Key>
+std::vector<int> keyed(void (*kernel)(const surf &, RECT, const Key &, bool), const Key &k, bool inv,
+                       const std::vector<pix32> &in) {
   canvas c(int(in.size()), 1);
-  for (size_t i = 0; i < in.size(); ++i) c.at(int(i), 0) = in[i];
-  run(c.locked(), RECT{0, 0, int(in.size()), 1});
+  c.set(in);
+  kernel(c.locked(), c.whole(), k, inv);
   std::vector<int> out;
   for (size_t i = 0; i < in.size(); ++i) {
-    // A key never writes a colour byte.
-    EXPECT_EQ(c.at(int(i), 0).r, in[i].r);
-    EXPECT_EQ(c.at(int(i), 0).g, in[i].g);
-    EXPECT_EQ(c.at(int(i), 0).b, in[i].b);
-    out.push_back(c.at(int(i), 0).a);
+    pix32 p = c.at(int(i), 0);
+    out.push_back(p.a);
+    p.a = in[i].a;
+    EXPECT_EQ(p, in[i]);  // a key never writes a colour byte
   }
   return out;
 }
 
 }  // namespace
 
-TEST(KeyRGB, ToleranceZeroKeysOnlyTheColourAndSkipsTransparent) {
-  const rgbkey k{100, 150, 200, 0, 0, 0};
+TEST(KeyRGB, ToleranceZeroKeysOnlyTheColourSkipsTransparentAndBoundsSaturate) {
   const std::vector<pix32> in = {rgba(100, 150, 200), rgba(101, 150, 200),    rgba(100, 149, 200),
                                  rgba(100, 150, 201), rgba(100, 150, 200, 0), rgba(1, 2, 3, 0)};
-  auto run = [&](bool inv) {
-    return alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyRGB(s, r, k, inv); });
-  };
-  EXPECT_EQ(run(false), (std::vector<int>{0, 255, 255, 255, 0, 0}));
-  EXPECT_EQ(run(true), (std::vector<int>{255, 0, 0, 0, 0, 0}));
-}
-
-TEST(KeyRGB, BoundsSaturateInsteadOfWrapping) {
+  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{100, 150, 200, 0, 0, 0}, false, in),
+            (std::vector<int>{0, 255, 255, 255, 0, 0}));
+  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{100, 150, 200, 0, 0, 0}, true, in),
+            (std::vector<int>{255, 0, 0, 0, 0, 0}));
   // 250 + 26 would wrap to 20 as a byte; saturated it is 255. 10 - 26 saturates to 0.
-  const rgbkey k{250, 10, 128, 26, 26, 2};
-  const std::vector<pix32> in = {rgba(255, 0, 126), rgba(224, 36, 130), rgba(223, 0, 128), rgba(255, 37, 128),
-                                 rgba(255, 0, 131)};
-  auto plain = alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyRGB(s, r, k, false); });
-  EXPECT_EQ(plain, (std::vector<int>{0, 0, 255, 255, 255}));
+  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{250, 10, 128, 26, 26, 2}, false,
+                  {rgba(255, 0, 126), rgba(224, 36, 130), rgba(223, 0, 128), rgba(255, 37, 128),
+                   rgba(255, 0, 131)}),
+            (std::vector<int>{0, 0, 255, 255, 255}));
 }
 
 TEST(KeyChroma, ConversionTruncatesTowardZeroAndWrapsAsAByte) {
@@ -77,29 +71,23 @@ TEST(KeyChroma, UpperUBoundIsTheVBound) {
   // is keyed, not even the key colour itself.
   const chromakey blue{0, 0, 255, 0, 0};
   const std::vector<pix32> in = {rgba(0, 0, 255), rgba(0, 0, 254)};
-  EXPECT_EQ(alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, blue, false); }),
-            (std::vector<int>{255, 255}));
-  EXPECT_EQ(alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, blue, true); }),
-            (std::vector<int>{0, 0}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, blue, false, in), (std::vector<int>{255, 255}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, blue, true, in), (std::vector<int>{0, 0}));
 
   // Pure red: Y 83, U 89, V 239. Tolerance 10 allows U up to V's 249, not 99: (255, 0, 60) with
   // Y 88, U 115, V 236 is keyed. A luma tolerance of 4 (Y 79..87) lets it go.
   const chromakey red{255, 0, 0, 10, 10};
   const chromakey tight{255, 0, 0, 10, 4};
   const std::vector<pix32> near = {rgba(255, 0, 60), rgba(255, 0, 0), rgba(0, 0, 0, 7)};
-  EXPECT_EQ(alphas_after(near, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, red, false); }),
-            (std::vector<int>{0, 0, 7}));
-  EXPECT_EQ(alphas_after(near, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, tight, false); }),
-            (std::vector<int>{255, 0, 7}));
-  EXPECT_EQ(alphas_after(near, [&](const surf &s, RECT r) { fxkernels::KeyChroma(s, r, tight, true); }),
-            (std::vector<int>{0, 255, 0}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, red, false, near), (std::vector<int>{0, 0, 7}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, tight, false, near), (std::vector<int>{255, 0, 7}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, tight, true, near), (std::vector<int>{0, 255, 0}));
 }
 
 TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
   // Levels 127 and 51 given high first. Luma (b + r + 2g) / 4.
-  auto keyed = [](dominance d, bool inv, const std::vector<pix32> &in) {
-    const brightkey k{127, 51, d};
-    return alphas_after(in, [&](const surf &s, RECT r) { fxkernels::KeyBright(s, r, k, inv); });
+  auto bright = [](dominance d, bool inv, const std::vector<pix32> &in) {
+    return keyed(fxkernels::KeyBright, brightkey{127, 51, d}, inv, in);
   };
   const std::vector<pix32> in = {
       rgba(100, 100, 100),  // grey, luma 100: every dominance ties
@@ -111,11 +99,11 @@ TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
       rgba(100, 100, 101),  // blue strictly largest
       rgba(50, 50, 50, 0),  // transparent
   };
-  EXPECT_EQ(keyed(dominance::none, false, in), (std::vector<int>{0, 0, 255, 0, 255, 0, 0, 0}));
-  EXPECT_EQ(keyed(dominance::green, false, in), (std::vector<int>{0, 0, 255, 0, 255, 255, 255, 0}));
-  EXPECT_EQ(keyed(dominance::red, false, in), (std::vector<int>{0, 255, 255, 255, 255, 0, 255, 0}));
-  EXPECT_EQ(keyed(dominance::blue, false, in), (std::vector<int>{0, 255, 255, 255, 255, 255, 0, 0}));
-  EXPECT_EQ(keyed(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
+  EXPECT_EQ(bright(dominance::none, false, in), (std::vector<int>{0, 0, 255, 0, 255, 0, 0, 0}));
+  EXPECT_EQ(bright(dominance::green, false, in), (std::vector<int>{0, 0, 255, 0, 255, 255, 255, 0}));
+  EXPECT_EQ(bright(dominance::red, false, in), (std::vector<int>{0, 255, 255, 255, 255, 0, 255, 0}));
+  EXPECT_EQ(bright(dominance::blue, false, in), (std::vector<int>{0, 255, 255, 255, 255, 255, 0, 0}));
+  EXPECT_EQ(bright(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
 }
 
 // ---- Shape keys ----
@@ -144,7 +132,6 @@ void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vecto
 TEST(KeyCircle, ZonesAndRampsOnSquaredDistance) {
   expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
                {
-                   {5, 5, 255, 255, 0},   // d 0
                    {7, 5, 255, 255, 0},   // d 4 = inner
                    {8, 5, 255, 0, 255},   // d 9 = outer
                    {7, 6, 255, 204, 51},  // d 5: (9-5)*255/5, (5-4)*255/5
@@ -167,7 +154,6 @@ TEST(KeyRect, ScaledRowsAndPlainDistances) {
   // 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
   expect_shape(fxkernels::KeyRect, 20, 10, 0.5, 1.0,
                {
-                   {10, 5, 255, 255, 0},   // d 0
                    {16, 5, 255, 204, 51},  // dx 6
                    {10, 8, 255, 204, 51},  // dy 6
                    {13, 7, 255, 255, 0},   // dx 3, dy 4
@@ -201,46 +187,22 @@ enum class shape { circle, oval, rect };
 void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv) {
   const int64_t w = r.right - r.left, h = r.bottom - r.top;
   if (w <= 0 || h <= 0) return;
-  const int64_t cx = r.left + w / 2, cy = r.top + h / 2;
-  int64_t outer, inner;
-  if (sh == shape::rect) {
-    outer = int64_t(double(w / 2) * std::max(v1, v2));
-    inner = int64_t(double(w / 2) * std::min(v1, v2));
-  } else {
-    const int64_t m = std::max(w, h) / 2 - 2;
-    outer = int64_t(double(2 * m * m) * std::max(v1, v2));
-    inner = int64_t(double(2 * m * m) * std::min(v1, v2));
-  }
+  const int64_t cx = r.left + w / 2, cy = r.top + h / 2, m = std::max(w, h) / 2 - 2;
+  const double scale = sh == shape::rect ? double(w / 2) : double(2 * m * m);
+  const int64_t outer = int64_t(scale * std::max(v1, v2)), inner = int64_t(scale * std::min(v1, v2));
   for (int y = std::max(r.top, 0); y < std::min<int>(r.bottom, c.height()); ++y)
     for (int x = std::max(r.left, 0); x < std::min<int>(r.right, c.width()); ++x) {
-      const int64_t dx = x - cx;
-      int64_t d;
-      if (sh == shape::circle)
-        d = dx * dx + (y - cy) * (y - cy);
-      else if (sh == shape::oval)
-        d = dx * dx + ((y - cy) * w / h) * ((y - cy) * w / h);
-      else
-        d = std::max(std::abs(dx), std::abs((y - cy) * w / h));
+      const int64_t dx = x - cx, dy = (y - cy) * w / h;
+      const int64_t d = sh == shape::circle ? dx * dx + (y - cy) * (y - cy)
+                        : sh == shape::oval ? dx * dx + dy * dy
+                                            : std::max(std::abs(dx), std::abs(dy));
       pix32 &p = c.at(x, y);
       if (p.a == 0) continue;
-      if (!inv) {
-        if (d >= outer)
-          p.a = 0;
-        else if (d > inner)
-          p.a = uint8_t(std::min<int64_t>(p.a, ((outer - d) * 255) / (outer - inner)));
-      } else {
-        if (d <= inner)
-          p.a = 0;
-        else if (d < outer)
-          p.a = uint8_t(std::min<int64_t>(p.a, ((d - inner) * 255) / (outer - inner)));
-      }
+      if (inv ? d <= inner : d >= outer)
+        p.a = 0;
+      else if (inv ? d < outer : d > inner)
+        p.a = uint8_t(std::min<int64_t>(p.a, (inv ? d - inner : outer - d) * 255 / (outer - inner)));
     }
-}
-
-void run_shape(const surf &s, RECT r, shape sh, double v1, double v2, bool inv) {
-  if (sh == shape::circle) fxkernels::KeyCircle(s, r, v1, v2, inv);
-  if (sh == shape::oval) fxkernels::KeyOval(s, r, v1, v2, inv);
-  if (sh == shape::rect) fxkernels::KeyRect(s, r, v1, v2, inv);
 }
 
 }  // namespace
@@ -258,10 +220,13 @@ TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
     r.right = r.left + 1 + std::abs(coord(rng));
     r.bottom = r.top + 1 + std::abs(coord(rng));
     const shape sh = shape(round % 3);
+    const auto kernel = sh == shape::circle ? fxkernels::KeyCircle
+                        : sh == shape::oval ? fxkernels::KeyOval
+                                            : fxkernels::KeyRect;
     // Every fourth round the two values are equal: no ramp at all.
     const double v1 = val(rng), v2 = round % 4 == 0 ? v1 : val(rng);
     const bool inv = round % 2;
-    run_shape(a.locked(), r, sh, v1, v2, inv);
+    kernel(a.locked(), r, v1, v2, inv);
     shape_reference(b, r, sh, v1, v2, inv);
     ASSERT_EQ(a.pixels(), b.pixels()) << "round " << round;
   }
@@ -284,25 +249,19 @@ TEST(Keys, ColourVectorPathsMatchTheReferenceOverEveryWidthAndTail) {
       b.set(a.pixels());
       const RECT r{w > 2 ? 1 : 0, 0, w, 2};
       const bool inv = round % 2;
-      switch (round / 2) {
-        case 0: {
-          const rgbkey k{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng)), u8(tol(rng))};
-          fxkernels::KeyRGB(a.locked(), r, k, inv);
-          fxkernels::ref::KeyRGB(b.locked(), r, k, inv);
-          break;
-        }
-        case 1: {
-          const chromakey k{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng))};
-          fxkernels::KeyChroma(a.locked(), r, k, inv);
-          fxkernels::ref::KeyChroma(b.locked(), r, k, inv);
-          break;
-        }
-        default: {
-          const brightkey k{u8(byte(rng)), u8(byte(rng)), dominance(w % 4)};
-          fxkernels::KeyBright(a.locked(), r, k, inv);
-          fxkernels::ref::KeyBright(b.locked(), r, k, inv);
-        }
-      }
+      auto both = [&](auto fast, auto plain, const auto &k) {
+        fast(a.locked(), r, k, inv);
+        plain(b.locked(), r, k, inv);
+      };
+      if (round < 2)
+        both(fxkernels::KeyRGB, fxkernels::ref::KeyRGB,
+             rgbkey{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng)), u8(tol(rng))});
+      else if (round < 4)
+        both(fxkernels::KeyChroma, fxkernels::ref::KeyChroma,
+             chromakey{key.r, key.g, key.b, u8(tol(rng)), u8(tol(rng))});
+      else
+        both(fxkernels::KeyBright, fxkernels::ref::KeyBright,
+             brightkey{u8(byte(rng)), u8(byte(rng)), dominance(w % 4)});
       ASSERT_EQ(a.pixels(), b.pixels()) << "width " << w << " round " << round;
     }
   }

@@ -22,8 +22,7 @@ pix32 grey(int v) { return rgba(v, v, v, 255); }
 }  // namespace
 
 TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
-  canvas src(12, 9), dst(12, 9);
-  src.fill(rgba(100, 150, 200, 255));
+  canvas src(12, 9, rgba(100, 150, 200, 255)), dst(12, 9);
   auto blur = video(149);
   blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 9.0);
   ASSERT_EQ(blur->Process(src.kor(), dst.kor(), src.whole()), 1);
@@ -37,8 +36,7 @@ TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
   dst.fill(pix32());
   blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 3.9);
   blur->Process(src.kor(), dst.kor(), src.whole());
-  EXPECT_EQ(dst.at(6, 4).r, 9);  // 10 * 255 >> 8
-  EXPECT_EQ(dst.at(7, 4).r, 0);
+  EXPECT_EQ(std::vector<int>({dst.at(6, 4).r, dst.at(7, 4).r}), std::vector({9, 0}));  // 10 * 255 >> 8
   blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 4.0);
   blur->Process(src.kor(), dst.kor(), src.whole());
   EXPECT_EQ(dst.at(7, 4).r, 2);  // 3 * 255 >> 8
@@ -47,10 +45,9 @@ TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
 TEST(MatrixWalk, EdgeMapOfStepsWithTheTopRedDifferenceZero) {
   // A vertical step (0 | 90) at (2, 1) of 6 x 3: left/right differ by 270 per channel,
   // both triangle pairs by 180: (810 + 540 + 540) / 9 = 210.
-  canvas src(6, 3), dst(6, 3);
+  canvas src(6, 3), dst(6, 3, rgba(0, 0, 0, 77));
   for (int y = 0; y < 3; ++y)
     for (int x = 0; x < 6; ++x) src.at(x, y) = grey(x < 3 ? 0 : 90);
-  dst.fill(rgba(0, 0, 0, 77));
   auto edge = video(72);
   ASSERT_EQ(edge->Process(src.kor(), dst.kor(), src.whole()), 1);
   EXPECT_EQ(dst.at(2, 1), rgba(209, 209, 209, 77));  // 210 * 255 >> 8, alpha kept
@@ -73,14 +70,12 @@ TEST(MatrixWalk, EdgeMapOfStepsWithTheTopRedDifferenceZero) {
 TEST(MatrixWalk, SkippedPixelsAreUntouchedAndTheWindowSlidesPastThem) {
   // One row: red 0, 30, 60, 90, 120 with the middle two transparent. The record at x = 3 is
   // the one of x = 0 moved by one column: (0, 30, 120), mean 50, not (60, 90, 120).
-  canvas src(5, 1), dst(5, 1);
+  canvas src(5, 1), dst(5, 1, rgba(1, 2, 3, 4));
   for (int x = 0; x < 5; ++x) src.at(x, 0) = rgba(30 * x, 0, 0, x == 1 || x == 2 ? 0 : 255);
-  dst.fill(rgba(1, 2, 3, 4));
   surf32 s = frame(src), d = frame(dst);
   ASSERT_EQ(pixelator::RunSingleMatrix(&s, &d, src.whole(), 3, 3, pixelator::matrixBlurr, nullptr, 255), 1);
   EXPECT_EQ(dst.at(0, 0).r, 9);  // (0 + 0 + 30) * 3 / 9 = 10
-  EXPECT_EQ(dst.at(1, 0), rgba(1, 2, 3, 4));
-  EXPECT_EQ(dst.at(2, 0), rgba(1, 2, 3, 4));
+  EXPECT_EQ(std::pair(dst.at(1, 0), dst.at(2, 0)), std::pair(rgba(1, 2, 3, 4), rgba(1, 2, 3, 4)));
   EXPECT_EQ(dst.at(3, 0).r, 49);  // 50 * 255 >> 8
 }
 
@@ -128,30 +123,26 @@ TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
 }
 
 TEST(Interlace, OddTopStartsOnTheEvenRowAboveAndAnOddCountLeavesTheLastRow) {
-  const int reds[5] = {10, 21, 40, 61, 80};
-  canvas c(3, 5);
-  auto reset = [&] {
+  // The reds of rows 0 to 4 are 10, 21, 40, 61, 80; each row shows the red column `column` ends with.
+  // Top 1 is odd: the walk starts at row 0. Four rows: the last odd row has no row below and is
+  // averaged with itself and row 2.
+  const struct {
+    int type;
+    RECT r;
+    int column;
+    std::vector<int> reds;
+  } rows[] = {{525, {1, 1, 3, 5}, 1, {10, 10, 40, 40, 80}},
+              {525, {1, 1, 3, 5}, 0, {10, 21, 40, 61, 80}},
+              {526, {1, 1, 3, 5}, 2, {21, 21, 61, 61, 80}},
+              {527, {1, 1, 3, 5}, 2, {10, 25, 40, 60, 80}},
+              {527, {0, 0, 3, 4}, 0, {10, 25, 40, 50, 80}}};
+  for (const auto &row : rows) {
+    canvas c(3, 5);
     for (int y = 0; y < 5; ++y)
-      for (int x = 0; x < 3; ++x) c.at(x, y) = rgba(reds[y], 0, 0, 255);
-  };
-  auto rows = [&](int column) {
-    std::vector<int> v;
-    for (int y = 0; y < 5; ++y) v.push_back(c.at(column, y).r);
-    return v;
-  };
-  const RECT r{1, 1, 3, 5};  // top 1 is odd: the walk starts at row 0
-  reset();
-  ASSERT_EQ(video(525)->Process(nullptr, c.kor(), r), 1);
-  EXPECT_EQ(rows(1), (std::vector<int>{10, 10, 40, 40, 80}));
-  EXPECT_EQ(rows(0), (std::vector<int>{10, 21, 40, 61, 80}));  // left of the rectangle
-  reset();
-  video(526)->Process(nullptr, c.kor(), r);
-  EXPECT_EQ(rows(2), (std::vector<int>{21, 21, 61, 61, 80}));
-  reset();
-  video(527)->Process(nullptr, c.kor(), r);
-  EXPECT_EQ(rows(2), (std::vector<int>{10, 25, 40, 60, 80}));
-  // Four rows: the last odd row has no row below and is averaged with itself and row 2.
-  reset();
-  video(527)->Process(nullptr, c.kor(), RECT{0, 0, 3, 4});
-  EXPECT_EQ(rows(0), (std::vector<int>{10, 25, 40, 50, 80}));
+      for (int x = 0; x < 3; ++x) c.at(x, y) = rgba(std::vector({10, 21, 40, 61, 80})[y], 0, 0, 255);
+    ASSERT_EQ(video(row.type)->Process(nullptr, c.kor(), row.r), 1);
+    std::vector<int> got;
+    for (int y = 0; y < 5; ++y) got.push_back(c.at(row.column, y).r);
+    EXPECT_EQ(got, row.reds) << row.type << " column " << row.column;
+  }
 }

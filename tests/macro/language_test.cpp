@@ -25,72 +25,69 @@ TEST(MacroTokens, TheLastTokenTakesTheRest) {
   EXPECT_EQ(macro::Tokenise("x y", 1), v{"x y"});
 }
 
-TEST(MacroLanguage, Calculations) {
-  EXPECT_EQ(RunText(&g_root, "x = 5 ; x += 2 ; return x").value, "7.000000");
-  EXPECT_EQ(RunText(&g_root, "n -= 3 ; n *= 2 ; n /= 4 ; return n").value, "-1.500000");
-  // Single precision: 0.1 does not add up to 0.3 exactly, but prints so.
-  EXPECT_EQ(RunText(&g_root, "s = 0.1 ; s += 0.2 ; return s").value, "0.300000");
-  Fails("y = 3 ; { y /= 0 } ; return y", "Divide by 0 Error!");
-  EXPECT_EQ(RunText(&g_root, "y = 3 ; if 1 < 0 y /= 0 ; return y").value, "3");
-  Fails("w = word ; w += 1", "Variable \"w\" is not numerical... (\"word\").");
-  Fails("w = 1 ; w += word", "Right side of expression is not numerical... (\"word\").");
-  Fails("w += 1 2", "Calculations require 3 tokens exactly");
-  Fails("w =", "Assignment requires 3 tokens minimum");
+TEST(MacroLanguage, ClausesReturnOrFail) {
+  const struct {
+    const char *clauses, *args, *value;
+  } returns[] = {
+      {"x = 5 ; x += 2 ; return x", "", "7.000000"},
+      {"n -= 3 ; n *= 2 ; n /= 4 ; return n", "", "-1.500000"},
+      {"s = 0.1 ; s += 0.2 ; return s", "", "0.300000"},  // single precision, printed as 0.3
+      {"y = 3 ; if 1 < 0 y /= 0 ; return y", "", "3"},
+      {"z = int(3.9) ; return z", "", "3"},
+      {"z = INT(-3.9) ; return z", "", "-3"},
+      {"z = sqrt(PI) ; return z", "", "1.772454"},
+      {"a = 0.5 ; z = Cos(a) ; return z", "", "0.877583"},
+      {"z = int(1e300) ; return z", "", "2147483647"},
+      {"if 2 < 3 return yes ; return no", "", "yes"},
+      {"if 3 <= 2 return yes ; return no", "", "no"},
+      {"x = 2 ; if x == 2.0 return same", "", "same"},
+      {"if 3 >= 3 { if 4 > 5 return a ; return b }", "", "b"},
+      // A block needs no ";" after its "}"; its own variables vanish, its parents' change.
+      {"a = 1 ; { a = 2 ; inner = 3 } b = 4 ; return a inner b", "", "2 inner 4"},
+      {"i = 0 ; loop { i += 1 ; if i >= 3 break } ; return i", "", "3.000000"},
+      // A break leaves only its own block: the loop around it goes on.
+      {"i = 0 ; loop { { break } i += 1 ; if i == 2 return i }", "", "2.000000"},
+      // Names compare without regard to case; arguments arrive as argc and argN.
+      {"Total = 1 ; TOTAL += arg2 ; return total argc arg1", "x 41", "42.000000 2 x"},
+      // A return travels up through every block and stops them all.
+      {"loop { { loop { return deep now } } } ; return shallow", "", "deep now"},
+      {"return", "", ""},
+  };
+  for (const auto &r : returns) EXPECT_EQ(RunText(&g_root, r.clauses, r.args).value, r.value) << r.clauses;
+
+  const std::pair<const char *, const char *> failures[] = {
+      {"y = 3 ; { y /= 0 } ; return y", "Divide by 0 Error!"},
+      {"w = word ; w += 1", "Variable \"w\" is not numerical... (\"word\")."},
+      {"w = 1 ; w += word", "Right side of expression is not numerical... (\"word\")."},
+      {"w += 1 2", "Calculations require 3 tokens exactly"},
+      {"w =", "Assignment requires 3 tokens minimum"},
+      {"z = cube(2)", "No built-in function \"cube()\"..."},
+      {"z = sin(pie)", "Constant \"pie\" is not numerical..."},
+      {"a = b ; z = sin(a)", "Variable \"a\" is not numerical...(value=\"b\")"},
+      {"x = 1 ; if x != 3 return yes", "Illegal comparison operator \"!=\"."},
+      {"if a < 3 return yes", "Left side of comparison is not numerical..."},
+      {"if 1 < 3", "Incomplete condition statement!"},
+      {"{ a = 1", "Compound statement missing ending \"}\"..."},
+      {"loop { a = 1 ; b = 2", "Loop statement missing ending \"}\"..."},
+      {"nobody GetID", "Unable to find object \"nobody\"..."},
+      {"!Dance", "Undefined Macro command (!) \"Dance\"."},
+      {"!MilliTicksWait -5", "-5 is not a positive integral number."},
+      {"!MilliTicksWait 1 2", "MilliTicksWait requires 1 argument exactly."},
+      {"!MilliTicksWaitFor", "MilliTicksWaitFor requires 1 argument exactly."},
+  };
+  for (const auto &[clauses, says] : failures) Fails(clauses, says);
+  EXPECT_FALSE(RunText(&g_root, "a = 1 } ; b = 2").ok);
+  EXPECT_TRUE(RunText(&g_root, "a = !MilliTicksGet ; !MilliTicksWait 0 ; !MilliTicksWaitFor 0 ; a += 1").ok);
 }
 
-TEST(MacroLanguage, FunctionsAndConstants) {
-  EXPECT_EQ(RunText(&g_root, "z = sqrt(16) ; return z").value, "4.000000");
-  EXPECT_EQ(RunText(&g_root, "z = int(3.9) ; return z").value, "3");
-  EXPECT_EQ(RunText(&g_root, "z = INT(-3.9) ; return z").value, "-3");
-  EXPECT_EQ(RunText(&g_root, "z = sqrt(PI) ; return z").value, "1.772454");
-  EXPECT_EQ(RunText(&g_root, "a = 0.5 ; z = Cos(a) ; return z").value, "0.877583");
-  EXPECT_EQ(RunText(&g_root, "z = int(1e300) ; return z").value, "2147483647");
-  Fails("z = cube(2)", "No built-in function \"cube()\"...");
-  Fails("z = sin(pie)", "Constant \"pie\" is not numerical...");
-  Fails("a = b ; z = sin(a)", "Variable \"a\" is not numerical...(value=\"b\")");
-}
-
-TEST(MacroLanguage, Conditions) {
-  EXPECT_EQ(RunText(&g_root, "if 2 < 3 return yes ; return no").value, "yes");
-  EXPECT_EQ(RunText(&g_root, "if 3 <= 2 return yes ; return no").value, "no");
-  EXPECT_EQ(RunText(&g_root, "x = 2 ; if x == 2.0 return same").value, "same");
-  EXPECT_EQ(RunText(&g_root, "if 3 >= 3 { if 4 > 5 return a ; return b }").value, "b");
-  Fails("x = 1 ; if x != 3 return yes", "Illegal comparison operator \"!=\".");
-  Fails("if a < 3 return yes", "Left side of comparison is not numerical...");
-  Fails("if 1 < 3", "Incomplete condition statement!");
-}
-
-TEST(MacroLanguage, BlocksLoopsAndVariables) {
-  // A block needs no ";" after its "}"; its own variables vanish, its parents' change.
-  EXPECT_EQ(RunText(&g_root, "a = 1 ; { a = 2 ; inner = 3 } b = 4 ; return a inner b").value, "2 inner 4");
-  EXPECT_EQ(RunText(&g_root, "i = 0 ; loop { i += 1 ; if i >= 3 break } ; return i").value, "3.000000");
-  // A break leaves only its own block: the loop around it goes on.
-  EXPECT_EQ(RunText(&g_root, "i = 0 ; loop { { break } i += 1 ; if i == 2 return i }").value, "2.000000");
-  // Names compare without regard to case; arguments arrive as argc and argN.
-  EXPECT_EQ(RunText(&g_root, "Total = 1 ; TOTAL += arg2 ; return total argc arg1", "x 41").value,
-            "42.000000 2 x");
+TEST(MacroLanguage, LimitsOfVariablesNestingTokensAndClauses) {
   std::string vars;
   for (int i = 1; i <= 64; ++i) vars += "v" + std::to_string(i) + " = " + std::to_string(i) + " ; ";
   EXPECT_TRUE(RunText(&g_root, vars + "return v64").ok);
   Fails(vars + "v65 = 65", "Too many variables. Cannot create \"v65\"...");
-  // Each block has its own 64.
-  EXPECT_TRUE(RunText(&g_root, vars + "{ v65 = 65 }").ok);
-  // A return travels up through every block and stops them all.
-  EXPECT_EQ(RunText(&g_root, "loop { { loop { return deep now } } } ; return shallow").value, "deep now");
-  EXPECT_EQ(RunText(&g_root, "return").value, "");
-}
-
-TEST(MacroLanguage, BadScriptsFailCleanly) {
-  Fails("{ a = 1", "Compound statement missing ending \"}\"...");
-  Fails("loop { a = 1 ; b = 2", "Loop statement missing ending \"}\"...");
-  EXPECT_FALSE(RunText(&g_root, "a = 1 } ; b = 2").ok);
-  Fails("nobody GetID", "Unable to find object \"nobody\"...");
-  Fails("!Dance", "Undefined Macro command (!) \"Dance\".");
-  // Blocks nested beyond the limit.
-  std::string deep;
-  for (int i = 0; i < 100; ++i) deep += "{ ";
-  deep += "a = 1";
-  for (int i = 0; i < 100; ++i) deep += " }";
+  EXPECT_TRUE(RunText(&g_root, vars + "{ v65 = 65 }").ok);  // each block has its own 64
+  std::string deep = "a = 1";
+  for (int i = 0; i < 100; ++i) deep = "{ " + deep + " }";
   Fails(deep, "nested deeper");
   // Far more tokens than a file may hold: the last one takes the rest and is one word.
   std::string many;
@@ -109,19 +106,13 @@ TEST(MacroLanguage, BadScriptsFailCleanly) {
   EXPECT_NE(endless->LastError().find("Stopped by the user."), std::string::npos);
 }
 
-TEST(MacroBuiltins, TicksAndDialogs) {
-  Fails("!MilliTicksWait -5", "-5 is not a positive integral number.");
-  Fails("!MilliTicksWait 1 2", "MilliTicksWait requires 1 argument exactly.");
-  Fails("!MilliTicksWaitFor", "MilliTicksWaitFor requires 1 argument exactly.");
-  EXPECT_TRUE(RunText(&g_root, "a = !MilliTicksGet ; !MilliTicksWait 0 ; !MilliTicksWaitFor 0 ; a += 1").ok);
-
+TEST(MacroBuiltins, Dialogs) {
   headless_dialogs &d = HeadlessDialogs();
   const bool quiet = d.quiet, yes = d.answer_yes;
   d.quiet = true;
   d.answer_yes = true;
   EXPECT_EQ(RunText(&g_root, "a = !AskUserYesNo Title Go on? ; return a").value, "1");
-  EXPECT_EQ(d.last_caption, "Title");
-  EXPECT_EQ(d.last_text, "Go on?");
+  EXPECT_EQ(std::pair(d.last_caption, d.last_text), std::pair(std::string("Title"), std::string("Go on?")));
   d.answer_yes = false;
   EXPECT_EQ(RunText(&g_root, "a = !AskUserOkCancel Title Really go on? ; return a").value, "0");
   Fails("!AskUserNoYes Title", "AskUserNoYes requires 2 arguments (minimum).");

@@ -5,10 +5,10 @@
 
 #include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "macro/macro.h"
+#include "support/mediafile.h"
 
 namespace macrotest {
 
@@ -35,10 +35,8 @@ inline void ExpectFailure(UIItem *root, const std::string &clauses, const std::s
 }
 
 inline std::string ReadText(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream all;
-  all << in.rdbuf();
-  return all.str();
+  const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
+  return std::string(b.begin(), b.end());
 }
 
 inline void WriteText(const std::string &path, const std::string &text) {

@@ -18,15 +18,13 @@ class MacroObjects : public ::testing::Test {
   void SetUp() override {
     HeadlessDialogs().quiet = true;
     HeadlessDialogs().answer_yes = false;
+    // A picture and a second of sound; what they show and sound like does not matter here.
     KORSurface *s = surface::SurfaceCreate(64, 48);
     ASSERT_NE(s, nullptr);
-    surface::SurfaceFillRect(s, RECT{0, 0, 64, 48}, pix32(0, 255, 0));
-    surface::SurfaceFillRect(s, RECT{16, 8, 48, 40}, pix32(200, 40, 90));
     ASSERT_TRUE(surface::SurfaceSave(s, dir.file("picture.bmp").c_str()));
     surface::SurfaceDelete(s);
-    std::vector<uint8_t> samples(44100 * 4);
-    for (size_t i = 0; i < samples.size(); ++i) samples[i] = uint8_t(i * 7);
-    const std::vector<uint8_t> wav = fixtures::WavBytes(fixtures::wav_layout{}, samples);
+    const std::vector<uint8_t> wav =
+        fixtures::WavBytes(fixtures::wav_layout{}, std::vector<uint8_t>(44100 * 4));
     macrotest::WriteText(dir.file("tone.wav"), std::string(wav.begin(), wav.end()));
     ASSERT_TRUE(built.New());
     const auto o = RunText(built.Root(), kScript, dir.path().c_str());
@@ -42,9 +40,8 @@ class MacroObjects : public ::testing::Test {
       "Arrangement AddText Title 1 0 6 \"Hello\\nworld\" ; Title.IDS_STR_FONTSIZE SetKey 1 24 ; "
       "Arrangement AddGradient Back 5 0 6 ; "
       "Arrangement AddArrangement Inner 0 1 3 ; Inner AddText Caption 0 0 2 Inside ; "
-      "Arrangement AddMedia \"Low tone\" $arg1/tone.wav 6 0 1 ; Low_tone AudioMaster 1 ; Low_tone MuteVideo "
-      "1 ; "
-      "Arrangement Commit ; saved = Arrangement Save $arg1/macro.vmp ; return saved";
+      "Arrangement AddMedia \"Low tone\" $arg1/tone.wav 6 0 1 ; Low_tone AudioMaster 1 ; "
+      "Low_tone MuteVideo 1 ; Arrangement Commit ; saved = Arrangement Save $arg1/macro.vmp ; return saved";
 
   std::string Saved(vemoproject &p, const char *name) {
     const std::string path = dir.file(name);

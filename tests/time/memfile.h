@@ -9,16 +9,12 @@
 
 using bytes = std::vector<uint8_t>;
 
-struct file_closer {
-  void operator()(FILE *f) const {
-    if (f) std::fclose(f);
-  }
-};
-using file_ptr = std::unique_ptr<FILE, file_closer>;
+// unique_ptr never passes its deleter a null pointer.
+using file_ptr = std::unique_ptr<FILE, int (*)(FILE *)>;
 
 // A readable file holding exactly `data`.
 inline file_ptr FileWith(const bytes &data) {
-  file_ptr f(std::tmpfile());
+  file_ptr f(std::tmpfile(), std::fclose);
   if (f && !data.empty()) std::fwrite(data.data(), 1, data.size(), f.get());
   if (f) std::rewind(f.get());
   return f;
@@ -27,7 +23,7 @@ inline file_ptr FileWith(const bytes &data) {
 // Runs save(FILE *) into a temporary file and returns what it wrote; `ok` gets its result.
 template <typename Save>
 bytes SavedBytes(Save save, int *ok = nullptr) {
-  file_ptr f(std::tmpfile());
+  file_ptr f(std::tmpfile(), std::fclose);
   const int r = save(f.get());
   if (ok) *ok = r;
   std::fflush(f.get());

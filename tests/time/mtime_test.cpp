@@ -5,25 +5,24 @@
 
 #include <climits>
 #include <cmath>
+#include <tuple>
 
 namespace {
 
 TEST(MusicalTime, SettingsAndLimits) {
   mtime mt;
-  EXPECT_EQ(mt.SetBPM(5), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(mt.GetBPM(), 10.0);
-  EXPECT_EQ(mt.SetBPM(300), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(mt.GetBPM(), 240.0);
-  EXPECT_EQ(mt.SetBPM(250), 0u);  // clamps to the current tempo
-  EXPECT_EQ(mt.SetBPM(NAN), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(mt.GetBPM(), 10.0);
+  // 250 clamps to the current tempo: no change. NaN reads as the lowest tempo.
+  for (auto [bpm, answer, stored] : {std::tuple<double, uint32_t, double>{5.0, QA_CHANGED, 10.0},
+                                     {300.0, QA_CHANGED, 240.0},
+                                     {250.0, 0u, 240.0},
+                                     {double(NAN), QA_CHANGED, 10.0}}) {
+    EXPECT_EQ(mt.SetBPM(bpm), answer) << bpm;
+    EXPECT_EQ(mt.GetBPM(), stored) << bpm;
+  }
   EXPECT_EQ(mt.isDirty(), 1);
-
-  EXPECT_EQ(mt.SetBarSize(17), 0u);
-  EXPECT_EQ(mt.SetBarSize(0), 0u);
-  EXPECT_EQ(mt.SetBarSize(4), 0u);
-  EXPECT_EQ(mt.SetBarSize(16), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(mt.GetBarSize(), 16.0);
+  // 4 is the current bar size.
+  for (int bad : {17, 0, 4}) EXPECT_EQ(mt.SetBarSize(bad), 0u) << bad;
+  EXPECT_TRUE(mt.SetBarSize(16) == QA_CHANGED && mt.GetBarSize() == 16.0);
   for (int bad : {0, 3, 5, 128, -4}) EXPECT_EQ(mt.SetUnitSize(bad), 0u) << bad;
   for (int good : {1, 2, 8, 16, 32, 64})
     EXPECT_EQ(mt.SetUnitSize(good), static_cast<uint32_t>(QA_CHANGED)) << good;
@@ -99,41 +98,36 @@ TEST(MusicalTime, QuantizeAndSnap) {
 
 TEST(MusicalTime, PendingEdits) {
   mtime mt;
+  auto settings = [&mt] {
+    return std::tuple(mt.GetBPM(), mt.GetBarSize(), mt.GetUnitSize(), mt.GetQuantize());
+  };
   mt.SetBPM(120);
   mt.SetBarSize(3);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 60.0);
-  EXPECT_EQ(mt.GetBarSize(), 4.0);
+  EXPECT_EQ(settings(), std::tuple(60.0, 4.0, 4.0, QUANTIZE_OFF));
   EXPECT_EQ(mt.isDirty(), 0);
-
   mt.SetBPM(90);
   EXPECT_EQ(mt.Commit(), 1);
   mt.SetUnitSize(8);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 90.0);
-  EXPECT_EQ(mt.GetUnitSize(), 4.0);
+  EXPECT_EQ(settings(), std::tuple(90.0, 4.0, 4.0, QUANTIZE_OFF));
 
   // A change of grid ends the pending state: the tempo survives a later Revert.
   mt.SetBPM(120);
   EXPECT_EQ(mt.SetQuantize(QUANTIZE_4), static_cast<uint32_t>(QA_CHANGED));
   EXPECT_EQ(mt.isDirty(), 0);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 120.0);
-  EXPECT_EQ(mt.GetQuantize(), QUANTIZE_4);
-
+  EXPECT_EQ(settings(), std::tuple(120.0, 4.0, 4.0, QUANTIZE_4));
   // Revert with something pending also brings the committed grid back.
   mt.Commit();
   mt.SetQuantize(QUANTIZE_8);
   mt.SetBPM(100);
   mt.Revert();
-  EXPECT_EQ(mt.GetQuantize(), QUANTIZE_4);
-  EXPECT_EQ(mt.GetBPM(), 120.0);
+  EXPECT_EQ(settings(), std::tuple(120.0, 4.0, 4.0, QUANTIZE_4));
 
   EXPECT_EQ(mt.Reset(), 1u);
-  EXPECT_EQ(mt.GetBPM(), 60.0);
-  EXPECT_EQ(mt.GetQuantize(), QUANTIZE_OFF);
   mt.Revert();
-  EXPECT_EQ(mt.GetBPM(), 60.0);
+  EXPECT_EQ(settings(), std::tuple(60.0, 4.0, 4.0, QUANTIZE_OFF));
   // A reset does not commit: the committed tempo is still 120 for the next revert.
   mt.SetBPM(100);
   mt.Revert();
@@ -145,13 +139,12 @@ TEST(MusicalTime, Items) {
   for (int id : {336, 337, 338, 339}) {
     UIItem *item = mt.UIItemResolve(std::to_string(id).c_str());
     ASSERT_NE(item, nullptr) << id;
-    EXPECT_EQ(item->GetID(), id);
-    EXPECT_EQ(item->GetParent(), &mt);
+    EXPECT_TRUE(item->GetID() == id && item->GetParent() == &mt) << id;
     EXPECT_EQ(mt.UIItemResolve(("#" + std::to_string(id)).c_str()), item);
   }
-  EXPECT_EQ(mt.UIItemResolve("635"), nullptr);  // the separator is not addressable
-  EXPECT_EQ(mt.UIItemResolve("bpm"), nullptr);
-  EXPECT_EQ(mt.UIItemResolve(nullptr), nullptr);
+  // The separator 635 is not addressable.
+  for (const char *name : {"635", "bpm", static_cast<const char *>(nullptr)})
+    EXPECT_EQ(mt.UIItemResolve(name), nullptr);
 
   mtime copy(mt);
   EXPECT_EQ(copy.UIItemResolve("336")->GetParent(), &copy);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
@@ -25,16 +26,13 @@ TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
   auto m = NewMgr();
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
-  EXPECT_EQ(m->timefloatadd("ids_volume", 5, 0, 1, 1), 0);
-  EXPECT_EQ(m->GetCount(), 1);
-  EXPECT_EQ(m->timefloatget("ids_Volume"), 0);
-  EXPECT_EQ(m->timefloatget(123), 0);
-  EXPECT_EQ(m->timefloatget("IDS_PAN"), -1);
-  EXPECT_EQ(m->timefloatget(150), -1);
+  EXPECT_TRUE(m->timefloatadd("ids_volume", 5, 0, 1, 1) == 0 && m->GetCount() == 1);
+  EXPECT_EQ(std::vector({m->timefloatget("ids_Volume"), m->timefloatget(123), m->timefloatget("IDS_PAN"),
+                         m->timefloatget(150), m->timefloatget(nullptr)}),
+            std::vector({0, 0, -1, -1, -1}));
   EXPECT_EQ(m->GetTimeFloatPointer("IDS_PAN"), nullptr);
-  EXPECT_EQ(m->timefloatget(nullptr), -1);
-  EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0), 0);
-  EXPECT_EQ(m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0), 0);
+  EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0) + m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0),
+            0);
 }
 
 TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
@@ -46,18 +44,17 @@ TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
   timefloat *pan = m->GetTimeFloatPointer("IDS_PAN");
   ASSERT_NE(pan, nullptr);
   EXPECT_STREQ(pan->GetText(), "Pan");
-  EXPECT_EQ(pan->GetGroupID(), 150);
-  EXPECT_EQ(pan->GetParent(), &owner);
+  EXPECT_TRUE(pan->GetGroupID() == 150 && pan->GetParent() == &owner);
   EXPECT_STREQ(m->GetTimeFloatPointer("MY_OWN")->GetText(), "MY_OWN");  // no resource text
 
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, TF_COLOR_RED, 0xFFFFFFFF, 0);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor1(), TF_COLOR_RED);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor2(), RGB(192, 192, 192));  // all-ones keeps the default
+  const timefloat *red = m->GetTimeFloatPointer(38);
+  EXPECT_EQ(std::pair(red->GetColor1(), red->GetColor2()),
+            std::pair(TF_COLOR_RED, RGB(192, 192, 192)));  // all-ones keeps the default
   // A refused second declaration still sets kind and colours.
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, 0xFFFFFFFF, TF_COLOR_BLUE, 3);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetKind(), 3u);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetFlags(), 3u);
-  EXPECT_EQ(m->GetTimeFloatPointer(38)->GetColor2(), TF_COLOR_BLUE);
+  EXPECT_EQ(std::vector({red->GetKind(), red->GetFlags(), red->GetColor2()}),
+            std::vector<uint32_t>({3, 3, TF_COLOR_BLUE}));
 }
 
 TEST(TimefloatMgrDeclare, AtMost128Variables) {
@@ -66,41 +63,36 @@ TEST(TimefloatMgrDeclare, AtMost128Variables) {
     ASSERT_EQ(m->timefloatadd(("V" + std::to_string(i)).c_str(), 2000 + i, 0, 1, 0), 1);
   EXPECT_EQ(m->timefloatadd("V128", 3000, 0, 1, 0), 0);
   EXPECT_EQ(m->timefloatadd("V129", 3001, 0, 1, 0, 0, 0, 0), 1);  // refused, still 1
-  EXPECT_EQ(m->GetCount(), 128);
-  EXPECT_EQ(m->timefloatget("V129"), -1);
+  EXPECT_TRUE(m->GetCount() == 128 && m->timefloatget("V129") == -1);
 }
 
 TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
   auto m = NewMgr();
-  DeclareVariable(*m, "IDS_COLOR_FG");  // kind 7: not moved
-  EXPECT_EQ(m->GetCurrentGroup(), 0);
-  DeclareVariable(*m, "IDS_COLOR_FG_R");  // kind 0: its own ID
-  EXPECT_EQ(m->GetCurrentGroup(), 399);
-  DeclareVariable(*m, "IDS_RED", 3);  // kind 3: not moved
-  EXPECT_EQ(m->GetCurrentGroup(), 399);
-  DeclareVariable(*m, "IDS_STR_ITALIC");  // kind 72 has neither bit 1 nor 2
-  EXPECT_EQ(m->GetCurrentGroup(), 388);
+  // Kinds 7 and 3 leave the group; kind 0, and 72 with neither bit 1 nor 2, move it to their ID.
+  for (auto [name, kind, group] : {std::tuple{"IDS_COLOR_FG", 7u, 0},
+                                   {"IDS_COLOR_FG_R", 0u, 399},
+                                   {"IDS_RED", 3u, 399},
+                                   {"IDS_STR_ITALIC", 72u, 388}}) {
+    DeclareVariable(*m, name, kind);
+    EXPECT_EQ(m->GetCurrentGroup(), group) << name;
+  }
 }
 
 TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   auto m = NewMgr({"IDS_VOLUME", "IDS_PAN"});
-  EXPECT_EQ(m->timefloatset("IDS_NOPE", 0, 1), 0);
-  EXPECT_EQ(m->timefloatset(999, 0, 1), 0);
+  EXPECT_EQ(m->timefloatset("IDS_NOPE", 0, 1) + m->timefloatset(999, 0, 1), 0);
   EXPECT_FALSE(m->IsChanged());
   EXPECT_EQ(m->timefloatget(999, 0), 0.0);
 
   m->SetCurrentGroup(0);
   EXPECT_EQ(m->timefloatset("ids_pan", 100, -0.5), 1);
-  EXPECT_TRUE(m->IsChanged());
-  EXPECT_EQ(m->GetCurrentGroup(), 150);
+  EXPECT_TRUE(m->IsChanged() && m->GetCurrentGroup() == 150);
   EXPECT_EQ(m->timefloatset(150, 300, 0.5), 1);
-  EXPECT_EQ(m->timefloatget("IDS_PAN", 200), 0.0);
-  EXPECT_EQ(m->timefloatget(123, 200), 1.0);  // no keys: the default
+  // No keys: the default.
+  EXPECT_EQ(std::pair(m->timefloatget("IDS_PAN", 200), m->timefloatget(123, 200)), std::pair(0.0, 1.0));
   double v = 9, lo = 9, hi = 9;
   EXPECT_EQ(m->timefloatget(150, 150, &v, &lo, &hi), 1);
-  EXPECT_EQ(v, -0.25);
-  EXPECT_EQ(lo, -1.0);
-  EXPECT_EQ(hi, 1.0);
+  EXPECT_EQ(std::vector({v, lo, hi}), std::vector({-0.25, -1.0, 1.0}));
   EXPECT_EQ(m->timefloatget("IDS_X", 150, &v, &lo, &hi), 0);
 
   m->Commit();
@@ -109,34 +101,28 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   m->Revert();  // reaches every curve
   EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
 
-  EXPECT_EQ(m->timefloatreset("IDS_PAN"), 1);
-  EXPECT_EQ(m->timefloatreset(777), 0);
+  EXPECT_EQ(std::pair(m->timefloatreset("IDS_PAN"), m->timefloatreset(777)), std::pair(1, 0));
   EXPECT_EQ(m->GetTimeFloatPointer(150)->HasValues(), 0);
   m->timefloatset(123, 50, 0.5);
   m->Reset();
-  EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
-  EXPECT_EQ(m->GetCount(), 2);
+  EXPECT_TRUE(m->GetTimeFloatPointer(123)->HasValues() == 0 && m->GetCount() == 2);
 }
 
 TEST(TimefloatMgrGroups, CountAndLookup) {
   EXPECT_EQ(NewMgr()->FindCurrentGroup(), -1);
   auto m = NewMgr({"IDS_SRC_RECT", "IDS_SRC_L", "IDS_SRC_T", "IDS_CLIP_VARS", "IDS_START_OPACITY"});
   EXPECT_EQ(m->GroupCount(), 2);
-  m->SetCurrentGroup(46);  // a member finds its header
-  EXPECT_EQ(m->FindCurrentGroup(), 0);
-  EXPECT_EQ(m->GetSelectedGroup(), 422);
-  m->SetCurrentGroup(425);  // a header finds itself
-  EXPECT_EQ(m->FindCurrentGroup(), 3);
-  m->SetCurrentGroup(554);
-  EXPECT_EQ(m->FindCurrentGroup(), 3);
-  m->SetCurrentGroup(4242);
-  EXPECT_EQ(m->FindCurrentGroup(), -1);
-  EXPECT_EQ(m->GetSelectedGroup(), 0);
+  // A member finds its header, a header itself.
+  for (auto [current, index, selected] :
+       {std::tuple{46, 0, 422}, {425, 3, 425}, {554, 3, 425}, {4242, -1, 0}}) {
+    m->SetCurrentGroup(current);
+    EXPECT_EQ(m->FindCurrentGroup(), index) << current;
+    EXPECT_EQ(m->GetSelectedGroup(), selected) << current;
+  }
 
   auto &ui = HeadlessDialogs();
   ui.choice_answer = 2;
-  EXPECT_EQ(m->QAPopGroups(nullptr), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(m->GetCurrentGroup(), 425);
+  EXPECT_TRUE(m->QAPopGroups(nullptr) == QA_UPDATE && m->GetCurrentGroup() == 425);
   ui.choice_answer = 0;
   EXPECT_EQ(m->QAPopGroups(nullptr), 0u);
 }
@@ -156,8 +142,7 @@ TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
   // A copy has its own buttons.
   timefloatmgr copy(*m);
   EXPECT_NE(copy.UIItemResolve("614"), next);
-  EXPECT_EQ(copy.UIItemResolve("614")->GetParent(), &copy);
-  EXPECT_EQ(copy.GetCount(), 1);
+  EXPECT_TRUE(copy.UIItemResolve("614")->GetParent() == &copy && copy.GetCount() == 1);
 }
 
 // ---- The manager record ----
@@ -180,11 +165,12 @@ TEST(TimefloatMgrFile, RecordLayout) {
 
 TEST(TimefloatMgrFile, MatchesByNameOnly) {
   auto saved = NewMgr({"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY", "IDS_SATURATION"});
-  saved->timefloatset("IDS_VOLUME", 0, 0.25);
-  saved->timefloatset("IDS_VOLUME", 1000, 0.75);
-  saved->timefloatset("IDS_PAN", 500, -1.0);
-  saved->timefloatset("IDS_OPACITY", 40, 0.5);
-  saved->timefloatset("IDS_SATURATION", 7, 0.125);
+  for (auto [name, t, v] : {std::tuple{"IDS_VOLUME", 0, 0.25},
+                            {"IDS_VOLUME", 1000, 0.75},
+                            {"IDS_PAN", 500, -1.0},
+                            {"IDS_OPACITY", 40, 0.5},
+                            {"IDS_SATURATION", 7, 0.125}})
+    saved->timefloatset(name, t, v);
   const bytes b = SaveMgr(*saved);
 
   // Other order, other bounds, one stored name undeclared, one declared name not stored.
@@ -196,26 +182,23 @@ TEST(TimefloatMgrFile, MatchesByNameOnly) {
   loaded->timefloatset("IDS_SMOOTHING", 3, 0.8);  // wiped: the file does not hold it
   EXPECT_EQ(loaded->Load(FileWith(b).get()), 1);
   EXPECT_EQ(loaded->GetCount(), 4);
-  EXPECT_EQ(loaded->timefloatget("IDS_VOLUME", 500), 0.5);
-  EXPECT_EQ(loaded->timefloatget("IDS_SATURATION", 0), 0.125);
+  EXPECT_EQ(std::pair(loaded->timefloatget("IDS_VOLUME", 500), loaded->timefloatget("IDS_SATURATION", 0)),
+            std::pair(0.5, 0.125));
   const timefloat *pan = loaded->GetTimeFloatPointer("IDS_PAN");
-  EXPECT_EQ(pan->GetMinimum(), -2.0);  // bounds as declared, keys from the file
-  EXPECT_EQ(pan->GetDefault(), 1.5);
+  // Bounds and ID as declared, keys from the file.
+  EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0)}),
+            std::vector({-2.0, 1.5, -1.0}));
   EXPECT_EQ(pan->Header().id, 150);
-  EXPECT_EQ(pan->GetValue(0), -1.0);
-  EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues(), 0);
-  EXPECT_EQ(loaded->GetTimeFloatPointer("IDS_OPACITY"), nullptr);
-  EXPECT_FALSE(loaded->IsChanged());
-  EXPECT_EQ(pan->Keys()[0].state, TF_KEY_COMMITTED);
-  loaded->Revert();
-  EXPECT_EQ(pan->GetValue(0), -1.0);
+  EXPECT_TRUE(!loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues() &&
+              !loaded->GetTimeFloatPointer("IDS_OPACITY"));
+  EXPECT_FALSE(loaded->IsChanged());  // what was loaded is committed
 }
 
 TEST(TimefloatMgrFile, BadHeadersAndStrayCurves) {
   auto m = NewMgr({"IDS_VOLUME"});
-  EXPECT_EQ(m->Load(FileWith({}).get()), 0);
-  EXPECT_EQ(m->Load(FileWith({9, 0, 0, 0, 1, 0, 0, 0, 0}).get()), 0);  // a longer header
-  EXPECT_EQ(m->Load(FileWith({8, 0, 0, 0, 1, 0}).get()), 0);           // cut inside it
+  // Empty, a longer header, one cut inside.
+  for (const bytes &bad : {bytes{}, bytes{9, 0, 0, 0, 1, 0, 0, 0, 0}, bytes{8, 0, 0, 0, 1, 0}})
+    EXPECT_EQ(m->Load(FileWith(bad).get()), 0);
 
   // A count far beyond what the file holds stops at the end of the file.
   auto src = NewMgr({"IDS_VOLUME"});
@@ -237,9 +220,8 @@ TEST(TimefloatMgrFile, BadHeadersAndStrayCurves) {
 
 TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
   auto src = NewMgr({"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY"});
-  src->timefloatset(123, 0, 0.25);
-  src->timefloatset(123, 100, 0.5);
-  src->timefloatset(104, 10, 0.75);
+  for (auto [id, t, v] : {std::tuple{123, 0, 0.25}, {123, 100, 0.5}, {104, 10, 0.75}})
+    src->timefloatset(id, t, v);
   const bytes whole = SaveMgr(*src);
   auto m = NewMgr({"IDS_OPACITY", "IDS_VOLUME", "IDS_PAN"});
   for (size_t n = 0; n <= whole.size(); ++n) {
@@ -249,9 +231,7 @@ TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
     // Whatever arrived is a prefix of what was saved.
     const int volume = m->GetTimeFloatPointer(123)->HasValues();
     const int opacity = m->GetTimeFloatPointer(104)->HasValues();
-    EXPECT_LE(volume, 2);
-    EXPECT_LE(opacity, 1);
-    EXPECT_TRUE(!opacity || volume == 2);
+    EXPECT_TRUE(volume <= 2 && opacity <= 1 && (!opacity || volume == 2)) << n;
     EXPECT_TRUE(!volume || m->timefloatget(123, 0) == 0.25);
   }
   EXPECT_EQ(m->GetTimeFloatPointer(104)->HasValues(), 1);
@@ -270,19 +250,12 @@ TEST(DeclaredVariables, TableIsConsistent) {
     EXPECT_TRUE(seen.insert({r.name, r.kind}).second);
     EXPECT_EQ(std::string(r.name).rfind("IDS_", 0), 0u);
     EXPECT_STRNE(vemo::GetStringPtr(r.id), "");  // every row has its displayed text
-    if (r.kind == TF_KIND_GROUP) {
-      EXPECT_EQ(r.minimum, 0.0);
-      EXPECT_EQ(r.maximum, 0.0);
-      EXPECT_EQ(r.defaultvalue, 0.0);
-    } else {
-      EXPECT_LT(r.minimum, r.maximum);
-      EXPECT_GE(r.defaultvalue, r.minimum);
-      EXPECT_LE(r.defaultvalue, r.maximum);
-    }
-    if (r.kind & TF_KIND_SWITCH) {
-      EXPECT_EQ(r.minimum, 0.0);
-      EXPECT_EQ(r.maximum, 1.0);
-    }
+    const std::vector bounds({r.minimum, r.defaultvalue, r.maximum});
+    if (r.kind == TF_KIND_GROUP)
+      EXPECT_EQ(bounds, std::vector({0.0, 0.0, 0.0}));
+    else
+      EXPECT_TRUE(r.minimum < r.maximum && std::is_sorted(bounds.begin(), bounds.end()));
+    EXPECT_TRUE(!(r.kind & TF_KIND_SWITCH) || (r.minimum == 0.0 && r.maximum == 1.0));
   }
 }
 
@@ -300,39 +273,30 @@ TEST(DeclaredVariables, RowsAsDeclared) {
 TEST(VariableClipboard, ByIDThenByName) {
   auto board = std::make_unique<tfcboard>();
   timefloat pan("IDS_PAN", -1, 1, 0), other("IDS_PAN", -1, 1, 0);
-  pan.SetID(150);
-  other.SetID(150);
+  for (timefloat *tf : {&pan, &other}) tf->SetID(150);
   pan.SetValue(0, 0.5);
-  EXPECT_FALSE(board->Check(&pan));
-  EXPECT_FALSE(board->PasteTo(&other));
-  EXPECT_TRUE(board->CopyFrom(&pan));
-  EXPECT_TRUE(board->Check(&other));
+  EXPECT_FALSE(board->Check(&pan) || board->PasteTo(&other));
+  EXPECT_TRUE(board->CopyFrom(&pan) && board->Check(&other));
   other.SetCurrentTime(700);
-  EXPECT_TRUE(board->PasteTo(&other));
-  EXPECT_EQ(other.GetValue(700), 0.5);
+  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == 0.5);
   other.Revert();  // a paste is a pending edit
   EXPECT_EQ(other.HasValues(), 0);
 
   pan.SetValue(0, -0.25);
-  EXPECT_TRUE(board->CopyFrom(&pan));  // overwrites its entry
-  EXPECT_EQ(board->CountByID(), 1);
-  EXPECT_TRUE(board->PasteTo(&other));
-  EXPECT_EQ(other.GetValue(700), -0.25);
+  EXPECT_TRUE(board->CopyFrom(&pan) && board->CountByID() == 1);  // overwrites its entry
+  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == -0.25);
 
   timefloat unnamed;
   EXPECT_FALSE(board->CopyFrom(&unnamed));
   timefloat a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
   a.SetValue(0, 0.75);
-  EXPECT_TRUE(board->CopyFrom(&a));
-  EXPECT_EQ(board->CountByName(), 1);
-  EXPECT_TRUE(board->PasteTo(&b));
-  EXPECT_EQ(b.GetValue(0), 0.75);
+  EXPECT_TRUE(board->CopyFrom(&a) && board->CountByName() == 1);
+  EXPECT_TRUE(board->PasteTo(&b) && b.GetValue(0) == 0.75);
 
   // Names are kept to 63 characters.
   const std::string longname(80, 'n');
   timefloat l1(longname.c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
-  EXPECT_TRUE(board->CopyFrom(&l1));
-  EXPECT_TRUE(board->Check(&l2));
+  EXPECT_TRUE(board->CopyFrom(&l1) && board->Check(&l2));
 }
 
 TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {
@@ -342,10 +306,11 @@ TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {
     tf.SetID(id);
     ASSERT_TRUE(board->CopyFrom(&tf));
   }
-  tf.SetID(1025);
-  EXPECT_FALSE(board->CopyFrom(&tf));
-  tf.SetID(17);
-  EXPECT_TRUE(board->CopyFrom(&tf));  // an existing entry still takes a value
+  // Full: a new ID is refused, an existing entry still takes a value.
+  for (auto [id, taken] : {std::pair{1025, false}, {17, true}}) {
+    tf.SetID(id);
+    EXPECT_EQ(board->CopyFrom(&tf), taken) << id;
+  }
   tf.SetID(0);
   tf.SetName("by name");
   EXPECT_TRUE(board->CopyFrom(&tf));  // the other table has room

@@ -16,37 +16,29 @@ namespace {
 // (1 + the byte offset into the vtable).
 template <typename F>
 long Slot(F f) {
-  struct {
-    uintptr_t ptr;
-    ptrdiff_t adj;
-  } rep;
+  uintptr_t rep[2];  // 1 + the offset, then the adjustment of `this`
   static_assert(sizeof(F) == sizeof(rep));
-  std::memcpy(&rep, &f, sizeof rep);
-  return static_cast<long>((rep.ptr - 1) / sizeof(void *));
+  std::memcpy(rep, &f, sizeof rep);
+  return static_cast<long>((rep[0] - 1) / sizeof(void *));
+}
+
+template <typename... F>
+std::vector<long> Slots(F... f) {
+  return {Slot(f)...};
 }
 
 TEST(TimedObject, VirtualSlotsFollowUIItemInOrder) {
   using vt = vemotime;
-  const long slots[] = {
-      Slot(&vt::SetOffset),
-      Slot(&vt::GetOffset),
-      Slot(static_cast<int (vt::*)(int, double *, double *, double *)>(&vt::GetTimeFloat)),
-      Slot(static_cast<double (vt::*)(int, int)>(&vt::GetTimeFloat)),
-      Slot(static_cast<double (vt::*)(int)>(&vt::GetTimeFloat)),
-      Slot(&vt::CheckTimeFloat),
-      Slot(&vt::DeleteTimeFloatEntry),
-      Slot(&vt::DeletePreviousTimeFloatEntries),
-      Slot(&vt::DeleteNextTimeFloatEntries),
-      Slot(&vt::NextTimeFloatTime),
-      Slot(&vt::PrevTimeFloatTime),
-      Slot(&vt::rcDraw),
-      Slot(&vt::Commit),
-      Slot(&vt::Revert),
-      Slot(&vt::Reset),
-  };
+  const std::vector<long> slots = Slots(
+      &vt::SetOffset, &vt::GetOffset,
+      static_cast<int (vt::*)(int, double *, double *, double *)>(&vt::GetTimeFloat),
+      static_cast<double (vt::*)(int, int)>(&vt::GetTimeFloat),
+      static_cast<double (vt::*)(int)>(&vt::GetTimeFloat), &vt::CheckTimeFloat, &vt::DeleteTimeFloatEntry,
+      &vt::DeletePreviousTimeFloatEntries, &vt::DeleteNextTimeFloatEntries, &vt::NextTimeFloatTime,
+      &vt::PrevTimeFloatTime, &vt::rcDraw, &vt::Commit, &vt::Revert, &vt::Reset);
   // Slot 22 of the interface is UIItem::SetID; 29 follows UIItem's own 28.
   const long base = Slot(&UIItem::SetID) - 22;
-  for (int i = 0; i < 15; ++i) EXPECT_EQ(slots[i] - base, 29 + i) << i;
+  for (size_t i = 0; i < slots.size(); ++i) EXPECT_EQ(slots[i] - base, 29 + long(i)) << i;
   EXPECT_EQ(Slot(&UIItem::UIItemRefresh) - base, 28);
   EXPECT_EQ(Slot(&vt::SetCurrentTime), Slot(&vemo::SetCurrentTime));  // overrides add no slots
   EXPECT_EQ(Slot(&vt::UIItemResolve), Slot(&UIItem::UIItemResolve));
@@ -74,20 +66,18 @@ struct timed_tree {
   }
 };
 
+std::pair<int, int> PoSiz(vemotime &o) { return {o.GetPosition(), o.GetSize()}; }
+
 TEST(TimedObject, OffsetTrimsTheHead) {
   auto obj = std::make_unique<vemotime>();
   obj->SetPoSiz(1000, 5000);
   EXPECT_EQ(obj->SetOffset(300), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->GetPosition(), 1300);
-  EXPECT_EQ(obj->GetSize(), 4700);
+  EXPECT_EQ(PoSiz(*obj), std::pair(1300, 4700));
   obj->SetOffset(100);  // back out again: the head grows
-  EXPECT_EQ(obj->GetPosition(), 1100);
-  EXPECT_EQ(obj->GetSize(), 4900);
-
+  EXPECT_EQ(PoSiz(*obj), std::pair(1100, 4900));
   // Unlike the plain object's, a timed object's extent is not clamped.
   EXPECT_EQ(obj->SetPoSiz(-5, 0), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->GetPosition(), -5);
-  EXPECT_EQ(obj->GetSize(), 0);
+  EXPECT_EQ(PoSiz(*obj), std::pair(-5, 0));
   obj->MovePoSiz(20);
   EXPECT_EQ(obj->GetPosition(), 15);
 
@@ -104,24 +94,21 @@ TEST(TimedObject, LocalTimeReachesTheVariables) {
   obj->SetOffset(300);
   obj->SetPoSiz(1000, 5000);  // position 1000 with offset 300
   EXPECT_EQ(obj->SetCurrentTime(2500), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj->GetCurrentTime(), 1800);
-  EXPECT_EQ(obj->GetTimeFloatMgr().GetCurrentTime(), 1800);
-  EXPECT_EQ(obj->FindTimeFloat(45)->GetCurrentTime(), 1800);
-
+  EXPECT_EQ(std::vector({obj->GetCurrentTime(), obj->GetTimeFloatMgr().GetCurrentTime(),
+                         obj->FindTimeFloat(45)->GetCurrentTime()}),
+            std::vector({1800, 1800, 1800}));
   EXPECT_EQ(obj->SetTimeFloat(45, 0.5), static_cast<uint32_t>(QA_CHANGED));
   EXPECT_EQ(obj->SetTimeFloat(999, 0.5), 0u);
   EXPECT_EQ(obj->FindTimeFloat(45)->Keys()[0].time, 1800);
-  EXPECT_TRUE(obj->CheckTimeFloat(45));
-  EXPECT_FALSE(obj->CheckTimeFloat(46));
-  EXPECT_FALSE(obj->CheckTimeFloat(999));
+  EXPECT_EQ(std::vector({obj->CheckTimeFloat(45), obj->CheckTimeFloat(46), obj->CheckTimeFloat(999)}),
+            std::vector({true, false, false}));
   obj->FindTimeFloat(45)->SetValue(2800, 1.0);
-  EXPECT_EQ(obj->GetTimeFloat(45), 0.5);
-  EXPECT_EQ(obj->GetTimeFloat(45, 2800), 1.0);
+  EXPECT_EQ(std::vector({obj->GetTimeFloat(45), obj->GetTimeFloat(45, 2800), obj->GetTimeFloat(999)}),
+            std::vector({0.5, 1.0, 0.0}));
   double v = 0, lo = 9, hi = 9;
   EXPECT_EQ(obj->GetTimeFloat(45, &v, &lo, &hi), 1);
   EXPECT_EQ(v, 0.5);
   EXPECT_EQ(obj->GetTimeFloat(999, &v, &lo, &hi), 0);
-  EXPECT_EQ(obj->GetTimeFloat(999), 0.0);
 }
 
 TEST(TimedObject, Commands) {
@@ -140,15 +127,13 @@ TEST(TimedObject, Commands) {
   // SetTime adds the positions up to the root; the offset then carries the object that much
   // further into its material.
   EXPECT_TRUE(obj.Command("SetTime 2.25", result));
-  EXPECT_EQ(tree.root->GetCurrentTime(), 2250 + 1300);
-  EXPECT_EQ(obj.GetCurrentTime(), 2250 + 300);
-  EXPECT_EQ(obj.GetTimeFloatMgr().GetCurrentTime(), 2250 + 300);
+  EXPECT_EQ(std::vector(
+                {tree.root->GetCurrentTime(), obj.GetCurrentTime(), obj.GetTimeFloatMgr().GetCurrentTime()}),
+            std::vector({2250 + 1300, 2250 + 300, 2250 + 300}));
   EXPECT_FALSE(obj.Command("SetTime soon", result));
   EXPECT_EQ(obj.GetCurrentTime(), 2550);
-
   obj.SetID(77);
-  EXPECT_EQ(obj.GetTimeFloatMgr().GetID(), 77);
-  EXPECT_EQ(obj.GetMTime().GetID(), 77);
+  EXPECT_EQ(std::pair(obj.GetTimeFloatMgr().GetID(), obj.GetMTime().GetID()), std::pair(77, 77));
   EXPECT_FALSE(obj.Command("GetTime now", result));
   EXPECT_STREQ(result, "");
 }
@@ -162,27 +147,27 @@ TEST(TimedObject, KeyDeletionAndStepping) {
   tree.root->SetTime(1000 + 250);  // local 250
   ASSERT_EQ(obj.GetCurrentTime(), 250);
 
+  const uint32_t changed = QA_CHANGED | QA_UPDATE, moved = QA_UPDATE;
   EXPECT_EQ(obj.DeleteTimeFloatEntry(49), 0u);  // no key here
   // Without a key here the neighbours' deletions change nothing yet still answer a change.
-  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
-  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  for (auto del : {&vemotime::DeletePreviousTimeFloatEntries, &vemotime::DeleteNextTimeFloatEntries})
+    EXPECT_EQ((obj.*del)(49), changed);
   EXPECT_EQ(l->HasValues(), 4);
-
-  EXPECT_EQ(obj.NextTimeFloatTime(49), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj.GetCurrentTime(), 300);
-  EXPECT_EQ(obj.PrevTimeFloatTime(49), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj.PrevTimeFloatTime(49), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj.GetCurrentTime(), 100);
-  EXPECT_EQ(obj.PrevTimeFloatTime(49), 0u);  // before the first key: nowhere to go
-  EXPECT_EQ(obj.GetCurrentTime(), 100);
-
-  obj.NextTimeFloatTime(49);  // 200
-  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  // Stepping moves the local time key by key; before the first key there is nowhere to go.
+  for (auto [next, answer, time] : {std::tuple{true, moved, 300},
+                                    {false, moved, 200},
+                                    {false, moved, 100},
+                                    {false, 0u, 100},
+                                    {true, moved, 200}}) {
+    EXPECT_EQ(next ? obj.NextTimeFloatTime(49) : obj.PrevTimeFloatTime(49), answer);
+    EXPECT_EQ(obj.GetCurrentTime(), time);
+  }
+  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), changed);
   EXPECT_EQ(l->GetLoIndex(), 200);
-  EXPECT_EQ(obj.DeleteTimeFloatEntry(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(obj.DeleteTimeFloatEntry(49), changed);
   EXPECT_EQ(l->HasValues(), 2);
   obj.NextTimeFloatTime(49);  // 300
-  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
+  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), changed);
   EXPECT_EQ(l->HasValues(), 1);
   EXPECT_EQ(obj.NextTimeFloatTime(49), 0u);  // after the last key the time stays
   EXPECT_EQ(obj.GetCurrentTime(), 300);
@@ -198,28 +183,24 @@ TEST(TimedObject, SelectingTheCurrentVariable) {
   obj->RectCreateSource();
   EXPECT_EQ(obj->SetCurrentTimeFloat(46), static_cast<uint32_t>(QA_UPDATE));
   EXPECT_EQ(obj->GetCurrentTimeFloat(), 46);
-  EXPECT_EQ(obj->SetCurrentTimeFloat(9999), 0u);
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 0);
+  EXPECT_TRUE(obj->SetCurrentTimeFloat(9999) == 0 && obj->GetCurrentTimeFloat() == 0);
   EXPECT_EQ(obj->GuessCurrentTimeFloat(), 45);  // the group header is skipped
 
   HeadlessDialogs().choice_answer = 3;  // the third variable, headers left out
   EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), static_cast<uint32_t>(QA_UPDATE));
   EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
   HeadlessDialogs().choice_answer = 0;
-  EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), 0u);
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
+  EXPECT_TRUE(obj->SelectCurrentTimeFloat(nullptr) == 0 && obj->GetCurrentTimeFloat() == 47);
 }
 
 TEST(TimedObject, Rectangles) {
   auto obj = std::make_unique<vemotime>();
-  EXPECT_TRUE(obj->RectCreateSource());
-  EXPECT_TRUE(obj->RectCreateDestination());
-  EXPECT_TRUE(obj->RectCreateDestination());  // again: nothing new
+  // The second destination request adds nothing.
+  EXPECT_TRUE(obj->RectCreateSource() && obj->RectCreateDestination() && obj->RectCreateDestination());
   timefloatmgr &m = obj->GetTimeFloatMgr();
-  EXPECT_EQ(m.GetCount(), 10);
-  EXPECT_EQ(m.GroupCount(), 2);
-  EXPECT_STREQ(m.GetTimeFloatByIndex(0)->GetName(), "IDS_SRC_RECT");
-  EXPECT_STREQ(m.GetTimeFloatByIndex(5)->GetName(), "IDS_DST_RECT");
+  EXPECT_EQ(std::pair(m.GetCount(), m.GroupCount()), std::pair(10, 2));
+  EXPECT_EQ(std::string(m.GetTimeFloatByIndex(0)->GetName()) + m.GetTimeFloatByIndex(5)->GetName(),
+            "IDS_SRC_RECTIDS_DST_RECT");
 
   const frect src = obj->GetTimeRect(45, 46, 47, 48);
   EXPECT_EQ(std::vector({src.left, src.top, src.right, src.bottom}), std::vector({0.0, 0.0, 1.0, 1.0}));
@@ -233,8 +214,7 @@ TEST(TimedObject, Rectangles) {
   EXPECT_EQ(obj->DeleteTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
   EXPECT_EQ(obj->FindTimeFloat(50)->HasValues(), 0);
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
-  EXPECT_EQ(obj->ResetTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->FindTimeFloat(49)->HasValues(), 0);
+  EXPECT_TRUE(obj->ResetTimeRect(49, 50, 51, 52) == QA_CHANGED && !obj->FindTimeFloat(49)->HasValues());
 }
 
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
@@ -246,11 +226,9 @@ TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
   obj->SetTimeFloat(45, 0.25);
   obj->GetMTime().SetBPM(90);
   EXPECT_EQ(obj->Revert(), 1u);
-  EXPECT_EQ(obj->GetTimeFloat(45), 0.5);
-  EXPECT_EQ(obj->GetMTime().GetBPM(), 120.0);
+  EXPECT_EQ(std::pair(obj->GetTimeFloat(45), obj->GetMTime().GetBPM()), std::pair(0.5, 120.0));
   EXPECT_EQ(obj->Reset(), 1u);
-  EXPECT_EQ(obj->FindTimeFloat(45)->HasValues(), 0);
-  EXPECT_EQ(obj->GetMTime().GetBPM(), 60.0);
+  EXPECT_EQ(std::pair(obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM()), std::pair(0, 60.0));
   EXPECT_EQ(obj->GetTimeFloatMgr().GetCount(), 5);
 }
 
@@ -262,16 +240,14 @@ TEST(TimedObject, Resolve) {
     EXPECT_EQ(obj->UIItemResolve(name), &obj->GetMTime()) << name;
   UIItem *prefs = obj->UIItemResolve("prefs");
   ASSERT_NE(prefs, nullptr);
-  EXPECT_EQ(obj->UIItemResolve(".prefs"), prefs);
-  EXPECT_EQ(obj->UIItemResolve("*.prefs"), prefs);
+  EXPECT_TRUE(obj->UIItemResolve(".prefs") == prefs && obj->UIItemResolve("*.prefs") == prefs);
   char result[UIITEM_RESULT_SIZE];
   EXPECT_TRUE(prefs->Command("GetType", result));
   EXPECT_STREQ(result, "UIItemPrefs");
   UIItem *help = obj->UIItemResolve("help");
-  ASSERT_NE(help, nullptr);
-  EXPECT_NE(help, prefs);
-  EXPECT_EQ(obj->UIItemResolve("*.help"), help);
-  EXPECT_EQ(vemotime().UIItemResolve(".help"), help);  // application-wide
+  ASSERT_TRUE(help && help != prefs);
+  // Application-wide: another object's ".help" is the same item.
+  EXPECT_TRUE(obj->UIItemResolve("*.help") == help && vemotime().UIItemResolve(".help") == help);
 
   EXPECT_EQ(obj->UIItemResolve("IDS_NEXTKEYFRAME")->GetID(), 614);
   EXPECT_EQ(obj->UIItemResolve("IDS_SRC_T"), obj->FindTimeFloat(46));
@@ -285,12 +261,11 @@ TEST(TimedObject, CopiesOwnTheirMembers) {
   obj->RectCreateSource();
   obj->SetTimeFloat(45, 0.5);
   auto copy = std::make_unique<vemotime>(*obj);
-  EXPECT_EQ(copy->FindTimeFloat(45)->GetParent(), copy.get());
-  EXPECT_EQ(copy->GetTimeFloatMgr().GetParent(), copy.get());
-  EXPECT_EQ(copy->GetMTime().GetParent(), copy.get());
+  for (UIItem *member :
+       std::initializer_list<UIItem *>{copy->FindTimeFloat(45), &copy->GetTimeFloatMgr(), &copy->GetMTime()})
+    EXPECT_EQ(member->GetParent(), copy.get());
   copy->SetTimeFloat(45, 0.75);
-  EXPECT_EQ(obj->GetTimeFloat(45), 0.5);
-  EXPECT_EQ(copy->GetTimeFloat(45), 0.75);
+  EXPECT_EQ(std::pair(obj->GetTimeFloat(45), copy->GetTimeFloat(45)), std::pair(0.5, 0.75));
 }
 
 }  // namespace
