@@ -20,15 +20,16 @@ refpic Finished(refpic p) {
   return p;
 }
 
-void ExpectAll(const refpic &p, pix32 want) {
-  for (int y = 0; y < p.h; ++y)
-    for (int x = 0; x < p.w; ++x)
-      if (!(p.at(x, y) == want)) {
-        ADD_FAILURE() << "at " << x << "," << y << ": " << int(p.at(x, y).r) << " " << int(p.at(x, y).g)
-                      << " " << int(p.at(x, y).b) << " " << int(p.at(x, y).a);
-        return;
-      }
+void ExpectAll(const refpic &p, pix32 want) { EXPECT_EQ(FirstDifference(p, refpic(W, H, want)), ""); }
+
+// A uniform picture blended over the cleared (transparent black) parent.
+refpic Ground(pix32 c) {
+  refpic want(W, H);
+  RefComposite(want, refpic(W, H, c), kUnit, kUnit, true);
+  return want;
 }
+
+pix32 Other(int x, int y) { return pix32(uint8_t(x * 4), uint8_t(y * 5), uint8_t(200 - x - y), 0); }
 
 }  // namespace
 
@@ -50,14 +51,8 @@ TEST(Compose, OpaqueStillComesOutOneStepDarkerAndFadesByItsOpacity) {
 // stays opaque. GradientPixel(0, 50, 20) is (200, 100, 50).
 TEST(Compose, ImportedPictureKeepsItsOwnTransparency) {
   project pr;
-  fixtures::media_recipe s{.format = "image2",
-                           .video_codec = "png",
-                           .pix_fmt = "rgba",
-                           .gradient = true,
-                           .alpha = 128,
-                           .width = W,
-                           .height = H,
-                           .frames = 1};
+  fixtures::media_recipe s{.format = "image2", .video_codec = "png", .pix_fmt = "rgba", .gradient = true,
+                           .alpha = 128, .width = W, .height = H, .frames = 1};
   const std::string half = fixtures::WriteTempMedia("half.png", s);
   s.pix_fmt = "rgb24";
   const std::string opaque = fixtures::WriteTempMedia("opaque.png", s);
@@ -113,8 +108,7 @@ TEST(Compose, AChildTakesPartFromItsStartToItsEndBothIncluded) {
 TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
   project pr;
   clip *a = pr.Still(pr.root(), "a.bmp", 40, 30, 0, 5000, 2);
-  auto bfn = [](int x, int y) { return pix32(uint8_t(x * 4), uint8_t(y * 5), uint8_t(200 - x - y), 0); };
-  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 1, bfn);
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 1, Other);
   clip *c = pr.Solid(pr.root(), pix32(10, 200, 30, 100), 0, 5000, 0);
   ASSERT_TRUE(a && b && c);
   const frac bsrc{0.25, 0, 1, 0.75}, bdst{-0.25, 0.5, 0.75, 1.5};
@@ -124,7 +118,7 @@ TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
   SetDst(c, 0, {0, 0, 0.5, 0.5});
   SetDst(c, 1000, {0.5, 0.5, 1, 1});
 
-  refpic apic = Pattern(40, 30, PatternPixel), bpic = Pattern(64, 48, bfn);
+  refpic apic = Pattern(40, 30, PatternPixel), bpic = Pattern(64, 48, Other);
   RefOpacity(apic, 1.0);
   RefOpacity(bpic, 0.5);
   const refpic cpic(W, H, pix32(10, 200, 30, 100));
@@ -143,20 +137,17 @@ TEST(Compose, LayersWithCroppedKeyedAndOffFrameRectanglesMatchTheReference) {
 TEST(Compose, DestinationsWhollyOutsideOrTooSmallAddNothing) {
   project pr;
   clip *c = pr.Solid(pr.root(), pix32(255, 255, 255, 255), 0, 5000, 0);
-  SetDst(c, 0, {1, 0, 2, 1});
-  ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
-  SetDst(c, 0, {-3, -3, 0, 0});
-  ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
-  // One pixel wide: narrower than the scaling works with.
-  SetDst(c, 0, {0.5, 0, 0.5 + 1.0 / W, 1});
-  ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
+  // The last: one pixel wide, narrower than the scaling works with.
+  for (frac d : {frac{1, 0, 2, 1}, frac{-3, -3, 0, 0}, frac{0.5, 0, 0.5 + 1.0 / W, 1}}) {
+    SetDst(c, 0, d);
+    ExpectAll(pr.At(0), pix32(0, 0, 0, 255));
+  }
 }
 
 TEST(Compose, EffectChainRunsOnAParentSizedCopyWithEnableAndToggleKeys) {
   project pr;
   pr.Solid(pr.root(), pix32(0, 90, 0, 255), 0, 5000, 1);
-  auto bfn = [](int x, int y) { return pix32(uint8_t(x * 4), uint8_t(y * 5), uint8_t(200 - x - y), 0); };
-  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0, bfn);
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0, Other);
   ASSERT_NE(b, nullptr);
   const frac src{-0.5, 0, 0.5, 0.5}, dst{0.25, 0.25, 0.75, 1.25};
   SetSrc(b, 0, src);
@@ -174,20 +165,18 @@ TEST(Compose, EffectChainRunsOnAParentSizedCopyWithEnableAndToggleKeys) {
   Key(toggled, fxid::IDS_EFFECT_TOGGLE, 0, 0.0);  // off until 2000, then on
   Key(toggled, fxid::IDS_EFFECT_TOGGLE, 2000, 1.0);
 
-  refpic e = RefEffectSurface(Pattern(64, 48, bfn), src, W, H);
+  refpic e = RefEffectSurface(Pattern(64, 48, Other), src, W, H);
   RefOpacity(e, 1.0);
   for (int y = 0; y < H; ++y)
     for (int x = 0; x < W / 2; ++x) e.at(x, y).a = uint8_t(std::max(0, e.at(x, y).a - 127));
-  refpic want(W, H);
-  RefComposite(want, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  refpic want = Ground(pix32(0, 90, 0, 255));
   RefComposite(want, e, kUnit, dst, true);
   EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "");
 
   // After the toggle's second key the third effect takes every alpha away. Blending alpha 0
   // still costs the ground one step where the picture lies (d * 255 >> 8).
   for (pix32 &q : e.px) q.a = 0;
-  refpic ground(W, H);
-  RefComposite(ground, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  refpic ground = Ground(pix32(0, 90, 0, 255));
   RefComposite(ground, e, kUnit, dst, true);
   EXPECT_EQ(FirstDifference(pr.At(2500), Finished(ground)), "");
 }
@@ -207,14 +196,12 @@ TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
 
   refpic spic = Pattern(20, 20, PatternPixel);
   RefOpacity(spic, 1.0);
-  const refpic blue(W, H, pix32(0, 0, 255, 255));
   auto expect = [&](bool with_still, bool with_red) {
     refpic subpic(W, H);  // cleared: transparent black
     if (with_still) RefComposite(subpic, spic, kUnit, {0, 0, 1, 0.5}, true);
     if (with_red)
       RefComposite(subpic, refpic(W, H, pix32(255, 0, 0, 200)), kUnit, {0.25, 0.25, 0.5, 1}, true);
-    refpic want(W, H);
-    RefComposite(want, blue, kUnit, kUnit, true);
+    refpic want = Ground(pix32(0, 0, 255, 255));
     RefComposite(want, subpic, kUnit, subdst, true);
     return Finished(want);
   };
@@ -222,9 +209,7 @@ TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
   EXPECT_EQ(FirstDifference(pr.At(1200), expect(true, false)), "");
   EXPECT_EQ(FirstDifference(pr.At(1700), expect(true, true)), "");
   EXPECT_EQ(FirstDifference(pr.At(2500), expect(false, true)), "");
-  refpic before(W, H);
-  RefComposite(before, blue, kUnit, kUnit, true);
-  EXPECT_EQ(FirstDifference(pr.At(900), Finished(before)), "");
+  EXPECT_EQ(FirstDifference(pr.At(900), Finished(Ground(pix32(0, 0, 255, 255)))), "");
 }
 
 TEST(Compose, RootEffectsRunAfterTheFullOpacity) {
@@ -306,16 +291,14 @@ TEST(Compose, ExtraOutputsAddTheirMappedCopyFromTheirPlaceInTheChain) {
     q = pix32(uint8_t(q.r * 127 / 256), uint8_t(q.g * 255 / 256), uint8_t(q.b * 255 / 256),
               uint8_t(q.a * 255 / 256));
   for (pix32 &q : e.px) q.a = 0;
-  refpic want(W, H);
-  RefComposite(want, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  refpic want = Ground(pix32(0, 90, 0, 255));
   RefComposite(want, e, kUnit, kUnit, true);
   RefComposite(want, copy, kUnit, corner, true);
   EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "");
 
   // Switched off, it adds nothing.
   Key(extra, fxid::IDS_EFFECT_ENABLE, 0, 0.0);
-  refpic without(W, H);
-  RefComposite(without, refpic(W, H, pix32(0, 90, 0, 255)), kUnit, kUnit, true);
+  refpic without = Ground(pix32(0, 90, 0, 255));
   RefComposite(without, e, kUnit, kUnit, true);
   EXPECT_EQ(FirstDifference(pr.At(1000), Finished(without)), "");
 }
