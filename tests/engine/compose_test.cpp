@@ -51,8 +51,14 @@ TEST(Compose, OpaqueStillComesOutOneStepDarkerAndFadesByItsOpacity) {
 // stays opaque. GradientPixel(0, 50, 20) is (200, 100, 50).
 TEST(Compose, ImportedPictureKeepsItsOwnTransparency) {
   project pr;
-  fixtures::media_recipe s{.format = "image2", .video_codec = "png", .pix_fmt = "rgba", .gradient = true,
-                           .alpha = 128, .width = W, .height = H, .frames = 1};
+  fixtures::media_recipe s{.format = "image2",
+                           .video_codec = "png",
+                           .pix_fmt = "rgba",
+                           .gradient = true,
+                           .alpha = 128,
+                           .width = W,
+                           .height = H,
+                           .frames = 1};
   const std::string half = fixtures::WriteTempMedia("half.png", s);
   s.pix_fmt = "rgb24";
   const std::string opaque = fixtures::WriteTempMedia("opaque.png", s);

@@ -54,7 +54,9 @@ struct EditView : testing::Test {
     return c;
   }
   void Layout() { root.Layout(RECT{0, 0, 1072, 600}); }
-  uint32_t Mouse(uint32_t message, int x, int y) { return root.QueryAction(nullptr, message, POINT{x, y}, 0); }
+  uint32_t Mouse(uint32_t message, int x, int y) {
+    return root.QueryAction(nullptr, message, POINT{x, y}, 0);
+  }
   void Click(int x, int y) {
     Mouse(WM_LBUTTONDOWN, x, y);
     Mouse(WM_LBUTTONUP, x, y);
@@ -107,12 +109,15 @@ TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
   EXPECT_EQ(std::pair(h.part, h.time), std::pair(int(clip::ARR_RULER), 3500));
   h = root.ArrHitTest(POINT{L + 350, 400});
   EXPECT_EQ(std::tuple(h.part, h.child, h.track), std::tuple(int(clip::ARR_CLIP), a, 1));
-  for (auto [x, y, part] : {std::tuple{L + 204, 400, clip::ARR_HEAD}, {L + 205, 400, clip::ARR_CLIP},
-                            {L + 495, 400, clip::ARR_TAIL}, {L + 500, 400, clip::ARR_TRACK},
+  for (auto [x, y, part] : {std::tuple{L + 204, 400, clip::ARR_HEAD},
+                            {L + 205, 400, clip::ARR_CLIP},
+                            {L + 495, 400, clip::ARR_TAIL},
+                            {L + 500, 400, clip::ARR_TRACK},
                             {L + 350, 100, clip::ARR_NONE}})
     EXPECT_EQ(root.ArrHitTest(POINT{x, y}).part, part) << x << "," << y;
   h = root.ArrHitTest(POINT{L + 350, 360});
-  EXPECT_EQ(std::tuple(h.part, h.child, h.track), std::tuple(int(clip::ARR_TRACK), static_cast<clip *>(nullptr), 0));
+  EXPECT_EQ(std::tuple(h.part, h.child, h.track),
+            std::tuple(int(clip::ARR_TRACK), static_cast<clip *>(nullptr), 0));
   // The later child lies above: a clip over B's place on track 0 takes the point.
   clip *c = Child("C", 6500, 500, 0);
   Layout();
@@ -333,7 +338,8 @@ TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   Command(CMD_CLIP_DELETE);
   HeadlessDialogs().answer_yes = false;
   EXPECT_EQ(root.GetChildCount(), 4);
-  EXPECT_EQ(std::tuple(log.said.front(), std::count(log.said.begin(), log.said.end(), "removing B"), log.said.back()),
+  EXPECT_EQ(std::tuple(log.said.front(), std::count(log.said.begin(), log.said.end(), "removing B"),
+                       log.said.back()),
             std::tuple("begin Delete", 1, "end"));
 }
 
