@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -40,11 +41,13 @@ class recorder : public imgio_export {
     EXPECT_LT(closed, opened);  // between Open and Close
     videoindex.push_back(index);
     times.push_back(root->GetCurrentTime());
-    EXPECT_NE(f->bits, nullptr);
+    refpic &p = pictures.emplace_back(f->width, f->height);
+    for (int y = 0; y < f->height; ++y) std::copy_n(f->bits + size_t(y) * f->pitch, f->width, &p.at(0, y));
     if (index == stopat) root->Stop();
     return 1;
   }
-  int PutAudio(int index, short *, int bytes) override {
+  int PutAudio(int index, short *s, int bytes) override {
+    wrongsamples += int(std::count_if(s, s + bytes / 2, [](short v) { return v != 0x1111; }));
     audioindex.push_back(index);
     audiobytes.push_back(bytes);
     return 1;
@@ -60,6 +63,8 @@ class recorder : public imgio_export {
   bool encodes = true, asked_audio = false, asked_video = false;
   int openresult = 1, stopat = -1, opened = 0, closed = 0, length = -1, copyrightset = 0;
   std::vector<int> videoindex, audioindex, times, audiobytes;
+  std::vector<refpic> pictures;
+  int wrongsamples = 0;
   char title[imgio::kTextSize] = "", author[imgio::kTextSize] = "", comment[imgio::kTextSize] = "",
        copyright[imgio::kTextSize] = "";
 };
@@ -97,6 +102,9 @@ TEST(Making, FifteenFramesOverOneSecondCoverItExactly) {
     sum += length;
   }
   EXPECT_EQ(sum, 1000);
+  // The composed pictures and the tone's samples, as they are.
+  for (int i : {0, 14}) EXPECT_EQ(FirstDifference(rec.pictures[size_t(i)], pr.At(want[size_t(i)])), "") << i;
+  EXPECT_EQ(rec.wrongsamples, 0);
   EXPECT_EQ(rec.opened, 1);
   EXPECT_EQ(rec.closed, 1);
   EXPECT_EQ(pr.root()->GetBusyState(), 0);
