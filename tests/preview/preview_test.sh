@@ -16,34 +16,14 @@ ffmpeg -loglevel error -y -f lavfi -i "testsrc2=size=160x120:rate=25" -t 2 -c:v 
 start() {
   "$lv" preview demo.vmp "$@" > out.txt 2> err.txt &
   app=$!
-  win=""
-  # A sanitized build on a loaded machine can take many seconds to show its window.
-  for _ in $(seq 600); do
-    win=$(xdotool search --all --pid "$app" --name '^demo\.vmp - ' 2> /dev/null | head -1)
-    [ -n "$win" ] && return 0
-    sleep 0.1
-  done
-  fail "no preview window for $*: $(cat err.txt)"
-  return 1
+  window_of '^demo\.vmp - ' || { fail "no preview window for $*: $(cat err.txt)"; return 1; }
 }
-title() { xdotool getwindowname "$win" 2> /dev/null; }
-# waitfor PATTERN [SECONDS]: until the title matches (20 s unless told: sanitized builds are slow).
-waitfor() {
-  for _ in $(seq $((${2:-20} * 50))); do title | grep -Eq "$1" && return 0; sleep 0.02; done
-  fail "title '$(title)' never matched '$1'"
-  return 1
-}
-key() { xdotool key --window "$win" "$@" 2> /dev/null; }
-# finish: Q, then the exit status must be 0.
-finish() {
+finish() {  # Q, then the exit status must be 0
   key q
-  local status=0
-  for _ in $(seq 250); do kill -0 "$app" 2> /dev/null || break; sleep 0.02; done
-  wait "$app"; status=$?
-  app=""
+  ended
   [ "$status" = 0 ] || fail "preview exit status $status: $(cat err.txt)"
 }
-# same_picture SHOT W H REFERENCE: the top W x H of the screenshot equals the reference.
+# rgb PICTURE FILTER OUT: the picture (through the filter, if any) as raw RGB bytes.
 rgb() { ffmpeg -loglevel error -y -i "$1" ${2:+-vf "$2"} -f rawvideo -pix_fmt rgb24 "$3"; }
 
 # Paused at 1 s: the window shows exactly what `frame` writes; then the keys.
