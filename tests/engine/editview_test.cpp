@@ -62,6 +62,9 @@ struct EditView : testing::Test {
     Mouse(WM_LBUTTONUP, x, y);
   }
   using said = std::vector<std::string>;
+  // A clip's start, length, offset and track.
+  using place = std::tuple<int, int, int, int>;
+  static place Place(clip *c) { return {c->GetPosition(), c->GetSize(), c->GetOffset(), c->GetTrack()}; }
   uint32_t Drag(int x0, int y0, int x1, int y1) {
     uint32_t r = Mouse(WM_LBUTTONDOWN, x0, y0);
     r |= Mouse(WM_MOUSEMOVE, (x0 + x1) / 2, (y0 + y1) / 2);
@@ -131,35 +134,26 @@ TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
 TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
   // 100 columns right: ArrDragDelta = 100 * 10000 / 1000 = 1000 ms; then up onto free track 0.
   EXPECT_TRUE(Drag(L + 350, 400, L + 450, 400) & QA_CHANGED);
-  EXPECT_EQ(a->GetPosition(), 3000);
-  EXPECT_EQ(a->GetSize(), 3000);
+  EXPECT_EQ(Place(a), place(3000, 3000, 0, 1));
   EXPECT_EQ(root.GetCurrentChild(), a);
   EXPECT_EQ(log.said, (said{"begin Move", "changing A", "end"}));
   EXPECT_TRUE(root.isDirty());
   Drag(L + 450, 400, L + 430, 370);
-  EXPECT_EQ(a->GetPosition(), 2800);
-  EXPECT_EQ(a->GetTrack(), 0);
+  EXPECT_EQ(Place(a), place(2800, 3000, 0, 0));
   // B's time is taken on track 0: A stays on its track when pushed there.
   Drag(L + 400, 370, L + 400, 400);
   Drag(L + 400, 400, L + 750, 370);
-  EXPECT_EQ(a->GetTrack(), 1);
-  EXPECT_EQ(a->GetPosition(), 6300);
+  EXPECT_EQ(Place(a), place(6300, 3000, 0, 1));
   a->SetPosition(2000);
-  Layout();
-  // The tail: 50 columns left shortens by 500 ms.
-  Drag(L + 497, 400, L + 447, 400);
-  EXPECT_EQ(a->GetSize(), 2500);
-  // The head: 50 columns right; the end and the material stay put.
-  Layout();
-  Drag(L + 201, 400, L + 251, 400);
-  EXPECT_EQ(a->GetPosition(), 2500);
-  EXPECT_EQ(a->GetOffset(), 500);
-  EXPECT_EQ(a->GetSize(), 2000);
-  // Back beyond the start of the material: the offset stops at 0.
-  Layout();
-  Drag(L + 251, 400, L + 151, 400);
-  EXPECT_EQ(a->GetOffset(), 0);
-  EXPECT_EQ(a->GetPosition(), 2000);
+  // The tail: 50 columns left shortens by 500 ms; the head 50 columns right keeps the end and
+  // the material in place; back beyond the start of the material the offset stops at 0.
+  for (auto [x0, x1, where] : {std::tuple{L + 497, L + 447, place(2000, 2500, 0, 1)},
+                               {L + 201, L + 251, place(2500, 2000, 500, 1)},
+                               {L + 251, L + 151, place(2000, 2500, 0, 1)}}) {
+    Layout();
+    Drag(x0, 400, x1, 400);
+    EXPECT_EQ(Place(a), where) << x0 << " to " << x1;
+  }
   // A press without a move changes nothing and leaves no step.
   log.said.clear();
   Drag(L + 300, 400, L + 300, 400);
