@@ -28,9 +28,7 @@ struct playproject : project {
     tone = p->AddMedia(root(), Wav("tone.wav", samples).c_str(), 0, 0);
     root()->SetPlayOutput(&queue);
   }
-  // The queue goes before the project: a play job still running (a test that ended early) must
-  // stop before it does.
-  ~playproject() { root()->Stop(); }
+  ~playproject() { root()->Stop(); }  // a play job still running must stop before the queue goes
   // Pulls `frames` sample frames as the sound device would (waiting for the job, 20 s at most).
   std::vector<int16_t> Pull(int frames) {
     std::vector<int16_t> out(size_t(frames) * 2);
@@ -112,8 +110,7 @@ TEST(PlayQueue, TheWindowTakesTheNewestDuePictureAndStalePicturesMakeRoom) {
 }
 
 TEST(Playing, FrameGridOfFifteenFramesPerSecond) {
-  // Frame 1 starts at 66 ms (1000 / 15 truncated); 65 ms still shows frame 0.
-  EXPECT_EQ(clip::FrameStart(1, 15), 66);
+  EXPECT_EQ(clip::FrameStart(1, 15), 66);  // 1000 / 15 truncated
   for (auto [ms, frame] : {std::pair{65, 0}, {66, 1}, {999, 14}, {1000, 15}})
     EXPECT_EQ(clip::FrameAt(ms, 15), frame);
   for (int n = 0; n < 100; ++n) EXPECT_EQ(clip::FrameAt(clip::FrameStart(n, 15), 15), n);
@@ -136,7 +133,7 @@ TEST(Playing, TheCompositeSoundIsTheFileFromTheStartTime) {
   EXPECT_TRUE(pr.root()->WaitForIdle());
 }
 
-TEST(Playing, TheCurrentChildsMediumPlaysFromItsPositionUntilItsEnd) {
+TEST(Playing, TheCurrentChildsMediumPlaysUntilItsEndOrAStopAndRefusalsNeedNoWorker) {
   playproject pr;
   pr.root()->SetCurrentTime(2000);
   pr.root()->SelectCurrent(pr.tone);
@@ -153,11 +150,7 @@ TEST(Playing, TheCurrentChildsMediumPlaysFromItsPositionUntilItsEnd) {
   EXPECT_TRUE(pr.queue.Finished());
   EXPECT_EQ(pr.root()->GetBusyState(), 0);
   EXPECT_FALSE(pr.p->Surfaces()->Player(0).IsOpen());
-}
-
-TEST(Playing, StopEndsTheMediumAndRefusalsNeedNoWorker) {
-  playproject pr;
-  pr.root()->SelectCurrent(pr.tone);
+  // Stopped early, the same.
   ASSERT_TRUE(pr.root()->PlayStart(0, true));
   EXPECT_EQ(pr.Pull(1000).size(), 2000u);
   pr.root()->Stop();
