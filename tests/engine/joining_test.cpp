@@ -1,4 +1,5 @@
-// Segments made apart and joined equal a single make; parts that do not fit are refused.
+// Segments made apart and joined, and frames made on several composers, equal a single make;
+// parts that do not fit are refused.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -6,6 +7,7 @@
 #include "core/dialogs.h"
 #include "engine/enginetest.h"
 #include "engine/joining.h"
+#include "engine/parallelmaking.h"
 #include "media/plugins.h"
 #include "support/mediafile.h"
 
@@ -215,4 +217,31 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
   EXPECT_NE(why.find("frames, not the 20"), std::string::npos) << why;
   // Nothing is left where the joined file would have been.
   EXPECT_TRUE(ReadFileBytes(pr.dir.file("out.avi")).empty());
+}
+
+TEST(ParallelMaking, TheFileIsTheSameForOneTwoAndFourThreads) {
+  segmentproject pr(true, true, 13 * 40);  // 13 frames: not a multiple of any thread count
+  // A half-transparent picture in picture of a video medium, read by each composer on its own.
+  const fixtures::media_recipe v{.video_codec = "rawvideo",
+                                 .pix_fmt = "bgr24",
+                                 .gradient = true,
+                                 .width = 96,
+                                 .height = 72,
+                                 .frames = 20};
+  clip *pip = pr.p->AddMedia(pr.root(), fixtures::WriteTempMedia("parallel.avi", v).c_str(), 40, 0);
+  ASSERT_NE(pip, nullptr);
+  SetDst(pip, 0, frac{0.1, 0.2, 0.55, 0.7});
+  Key(pip, clipvar::IDS_START_OPACITY, 0, 0.6);
+  const std::string saved = pr.dir.file("parallel.vmp");
+  ASSERT_TRUE(pr.p->Save(saved.c_str()) && pr.p->Load(saved.c_str()));
+  std::vector<uint8_t> alone;
+  for (int threads : {1, 2, 4}) {
+    const auto composers = parallelmaking::Start(pr.root(), saved, threads);
+    EXPECT_EQ(composers != nullptr, threads > 1);
+    const std::vector<uint8_t> made =
+        ReadFileBytes(pr.Make("avi", "raw", "t" + std::to_string(threads) + ".avi"));
+    if (threads == 1) alone = made;
+    EXPECT_TRUE(made == alone) << threads << " threads";
+  }
+  EXPECT_GT(alone.size(), size_t(13 * 160 * 120 * 3));
 }
