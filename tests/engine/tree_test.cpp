@@ -1,5 +1,7 @@
-// The clip tree and the rules of the arrangement view.
+// The clip tree, importing, and the rules of the arrangement view.
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 #include "core/dialogs.h"
 #include "core/vemowin.h"
@@ -26,6 +28,16 @@ struct Rooted : testing::Test {
 };
 using Tree = Rooted;
 using Arrangement = Rooted;
+
+// Bytes this process has read through read() and its kin so far; -1 when the kernel does not say.
+long long BytesRead() {
+  std::ifstream in("/proc/self/io");
+  std::string key;
+  long long value = 0;
+  while (in >> key >> value)
+    if (key == "rchar:") return value;
+  return -1;
+}
 
 }  // namespace
 
@@ -253,4 +265,24 @@ TEST_F(Tree, ClipVariableIDsAreThoseOfTheTable) {
   EXPECT_EQ(FindDeclaredVariable(#key) ? FindDeclaredVariable(#key)->id : -1, number) << #key;
   VEMO_CLIP_VARIABLES(VEMO_CHECK_ROW)
 #undef VEMO_CHECK_ROW
+}
+
+TEST(ImportReads, AnUncompressedVideoCostsTheSameForTenSecondsAndAHundred) {
+  project pr;
+  fixtures::media_recipe s{
+      .video_codec = "rawvideo", .pix_fmt = "bgr24", .width = 256, .height = 192, .rate_num = 5, .gop = 1};
+  long long read[2] = {};
+  for (int i = 0; i < 2; ++i) {
+    s.frames = i == 0 ? 50 : 500;
+    const std::string path = fixtures::WriteTempMedia(i == 0 ? "short.avi" : "long.avi", s);
+    const long long before = BytesRead();
+    if (before < 0) GTEST_SKIP() << "/proc/self/io cannot be read here";
+    clip *c = pr.p->AddMedia(pr.root(), path.c_str(), 0, i);
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(c->GetSize(), s.frames * 200);
+    pr.At(0);
+    read[i] = BytesRead() - before;
+  }
+  std::printf("bytes read to import and show a frame: %lld (10 s), %lld (100 s)\n", read[0], read[1]);
+  EXPECT_LE(read[1], read[0] * 12 / 10);
 }
