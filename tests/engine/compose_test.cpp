@@ -247,22 +247,6 @@ TEST(Compose, EditMarksAppearOnlyInTheEditingView) {
   EXPECT_EQ(FirstDifference(pr.At(100), made), "");
 }
 
-TEST(Compose, AFrameDependsOnlyOnTheTime) {
-  project pr;
-  clip *b = pr.Still(pr.root(), "b.bmp", 30, 20, 0, 5000, 0);
-  clip *t = pr.p->AddGenerator(pr.root(), CLIP_SRC_TEXT, 500, 3000, 1);
-  ASSERT_TRUE(b && t);
-  Key(b, clipvar::IDS_START_OPACITY, 0, 0.3);
-  Key(b, clipvar::IDS_START_OPACITY, 3000, 0.9);
-  t->ClipSetText("purity");
-  Key(t, clipvar::IDS_STR_FONTSIZE, 0, 10);
-  Key(t, clipvar::IDS_STR_FONTSIZE, 3000, 60);
-  const refpic first = pr.At(1000);
-  pr.At(2500);
-  pr.At(1000);
-  EXPECT_EQ(FirstDifference(pr.At(1000), first), "");
-}
-
 TEST(Compose, ProcessingMessagesNameTheSteps) {
   project pr;
   clip *b = pr.Still(pr.root(), "b.bmp", 30, 20, 0, 5000, 0);
