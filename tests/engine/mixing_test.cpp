@@ -44,13 +44,10 @@ std::vector<int16_t> Mix(project &pr, int from, int ms) {
 }  // namespace
 
 TEST(Mixing, BlockTimesRoundTowardsMinusInfinity) {
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1), -1000);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(999), 0);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(1000), 1000);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1000), -1000);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1001), -2000);
-  // The lowest whole second that an int holds.
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(INT32_MIN), -2147483000);
+  std::vector<int> got;
+  for (int t : {-1, 999, 1000, -1000, -1001, INT32_MIN}) got.push_back(clip::ClipTime2AudioBlockTime(t));
+  // The last: the lowest whole second that an int holds.
+  EXPECT_EQ(got, (std::vector<int>{-1000, 0, 1000, -1000, -2000, -2147483000}));
 }
 
 TEST(Mixing, OverlappingClipsAddAndWrapAround) {
@@ -70,9 +67,7 @@ TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
   project pr;
   clip *c = Constant(pr, "small.wav", 22050, 1, 8, 200, 1500);
   ASSERT_NE(c, nullptr);
-  EXPECT_EQ(c->GetSize(), 1500);
-  EXPECT_TRUE(c->CheckAudio());
-  EXPECT_FALSE(c->CheckVideo());
+  EXPECT_EQ(std::tuple(c->GetSize(), c->CheckAudio(), c->CheckVideo()), std::tuple(1500, true, false));
   // (200 - 128) * 255 = 18360 on both channels.
   const std::vector<int16_t> s = Mix(pr, 0, 1000);
   EXPECT_TRUE(All(s, 0, 44100, 18360));

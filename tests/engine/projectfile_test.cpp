@@ -111,10 +111,10 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
       Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
       (ints{800, 2300, 700, 1, 2, 0, 28, 103, 0}));
   clip *sub = pr.root()->GetChild(2);
-  EXPECT_EQ(I32(SaveOf(pr.root()->GetChild(1)), 1176), 172);
-  EXPECT_EQ(I32(SaveOf(sub), 1176), 412);
-  EXPECT_EQ(I32(SaveOf(sub->GetChild(0)), 1176), 568);
-  EXPECT_EQ(I32(SaveOf(sub), 1152), 1);
+  // Source types of the text, the sub-arrangement and its gradient; the sub-arrangement's master.
+  EXPECT_EQ((ints{I32(SaveOf(pr.root()->GetChild(1)), 1176), I32(SaveOf(sub), 1176),
+                  I32(SaveOf(sub->GetChild(0)), 1176), I32(SaveOf(sub), 1152)}),
+            (ints{172, 412, 568, 1}));
 }
 
 TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
@@ -137,10 +137,9 @@ TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
   EXPECT_TRUE(root->GetChild(2)->IsArrangement());
   EXPECT_FALSE(root->GetChild(2)->IsMediaMissing());
   clip *t = root->GetChild(1);
-  EXPECT_STREQ(t->GetFont(), "DejaVu Serif");
-  EXPECT_EQ(t->ClipGetTextAlign(), 2);
-  EXPECT_EQ(root->GetMakeStart(), 250);
-  EXPECT_EQ(root->GetMakeEnd(), 4750);
+  EXPECT_EQ(
+      std::tuple(std::string(t->GetFont()), t->ClipGetTextAlign(), root->GetMakeStart(), root->GetMakeEnd()),
+      std::tuple("DejaVu Serif", 2, 250, 4750));
   clip *b = pr.root()->GetChild(2)->GetChild(1), *lb = root->GetChild(2)->GetChild(1);
   EXPECT_EQ(lb->GetVideoEffectCount(), b->GetVideoEffectCount());
   EXPECT_EQ(lb->GetAudioEffectCount(), 2);
@@ -256,8 +255,8 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
   EXPECT_FALSE(f->IsMediaMissing());
   EXPECT_EQ(ui.last_text,
             "Do you want to load\n\"" + pr.dir.file("pic.bmp") + "\"\n Instead of\n" + media + "/pic.bmp");
-  EXPECT_STREQ(f->GetFileName(), pr.dir.file("pic.bmp").c_str());
-  EXPECT_STREQ(f->GetName(), "my picture");
+  EXPECT_EQ(std::pair(std::string(f->GetFileName()), std::string(f->GetName())),
+            std::pair(pr.dir.file("pic.bmp"), std::string("my picture")));
   EXPECT_DOUBLE_EQ(f->GetTimeFloat(clipvar::IDS_START_OPACITY, 0), 0.25);
 }
 
@@ -364,10 +363,9 @@ TEST(Project, ANewProjectForgetsTheOldOne) {
   pr.root()->SetVideoMute(true);
   pr.root()->SetName("old");
   ASSERT_TRUE(pr.p->New(320, 136, 4000));
-  EXPECT_EQ(pr.root()->GetChildCount(), 0);
-  EXPECT_FALSE(pr.root()->GetVideoMute());
-  EXPECT_EQ(pr.p->Length(), 4000);
-  EXPECT_EQ(pr.root()->GetFps(), 30);
+  EXPECT_EQ(
+      std::tuple(pr.root()->GetChildCount(), pr.root()->GetVideoMute(), pr.p->Length(), pr.root()->GetFps()),
+      std::tuple(0, false, 4000, 30));
   KORSurface *pic = pr.p->Compose(0);
   ASSERT_NE(pic, nullptr);
   EXPECT_EQ(pic->width, 720);

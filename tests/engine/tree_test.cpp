@@ -54,8 +54,7 @@ TEST_F(Tree, TracksCountFreeAndCheckOverlaps) {
   EXPECT_TRUE(root.ClipChildTrackCheck(a, 0));  // a clip never overlaps itself
   // Freeing track 1 moves tracks 1 and up down by one.
   EXPECT_EQ(root.ClipTrackFree(1), 4);
-  EXPECT_EQ(a->GetTrack(), 0);
-  EXPECT_EQ(b->GetTrack(), 3);
+  EXPECT_EQ(std::pair(a->GetTrack(), b->GetTrack()), std::pair(0, 3));
   EXPECT_EQ(root.ClipTrackFree(0), 5);
   EXPECT_EQ(a->GetTrack(), 1);
 }
@@ -66,10 +65,7 @@ TEST_F(Tree, CompressingMovesChildrenUpWhereTheirTimeIsFree) {
   clip *c = Child(1000, 1000, 5);  // touches a: rises to track 0? b is in the way on 1
   clip *d = Child(3000, 100, 4);   // free all the way up
   root.ClipCompressTracks();
-  EXPECT_EQ(a->GetTrack(), 0);
-  EXPECT_EQ(b->GetTrack(), 1);
-  EXPECT_EQ(c->GetTrack(), 2);
-  EXPECT_EQ(d->GetTrack(), 0);
+  EXPECT_EQ(std::tuple(a->GetTrack(), b->GetTrack(), c->GetTrack(), d->GetTrack()), std::tuple(0, 1, 2, 0));
   // In a drawn view the same holds at its pixel scale.
   root.SetArrangeArea(RECT{10, 10, 1010, 400});
   root.SetVisibleSpan(4000);
@@ -87,9 +83,7 @@ TEST_F(Tree, DeletingChildrenKeepsTheListAndTheCurrentChildRight) {
   EXPECT_EQ(root.ChildDelete(b), QA_UPDATE);
   EXPECT_EQ(root.GetAudioMaster(), nullptr);
   ASSERT_EQ(root.GetChildCount(), 2);
-  EXPECT_EQ(root.GetChild(0), a);
-  EXPECT_EQ(root.GetChild(1), c);
-  EXPECT_EQ(root.GetCurrentChild(), a);
+  EXPECT_EQ(std::tuple(root.GetChild(0), root.GetChild(1), root.GetCurrentChild()), std::tuple(a, c, a));
   root.ChildDelete(a);
   root.ChildDelete(c);
   EXPECT_EQ(root.GetChildCount(), 0);
@@ -114,10 +108,9 @@ TEST_F(Tree, DeletingFromTheArrangementAsksThenClosesTheGap) {
   EXPECT_NE(root.ArrangeChildDelete(), 0u);
   ui.answer_yes = false;
   ASSERT_EQ(root.GetChildCount(), 3);
-  EXPECT_EQ(a->GetPosition(), 0);
-  EXPECT_EQ(c->GetPosition(), 1000);  // moved into the gap on its track
-  EXPECT_EQ(d->GetPosition(), 500);   // another track keeps its time
-  EXPECT_EQ(d->GetTrack(), 1);        // still overlaps a and c
+  // c moves into the gap on its track; d, on another, keeps its time and track (it overlaps a and c).
+  EXPECT_EQ(std::tuple(a->GetPosition(), c->GetPosition(), d->GetPosition(), d->GetTrack()),
+            std::tuple(0, 1000, 500, 1));
   EXPECT_EQ(root.GetCriticalCount(), 0);
 }
 
@@ -171,9 +164,8 @@ TEST_F(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
   ASSERT_NE(v, nullptr);
   ASSERT_EQ(v->MediaDuration(), 2000);
   EXPECT_EQ(v->GetSize(), 2000);
-  EXPECT_EQ(v->CTMGetValue(0), 0);
-  EXPECT_EQ(v->CTMGetValue(2000), 2000);
-  EXPECT_EQ(v->CTMGetValue(5000), 2000);  // held at the end
+  EXPECT_EQ(std::tuple(v->CTMGetValue(0), v->CTMGetValue(2000), v->CTMGetValue(5000)),
+            std::tuple(0, 2000, 2000));  // held at the end
   EXPECT_NEAR(v->CTMGetValue(1000), 1000, 1);
   pr.At(1000);
   EXPECT_EQ(fixtures::ShownFrame(v->GetFrameSurface(), 50), 25);
@@ -248,10 +240,8 @@ TEST_F(Arrangement, ZoomBandAndDragFollowTheirLimits) {
 TEST_F(Arrangement, TheSliderDefaultCountsTheStartTwice) {
   clip *c = Child(2000, 3000, 0);
   EXPECT_EQ(c->ClipResetArrangeSlider(), 1);
-  EXPECT_EQ(c->GetVisibleSpan(), 7000);
-  EXPECT_EQ(c->GetViewStart(), 2000);
-  EXPECT_EQ(c->GetMakeStart(), 2000);
-  EXPECT_EQ(c->GetMakeEnd(), 5000);
+  EXPECT_EQ(std::tuple(c->GetVisibleSpan(), c->GetViewStart(), c->GetMakeStart(), c->GetMakeEnd()),
+            std::tuple(7000, 2000, 2000, 5000));
   c->SetPosition(0);
   c->ClipResetArrangeSlider();  // a span already set stays
   EXPECT_EQ(c->GetVisibleSpan(), 7000);
