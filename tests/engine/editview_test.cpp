@@ -102,8 +102,7 @@ TEST_F(EditView, PanesTracksAndClipRectanglesFollowZoomAndBand) {
   EXPECT_EQ(root.ArrScroll(1), 0u);
   Layout();
   EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{L + 200, 355, L + 600, 435}));
-  EXPECT_EQ(root.ArrTimeAt(L + 200), 6000);
-  EXPECT_EQ(root.ArrXAt(6000), L + 200);
+  EXPECT_EQ(std::pair(root.ArrTimeAt(L + 200), root.ArrXAt(6000)), std::pair(6000, L + 200));
 }
 
 TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
@@ -183,10 +182,8 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   tf.SetViewingRange(0, 1000);
   tf.Layout(RECT{100, 100, 201, 151});
   // 1000 ms over 100 columns, 1.0 over 50 rows, both rounded.
-  EXPECT_EQ(tf.KeyX(500), 150);
-  EXPECT_EQ(tf.KeyY(0.5), 125);
-  EXPECT_EQ(tf.KeyY(1.0), 100);
-  EXPECT_EQ(tf.TimeAtX(163), 630);
+  EXPECT_EQ(std::tuple(tf.KeyX(500), tf.KeyY(0.5), tf.KeyY(1.0), tf.TimeAtX(163)),
+            std::tuple(150, 125, 100, 630));
   EXPECT_DOUBLE_EQ(tf.ValueAtY(140), 0.2);
   EXPECT_EQ(tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0),
             uint32_t(QA_CAPTURE | QA_CHANGED | QA_UPDATE));
@@ -194,8 +191,7 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   ASSERT_EQ(tf.HasValues(), 1);
   EXPECT_EQ(tf.Keys()[0].time, 630);
   EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.2);
-  EXPECT_EQ(tf.KeyAt(POINT{166, 137}), 0);
-  EXPECT_EQ(tf.KeyAt(POINT{168, 140}), -1);
+  EXPECT_EQ(std::pair(tf.KeyAt(POINT{166, 137}), tf.KeyAt(POINT{168, 140})), std::pair(0, -1));
   // A second key, then the first dragged: it stops a millisecond short of its neighbour.
   tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{180, 100}, 0);
   tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{180, 100}, 0);
@@ -312,8 +308,7 @@ TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   Command(CMD_CLIP_DUPLICATE);
   ASSERT_EQ(root.GetChildCount(), 3);
   clip *d = root.GetChild(2);
-  EXPECT_EQ(d->GetPosition(), 8000);
-  EXPECT_EQ(d->GetTrack(), 0);
+  EXPECT_EQ(Place(d), place(8000, 2000, 0, 0));
   EXPECT_STREQ(d->GetName(), "B copy");
   EXPECT_EQ(log.said, (said{"begin Duplicate", "inserted", "end"}));
   // No room after A on its track: the copy goes onto a new track.
@@ -370,9 +365,7 @@ TEST_F(EditView, GeneratedClipsGoOntoANewTrackAtTheCurrentTime) {
   Command(CMD_ADD_GRADIENT);
   ASSERT_EQ(root.GetChildCount(), 3);
   clip *g = root.GetChild(2);
-  EXPECT_EQ(g->GetTrack(), 2);
-  EXPECT_EQ(g->GetPosition(), 8500);
-  EXPECT_EQ(g->GetSize(), 1500);  // up to the end of the arrangement
+  EXPECT_EQ(Place(g), place(8500, 1500, 0, 2));  // up to the end of the arrangement
   EXPECT_EQ(log.said, (said{"begin Add Gradient", "inserted", "end"}));
   // A text asks for its words; cancelling adds nothing.
   EXPECT_EQ(Command(CMD_ADD_TEXT), 0u);
@@ -437,8 +430,8 @@ TEST_F(EditView, TheViewIsDrawnWhereTheLayoutPutsIt) {
   // its trim grips at both ends.
   EXPECT_EQ(hdc.GetPixel(L + 700, 375), ui::kClip);
   EXPECT_EQ(hdc.GetPixel(L + 300, 415), ui::kClipSelected);
-  EXPECT_EQ(hdc.GetPixel(L + 201, 415), ui::kAccent);
-  EXPECT_EQ(hdc.GetPixel(L + 498, 415), ui::kAccent);
+  EXPECT_EQ(std::pair(hdc.GetPixel(L + 201, 415), hdc.GetPixel(L + 498, 415)),
+            std::pair(ui::kAccent, ui::kAccent));
   // An empty track and the ruler's background.
   EXPECT_EQ(hdc.GetPixel(L + 100, 360), ui::kTrackA);
   EXPECT_EQ(hdc.GetPixel(L + 150, 333), ui::kPanel);

@@ -105,9 +105,7 @@ TEST(Making, FifteenFramesOverOneSecondCoverItExactly) {
   // The composed pictures and the tone's samples, as they are.
   for (int i : {0, 14}) EXPECT_EQ(FirstDifference(rec.pictures[size_t(i)], pr.At(want[size_t(i)])), "") << i;
   EXPECT_EQ(rec.wrongsamples, 0);
-  EXPECT_EQ(rec.opened, 1);
-  EXPECT_EQ(rec.closed, 1);
-  EXPECT_EQ(pr.root()->GetBusyState(), 0);
+  EXPECT_EQ(std::tuple(rec.opened, rec.closed, pr.root()->GetBusyState()), std::tuple(1, 1, 0));
   char name[500];
   ASSERT_TRUE(rec.GetFileName(name, sizeof name));
   EXPECT_EQ(std::string(name), pr.dir.file("out.bin"));
@@ -275,9 +273,9 @@ TEST(MakeSetup, ThePluginAgreesAndLearnsLengthAndTextsThenSoundIsMadeAtChoice95)
   ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
   EXPECT_EQ(fixtures::FormatRow(pr.root()->GetOutputFormat()),
             (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
-  EXPECT_EQ(plugin.length, 400);
-  EXPECT_STREQ(plugin.title, "Root Name");  // no title of its own: the root's name
-  EXPECT_EQ(plugin.copyrightset, 0);        // empty texts are not passed
+  // No title of its own: the root's name; empty texts are not passed.
+  EXPECT_EQ(std::tuple(plugin.length, std::string(plugin.title), plugin.copyrightset),
+            std::tuple(400, "Root Name", 0));
 
   clip::projecttexts t;
   t.title = "Title";
@@ -287,10 +285,9 @@ TEST(MakeSetup, ThePluginAgreesAndLearnsLengthAndTextsThenSoundIsMadeAtChoice95)
   pr.root()->SetProjectTexts(t);
   recorder again(pr.root());
   ASSERT_EQ(pr.root()->StartMaking(&again), 1);
-  EXPECT_STREQ(again.title, "Title");
-  EXPECT_STREQ(again.author, "Author");
-  EXPECT_STREQ(again.comment, "Comment");
-  EXPECT_EQ(again.copyrightset, 0);
+  EXPECT_EQ(std::tuple(std::string(again.title), std::string(again.author), std::string(again.comment),
+                       again.copyrightset),
+            std::tuple("Title", "Author", "Comment", 0));
 }
 
 TEST(MakeSetup, TheMadeFileGoesToTheDesktopOpenerWhenThePreferenceIsOn) {

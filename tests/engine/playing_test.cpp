@@ -76,8 +76,7 @@ TEST(PlayQueue, SoundRingWrapsAndClockCountsWhatWasPulled) {
   // Empty: silence, and the clock stands still.
   out[0] = 5;
   EXPECT_EQ(q.SoundGet(out.data(), 10), 0);
-  EXPECT_EQ(out[0], 0);
-  EXPECT_EQ(q.Clock(), 6000);
+  EXPECT_EQ(std::pair(int(out[0]), q.Clock()), std::pair(0, 6000));
 }
 
 TEST(PlayQueue, TheWindowTakesTheNewestDuePictureAndStalePicturesMakeRoom) {
@@ -95,9 +94,7 @@ TEST(PlayQueue, TheWindowTakesTheNewestDuePictureAndStalePicturesMakeRoom) {
   // At 100 ms frames 1 and 2 are due: 2 is shown, 1 dropped; while 2 is held nothing moves.
   int t = -1, f = -1;
   ASSERT_NE(q.PictureDue(100, &t, &f), nullptr);
-  EXPECT_EQ(t, 80);
-  EXPECT_EQ(f, 2);
-  EXPECT_EQ(q.Dropped(), 2);
+  EXPECT_EQ(std::tuple(t, f, q.Dropped()), std::tuple(80, 2, 2));
   EXPECT_EQ(q.PictureDue(1000, &t, &f), nullptr);
   q.PictureDone();
   EXPECT_EQ(q.PicturesWaiting(), 2);
