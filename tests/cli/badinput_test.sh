@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# Bad input as a new user gives it: damaged projects and media, output where none can be
-# written, Ctrl-C while saving, plugins that are no plugins, absurd header sizes. Each ends
-# with one clear line on stderr and status 1 (never a signal or a core dump), and nothing the
-# user had is lost.
+# Bad input as a new user gives it: each ends with one clear line on stderr and status 1 (never
+# a signal or a core dump), and nothing the user had is lost.
 # Usage: badinput_test.sh LUMIVAXEL BUILD_DEMO
 set -u
 lv="$1"
@@ -50,9 +48,8 @@ grep -q 'avi.so' "$dir/stdout" || fail "the real plugins were lost among bad one
 check "make with bad plugins" 1 env LUMIVAXEL_PLUGIN_PATH="$dir/plugins" "$lv" make "$project" -o "$dir/m.xyz"
 expect_line "no export plugin writes"
 
-# Media that cannot be read: the project still opens and makes, the clip shows as missing, and a
-# warning line names each such medium.
-# Absurd sizes in headers: no allocation beyond the caps, no crash.
+# Media that cannot be read (absurd header sizes, a cut video): the project still opens and makes,
+# and a warning line names each such medium.
 python3 - "$dir" <<'PY'
 import struct, sys
 d = sys.argv[1]
