@@ -63,16 +63,6 @@ TEST(Mixing, OverlappingClipsAddAndWrapAround) {
   EXPECT_TRUE(All(late, 0, 22050, 30000));
 }
 
-TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
-  project pr;
-  clip *c = Constant(pr, "small.wav", 22050, 1, 8, 200, 1500);
-  ASSERT_NE(c, nullptr);
-  EXPECT_EQ(std::tuple(c->GetSize(), c->CheckAudio(), c->CheckVideo()), std::tuple(1500, true, false));
-  // (200 - 128) * 255 = 18360 on both channels.
-  const std::vector<int16_t> s = Mix(pr, 0, 1000);
-  EXPECT_TRUE(All(s, 0, 44100, 18360));
-}
-
 TEST(Mixing, HighRatesAreHeardAtOneFramePerSecond) {
   // A second of 96 kHz stereo is 384 000 bytes, more than a work buffer holds.
   project pr;

@@ -30,11 +30,11 @@ using ints = std::vector<int32_t>;
 
 // A project of every kind of clip: stills with keys and an offset, a text and a gradient,
 // a sub-arrangement with children, effects with keys (every type on b), an audio master, mutes.
-void BuildRich(project &pr, const std::string &folder) {
+void BuildRich(project &pr) {
   clip *root = pr.root();
   root->SetName("rich");
   root->SetMakeRange(250, 4750);
-  clip *a = pr.p->AddMedia(root, WriteBmp(folder + "/a.bmp", 12, 10, PatternPixel).c_str(), 100, 2, 3000);
+  clip *a = pr.Still(root, "a.bmp", 12, 10, 100, 3000, 2);
   ASSERT_NE(a, nullptr);
   a->SetOffset(700);  // start 800, length 2300, offset 700
   Key(a, clipvar::IDS_DST_L, 0, -0.25);
@@ -55,7 +55,7 @@ void BuildRich(project &pr, const std::string &folder) {
   sub->SetFileName("/this/would/be/imported.avi");  // an arrangement is restored, never imported
   clip *g = pr.p->AddGenerator(sub, CLIP_SRC_GRADIENT, 0, 1000, 0);
   Key(g, clipvar::IDS_COLOR_RB_A, 0, 0.25);
-  clip *b = pr.p->AddMedia(sub, WriteBmp(folder + "/b.bmp", 6, 6, PatternPixel).c_str(), 500, 1, 800);
+  clip *b = pr.Still(sub, "b.bmp", 6, 6, 500, 800, 1);
   ASSERT_NE(b, nullptr);
   size_t n = 0;
   const effecttype *types = EffectTypes(&n);
@@ -96,7 +96,7 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
 
 TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   project pr;
-  BuildRich(pr, pr.dir.path());
+  BuildRich(pr);
   pr.root()->ChangeVideoFps(638);
   const bytes b = SaveOf(pr.root());
   // Three children, an arrangement, the sub-arrangement (child 2) the audio master, 160 x 120
@@ -119,7 +119,7 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
 
 TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
   project pr;
-  BuildRich(pr, pr.dir.path());
+  BuildRich(pr);
   const std::string first = pr.dir.file("rich.vmp"), second = pr.dir.file("again.vmp");
   ASSERT_TRUE(pr.p->Save(first.c_str()));
   const std::string before = pr.p->Describe();
@@ -285,7 +285,7 @@ TEST(ProjectFile, AMissingFileCanBeLocated) {
 
 TEST(ProjectFile, DuplicatesAreDeepCopies) {
   project pr;
-  BuildRich(pr, pr.dir.path());
+  BuildRich(pr);
   // Something planted under the old fixed name in the temporary folder changes nothing.
   const char *old = std::getenv("TMPDIR");
   const std::string saved = old ? old : "";
@@ -308,7 +308,7 @@ TEST(ProjectFile, DuplicatesAreDeepCopies) {
 
 TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   project pr;
-  clip *m = pr.p->AddMedia(pr.root(), WriteBmp(pr.dir.file("u.bmp"), 8, 6, PatternPixel).c_str(), 0, 0, 2000);
+  clip *m = pr.Still(pr.root(), "u.bmp", 8, 6, 0, 2000, 0);
   ASSERT_NE(m, nullptr);
   Key(m->VideoEffectAdd(103), fxid::IDS_OPACITY, 10, -0.5);
   m->VideoEffectAdd(111);
