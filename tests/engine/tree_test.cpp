@@ -193,29 +193,20 @@ TEST_F(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
 
 TEST_F(Arrangement, ZoomBandAndDragFollowTheirLimits) {
   root.SetSize(60000);
-  using op = uint32_t (clip::*)();
-  // span or band before, the step, what it answers, span or band after
-  const struct {
-    int before;
-    op step;
-    uint32_t answer;
-    int after;
-  } zooms[] = {{45, &clip::ArrZoomIn, QA_UPDATE, 30},        {30, &clip::ArrZoomIn, 0, 30},
-               {40000, &clip::ArrZoomOut, QA_UPDATE, 60000}, {60000, &clip::ArrZoomOut, 0, 60000},
-               {60000, &clip::ArrZoomAll, 0, 60000},         {1000, &clip::ArrZoomAll, QA_UPDATE, 60000}},
-    bands[] = {{300, &clip::ArrBandIn, QA_UPDATE, 512},
-               {512, &clip::ArrBandIn, 0, 512},
-               {15, &clip::ArrBandOut, QA_UPDATE, 10},
-               {10, &clip::ArrBandOut, 0, 10}};
-  for (const auto &z : zooms) {
-    root.SetVisibleSpan(z.before);
-    EXPECT_EQ((root.*z.step)(), z.answer) << z.before;
-    EXPECT_EQ(root.GetVisibleSpan(), z.after) << z.before;
-  }
-  for (const auto &b : bands) {
-    root.SetBandHeight(b.before);
-    EXPECT_EQ((root.*b.step)(), b.answer) << b.before;
-    EXPECT_EQ(root.GetBandHeight(), b.after) << b.before;
+  using step = uint32_t (clip::*)();
+  const step steps[] = {&clip::ArrZoomIn, &clip::ArrZoomOut, &clip::ArrZoomAll, &clip::ArrBandIn,
+                        &clip::ArrBandOut};
+  // span (steps 0-2) or band (3-4) before, the step, its answer, the span or band after
+  const int rows[][4] = {{45, 0, QA_UPDATE, 30},       {30, 0, 0, 30},
+                         {40000, 1, QA_UPDATE, 60000}, {60000, 1, 0, 60000},
+                         {60000, 2, 0, 60000},         {1000, 2, QA_UPDATE, 60000},
+                         {300, 3, QA_UPDATE, 512},     {512, 3, 0, 512},
+                         {15, 4, QA_UPDATE, 10},       {10, 4, 0, 10}};
+  for (const auto &r : rows) {
+    const bool zoom = r[1] < 3;
+    zoom ? root.SetVisibleSpan(r[0]) : root.SetBandHeight(r[0]);
+    EXPECT_EQ((root.*steps[r[1]])(), uint32_t(r[2])) << r[0] << " step " << r[1];
+    EXPECT_EQ(zoom ? root.GetVisibleSpan() : root.GetBandHeight(), r[3]) << r[0] << " step " << r[1];
   }
   // Fitting the tracks into the area: many tracks stop at 10, one track at 512.
   root.SetArrangeArea(RECT{0, 0, 800, 2000});
