@@ -216,7 +216,7 @@ TEST(ProjectFile, SavingIsAtomic) {
   EXPECT_EQ(entries, 2);  // keep.vmp and folder.vmp
 }
 
-TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
+TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
   project pr;
   const std::string media = pr.dir.file("media");
   std::filesystem::create_directory(media);
@@ -229,7 +229,7 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
   std::filesystem::remove(media + "/pic.bmp");
 
   headless_dialogs &ui = HeadlessDialogs();
-  const int shown = ui.boxes_shown;
+  int shown = ui.boxes_shown;
   vemoproject loaded;
   ASSERT_TRUE(loaded.Load(path.c_str()));
   clip *m = loaded.Root()->GetChild(0);
@@ -258,26 +258,23 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
   EXPECT_EQ(std::pair(std::string(f->GetFileName()), std::string(f->GetName())),
             std::pair(pr.dir.file("pic.bmp"), std::string("my picture")));
   EXPECT_DOUBLE_EQ(f->GetTimeFloat(clipvar::IDS_START_OPACITY, 0), 0.25);
-}
 
-TEST(ProjectFile, AMissingFileCanBeLocated) {
-  project pr;
-  headless_dialogs &ui = HeadlessDialogs();
+  // An import of a file that is gone can be pointed elsewhere.
   vemowin context;
-  clip c(&context);
+  clip e(&context);
   ui.answer_yes = true;
   ui.file_answer = WriteBmp(pr.dir.file("elsewhere.bmp"), 4, 4, PatternPixel);
-  EXPECT_EQ(c.ClipImport("/nowhere/at/all.bmp"), 1);
+  EXPECT_EQ(e.ClipImport("/nowhere/at/all.bmp"), 1);
   ui.answer_yes = false;
   ui.file_answer.clear();
-  EXPECT_STREQ(c.GetFileName(), pr.dir.file("elsewhere.bmp").c_str());
-  EXPECT_STREQ(c.GetName(), "elsewhere.bmp");
+  EXPECT_STREQ(e.GetFileName(), pr.dir.file("elsewhere.bmp").c_str());
+  EXPECT_STREQ(e.GetName(), "elsewhere.bmp");
   // Cancelled: the import fails and the clip is marked.
   clip d(&context);
   EXPECT_EQ(d.ClipImport("/nowhere/at/all.bmp"), 0);
   EXPECT_TRUE(d.IsMediaMissing());
   // A file no reader takes fails without a question.
-  const int shown = ui.boxes_shown;
+  shown = ui.boxes_shown;
   std::ofstream(pr.dir.file("junk.bin")) << "not a medium";
   EXPECT_EQ(d.ClipImport(pr.dir.file("junk.bin").c_str()), 0);
   EXPECT_EQ(ui.boxes_shown, shown);
