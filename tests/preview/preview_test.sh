@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # The preview window end to end under a private Xvfb: the paused picture against `frame`, keys
-# read back from the window's title, the sound handed to the device against `make`, and ten
-# seconds of playing.
+# read back from the window's title, and ten seconds played with the sound against `make`.
 # Usage: preview_test.sh LUMIVAXEL BUILD_DEMO
 set -u
 lv="$1"
@@ -72,23 +71,17 @@ PY
   finish
 fi
 
-# Sound: two seconds played from 0 through the disk driver equal the sound made over 0..2 s.
+# Ten seconds played through the disk driver: the first two equal the sound made over 0..2 s.
+# How closely the picture kept to the sound is printed, not judged: on a shared machine it
+# measures the load (the play job's pacing is checked by the engine's unit tests).
 "$lv" make demo.vmp -o made.avi --to 2 --option codec=raw > /dev/null 2>&1 || fail "make"
 ffmpeg -loglevel error -y -i made.avi -vn -f s16le -c:a pcm_s16le made.raw
 if SDL_AUDIODRIVER=disk SDL_DISKAUDIOFILE="$dir/played.raw" start; then
-  waitfor 'playing  0:0[3-9]'
-  finish
-  [ "$(head -c 352800 played.raw | cmp - made.raw 2>&1)" = "" ] && [ "$(stat -c %s made.raw)" = 352800 ] ||
-    fail "the sound played differs from the sound made"
-fi
-
-# Ten seconds of playing must play through; how closely the picture kept to the sound is
-# printed, not judged: on a shared machine it measures the load (the play job's pacing is
-# checked by the engine's unit tests).
-if start; then
   waitfor 'playing  0:10' 20
   finish
   echo "ten seconds: $(cat out.txt)"
+  [ "$(head -c 352800 played.raw | cmp - made.raw 2>&1)" = "" ] && [ "$(stat -c %s made.raw)" = 352800 ] ||
+    fail "the sound played differs from the sound made"
 fi
 
 [ "$failures" = 0 ] && echo "preview: all checks passed"
