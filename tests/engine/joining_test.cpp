@@ -221,15 +221,20 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
 
 TEST(ParallelMaking, TheFileIsTheSameForOneTwoAndFourThreads) {
   segmentproject pr(true, true, 13 * 40);  // 13 frames: not a multiple of any thread count
-  // A half-transparent picture in picture of a video medium, read by each composer on its own.
+  // A video with its own sound, under a half-transparent picture in picture of itself, read by
+  // each composer on its own.
   const fixtures::media_recipe v{.video_codec = "rawvideo",
                                  .pix_fmt = "bgr24",
                                  .gradient = true,
                                  .width = 96,
                                  .height = 72,
-                                 .frames = 20};
-  clip *pip = pr.p->AddMedia(pr.root(), fixtures::WriteTempMedia("parallel.avi", v).c_str(), 40, 0);
-  ASSERT_NE(pip, nullptr);
+                                 .frames = 20,
+                                 .audio_codec = "pcm_s16le",
+                                 .audio_rate = 44100,
+                                 .audio_samples = 44100};
+  const std::string video = fixtures::WriteTempMedia("parallel.avi", v);
+  clip *pip = pr.p->AddMedia(pr.root(), video.c_str(), 40, 0);
+  ASSERT_TRUE(pip && pr.p->AddMedia(pr.root(), video.c_str(), 0, 4));
   SetDst(pip, 0, frac{0.1, 0.2, 0.55, 0.7});
   Key(pip, clipvar::IDS_START_OPACITY, 0, 0.6);
   const std::string saved = pr.dir.file("parallel.vmp");
