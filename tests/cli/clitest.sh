@@ -1,6 +1,6 @@
 # Shared by the command-line tests (sourced): a scratch folder $dir, fail(), check() and
-# expect_line() on one command's status and stderr, interrupt(), and the demo project.
-# Leak reports of a sanitizer build must not add lines to the one-line errors checked here.
+# expect_line() on one command's status and stderr, interrupt(), and the demo project. (Leak
+# reports of a sanitizer build must not add lines to the one-line errors.)
 export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}print_suppressions=0"
 dir="$(mktemp -d "/tmp/lv-$1-XXXXXX")"
 trap 'rm -rf "$dir"' EXIT
@@ -16,16 +16,14 @@ check() {  # check DESCRIPTION EXPECTED_STATUS COMMAND...
 expect_line() {  # the failure is one line on stderr that mentions TEXT
   [ "$(wc -l < "$dir/stderr")" = 1 ] && grep -q "$1" "$dir/stderr" || { fail "stderr should be one line about '$1':"; cat "$dir/stderr"; }
 }
-# demo_project BUILD_DEMO: ffmpeg's test pattern as video.avi and the demo project built on it
-# in $dir.
+# demo_project BUILD_DEMO: ffmpeg's test pattern as video.avi and the demo project on it in $dir.
 demo_project() {
   ffmpeg -loglevel error -y -f lavfi -i "testsrc2=size=160x120:rate=25" -t 2 -c:v mjpeg "$dir/video.avi" &&
     "$1" "$dir" "$dir/video.avi" > "$dir/stdout"
 }
 
-# interrupt PID: Ctrl-C for a background job, then its exit status in $got (KILLED when it would
-# not stop). A background job starts with Ctrl-C ignored until the program sets its own handler,
-# so on a slow machine an early one is lost: it is sent again until the program stops.
+# interrupt PID: Ctrl-C (again until it stops: a background job ignores it until the program sets
+# its own handler), then its exit status in $got (KILLED when it would not stop).
 interrupt() {
   local pid="$1"
   got=""

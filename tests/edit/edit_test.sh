@@ -1,10 +1,7 @@
 #!/usr/bin/env bash
-# The editing window end to end under a private Xvfb, driven with xdotool: a drag moves a clip
-# by ArrDragDelta of the drag, a click on a curve adds a key, the
-# effect menu adds an effect, Revert takes a pending key back, a value typed into the editor's
-# field keys the shown variable, Undo and Redo, and closing with unsaved changes
-# asks first. Every check reads the saved project back with `lumivaxel info`, never the screen.
-# Nothing is judged by time: each step waits (generously) for the window's title or the file.
+# The editing window end to end under a private Xvfb, driven with xdotool. Every check reads the
+# saved project back with `lumivaxel info`, never the screen; nothing is judged by time: each step
+# waits (generously) for the window's title or the file.
 # Usage: edit_test.sh LUMIVAXEL     (exit 77, skipped, without Xvfb or xdotool)
 set -u
 lv="$1"
@@ -18,23 +15,9 @@ window_test_start edit
 
 "$lv" edit p.vmp --size 1000x700 --verbose > out.txt 2> err.txt &
 app=$!
-win=""
-for _ in $(seq 600); do
-  win=$(xdotool search --all --pid "$app" --name '^p\.vmp' 2> /dev/null | head -1)
-  [ -n "$win" ] && break
-  sleep 0.1
-done
-[ -n "$win" ] || { echo "FAIL: no editing window: $(cat err.txt)"; exit 1; }
-title() { xdotool getwindowname "$win" 2> /dev/null; }
-# waitfor PATTERN: until the title matches (60 s at most, for loaded and sanitized runs).
-waitfor() {
-  for _ in $(seq 600); do title | grep -Eq "$1" && return 0; sleep 0.1; done
-  fail "title '$(title)' never matched '$1'"
-  return 1
-}
-key() { xdotool key --window "$win" "$@" 2> /dev/null; sleep 0.2; }
+window_of '^p\.vmp' || { echo "FAIL: no editing window: $(cat err.txt)"; exit 1; }
+keypause=0.2
 at() { xdotool mousemove --window "$win" "$1" "$2" 2> /dev/null; sleep 0.2; }
-# drag X0 Y0 X1 Y1: press, move there in four steps, release.
 drag() {
   at "$1" "$2"
   xdotool mousedown 1; sleep 0.2
@@ -42,14 +25,12 @@ drag() {
   xdotool mouseup 1; sleep 0.3
 }
 click() { at "$1" "$2"; xdotool click "${3:-1}"; sleep 0.3; }
-# save: Ctrl+S, then the title says so.
-save() {
+save() {  # save [QUESTION]: Ctrl+S (answering the question), then the title says so
   key ctrl+s
   [ -n "${1:-}" ] && { waitfor "$1" && key Return; }
   waitfor '^p\.vmp - Saved'
 }
 info() { "$lv" info p.vmp; }
-# The newest layout line of a kind: "clip \"Title\"", "arrangement", "curve".
 layout() { grep "^layout $1" out.txt | tail -1; }
 waitfor '^p\.vmp - Ready'
 for _ in $(seq 100); do [ -n "$(layout 'clip "Title"')" ] && break; sleep 0.1; done
@@ -65,8 +46,7 @@ delta=$((dx * span / (ar - al)))
 start=$(python3 -c "print('%.3f' % ((2000 + $delta) / 1000))")
 info | grep -q "track 1: text \"Title\" at $start s for 3.000 s" || fail "drag by $dx columns (delta $delta): $(info | grep Title)"
 
-# A click on the shown curve of the title keys it (where the key lands is the engine's tests'
-# part).
+# A click on the shown curve of the title keys it (where it lands is the engine tests' part).
 read -r _ _ name cl ct cr cb _ <<< "$(layout curve)"
 click $((cl + (cr - cl) * 3 / 10)) $((ct + (cb - ct) / 4))
 waitfor '^p\.vmp\* - '
@@ -87,8 +67,8 @@ key ctrl+r
 save
 info | grep -q "^ *$fxname:" && fail "Revert kept the key on $fxname: $(info)"
 
-# A value typed into the editor's field keys the shown variable at the current time (the time
-# moved onto the title first, on the ruler).
+# A value typed into the editor's field keys the shown variable at the current time (set on the
+# ruler).
 read -r _ _ al at_ ar ab _ <<< "$(layout arrangement)"
 read -r _ _ _ l t r b _ _ <<< "$(layout 'clip "Title"')"
 click $(((l + r) / 2)) $((at_ - 12))
@@ -124,10 +104,7 @@ waitfor ' - Question$' && key Escape
 waitfor '^p\.vmp\* - Still open'
 key ctrl+q
 waitfor ' - Question$' && key y
-status=0
-for _ in $(seq 600); do kill -0 "$app" 2> /dev/null || break; sleep 0.1; done
-wait "$app" || status=$?
-app=""
+ended
 [ "$status" = 0 ] || fail "exit status $status: $(cat err.txt)"
 info | grep -q '"Title copy"' || fail "closing with Yes did not save: $(info)"
 

@@ -1,11 +1,6 @@
 // The edit history: every command undone and redone to the byte, nested and empty steps.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <memory>
-#include <string>
-
-#include "core/dialogs.h"
 #include "editing/editscript.h"
 #include "engine/editjournal.h"
 
@@ -99,23 +94,6 @@ TEST_F(history, NestedStepsCancelAndCommandsThatChangeNothing) {
   EXPECT_EQ(Bytes(), original);
 }
 
-// The window's delete closes the gap on the track and compacts the tracks: every clip that moved
-// comes back with one undo.
-TEST_F(history, DeletingWithTheGapClosedIsOneStep) {
-  HeadlessDialogs().answer_yes = true;
-  clip *a0 = p.Root()->GetChild(0);
-  a0->SelectCurrent(a0->GetChild(0));
-  const std::string before = Bytes();
-  {
-    editstep step(p.Root(), "Delete");
-    ASSERT_NE(a0->ArrangeChildDelete(), 0u);
-  }
-  HeadlessDialogs().answer_yes = false;
-  ASSERT_NE(Bytes(), before);
-  ASSERT_TRUE(log->Undo());
-  EXPECT_EQ(Bytes(), before);
-}
-
 TEST(historyscale, ARecordLeavesTheChildrenOut) {
   vemoproject p;
   editscript::Generate(p, 4, 500);
@@ -129,8 +107,8 @@ TEST(historyscale, ARecordLeavesTheChildrenOut) {
   EXPECT_EQ(e.path, editrecord::clippath{2});
 }
 
-// Random commands, undos and redos; then undoing everything gives the original bytes and
-// redoing as many steps as were done gives the final ones. LUMIVAXEL_EDIT_OPS sets the count.
+// Random commands, undos and redos, then everything undone and redone, to the byte.
+// LUMIVAXEL_EDIT_OPS sets the count.
 TEST(historyproperty, RandomEditsUndoneAndRedoneWhole) {
   const long ops = editscript::Count("LUMIVAXEL_EDIT_OPS", 6000, 1500);
   const int clips = int(editscript::Count("LUMIVAXEL_EDIT_CLIPS", 40, 40));

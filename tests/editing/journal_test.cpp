@@ -1,24 +1,17 @@
 // The journal beside a project: reopening, damaged and foreign journals, and killed processes.
-#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <memory>
-#include <random>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "editing/editscript.h"
 #include "engine/editjournal.h"
+#include "support/mediafile.h"
 #include "support/wavfile.h"
 
 namespace {
@@ -26,8 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string Slurp(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
+  return std::string(b.begin(), b.end());
 }
 
 // A project opened for editing as a host opens it: loaded, then its journal followed.
@@ -78,7 +71,6 @@ TEST_F(journal, ReopeningGivesTheUndoStackBack) {
   opened b(path, true);
   EXPECT_NE(b.asked.find("has 3 edits made after it was last saved (the last: Rename)"), std::string::npos);
   EXPECT_EQ(b.Bytes(), last);
-  EXPECT_STREQ(b.log->UndoName(), "Rename");
   for (const char *name : {"Rename", "Set Key", "Move"}) {
     EXPECT_STREQ(b.log->UndoName(), name);
     ASSERT_TRUE(b.log->Undo());
@@ -162,11 +154,10 @@ TEST_F(journal, DeclinedRecoveryLeavesTheJournalAsItWas) {
   EXPECT_FALSE(fs::exists(clean + ".journal"));
 }
 
-// The crash test. A child process edits a project through the command layer and acknowledges
-// each edit on a pipe once the edit returned; it is killed with SIGKILL at a random moment.
-// Reopening with recovery must give exactly the state after the last acknowledged edit (or,
-// when the kill came after the edit was written down but before it was acknowledged, the one
-// after it). LUMIVAXEL_CRASH_KILLS sets the number of kills.
+// The crash test. A child process edits a project through the command layer, acknowledging each
+// edit on a pipe once it returned, and is killed with SIGKILL at a random moment. Reopening must
+// give the state after the last acknowledged edit (or the next one, when the kill came after it
+// was written down). LUMIVAXEL_CRASH_KILLS sets the number of kills.
 constexpr int kEdits = 24;
 constexpr int kSaveAt = 12;
 constexpr uint32_t kSeed = 77;

@@ -2,19 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
-#include <vector>
 
 #include "core/dialogs.h"
 #include "core/intarraytree.h"
 #include "core/uipalette.h"
 #include "core/vemowin.h"
-#include "effects/effect.h"
-#include "engine/clip.h"
+#include "editing/editscript.h"
 #include "engine/editcommands.h"
 #include "engine/edithistory.h"
-#include "engine/editlog.h"
-#include "engine/editrecord.h"
 #include "media/dc.h"
 
 namespace {
@@ -26,7 +21,6 @@ struct notebook : editlog {
   std::vector<std::string> said;
   void Begin(const char *what) override { said.push_back(std::string("begin ") + what); }
   void Changing(clip *c) override { said.push_back(std::string("changing ") + c->GetName()); }
-  // (Named before or after going in, depending on the command: only the fact is kept.)
   void Inserted(clip *) override { said.push_back("inserted"); }
   void Removing(clip *c) override { said.push_back(std::string("removing ") + c->GetName()); }
   void End() override { said.push_back("end"); }
@@ -45,10 +39,9 @@ struct EditView : testing::Test {
     root.SetEditLog(&log);
     a = Child("A", 2000, 3000, 1);
     b = Child("B", 6000, 2000, 0);
-    // 1072 x 600: the arrangement takes the lower 270 rows: a separator row, the 24-row ruler
-    // from 331, the tracks from 355, right of the 72 columns of track names. The whole 10 s
-    // span 1000 columns from column 72.
-    root.Layout(RECT{0, 0, 1072, 600});
+    // 1072 x 600: the 24-row ruler from 331, the tracks from 355, right of the 72 columns of
+    // track names; the whole 10 s span 1000 columns.
+    Layout();
     log.said.clear();
   }
   clip *Child(const char *name, int start, int length, int track) {
@@ -60,9 +53,18 @@ struct EditView : testing::Test {
     c->SetTrack(track);
     return c;
   }
-  uint32_t Mouse(uint32_t message, int x, int y, int keys = 0) {
-    return root.QueryAction(nullptr, message, POINT{x, y}, keys);
+  void Layout() { root.Layout(RECT{0, 0, 1072, 600}); }
+  uint32_t Mouse(uint32_t message, int x, int y) {
+    return root.QueryAction(nullptr, message, POINT{x, y}, 0);
   }
+  void Click(int x, int y) {
+    Mouse(WM_LBUTTONDOWN, x, y);
+    Mouse(WM_LBUTTONUP, x, y);
+  }
+  using said = std::vector<std::string>;
+  // A clip's start, length, offset and track.
+  using place = std::tuple<int, int, int, int>;
+  static place Place(clip *c) { return {c->GetPosition(), c->GetSize(), c->GetOffset(), c->GetTrack()}; }
   uint32_t Drag(int x0, int y0, int x1, int y1) {
     uint32_t r = Mouse(WM_LBUTTONDOWN, x0, y0);
     r |= Mouse(WM_MOUSEMOVE, (x0 + x1) / 2, (y0 + y1) / 2);
@@ -92,82 +94,69 @@ TEST_F(EditView, PanesTracksAndClipRectanglesFollowZoomAndBand) {
 
   root.ArrZoomIn();  // 5 s across
   root.ArrBandIn();  // band 80
-  root.Layout(RECT{0, 0, 1072, 600});
+  Layout();
   EXPECT_TRUE(Same(a->GetArrangeRect(), RECT{L + 400, 435, L + 1000, 515}));
   EXPECT_EQ(root.ArrScroll(2500), QA_UPDATE);
   EXPECT_EQ(root.ArrScroll(10000), QA_UPDATE);  // stops where the end is at the right edge
   EXPECT_EQ(root.GetViewStart(), 5000);
   EXPECT_EQ(root.ArrScroll(1), 0u);
-  root.Layout(RECT{0, 0, 1072, 600});
+  Layout();
   EXPECT_TRUE(Same(b->GetArrangeRect(), RECT{L + 200, 355, L + 600, 435}));
-  EXPECT_EQ(root.ArrTimeAt(L + 200), 6000);
-  EXPECT_EQ(root.ArrXAt(6000), L + 200);
+  EXPECT_EQ(std::pair(root.ArrTimeAt(L + 200), root.ArrXAt(6000)), std::pair(6000, L + 200));
 }
 
 TEST_F(EditView, APointHitsTheRulerAClipItsEndsOrATrack) {
   using H = clip::arrhit;
   H h = root.ArrHitTest(POINT{L + 350, 340});
-  EXPECT_EQ(h.part, clip::ARR_RULER);
-  EXPECT_EQ(h.time, 3500);
+  EXPECT_EQ(std::pair(h.part, h.time), std::pair(int(clip::ARR_RULER), 3500));
   h = root.ArrHitTest(POINT{L + 350, 400});
-  EXPECT_EQ(h.part, clip::ARR_CLIP);
-  EXPECT_EQ(h.child, a);
-  EXPECT_EQ(h.track, 1);
-  EXPECT_EQ(root.ArrHitTest(POINT{L + 204, 400}).part, clip::ARR_HEAD);
-  EXPECT_EQ(root.ArrHitTest(POINT{L + 205, 400}).part, clip::ARR_CLIP);
-  EXPECT_EQ(root.ArrHitTest(POINT{L + 495, 400}).part, clip::ARR_TAIL);
-  EXPECT_EQ(root.ArrHitTest(POINT{L + 500, 400}).part, clip::ARR_TRACK);
+  EXPECT_EQ(std::tuple(h.part, h.child, h.track), std::tuple(int(clip::ARR_CLIP), a, 1));
+  for (auto [x, y, part] : {std::tuple{L + 204, 400, clip::ARR_HEAD},
+                            {L + 205, 400, clip::ARR_CLIP},
+                            {L + 495, 400, clip::ARR_TAIL},
+                            {L + 500, 400, clip::ARR_TRACK},
+                            {L + 350, 100, clip::ARR_NONE}})
+    EXPECT_EQ(root.ArrHitTest(POINT{x, y}).part, part) << x << "," << y;
   h = root.ArrHitTest(POINT{L + 350, 360});
-  EXPECT_EQ(h.part, clip::ARR_TRACK);
-  EXPECT_EQ(h.child, nullptr);
-  EXPECT_EQ(h.track, 0);
-  EXPECT_EQ(root.ArrHitTest(POINT{L + 350, 100}).part, clip::ARR_NONE);
+  EXPECT_EQ(std::tuple(h.part, h.child, h.track),
+            std::tuple(int(clip::ARR_TRACK), static_cast<clip *>(nullptr), 0));
   // The later child lies above: a clip over B's place on track 0 takes the point.
   clip *c = Child("C", 6500, 500, 0);
-  root.Layout(RECT{0, 0, 1072, 600});
+  Layout();
   EXPECT_EQ(root.ArrHitTest(POINT{L + 670, 370}).child, c);
   // A clip narrower than three edges is all body.
   c->SetSize(100);
-  root.Layout(RECT{0, 0, 1072, 600});
+  Layout();
   EXPECT_EQ(root.ArrHitTest(POINT{L + 651, 370}).part, clip::ARR_CLIP);
 }
 
 TEST_F(EditView, DragsMoveAndTrimByTheDragDeltaInOneStepEach) {
   // 100 columns right: ArrDragDelta = 100 * 10000 / 1000 = 1000 ms; then up onto free track 0.
   EXPECT_TRUE(Drag(L + 350, 400, L + 450, 400) & QA_CHANGED);
-  EXPECT_EQ(a->GetPosition(), 3000);
-  EXPECT_EQ(a->GetSize(), 3000);
+  EXPECT_EQ(Place(a), place(3000, 3000, 0, 1));
   EXPECT_EQ(root.GetCurrentChild(), a);
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "end"}));
+  EXPECT_EQ(log.said, (said{"begin Move", "changing A", "end"}));
   EXPECT_TRUE(root.isDirty());
   Drag(L + 450, 400, L + 430, 370);
-  EXPECT_EQ(a->GetPosition(), 2800);
-  EXPECT_EQ(a->GetTrack(), 0);
+  EXPECT_EQ(Place(a), place(2800, 3000, 0, 0));
   // B's time is taken on track 0: A stays on its track when pushed there.
   Drag(L + 400, 370, L + 400, 400);
   Drag(L + 400, 400, L + 750, 370);
-  EXPECT_EQ(a->GetTrack(), 1);
-  EXPECT_EQ(a->GetPosition(), 6300);
+  EXPECT_EQ(Place(a), place(6300, 3000, 0, 1));
   a->SetPosition(2000);
-  root.Layout(RECT{0, 0, 1072, 600});
-  // The tail: 50 columns left shortens by 500 ms.
-  Drag(L + 497, 400, L + 447, 400);
-  EXPECT_EQ(a->GetSize(), 2500);
-  // The head: 50 columns right; the end and the material stay put.
-  root.Layout(RECT{0, 0, 1072, 600});
-  Drag(L + 201, 400, L + 251, 400);
-  EXPECT_EQ(a->GetPosition(), 2500);
-  EXPECT_EQ(a->GetOffset(), 500);
-  EXPECT_EQ(a->GetSize(), 2000);
-  // Back beyond the start of the material: the offset stops at 0.
-  root.Layout(RECT{0, 0, 1072, 600});
-  Drag(L + 251, 400, L + 151, 400);
-  EXPECT_EQ(a->GetOffset(), 0);
-  EXPECT_EQ(a->GetPosition(), 2000);
+  // The tail: 50 columns left shortens by 500 ms; the head 50 columns right keeps the end and
+  // the material in place; back beyond the start of the material the offset stops at 0.
+  for (auto [x0, x1, where] : {std::tuple{L + 497, L + 447, place(2000, 2500, 0, 1)},
+                               {L + 201, L + 251, place(2500, 2000, 500, 1)},
+                               {L + 251, L + 151, place(2000, 2500, 0, 1)}}) {
+    Layout();
+    Drag(x0, 400, x1, 400);
+    EXPECT_EQ(Place(a), where) << x0 << " to " << x1;
+  }
   // A press without a move changes nothing and leaves no step.
   log.said.clear();
   Drag(L + 300, 400, L + 300, 400);
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Move", "changing A", "cancel"}));
+  EXPECT_EQ(log.said, (said{"begin Move", "changing A", "cancel"}));
   // With "Quantize Second" chosen (the ninth of the list) moves snap to whole seconds.
   HeadlessDialogs().choice_answer = 9;
   EXPECT_TRUE(Command(CMD_QUANTIZE) & QA_CHANGED);
@@ -193,10 +182,8 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   tf.SetViewingRange(0, 1000);
   tf.Layout(RECT{100, 100, 201, 151});
   // 1000 ms over 100 columns, 1.0 over 50 rows, both rounded.
-  EXPECT_EQ(tf.KeyX(500), 150);
-  EXPECT_EQ(tf.KeyY(0.5), 125);
-  EXPECT_EQ(tf.KeyY(1.0), 100);
-  EXPECT_EQ(tf.TimeAtX(163), 630);
+  EXPECT_EQ(std::tuple(tf.KeyX(500), tf.KeyY(0.5), tf.KeyY(1.0), tf.TimeAtX(163)),
+            std::tuple(150, 125, 100, 630));
   EXPECT_DOUBLE_EQ(tf.ValueAtY(140), 0.2);
   EXPECT_EQ(tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{163, 140}, 0),
             uint32_t(QA_CAPTURE | QA_CHANGED | QA_UPDATE));
@@ -204,8 +191,7 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   ASSERT_EQ(tf.HasValues(), 1);
   EXPECT_EQ(tf.Keys()[0].time, 630);
   EXPECT_DOUBLE_EQ(tf.Keys()[0].value, 0.2);
-  EXPECT_EQ(tf.KeyAt(POINT{166, 137}), 0);
-  EXPECT_EQ(tf.KeyAt(POINT{168, 140}), -1);
+  EXPECT_EQ(std::pair(tf.KeyAt(POINT{166, 137}), tf.KeyAt(POINT{168, 140})), std::pair(0, -1));
   // A second key, then the first dragged: it stops a millisecond short of its neighbour.
   tf.QueryAction(nullptr, WM_LBUTTONDOWN, POINT{180, 100}, 0);
   tf.QueryAction(nullptr, WM_LBUTTONUP, POINT{180, 100}, 0);
@@ -223,60 +209,49 @@ TEST_F(EditView, CurveKeysAreAddedMovedAndDeletedWithTheMouse) {
   EXPECT_EQ(tf.HasValues(), 1);
 }
 
-TEST_F(EditView, TheEditorPaneEditsTheCurrentChildsVariableInOneStep) {
+TEST_F(EditView, TheEditorPaneTheListAndTheValueFieldKeyTheVariableInOneStep) {
   root.SelectCurrent(a);
-  root.Layout(RECT{0, 0, 1072, 600});
-  timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
+  Layout();
+  timefloatmgr &m = a->GetTimeFloatMgr();
+  timefloat *tf = m.GetEditCurve();
   ASSERT_NE(tf, nullptr);
   const RECT r = tf->GetDrawRect();
   ASSERT_TRUE(vemo::checkrec(r));
   // The curve spans the clip's material: offset 0 to its 3 s.
-  const POINT p{(r.left + r.right) / 2, (r.top + r.bottom) / 2};
+  const POINT p = vemo::RCCTR(r);
   log.said.clear();
-  Mouse(WM_LBUTTONDOWN, p.x, p.y);
-  Mouse(WM_LBUTTONUP, p.x, p.y);
+  Click(p.x, p.y);
   ASSERT_EQ(tf->HasValues(), 1);
   EXPECT_EQ(tf->Keys()[0].time, tf->TimeAtX(p.x));
   EXPECT_NEAR(tf->Keys()[0].time, 1500, 3000.0 / (r.right - r.left));
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Edit Variable", "changing A", "end"}));
+  EXPECT_EQ(log.said, (said{"begin Edit Variable", "changing A", "end"}));
   EXPECT_TRUE(root.ClipHasPendingEdits());
   Command(CMD_REVERT);
   EXPECT_EQ(tf->HasValues(), 0);
   EXPECT_FALSE(root.ClipHasPendingEdits());
   // A value typed into the list (a double click on its row) keys it at the current time.
   root.SetCurrentTime(2500);
-  const RECT list = a->GetTimeFloatMgr().GetListRect();
+  const RECT list = m.GetListRect();
   HeadlessDialogs().text_answer = "0.25";
   Mouse(WM_LBUTTONDBLCLK, list.left + 10, list.top + 2 + 5);
   HeadlessDialogs().text_answer.clear();
   ASSERT_EQ(tf->HasValues(), 1);
-  EXPECT_EQ(tf->Keys()[0].time, 500);
+  EXPECT_EQ(tf->Keys()[0].time, 500);  // 2.5 s on the root is 0.5 s into A
   EXPECT_DOUBLE_EQ(tf->Keys()[0].value, 0.25);
   EXPECT_TRUE(root.isDirty());
-}
-
-TEST_F(EditView, TheValueFieldTakesTypedKeysAndTheKeyButtonsMoveTheTime) {
-  root.SelectCurrent(a);
-  root.SetCurrentTime(2500);
-  root.Layout(RECT{0, 0, 1072, 600});
-  timefloatmgr &m = a->GetTimeFloatMgr();
-  timefloat *tf = m.GetEditCurve();
-  ASSERT_NE(tf, nullptr);
-  // Keys reach nothing until the field is pressed, so the window's own keys still work.
+  // Keys reach the value field only once it is pressed, so the window's own keys still work.
   EXPECT_EQ(root.QueryAction(nullptr, WM_CHAR, POINT{}, '7'), 0u);
   const POINT field = vemo::RCCTR(m.GetValueField().UIGetRect());
-  Mouse(WM_LBUTTONDOWN, field.x, field.y);
-  Mouse(WM_LBUTTONUP, field.x, field.y);
+  Click(field.x, field.y);
   log.said.clear();
   for (char c : std::string("0.75")) EXPECT_NE(root.QueryAction(nullptr, WM_CHAR, POINT{}, c), 0u);
   EXPECT_STREQ(m.GetValueField().UIGetText(), "0.75");
-  EXPECT_EQ(tf->HasValues(), 0);
+  EXPECT_DOUBLE_EQ(tf->Keys()[0].value, 0.25);
   root.QueryAction(nullptr, WM_KEYDOWN, POINT{}, VK_RETURN);
   ASSERT_EQ(tf->HasValues(), 1);
-  EXPECT_EQ(tf->Keys()[0].time, 500);  // 2.5 s on the root is 0.5 s into A
   EXPECT_DOUBLE_EQ(tf->Keys()[0].value, 0.75);
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Edit Variable", "changing A", "end"}));
-  // From the clip's start, the next key button goes to that key; the previous one back to 0.
+  EXPECT_EQ(log.said, (said{"begin Edit Variable", "changing A", "end"}));
+  // From the clip's start, the next key button goes to that key.
   root.SetCurrentTime(2000);
   const POINT next = vemo::RCCTR(m.UIItemResolve("NEXTKEYFRAME")->UIGetRect());
   EXPECT_TRUE(Mouse(WM_LBUTTONDOWN, next.x, next.y) & QA_CAPTURE);
@@ -320,13 +295,11 @@ TEST_F(EditView, TheColourChooserKeysRedGreenBlueInOneStep) {
   HeadlessDialogs().colour_answer = RGB(255, 0, 128);
   EXPECT_TRUE(Command(CMD_CHOOSE_COLOUR) & QA_CHANGED);
   HeadlessDialogs().colour_answer = -1;
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Colour", "changing A", "end"}));
+  EXPECT_EQ(log.said, (said{"begin Colour", "changing A", "end"}));
   effect *fx = a->GetVideoEffect(0);
-  const double blue = fx->GetTimeFloat(40, 1000);
   EXPECT_DOUBLE_EQ(fx->GetTimeFloat(38, 1000), 1.0);
   EXPECT_DOUBLE_EQ(fx->GetTimeFloat(39, 1000), 0.0);
-  EXPECT_NEAR(blue, 128 / 255.0, 1e-12);
-  EXPECT_EQ(int(blue * 255.0), 128);  // the key reads back as the byte chosen
+  EXPECT_EQ(int(fx->GetTimeFloat(40, 1000) * 255.0), 128);  // the key reads back as the byte chosen
 }
 
 TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
@@ -335,10 +308,9 @@ TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   Command(CMD_CLIP_DUPLICATE);
   ASSERT_EQ(root.GetChildCount(), 3);
   clip *d = root.GetChild(2);
-  EXPECT_EQ(d->GetPosition(), 8000);
-  EXPECT_EQ(d->GetTrack(), 0);
+  EXPECT_EQ(Place(d), place(8000, 2000, 0, 0));
   EXPECT_STREQ(d->GetName(), "B copy");
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Duplicate", "inserted", "end"}));
+  EXPECT_EQ(log.said, (said{"begin Duplicate", "inserted", "end"}));
   // No room after A on its track: the copy goes onto a new track.
   Child("C", 5000, 1000, 1);
   root.SelectCurrent(a);
@@ -355,20 +327,16 @@ TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   Command(CMD_CLIP_DELETE);
   HeadlessDialogs().answer_yes = false;
   EXPECT_EQ(root.GetChildCount(), 4);
-  EXPECT_EQ(log.said.front(), "begin Delete");
-  EXPECT_EQ(std::count(log.said.begin(), log.said.end(), "removing B"), 1);
-  EXPECT_EQ(log.said.back(), "end");
+  EXPECT_EQ(std::tuple(log.said.front(), std::count(log.said.begin(), log.said.end(), "removing B"),
+                       log.said.back()),
+            std::tuple("begin Delete", 1, "end"));
 }
 
 // The window's commands recorded by a real history: each is one step, undone to the byte.
 TEST_F(EditView, CommandsAreUndoneAndRedoneToTheByte) {
   edithistory history(&root);
   root.SetEditLog(&history);
-  auto bytes = [&] {
-    std::string b;
-    EXPECT_TRUE(editrecord::TreeBytes(&root, b));
-    return b;
-  };
+  auto bytes = [&] { return editscript::Bytes(&root); };
   std::vector<std::string> states{bytes()};
   Drag(L + 350, 400, L + 450, 400);
   states.push_back(bytes());
@@ -397,10 +365,8 @@ TEST_F(EditView, GeneratedClipsGoOntoANewTrackAtTheCurrentTime) {
   Command(CMD_ADD_GRADIENT);
   ASSERT_EQ(root.GetChildCount(), 3);
   clip *g = root.GetChild(2);
-  EXPECT_EQ(g->GetTrack(), 2);
-  EXPECT_EQ(g->GetPosition(), 8500);
-  EXPECT_EQ(g->GetSize(), 1500);  // up to the end of the arrangement
-  EXPECT_EQ(log.said, (std::vector<std::string>{"begin Add Gradient", "inserted", "end"}));
+  EXPECT_EQ(Place(g), place(8500, 1500, 0, 2));  // up to the end of the arrangement
+  EXPECT_EQ(log.said, (said{"begin Add Gradient", "inserted", "end"}));
   // A text asks for its words; cancelling adds nothing.
   EXPECT_EQ(Command(CMD_ADD_TEXT), 0u);
   HeadlessDialogs().text_answer = "Hello";
@@ -411,32 +377,46 @@ TEST_F(EditView, GeneratedClipsGoOntoANewTrackAtTheCurrentTime) {
   EXPECT_EQ(root.GetCurrentChild(), root.GetChild(3));
 }
 
-TEST_F(EditView, TheVariablesFormAMenuTreeByGroup) {
+TEST_F(EditView, TheVariablesFormAMenuTreeByGroupAndAreSteppedThrough) {
   intarraytree tree;
-  const timefloatmgr &m = a->GetTimeFloatMgr();
+  timefloatmgr &m = a->GetTimeFloatMgr();
   EXPECT_EQ(a->CollectTimeFloats(&tree), m.GetCount() - m.GroupCount());
   std::vector<std::string> texts;
   std::vector<int> values;
   tree.ToPopMenu(&texts, &values);
-  // "Source Rectangle > Source Left Edge" is among them, answering its ID.
   const auto at = std::find(texts.begin(), texts.end(), "Source Rectangle > Source Left Edge");
   ASSERT_NE(at, texts.end());
   HeadlessDialogs().choice_answer = int(at - texts.begin()) + 1;
   EXPECT_EQ(tree.Pop(nullptr, "Show Variable"), 45);
   HeadlessDialogs().choice_answer = 0;
   EXPECT_EQ(tree.Pop(nullptr, "Show Variable"), 0);
-  // Showing a variable makes its group current and its curve the shown one.
+  // Showing a variable makes its group current; the next variable goes round within the group.
   root.SelectCurrent(a);
   Command(CMD_SHOW_VARIABLE + 47);
-  EXPECT_EQ(a->GetTimeFloatMgr().GetEditVariable(), 47);
+  EXPECT_EQ(m.GetEditVariable(), 47);
   int members[8];
-  EXPECT_EQ(a->GetTimeFloatMgr().GroupMembers(members, 8), 4);
+  EXPECT_EQ(m.GroupMembers(members, 8), 4);
+  EXPECT_EQ(Command(CMD_VARIABLE_NEXT), uint32_t(QA_UPDATE));
+  EXPECT_EQ(m.GetEditVariable(), 48);
+  Command(CMD_VARIABLE_NEXT);
+  EXPECT_EQ(m.GetEditVariable(), 45);
+  // The next group shows its first variable; after the last group the first comes again.
+  const int first = m.GetSelectedGroup();
+  std::vector<int> seen;
+  for (int i = 0; i < m.GroupCount(); ++i) {
+    Command(CMD_GROUP_NEXT);
+    m.FindCurrentGroup();
+    seen.push_back(m.GetSelectedGroup());
+  }
+  EXPECT_EQ(seen.back(), first);
+  std::sort(seen.begin(), seen.end());
+  EXPECT_EQ(std::unique(seen.begin(), seen.end()) - seen.begin(), m.GroupCount());
 }
 
 TEST_F(EditView, TheViewIsDrawnWhereTheLayoutPutsIt) {
   root.SelectCurrent(a);
   root.SetCurrentTime(4000);
-  root.Layout(RECT{0, 0, 1072, 600});
+  Layout();
   timefloat *tf = a->GetTimeFloatMgr().GetEditCurve();
   ASSERT_NE(tf, nullptr);
   tf->SetValue(1000, tf->GetMaximum());  // an added key
@@ -450,8 +430,8 @@ TEST_F(EditView, TheViewIsDrawnWhereTheLayoutPutsIt) {
   // its trim grips at both ends.
   EXPECT_EQ(hdc.GetPixel(L + 700, 375), ui::kClip);
   EXPECT_EQ(hdc.GetPixel(L + 300, 415), ui::kClipSelected);
-  EXPECT_EQ(hdc.GetPixel(L + 201, 415), ui::kAccent);
-  EXPECT_EQ(hdc.GetPixel(L + 498, 415), ui::kAccent);
+  EXPECT_EQ(std::pair(hdc.GetPixel(L + 201, 415), hdc.GetPixel(L + 498, 415)),
+            std::pair(ui::kAccent, ui::kAccent));
   // An empty track and the ruler's background.
   EXPECT_EQ(hdc.GetPixel(L + 100, 360), ui::kTrackA);
   EXPECT_EQ(hdc.GetPixel(L + 150, 333), ui::kPanel);
@@ -459,27 +439,4 @@ TEST_F(EditView, TheViewIsDrawnWhereTheLayoutPutsIt) {
   EXPECT_EQ(hdc.GetPixel(tf->KeyX(1000), tf->KeyY(tf->GetMaximum()) + 1), ui::kKeyAdded);
   // The preview pane shows the composite (nothing composed yet: black).
   EXPECT_EQ(hdc.GetPixel(200, 150), RGB(0, 0, 0));
-}
-
-TEST_F(EditView, GroupsAndVariablesStepAround) {
-  timefloatmgr &m = a->GetTimeFloatMgr();
-  root.SelectCurrent(a);
-  Command(CMD_SHOW_VARIABLE + 45);  // "Source Left Edge", first of "Source Rectangle"
-  EXPECT_EQ(Command(CMD_VARIABLE_NEXT), uint32_t(QA_UPDATE));
-  EXPECT_EQ(m.GetEditVariable(), 46);
-  Command(CMD_VARIABLE_NEXT);
-  Command(CMD_VARIABLE_NEXT);
-  Command(CMD_VARIABLE_NEXT);
-  EXPECT_EQ(m.GetEditVariable(), 45);  // round within the group
-  // The next group shows its first variable; after the last group the first comes again.
-  const int first = m.GetSelectedGroup();
-  std::vector<int> seen;
-  for (int i = 0; i < m.GroupCount(); ++i) {
-    Command(CMD_GROUP_NEXT);
-    m.FindCurrentGroup();
-    seen.push_back(m.GetSelectedGroup());
-  }
-  EXPECT_EQ(seen.back(), first);
-  std::sort(seen.begin(), seen.end());
-  EXPECT_EQ(std::unique(seen.begin(), seen.end()) - seen.begin(), m.GroupCount());
 }

@@ -152,12 +152,7 @@ refpic project::At(int t) { return Grab(p->Compose(t)); }
 
 std::string project::Wav(const std::string &name, const std::vector<uint8_t> &samples,
                          const fixtures::wav_layout &layout) {
-  const std::vector<uint8_t> bytes = fixtures::WavBytes(layout, samples);
-  const std::string path = dir.file(name);
-  FILE *f = std::fopen(path.c_str(), "wb");
-  EXPECT_TRUE(f && std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size()) << path;
-  if (f) std::fclose(f);
-  return path;
+  return fixtures::WriteTempFile(name, fixtures::WavBytes(layout, samples));
 }
 
 void Key(vemotime *o, int id, int t, double v) {

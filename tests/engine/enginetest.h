@@ -65,7 +65,7 @@ struct project {
               const std::function<pix32(int, int)> &fn = PatternPixel);
   // The root's picture at t.
   refpic At(int t);
-  // A wave file of the raw PCM bytes `samples` in the project's folder; its path.
+  // A wave file of the raw PCM bytes `samples` in the program's temporary folder; its path.
   std::string Wav(const std::string &name, const std::vector<uint8_t> &samples,
                   const fixtures::wav_layout &layout = {});
 };

@@ -66,7 +66,7 @@ TEST(Generators, GradientIsTheBilinearBlendOfItsCorners) {
     }
 }
 
-TEST(Generators, TextInksItsLettersOnATransparentGround) {
+TEST(Generators, TextInksItsLettersOnATransparentGroundAlignedAndShadowed) {
   project pr;
   clip *t = pr.p->AddGenerator(pr.root(), CLIP_SRC_TEXT, 0, 1000, 0);
   ASSERT_NE(t, nullptr);
@@ -94,21 +94,17 @@ TEST(Generators, TextInksItsLettersOnATransparentGround) {
   Key(t, clipvar::IDS_COLOR_BG_R, 0, 1.0);
   Key(t, clipvar::IDS_COLOR_BG_A, 0, 1.0);
   EXPECT_EQ(Picture(pr, t, 0).at(0, 0), pix32(255, 0, 0, 255));
-}
+  Key(t, clipvar::IDS_COLOR_BG_A, 0, 0.0);
+  Key(t, clipvar::IDS_STR_FONTSIZE, 0, 32);  // the default size
 
-TEST(Generators, TextAlignsLeftAndRightAndCastsItsShadow) {
-  project pr;
-  clip *t = pr.p->AddGenerator(pr.root(), CLIP_SRC_TEXT, 0, 1000, 0);
+  // Aligned left and right; the shadow falls to the lower right by default and turns with its angle.
   t->ClipSetText("x");
-  Key(t, clipvar::IDS_STR_SDIST, 0, 0.0);
   t->ClipSetTextAlign(1);
   const box left = Inked(Picture(pr, t, 0), 0);
   t->ClipSetTextAlign(2);
   const box right = Inked(Picture(pr, t, 0), 0);
   EXPECT_LT(left.right, W / 4);
   EXPECT_GT(right.left, 3 * W / 4);
-
-  // The shadow falls to the lower right by default and turns with its angle.
   t->ClipSetTextAlign(0);
   const box plain = Inked(Picture(pr, t, 0), 0);
   Key(t, clipvar::IDS_STR_SDIST, 0, 0.1);  // 12 pixels
@@ -145,8 +141,6 @@ TEST(Generators, PaintingRepeatsOnlyWhenSomethingChanged) {
   EXPECT_TRUE(changed);
   // A generator the clip cannot have.
   EXPECT_FALSE(t->AddClipSource(CLIP_SRC_GRADIENT));
-  EXPECT_TRUE(clip::check_clip_src_type(172));
-  EXPECT_TRUE(clip::check_clip_src_type(568));
-  EXPECT_FALSE(clip::check_clip_src_type(412));
-  EXPECT_FALSE(clip::check_clip_src_type(0));
+  for (auto [type, ok] : {std::pair{172, true}, {568, true}, {412, false}, {0, false}})
+    EXPECT_EQ(clip::check_clip_src_type(type), ok) << type;
 }

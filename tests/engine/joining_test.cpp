@@ -1,14 +1,14 @@
-// Segments made apart and joined equal a single make; parts that do not fit are refused.
+// Segments made apart and joined, and frames made on several composers, equal a single make;
+// parts that do not fit are refused.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 
 #include "core/dialogs.h"
 #include "engine/enginetest.h"
 #include "engine/joining.h"
+#include "engine/parallelmaking.h"
 #include "media/plugins.h"
-#include "media/surface.h"
 #include "support/mediafile.h"
 
 extern "C" {
@@ -89,7 +89,6 @@ struct segmentproject : project {
     }
     std::string why;
     EXPECT_TRUE(JoinSegments(parts, dir.file(out), &why)) << why;
-
     return dir.file(out);
   }
 };
@@ -111,20 +110,15 @@ void ExpectSame(const std::string &joined, const std::string &whole) {
 TEST(Joining, CutsCoverTheFramesEvenly) {
   const std::vector<makesegment> s = CutSegments(10, 3, 25, 0, 400);
   ASSERT_EQ(s.size(), 3u);
-  EXPECT_EQ(s[0].first, 0);
-  EXPECT_EQ(s[0].last, 3);
-  EXPECT_EQ(s[1].last, 6);
-  EXPECT_EQ(s[2].last, 10);
+  EXPECT_EQ((std::vector<int>{s[0].first, s[0].last, s[1].last, s[2].last}), (std::vector<int>{0, 3, 6, 10}));
   makesegment back;
   ASSERT_TRUE(ParseSegmentTag(SegmentTag(s[1]), &back));
-  EXPECT_EQ(back.first, 3);
-  EXPECT_EQ(back.count, 10);
-  EXPECT_EQ(back.length, 400);
+  EXPECT_EQ(std::tuple(back.first, back.count, back.length), std::tuple(3, 10, 400));
   EXPECT_FALSE(ParseSegmentTag("lumivaxel segment: frames 5:3 of 10 at 25 fps over 0+400 ms", &back));
   EXPECT_FALSE(ParseSegmentTag("a comment", &back));
 }
 
-TEST(Joining, RawAviOfAnyCutEqualsTheSingleMake) {
+TEST(Joining, RawAndMjpegAviOfAnyCutEqualTheSingleMake) {
   segmentproject pr;  // 25 frames
   const std::string whole = pr.Make("avi", "raw", "whole.avi");
   ASSERT_FALSE(whole.empty());
@@ -142,6 +136,9 @@ TEST(Joining, RawAviOfAnyCutEqualsTheSingleMake) {
   const std::string joined = pr.MakeAndJoin("avi", "raw", {0, 1, n - 1, n}, "ends.avi");
   ExpectSame(joined, whole);
   EXPECT_TRUE(ReadFileBytes(joined) == ReadFileBytes(whole));
+  // Compressed pictures: the packets of each segment's encoder are the single make's.
+  ExpectSame(pr.MakeAndJoin("avi", "mjpeg", {0, 9, 10, 25}, "mjpeg.avi"),
+             pr.Make("avi", "mjpeg", "whole.avi"));
 }
 
 TEST(Joining, FramesOfUnevenLengthKeepTheirSound) {
@@ -151,12 +148,6 @@ TEST(Joining, FramesOfUnevenLengthKeepTheirSound) {
   ASSERT_EQ(pr.Count(), 15);
   const std::string whole = pr.Make("avi", "raw", "whole.avi");
   ExpectSame(pr.MakeAndJoin("avi", "raw", {0, 4, 5, 11, 15}, "joined.avi"), whole);
-}
-
-TEST(Joining, MjpegPacketsEqualTheSingleMake) {
-  segmentproject pr;
-  const std::string whole = pr.Make("avi", "mjpeg", "whole.avi");
-  ExpectSame(pr.MakeAndJoin("avi", "mjpeg", {0, 9, 10, 25}, "joined.avi"), whole);
 }
 
 TEST(Joining, Mp4KeepsEveryPicture) {
@@ -186,10 +177,8 @@ TEST(Joining, PictureSequencesAreCopiedUnderTheOutputsNames) {
   }
   std::string why;
   ASSERT_TRUE(JoinSegments(parts, pr.dir.file("joined.png"), &why)) << why;
-  for (const char *n : {"_000000.png", "_000005.png", "_000009.png"})
-    EXPECT_TRUE(ReadFileBytes(pr.dir.file(std::string("joined") + n)) ==
-                ReadFileBytes(pr.dir.file(std::string("whole") + n)))
-        << n;
+  for (std::string n : {"_000000.png", "_000005.png", "_000009.png"})
+    EXPECT_TRUE(ReadFileBytes(pr.dir.file("joined" + n)) == ReadFileBytes(pr.dir.file("whole" + n))) << n;
   // A hole in the numbers is refused.
   std::remove(pr.dir.file("p4_000006.png").c_str());
   EXPECT_FALSE(JoinSegments(parts, pr.dir.file("again.png"), &why));
@@ -220,11 +209,44 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
     EXPECT_EQ(why.find('\n'), std::string::npos);
   }
   // A part cut short (a stopped make) is found by its frame count.
-  std::filesystem::copy_file(b, pr.dir.file("short.avi"));
-  std::filesystem::resize_file(pr.dir.file("short.avi"), std::filesystem::file_size(b) / 2);
+  const std::string cut = pr.dir.file("short.avi");
+  std::filesystem::copy_file(b, cut);
+  std::filesystem::resize_file(cut, std::filesystem::file_size(b) / 2);
   std::string why;
-  EXPECT_FALSE(JoinSegments({a, pr.dir.file("short.avi")}, pr.dir.file("out.avi"), &why));
+  EXPECT_FALSE(JoinSegments({a, cut}, pr.dir.file("out.avi"), &why));
   EXPECT_NE(why.find("frames, not the 20"), std::string::npos) << why;
   // Nothing is left where the joined file would have been.
   EXPECT_TRUE(ReadFileBytes(pr.dir.file("out.avi")).empty());
+}
+
+TEST(ParallelMaking, TheFileIsTheSameForOneTwoAndFourThreads) {
+  segmentproject pr(true, true, 13 * 40);  // 13 frames: not a multiple of any thread count
+  // A video with its own sound, under a half-transparent picture in picture of itself, read by
+  // each composer on its own.
+  const fixtures::media_recipe v{.video_codec = "rawvideo",
+                                 .pix_fmt = "bgr24",
+                                 .gradient = true,
+                                 .width = 96,
+                                 .height = 72,
+                                 .frames = 20,
+                                 .audio_codec = "pcm_s16le",
+                                 .audio_rate = 44100,
+                                 .audio_samples = 44100};
+  const std::string video = fixtures::WriteTempMedia("parallel.avi", v);
+  clip *pip = pr.p->AddMedia(pr.root(), video.c_str(), 40, 0);
+  ASSERT_TRUE(pip && pr.p->AddMedia(pr.root(), video.c_str(), 0, 4));
+  SetDst(pip, 0, frac{0.1, 0.2, 0.55, 0.7});
+  Key(pip, clipvar::IDS_START_OPACITY, 0, 0.6);
+  const std::string saved = pr.dir.file("parallel.vmp");
+  ASSERT_TRUE(pr.p->Save(saved.c_str()) && pr.p->Load(saved.c_str()));
+  std::vector<uint8_t> alone;
+  for (int threads : {1, 2, 4}) {
+    const auto composers = parallelmaking::Start(pr.root(), saved, threads);
+    EXPECT_EQ(composers != nullptr, threads > 1);
+    const std::vector<uint8_t> made =
+        ReadFileBytes(pr.Make("avi", "raw", "t" + std::to_string(threads) + ".avi"));
+    if (threads == 1) alone = made;
+    EXPECT_TRUE(made == alone) << threads << " threads";
+  }
+  EXPECT_GT(alone.size(), size_t(13 * 160 * 120 * 3));
 }

@@ -1,8 +1,13 @@
-// The make loop's frame times and sound sizes, stops, refusals, and the worker's job word.
+// The make loop: what it settles before the first frame, frame times and sound sizes, stops,
+// refusals, and the worker's job word.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "core/dialogs.h"
@@ -14,12 +19,17 @@ using namespace enginetest;
 
 namespace {
 
-// Records every call the maker makes.
+// Records every call the maker makes, and what the plugin was told by the time it opens.
 class recorder : public imgio_export {
  public:
   explicit recorder(clip *r) : root(r) {}
   int Open(HWND) override {
     ++opened;
+    GetLengthMilliseconds(&length);
+    GetTitle(title, sizeof title);
+    GetAuthor(author, sizeof author);
+    GetComment(comment, sizeof comment);
+    copyrightset = GetCopyright(copyright, sizeof copyright);
     return openresult;
   }
   int Close() override {
@@ -28,31 +38,41 @@ class recorder : public imgio_export {
   }
   int SetOption(const char *, const char *) override { return 0; }
   int PutVideo(int index, surf32 *f) override {
-    EXPECT_EQ(closed, 0);
+    EXPECT_LT(closed, opened);  // between Open and Close
     videoindex.push_back(index);
     times.push_back(root->GetCurrentTime());
-    EXPECT_NE(f->bits, nullptr);
+    refpic &p = pictures.emplace_back(f->width, f->height);
+    for (int y = 0; y < f->height; ++y) std::copy_n(f->bits + size_t(y) * f->pitch, f->width, &p.at(0, y));
     if (index == stopat) root->Stop();
     return 1;
   }
-  int PutAudio(int index, short *, int bytes) override {
+  int PutAudio(int index, short *s, int bytes) override {
+    wrongsamples += int(std::count_if(s, s + bytes / 2, [](short v) { return v != 0x1111; }));
     audioindex.push_back(index);
     audiobytes.push_back(bytes);
     return 1;
   }
-  bool CanEncode(bool, bool) override { return true; }
+  bool CanEncode(bool a, bool v) override {
+    asked_audio = a;
+    asked_video = v;
+    return encodes;
+  }
   int GetLastError(char *, int) override { return 0; }
 
   clip *root;
-  int openresult = 1;
-  int stopat = -1;
-  int opened = 0, closed = 0;
+  bool encodes = true, asked_audio = false, asked_video = false;
+  int openresult = 1, stopat = -1, opened = 0, closed = 0, length = -1, copyrightset = 0;
   std::vector<int> videoindex, audioindex, times, audiobytes;
+  std::vector<refpic> pictures;
+  int wrongsamples = 0;
+  char title[imgio::kTextSize] = "", author[imgio::kTextSize] = "", comment[imgio::kTextSize] = "",
+       copyright[imgio::kTextSize] = "";
 };
 
-// A project with a picture and a tone over its first two seconds.
+// A project with a picture and a tone over its first two seconds, made over 0.4 s.
 struct makeproject : project {
   makeproject() {
+    root()->SetMakeRange(0, 400);
     Still(root(), "pic.bmp", 8, 8, 0, 2000, 0);
     p->AddMedia(root(), Wav("tone.wav", std::vector<uint8_t>(size_t(44100) * 4 * 2, 0x11)).c_str(), 0, 1);
     HeadlessDialogs().file_answer = dir.file("out.bin");
@@ -82,9 +102,10 @@ TEST(Making, FifteenFramesOverOneSecondCoverItExactly) {
     sum += length;
   }
   EXPECT_EQ(sum, 1000);
-  EXPECT_EQ(rec.opened, 1);
-  EXPECT_EQ(rec.closed, 1);
-  EXPECT_EQ(pr.root()->GetBusyState(), 0);
+  // The composed pictures and the tone's samples, as they are.
+  for (int i : {0, 14}) EXPECT_EQ(FirstDifference(rec.pictures[size_t(i)], pr.At(want[size_t(i)])), "") << i;
+  EXPECT_EQ(rec.wrongsamples, 0);
+  EXPECT_EQ(std::tuple(rec.opened, rec.closed, pr.root()->GetBusyState()), std::tuple(1, 1, 0));
   char name[500];
   ASSERT_TRUE(rec.GetFileName(name, sizeof name));
   EXPECT_EQ(std::string(name), pr.dir.file("out.bin"));
@@ -97,22 +118,17 @@ TEST(Making, LongRangesKeepExactTimesIn64Bits) {
   EXPECT_EQ(clip::MakeAudioBytes(1000), 176400);
 }
 
-TEST(Making, AnEmptyRangeOpensAndClosesTheOutput) {
+TEST(Making, EmptyRangesAndStopsCloseTheFile) {
   makeproject pr;
   pr.root()->SetMakeRange(300, 300);
   recorder rec(pr.root());
   EXPECT_EQ(pr.root()->StartMaking(&rec), 1);
-  EXPECT_EQ(rec.opened, 1);
-  EXPECT_EQ(rec.closed, 1);
-  EXPECT_TRUE(rec.times.empty());
-  EXPECT_TRUE(rec.audiobytes.empty());
-}
-
-TEST(Making, AStopKeepsTheEarlierFramesAndClosesTheFile) {
-  makeproject pr;
+  EXPECT_EQ(std::tuple(rec.opened, rec.closed, rec.times.size(), rec.audiobytes.size()),
+            std::tuple(1, 1, 0u, 0u));
+  // A stop keeps the earlier frames.
   pr.root()->SetMakeRange(0, 1000);  // 25 frames
-  recorder rec(pr.root());
   rec.stopat = 3;
+  rec.closed = 0;
   EXPECT_EQ(pr.root()->StartMaking(&rec), 128);
   EXPECT_EQ(rec.videoindex, (std::vector<int>{0, 1, 2, 3}));
   EXPECT_EQ(rec.audioindex.size(), 4u);  // the stopped frame is finished
@@ -225,4 +241,119 @@ TEST(Worker, AHeadlessRootComposesOnItsWorkerAndMarksTheWindowForRedraw) {
   pr.root()->SetRedrawCallback(nullptr);
   EXPECT_EQ(pr.root()->ClipCriticalStart(), 1);
   EXPECT_EQ(pr.root()->ClipCriticalEnd(), 0);
+}
+
+TEST(MakeSetup, OutputFormatTable) {
+  // choice, then the format: PCM, channels, rate, bits, block align, bytes per second
+  const std::pair<int, std::vector<uint32_t>> table[] = {
+      {95, {1, 2, 44100, 16, 4, 176400}}, {122, {1, 1, 44100, 16, 2, 88200}},
+      {90, {1, 2, 22050, 16, 4, 88200}},  {91, {1, 1, 22050, 16, 2, 44100}},
+      {120, {1, 2, 22050, 8, 2, 44100}},  {121, {1, 1, 22050, 8, 1, 22050}},
+      {92, {1, 2, 11025, 8, 2, 22050}},   {0, {1, 1, 11025, 8, 1, 11025}},
+      {96, {1, 1, 11025, 8, 1, 11025}}};
+  clip c(nullptr);
+  for (const auto &[choice, format] : table) {
+    EXPECT_TRUE(c.InitWFX(choice));
+    EXPECT_EQ(fixtures::FormatRow(c.GetOutputFormat()), format) << choice;
+    EXPECT_EQ(c.GetOutputFormat().cbSize, 0) << choice;
+  }
+}
+
+TEST(MakeSetup, ThePluginAgreesAndLearnsLengthAndTextsThenSoundIsMadeAtChoice95) {
+  makeproject pr;
+  pr.root()->InitWFX(0);
+  pr.root()->SetName("Root Name");
+  recorder refusing(pr.root());
+  refusing.encodes = false;
+  EXPECT_EQ(pr.root()->StartMaking(&refusing), 0);
+  EXPECT_TRUE(refusing.asked_audio && refusing.asked_video);
+  EXPECT_EQ(refusing.opened, 0);
+
+  recorder plugin(pr.root());
+  ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
+  EXPECT_EQ(fixtures::FormatRow(pr.root()->GetOutputFormat()),
+            (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
+  // No title of its own: the root's name; empty texts are not passed.
+  EXPECT_EQ(std::tuple(plugin.length, std::string(plugin.title), plugin.copyrightset),
+            std::tuple(400, "Root Name", 0));
+
+  clip::projecttexts t;
+  t.title = "Title";
+  t.author = "Author";
+  t.comment = "Comment";
+  t.copyright = std::string(500, 'c');  // one character too long: left out
+  pr.root()->SetProjectTexts(t);
+  recorder again(pr.root());
+  ASSERT_EQ(pr.root()->StartMaking(&again), 1);
+  EXPECT_EQ(std::tuple(std::string(again.title), std::string(again.author), std::string(again.comment),
+                       again.copyrightset),
+            std::tuple("Title", "Author", "Comment", 0));
+}
+
+TEST(MakeSetup, TheMadeFileGoesToTheDesktopOpenerWhenThePreferenceIsOn) {
+  makeproject pr;
+  // A stand-in opener on the PATH writes down what it was given.
+  const std::string bin = pr.dir.file("bin"), note = pr.dir.file("opened.txt");
+  std::filesystem::create_directories(bin);
+  std::ofstream(bin + "/xdg-open") << "#!/bin/sh\necho \"$1\" > " << note << ".part && mv " << note
+                                   << ".part " << note << "\n";
+  std::filesystem::permissions(bin + "/xdg-open", std::filesystem::perms::owner_all);
+  const std::string path = std::string(std::getenv("PATH") ? std::getenv("PATH") : "");
+  const char *display = std::getenv("DISPLAY");
+  const std::string olddisplay = display ? display : "";
+  setenv("PATH", (bin + ":" + path).c_str(), 1);
+  setenv("DISPLAY", ":lumivaxel-test", 1);
+
+  recorder plugin(pr.root());
+  ASSERT_EQ(vemo::SetDatasetValue("prefs", clip::kPrefOpenMadeFile, "0"), 1);
+  ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
+  ASSERT_EQ(vemo::SetDatasetValue("prefs", clip::kPrefOpenMadeFile, "1"), 1);
+  ASSERT_EQ(pr.root()->StartMaking(&plugin), 1);
+  vemo::SetDatasetValue("prefs", clip::kPrefOpenMadeFile, "0");
+  setenv("PATH", path.c_str(), 1);
+  if (display)
+    setenv("DISPLAY", olddisplay.c_str(), 1);
+  else
+    unsetenv("DISPLAY");
+
+  // The opener runs on its own; wait for its note (at most ten seconds).
+  for (int i = 0; i < 1000 && !std::filesystem::exists(note); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  std::ifstream in(note);
+  std::string line;
+  std::getline(in, line);
+  EXPECT_EQ(line, pr.dir.file("out.bin"));
+}
+
+TEST(MakeSetup, TheWorkerRunsOneStepNicer) {
+  static std::atomic<int> seen{-100};
+  errno = 0;
+  const int mine = getpriority(PRIO_PROCESS, 0);
+  clipworker w(
+      [](unsigned, void *) {
+        seen = getpriority(PRIO_PROCESS, 0);  // the calling thread's own nice value
+        return 1;
+      },
+      nullptr);
+  ASSERT_TRUE(w.Post(CLIP_JOB_COMPOSE));
+  while (seen.load() == -100) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_EQ(seen.load(), mine < 19 ? mine + 1 : 19);
+}
+
+TEST(MakeSetup, AskForSaveTellsItsThreeAnswersApart) {
+  headless_dialogs &ui = HeadlessDialogs();
+  ui.quiet = true;
+  EXPECT_EQ(clip::AskForSave(), IDCANCEL);  // unattended: nothing is replaced
+  EXPECT_EQ(ui.last_default, IDYES);
+  EXPECT_EQ(ui.last_text, "Save Current Project ?");
+  ui.answer_yes = true;
+  EXPECT_EQ(clip::AskForSave(), IDYES);
+  ui.answer_yes = false;
+  struct saysno : headless_dialogs {
+    int AskYesNoCancel(HWND, const char *, const char *, boxicon, int) override { return IDNO; }
+  } no;
+  SetDialogs(&no);
+  EXPECT_EQ(clip::AskForSave(), IDNO);
+  SetDialogs(nullptr);
+  ui.quiet = false;
 }

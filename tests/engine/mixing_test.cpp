@@ -12,22 +12,19 @@ using namespace enginetest;
 
 namespace {
 
-// A wave file whose every sample (each channel) is `value`.
-std::string ConstantWav(project &pr, const std::string &name, int rate, int channels, int bits, int value,
-                        int ms) {
+// A clip of a wave file whose every sample (each channel) is `value`, at `start` on `track`.
+clip *Constant(project &pr, const std::string &name, int rate, int channels, int bits, int value, int ms,
+               int start = 0, int track = 0, clip *parent = nullptr) {
   const fixtures::wav_layout recipe{
       .channels = uint16_t(channels), .rate = uint32_t(rate), .bits = uint16_t(bits)};
-  const size_t frames = size_t(rate) * size_t(ms) / 1000;
   std::vector<uint8_t> samples;
-  for (size_t i = 0; i < frames * size_t(channels); ++i) {
-    if (bits == 8) {
-      samples.push_back(uint8_t(value));
-    } else {
-      samples.push_back(uint8_t(value & 0xFF));
-      samples.push_back(uint8_t((value >> 8) & 0xFF));
-    }
+  for (size_t i = 0; i < size_t(rate) * size_t(ms) / 1000 * size_t(channels); ++i) {
+    samples.push_back(uint8_t(value));
+    if (bits == 16) samples.push_back(uint8_t(value >> 8));
   }
-  return pr.Wav(name, samples, recipe);
+  clip *c = pr.p->AddMedia(parent ? parent : pr.root(), pr.Wav(name, samples, recipe).c_str(), start, track);
+  EXPECT_NE(c, nullptr) << name;
+  return c;
 }
 
 std::vector<int16_t> Mix(project &pr, int from, int ms) {
@@ -47,20 +44,16 @@ std::vector<int16_t> Mix(project &pr, int from, int ms) {
 }  // namespace
 
 TEST(Mixing, BlockTimesRoundTowardsMinusInfinity) {
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1), -1000);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(999), 0);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(1000), 1000);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1000), -1000);
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(-1001), -2000);
-  // The lowest whole second that an int holds.
-  EXPECT_EQ(clip::ClipTime2AudioBlockTime(INT32_MIN), -2147483000);
+  std::vector<int> got;
+  for (int t : {-1, 999, 1000, -1000, -1001, INT32_MIN}) got.push_back(clip::ClipTime2AudioBlockTime(t));
+  // The last: the lowest whole second that an int holds.
+  EXPECT_EQ(got, (std::vector<int>{-1000, 0, 1000, -1000, -2000, -2147483000}));
 }
 
 TEST(Mixing, OverlappingClipsAddAndWrapAround) {
   project pr;
-  const std::string loud = ConstantWav(pr, "loud.wav", 44100, 2, 16, 30000, 2000);
-  ASSERT_NE(pr.p->AddMedia(pr.root(), loud.c_str(), 0, 0), nullptr);
-  ASSERT_NE(pr.p->AddMedia(pr.root(), loud.c_str(), 1000, 1), nullptr);
+  ASSERT_TRUE(Constant(pr, "a.wav", 44100, 2, 16, 30000, 2000) &&
+              Constant(pr, "b.wav", 44100, 2, 16, 30000, 2000, 1000, 1));
   const std::vector<int16_t> s = Mix(pr, 500, 1000);
   // 500..1000 one clip; from 1000 both: 30000 + 30000 = 60000 wraps to -5536.
   EXPECT_TRUE(All(s, 0, 22050, 30000));
@@ -70,24 +63,10 @@ TEST(Mixing, OverlappingClipsAddAndWrapAround) {
   EXPECT_TRUE(All(late, 0, 22050, 30000));
 }
 
-TEST(Mixing, MonoEightBitHalfRateIsWidenedAndDoubled) {
-  project pr;
-  const std::string small = ConstantWav(pr, "small.wav", 22050, 1, 8, 200, 1500);
-  clip *c = pr.p->AddMedia(pr.root(), small.c_str(), 0, 0);
-  ASSERT_NE(c, nullptr);
-  EXPECT_EQ(c->GetSize(), 1500);
-  EXPECT_TRUE(c->CheckAudio());
-  EXPECT_FALSE(c->CheckVideo());
-  // (200 - 128) * 255 = 18360 on both channels.
-  const std::vector<int16_t> s = Mix(pr, 0, 1000);
-  EXPECT_TRUE(All(s, 0, 44100, 18360));
-}
-
 TEST(Mixing, HighRatesAreHeardAtOneFramePerSecond) {
   // A second of 96 kHz stereo is 384 000 bytes, more than a work buffer holds.
   project pr;
-  const std::string wide = ConstantWav(pr, "wide.wav", 96000, 2, 16, 1234, 2000);
-  ASSERT_NE(pr.p->AddMedia(pr.root(), wide.c_str(), 0, 0), nullptr);
+  ASSERT_NE(Constant(pr, "wide.wav", 96000, 2, 16, 1234, 2000), nullptr);
   int16_t *work1 = nullptr, *work2 = nullptr;
   int16_t *buffer = pr.root()->ClipAllocAudioProcessingBuffer(&work1, &work2);
   ASSERT_NE(buffer, nullptr);
@@ -100,8 +79,8 @@ TEST(Mixing, HighRatesAreHeardAtOneFramePerSecond) {
 
 TEST(Mixing, TheAudioMasterIsHeardAlone) {
   project pr;
-  clip *a = pr.p->AddMedia(pr.root(), ConstantWav(pr, "a.wav", 44100, 2, 16, 1000, 1000).c_str(), 0, 0);
-  clip *b = pr.p->AddMedia(pr.root(), ConstantWav(pr, "b.wav", 44100, 2, 16, 7, 1000).c_str(), 0, 1);
+  clip *a = Constant(pr, "a.wav", 44100, 2, 16, 1000, 1000),
+       *b = Constant(pr, "b.wav", 44100, 2, 16, 7, 1000, 0, 1);
   ASSERT_TRUE(a && b);
   EXPECT_TRUE(All(Mix(pr, 0, 200), 0, 8820, 1007));
   ASSERT_TRUE(pr.root()->SetAudioMaster(b));
@@ -116,7 +95,7 @@ TEST(Mixing, TheAudioMasterIsHeardAlone) {
 
 TEST(Mixing, SecondsBeforeTheClipsTimeZeroAreSilent) {
   project pr;
-  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr, "c.wav", 44100, 2, 16, 1234, 3000).c_str(), 2000, 0);
+  clip *c = Constant(pr, "c.wav", 44100, 2, 16, 1234, 3000, 2000);
   ASSERT_NE(c, nullptr);
   // A negative offset reaches before the sound: the clip starts at 500 with local time -1500.
   c->SetOffset(-1500);
@@ -130,7 +109,7 @@ TEST(Mixing, EightBitSilenceAndSoundInsideASubArrangement) {
   project pr;
   clip *sub = pr.p->AddArrangement(pr.root(), 1000, 4000, 0);
   ASSERT_NE(sub, nullptr);
-  clip *c = pr.p->AddMedia(sub, ConstantWav(pr, "e.wav", 11025, 2, 8, 0, 1000).c_str(), 0, 0);
+  clip *c = Constant(pr, "e.wav", 11025, 2, 8, 0, 1000, 0, 0, sub);
   ASSERT_NE(c, nullptr);
   c->SetOffset(-1000);  // one silent second first, filled with 8-bit silence (128) ...
   c->SetPosition(0);    // ... at the start of the sub-arrangement
@@ -143,7 +122,7 @@ TEST(Mixing, EightBitSilenceAndSoundInsideASubArrangement) {
 
 TEST(Mixing, TheBlockWindowCoversSixSecondsAndMovesWithTheTime) {
   project pr;
-  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr, "w.wav", 8000, 1, 16, 5, 9000).c_str(), 0, 0);
+  clip *c = Constant(pr, "w.wav", 8000, 1, 16, 5, 9000);
   ASSERT_NE(c, nullptr);
   pr.root()->SetCurrentTime(2500);
   ASSERT_TRUE(pr.root()->ClipAudioUpdate(CLIP_COMPOSE_MAKE));
@@ -164,7 +143,7 @@ TEST(Mixing, TheBlockWindowCoversSixSecondsAndMovesWithTheTime) {
 
 TEST(Mixing, VolumePanEffectScalesTheClipAndGivesItsEnvelope) {
   project pr;
-  clip *c = pr.p->AddMedia(pr.root(), ConstantWav(pr, "c.wav", 44100, 2, 16, 1001, 2000).c_str(), 0, 0);
+  clip *c = Constant(pr, "c.wav", 44100, 2, 16, 1001, 2000);
   ASSERT_NE(c, nullptr);
   timefloat curve;
   EXPECT_FALSE(pr.root()->ClipGetAudioEnveloppe(c, &curve));

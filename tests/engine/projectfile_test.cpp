@@ -1,10 +1,8 @@
-// Project files: layout, round trips, truncations, atomic saving, missing media, duplication.
+// Projects and their files: the printed tree, new projects, layout, round trips, truncations,
+// atomic saving, missing media, duplication.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -31,12 +29,12 @@ int32_t I32(const bytes &b, size_t at) { return Get<int32_t>(b, at); }
 using ints = std::vector<int32_t>;
 
 // A project of every kind of clip: stills with keys and an offset, a text and a gradient,
-// a sub-arrangement with children, effects with keys, an audio master, mutes.
-void BuildRich(project &pr, const std::string &folder) {
+// a sub-arrangement with children, effects with keys (every type on b), an audio master, mutes.
+void BuildRich(project &pr) {
   clip *root = pr.root();
   root->SetName("rich");
   root->SetMakeRange(250, 4750);
-  clip *a = pr.p->AddMedia(root, WriteBmp(folder + "/a.bmp", 12, 10, PatternPixel).c_str(), 100, 2, 3000);
+  clip *a = pr.Still(root, "a.bmp", 12, 10, 100, 3000, 2);
   ASSERT_NE(a, nullptr);
   a->SetOffset(700);  // start 800, length 2300, offset 700
   Key(a, clipvar::IDS_DST_L, 0, -0.25);
@@ -54,10 +52,20 @@ void BuildRich(project &pr, const std::string &folder) {
   Key(t, clipvar::IDS_STR_FONTSIZE, 1000, 48);
   clip *sub = pr.p->AddArrangement(root, 2000, 3000, 1);
   ASSERT_NE(sub, nullptr);
+  sub->SetFileName("/this/would/be/imported.avi");  // an arrangement is restored, never imported
   clip *g = pr.p->AddGenerator(sub, CLIP_SRC_GRADIENT, 0, 1000, 0);
   Key(g, clipvar::IDS_COLOR_RB_A, 0, 0.25);
-  clip *b = pr.p->AddMedia(sub, WriteBmp(folder + "/b.bmp", 6, 6, PatternPixel).c_str(), 500, 1, 800);
+  clip *b = pr.Still(sub, "b.bmp", 6, 6, 500, 800, 1);
   ASSERT_NE(b, nullptr);
+  size_t n = 0;
+  const effecttype *types = EffectTypes(&n);
+  for (size_t i = 0; i < n; ++i) {
+    if (types[i].type == 122) continue;  // a plugin effect needs its library
+    effect *e = types[i].kind == effectkind::video ? static_cast<effect *>(b->VideoEffectAdd(types[i].type))
+                                                   : b->AudioEffectAdd(types[i].type);
+    ASSERT_NE(e, nullptr) << types[i].type;
+    Key(e, fxid::IDS_EFFECT_TOGGLE, 500 + int(i), 1.0);
+  }
   b->SetAudioMute(true);
   sub->SetAudioMaster(b);
   root->SetAudioMaster(sub);
@@ -88,7 +96,7 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
 
 TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   project pr;
-  BuildRich(pr, pr.dir.path());
+  BuildRich(pr);
   pr.root()->ChangeVideoFps(638);
   const bytes b = SaveOf(pr.root());
   // Three children, an arrangement, the sub-arrangement (child 2) the audio master, 160 x 120
@@ -103,33 +111,39 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
       Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
       (ints{800, 2300, 700, 1, 2, 0, 28, 103, 0}));
   clip *sub = pr.root()->GetChild(2);
-  EXPECT_EQ(I32(SaveOf(pr.root()->GetChild(1)), 1176), 172);
-  EXPECT_EQ(I32(SaveOf(sub), 1176), 412);
-  EXPECT_EQ(I32(SaveOf(sub->GetChild(0)), 1176), 568);
-  EXPECT_EQ(I32(SaveOf(sub), 1152), 1);
+  // Source types of the text, the sub-arrangement and its gradient; the sub-arrangement's master.
+  EXPECT_EQ((ints{I32(SaveOf(pr.root()->GetChild(1)), 1176), I32(SaveOf(sub), 1176),
+                  I32(SaveOf(sub->GetChild(0)), 1176), I32(SaveOf(sub), 1152)}),
+            (ints{172, 412, 568, 1}));
 }
 
 TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
   project pr;
-  BuildRich(pr, pr.dir.path());
+  BuildRich(pr);
   const std::string first = pr.dir.file("rich.vmp"), second = pr.dir.file("again.vmp");
   ASSERT_TRUE(pr.p->Save(first.c_str()));
   const std::string before = pr.p->Describe();
 
+  const int shown = HeadlessDialogs().boxes_shown;
   vemoproject loaded;
   ASSERT_TRUE(loaded.Load(first.c_str()));
+  EXPECT_EQ(HeadlessDialogs().boxes_shown, shown);
   ASSERT_TRUE(loaded.Save(second.c_str()));
   EXPECT_EQ(fixtures::ReadFileBytes(first), fixtures::ReadFileBytes(second));
   // The description covers places, names, mutes, masters, effects and keys; the rest here.
   EXPECT_EQ(loaded.Describe(), before);
   clip *root = loaded.Root();
   ASSERT_EQ(root->GetChildCount(), 3);
+  EXPECT_TRUE(root->GetChild(2)->IsArrangement());
+  EXPECT_FALSE(root->GetChild(2)->IsMediaMissing());
   clip *t = root->GetChild(1);
-  EXPECT_STREQ(t->GetFont(), "DejaVu Serif");
-  EXPECT_EQ(t->ClipGetTextAlign(), 2);
-  EXPECT_EQ(root->GetMakeStart(), 250);
-  EXPECT_EQ(root->GetMakeEnd(), 4750);
-  // The same pictures, too.
+  EXPECT_EQ(
+      std::tuple(std::string(t->GetFont()), t->ClipGetTextAlign(), root->GetMakeStart(), root->GetMakeEnd()),
+      std::tuple("DejaVu Serif", 2, 250, 4750));
+  clip *b = pr.root()->GetChild(2)->GetChild(1), *lb = root->GetChild(2)->GetChild(1);
+  EXPECT_EQ(lb->GetVideoEffectCount(), b->GetVideoEffectCount());
+  EXPECT_EQ(lb->GetAudioEffectCount(), 2);
+  // The same pictures, too (every effect type at 2600).
   for (int ms : {0, 1200, 2600, 3900})
     EXPECT_EQ(FirstDifference(Grab(loaded.Compose(ms)), pr.At(ms)), "") << ms;
 }
@@ -167,20 +181,13 @@ TEST(ProjectFile, RecordsThatCannotBeTrueAreRefused) {
   project pr;
   pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
   const bytes good = SaveOf(pr.root());
-  auto loads = [&](const bytes &b) {
-    file_ptr f = FileWith(b);
-    return pr.root()->Load(f.get());
-  };
-  bytes big = good;
-  Put<uint32_t>(big, 0, 5804);
-  EXPECT_EQ(loads(big), 0);
-  bytes children = good;
-  Put<int32_t>(children, 564, 513);
-  EXPECT_EQ(loads(children), 0);
-  bytes effects = good;
-  Put<int32_t>(effects, 572, -1);
-  EXPECT_EQ(loads(effects), 0);
-  EXPECT_EQ(loads(good), 1);
+  // A block size, child count and effect count that no save writes.
+  for (auto [at, value] : {std::pair{0, 5804}, {564, 513}, {572, -1}}) {
+    bytes bad = good;
+    Put<int32_t>(bad, size_t(at), value);
+    EXPECT_EQ(pr.root()->Load(FileWith(bad).get()), 0) << at;
+  }
+  EXPECT_EQ(pr.root()->Load(FileWith(good).get()), 1);
 }
 
 TEST(ProjectFile, SavingIsAtomic) {
@@ -209,7 +216,7 @@ TEST(ProjectFile, SavingIsAtomic) {
   EXPECT_EQ(entries, 2);  // keep.vmp and folder.vmp
 }
 
-TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
+TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
   project pr;
   const std::string media = pr.dir.file("media");
   std::filesystem::create_directory(media);
@@ -222,7 +229,7 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
   std::filesystem::remove(media + "/pic.bmp");
 
   headless_dialogs &ui = HeadlessDialogs();
-  const int shown = ui.boxes_shown;
+  int shown = ui.boxes_shown;
   vemoproject loaded;
   ASSERT_TRUE(loaded.Load(path.c_str()));
   clip *m = loaded.Root()->GetChild(0);
@@ -248,50 +255,34 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgain) {
   EXPECT_FALSE(f->IsMediaMissing());
   EXPECT_EQ(ui.last_text,
             "Do you want to load\n\"" + pr.dir.file("pic.bmp") + "\"\n Instead of\n" + media + "/pic.bmp");
-  EXPECT_STREQ(f->GetFileName(), pr.dir.file("pic.bmp").c_str());
-  EXPECT_STREQ(f->GetName(), "my picture");
+  EXPECT_EQ(std::pair(std::string(f->GetFileName()), std::string(f->GetName())),
+            std::pair(pr.dir.file("pic.bmp"), std::string("my picture")));
   EXPECT_DOUBLE_EQ(f->GetTimeFloat(clipvar::IDS_START_OPACITY, 0), 0.25);
-}
 
-TEST(ProjectFile, AMissingFileCanBeLocated) {
-  project pr;
-  headless_dialogs &ui = HeadlessDialogs();
+  // An import of a file that is gone can be pointed elsewhere.
   vemowin context;
-  clip c(&context);
+  clip e(&context);
   ui.answer_yes = true;
   ui.file_answer = WriteBmp(pr.dir.file("elsewhere.bmp"), 4, 4, PatternPixel);
-  EXPECT_EQ(c.ClipImport("/nowhere/at/all.bmp"), 1);
+  EXPECT_EQ(e.ClipImport("/nowhere/at/all.bmp"), 1);
   ui.answer_yes = false;
   ui.file_answer.clear();
-  EXPECT_STREQ(c.GetFileName(), pr.dir.file("elsewhere.bmp").c_str());
-  EXPECT_STREQ(c.GetName(), "elsewhere.bmp");
+  EXPECT_STREQ(e.GetFileName(), pr.dir.file("elsewhere.bmp").c_str());
+  EXPECT_STREQ(e.GetName(), "elsewhere.bmp");
   // Cancelled: the import fails and the clip is marked.
   clip d(&context);
   EXPECT_EQ(d.ClipImport("/nowhere/at/all.bmp"), 0);
   EXPECT_TRUE(d.IsMediaMissing());
   // A file no reader takes fails without a question.
-  const int shown = ui.boxes_shown;
+  shown = ui.boxes_shown;
   std::ofstream(pr.dir.file("junk.bin")) << "not a medium";
   EXPECT_EQ(d.ClipImport(pr.dir.file("junk.bin").c_str()), 0);
   EXPECT_EQ(ui.boxes_shown, shown);
 }
 
-TEST(ProjectFile, ASubArrangementIsRestoredWithoutImporting) {
-  project pr;
-  clip *sub = pr.p->AddArrangement(pr.root(), 0, 1000, 0);
-  sub->SetFileName("/this/would/be/imported.avi");
-  const bytes b = SaveOf(pr.root());
-  const int shown = HeadlessDialogs().boxes_shown;
-  file_ptr f = FileWith(b);
-  ASSERT_EQ(pr.root()->Load(f.get()), 1);
-  EXPECT_EQ(HeadlessDialogs().boxes_shown, shown);
-  EXPECT_TRUE(pr.root()->GetChild(0)->IsArrangement());
-  EXPECT_FALSE(pr.root()->GetChild(0)->IsMediaMissing());
-}
-
 TEST(ProjectFile, DuplicatesAreDeepCopies) {
   project pr;
-  BuildRich(pr, pr.dir.path());
+  BuildRich(pr);
   // Something planted under the old fixed name in the temporary folder changes nothing.
   const char *old = std::getenv("TMPDIR");
   const std::string saved = old ? old : "";
@@ -312,34 +303,9 @@ TEST(ProjectFile, DuplicatesAreDeepCopies) {
   EXPECT_EQ(pr.root()->ClipDuplicate(nullptr), nullptr);
 }
 
-TEST(ProjectFile, EveryEffectTypeSavesLoadsSavesTheSameAndRenders) {
-  project pr;
-  clip *a =
-      pr.p->AddMedia(pr.root(), WriteBmp(pr.dir.file("e.bmp"), 16, 12, PatternPixel).c_str(), 0, 0, 4000);
-  ASSERT_NE(a, nullptr);
-  size_t n = 0;
-  const effecttype *types = EffectTypes(&n);
-  for (size_t i = 0; i < n; ++i) {
-    if (types[i].type == 122) continue;  // a plugin effect needs its library
-    effect *fx = types[i].kind == effectkind::video ? static_cast<effect *>(a->VideoEffectAdd(types[i].type))
-                                                    : a->AudioEffectAdd(types[i].type);
-    ASSERT_NE(fx, nullptr) << types[i].type;
-    Key(fx, fxid::IDS_EFFECT_TOGGLE, 500 + int(i), 1.0);
-  }
-  const std::string first = pr.dir.file("all.vmp"), second = pr.dir.file("all2.vmp");
-  ASSERT_TRUE(pr.p->Save(first.c_str()));
-  vemoproject loaded;
-  ASSERT_TRUE(loaded.Load(first.c_str()));
-  ASSERT_TRUE(loaded.Save(second.c_str()));
-  EXPECT_EQ(fixtures::ReadFileBytes(first), fixtures::ReadFileBytes(second));
-  EXPECT_EQ(loaded.Root()->GetChild(0)->GetVideoEffectCount(), a->GetVideoEffectCount());
-  EXPECT_EQ(loaded.Root()->GetChild(0)->GetAudioEffectCount(), 2);
-  EXPECT_EQ(FirstDifference(Grab(loaded.Compose(1000)), pr.At(1000)), "");
-}
-
 TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   project pr;
-  clip *m = pr.p->AddMedia(pr.root(), WriteBmp(pr.dir.file("u.bmp"), 8, 6, PatternPixel).c_str(), 0, 0, 2000);
+  clip *m = pr.Still(pr.root(), "u.bmp", 8, 6, 0, 2000, 0);
   ASSERT_NE(m, nullptr);
   Key(m->VideoEffectAdd(103), fxid::IDS_OPACITY, 10, -0.5);
   m->VideoEffectAdd(111);
@@ -350,10 +316,7 @@ TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   const size_t at = 5800 + rootvars.size();
   ASSERT_EQ(I32(whole, at + 836), 103);
   ASSERT_EQ(I32(whole, at + 580), 142);
-  for (size_t field : {at + 836, at + 580}) {
-    const int32_t unknown = 9999;
-    std::memcpy(&whole[field], &unknown, 4);
-  }
+  for (size_t field : {at + 836, at + 580}) Put<int32_t>(whole, field, 9999);
   vemoproject loaded;
   ASSERT_EQ(loaded.Root()->Load(FileWith(whole).get()), 1);
   clip *child = loaded.Root()->GetChild(0);
@@ -363,4 +326,62 @@ TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   EXPECT_EQ(child->GetVideoEffect(1)->GetID(), 111);
   EXPECT_EQ(SaveOf(loaded.Root()), whole);
   EXPECT_NE(loaded.Compose(0), nullptr);
+}
+
+TEST(Project, DescribeListsKindsTimesMediaEffectsAndKeys) {
+  project pr;
+  clip *still = pr.Still(pr.root(), "pic.bmp", 4, 4, 1500, 2000, 1);
+  ASSERT_NE(still, nullptr);
+  still->SetOffset(250);
+  Key(still, clipvar::IDS_DST_L, 0, 0.25);
+  Key(still, clipvar::IDS_DST_L, 1000, 0.5);
+  effectVideo *fx = still->VideoEffectAdd(103);
+  Key(fx, fxid::IDS_OPACITY, 500, -0.5);
+  clip *text = pr.p->AddGenerator(pr.root(), CLIP_SRC_TEXT, 0, 1000, 0);
+  text->ClipSetText("Hi");
+  text->SetAudioMute(true);
+  const std::string want =
+      "arrangement \"Arrangement\" at 0.000 s for 10.000 s, 160 x 120, 25 fps, 2 tracks\n"
+      "  track 1: media \"pic.bmp\" at 1.750 s for 1.750 s, offset 0.250 s, file " +
+      pr.dir.file("pic.bmp") +
+      ", video\n"
+      "      IDS_DST_L: 0.000=0.25, 1.000=0.5\n"
+      "      IDS_CLIPTIMEMAPPER: 0.000=1\n"  // a still has no duration: both keys at 0
+      "    video effect 1: 103 Opacity\n"
+      "        IDS_OPACITY: 0.500=-0.5\n"
+      "  track 0: text \"Text String\" at 0.000 s for 1.000 s, text \"Hi\", audio muted\n"
+      "      IDS_START_OPACITY: 0.000=0\n";
+  EXPECT_EQ(pr.p->Describe(), want);
+}
+
+TEST(Project, ANewProjectForgetsTheOldOne) {
+  project pr;
+  pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
+  pr.root()->SetVideoMute(true);
+  pr.root()->SetName("old");
+  ASSERT_TRUE(pr.p->New(320, 136, 4000));
+  EXPECT_EQ(
+      std::tuple(pr.root()->GetChildCount(), pr.root()->GetVideoMute(), pr.p->Length(), pr.root()->GetFps()),
+      std::tuple(0, false, 4000, 30));
+  KORSurface *pic = pr.p->Compose(0);
+  ASSERT_NE(pic, nullptr);
+  EXPECT_EQ(pic->width, 720);
+  // A new project's root is written with a clean record.
+  bytes b = SavedBytes([&](FILE *f) { return pr.root()->Save(f); });
+  EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "Arrangement");
+  EXPECT_EQ(Get<int32_t>(b, 1152), -1);
+}
+
+TEST(Project, AFileThatIsNoProjectLeavesANewOne) {
+  project pr;
+  clip *still = pr.Still(pr.root(), "pic.bmp", 4, 4, 0, 2000, 0);
+  const std::string single = pr.dir.file("single.vmp"), junk = pr.dir.file("junk.vmp");
+  ASSERT_TRUE(still->ProjectSave(single.c_str()));  // one media clip, not an arrangement
+  std::ofstream(junk) << "nothing of the kind";
+  for (const std::string &path : {single, junk, pr.dir.file("absent.vmp")}) {
+    EXPECT_FALSE(pr.p->Load(path.c_str())) << path;
+    EXPECT_TRUE(pr.root()->IsArrangement());
+    EXPECT_EQ(pr.root()->GetChildCount(), 0);
+    EXPECT_NE(pr.p->Compose(0), nullptr);
+  }
 }

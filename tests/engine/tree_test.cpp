@@ -1,5 +1,7 @@
-// The clip tree and the rules of the arrangement view.
+// The clip tree, importing, and the rules of the arrangement view.
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 #include "core/dialogs.h"
 #include "core/vemowin.h"
@@ -27,6 +29,16 @@ struct Rooted : testing::Test {
 using Tree = Rooted;
 using Arrangement = Rooted;
 
+// Bytes this process has read through read() and its kin so far; -1 when the kernel does not say.
+long long BytesRead() {
+  std::ifstream in("/proc/self/io");
+  std::string key;
+  long long value = 0;
+  while (in >> key >> value)
+    if (key == "rchar:") return value;
+  return -1;
+}
+
 }  // namespace
 
 TEST_F(Tree, TracksCountFreeAndCheckOverlaps) {
@@ -42,8 +54,7 @@ TEST_F(Tree, TracksCountFreeAndCheckOverlaps) {
   EXPECT_TRUE(root.ClipChildTrackCheck(a, 0));  // a clip never overlaps itself
   // Freeing track 1 moves tracks 1 and up down by one.
   EXPECT_EQ(root.ClipTrackFree(1), 4);
-  EXPECT_EQ(a->GetTrack(), 0);
-  EXPECT_EQ(b->GetTrack(), 3);
+  EXPECT_EQ(std::pair(a->GetTrack(), b->GetTrack()), std::pair(0, 3));
   EXPECT_EQ(root.ClipTrackFree(0), 5);
   EXPECT_EQ(a->GetTrack(), 1);
 }
@@ -54,10 +65,7 @@ TEST_F(Tree, CompressingMovesChildrenUpWhereTheirTimeIsFree) {
   clip *c = Child(1000, 1000, 5);  // touches a: rises to track 0? b is in the way on 1
   clip *d = Child(3000, 100, 4);   // free all the way up
   root.ClipCompressTracks();
-  EXPECT_EQ(a->GetTrack(), 0);
-  EXPECT_EQ(b->GetTrack(), 1);
-  EXPECT_EQ(c->GetTrack(), 2);
-  EXPECT_EQ(d->GetTrack(), 0);
+  EXPECT_EQ(std::tuple(a->GetTrack(), b->GetTrack(), c->GetTrack(), d->GetTrack()), std::tuple(0, 1, 2, 0));
   // In a drawn view the same holds at its pixel scale.
   root.SetArrangeArea(RECT{10, 10, 1010, 400});
   root.SetVisibleSpan(4000);
@@ -75,9 +83,7 @@ TEST_F(Tree, DeletingChildrenKeepsTheListAndTheCurrentChildRight) {
   EXPECT_EQ(root.ChildDelete(b), QA_UPDATE);
   EXPECT_EQ(root.GetAudioMaster(), nullptr);
   ASSERT_EQ(root.GetChildCount(), 2);
-  EXPECT_EQ(root.GetChild(0), a);
-  EXPECT_EQ(root.GetChild(1), c);
-  EXPECT_EQ(root.GetCurrentChild(), a);
+  EXPECT_EQ(std::tuple(root.GetChild(0), root.GetChild(1), root.GetCurrentChild()), std::tuple(a, c, a));
   root.ChildDelete(a);
   root.ChildDelete(c);
   EXPECT_EQ(root.GetChildCount(), 0);
@@ -102,10 +108,9 @@ TEST_F(Tree, DeletingFromTheArrangementAsksThenClosesTheGap) {
   EXPECT_NE(root.ArrangeChildDelete(), 0u);
   ui.answer_yes = false;
   ASSERT_EQ(root.GetChildCount(), 3);
-  EXPECT_EQ(a->GetPosition(), 0);
-  EXPECT_EQ(c->GetPosition(), 1000);  // moved into the gap on its track
-  EXPECT_EQ(d->GetPosition(), 500);   // another track keeps its time
-  EXPECT_EQ(d->GetTrack(), 1);        // still overlaps a and c
+  // c moves into the gap on its track; d, on another, keeps its time and track (it overlaps a and c).
+  EXPECT_EQ(std::tuple(a->GetPosition(), c->GetPosition(), d->GetPosition(), d->GetTrack()),
+            std::tuple(0, 1000, 500, 1));
   EXPECT_EQ(root.GetCriticalCount(), 0);
 }
 
@@ -159,9 +164,8 @@ TEST_F(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
   ASSERT_NE(v, nullptr);
   ASSERT_EQ(v->MediaDuration(), 2000);
   EXPECT_EQ(v->GetSize(), 2000);
-  EXPECT_EQ(v->CTMGetValue(0), 0);
-  EXPECT_EQ(v->CTMGetValue(2000), 2000);
-  EXPECT_EQ(v->CTMGetValue(5000), 2000);  // held at the end
+  EXPECT_EQ(std::tuple(v->CTMGetValue(0), v->CTMGetValue(2000), v->CTMGetValue(5000)),
+            std::tuple(0, 2000, 2000));  // held at the end
   EXPECT_NEAR(v->CTMGetValue(1000), 1000, 1);
   pr.At(1000);
   EXPECT_EQ(fixtures::ShownFrame(v->GetFrameSurface(), 50), 25);
@@ -189,27 +193,21 @@ TEST_F(Tree, TheClipTimeMapperPicksVideoFramesAndHoldsThem) {
 
 TEST_F(Arrangement, ZoomBandAndDragFollowTheirLimits) {
   root.SetSize(60000);
-  root.SetVisibleSpan(45);
-  EXPECT_EQ(root.ArrZoomIn(), QA_UPDATE);
-  EXPECT_EQ(root.GetVisibleSpan(), 30);
-  EXPECT_EQ(root.ArrZoomIn(), 0u);
-  root.SetVisibleSpan(40000);
-  EXPECT_EQ(root.ArrZoomOut(), QA_UPDATE);
-  EXPECT_EQ(root.GetVisibleSpan(), 60000);
-  EXPECT_EQ(root.ArrZoomOut(), 0u);
-  EXPECT_EQ(root.ArrZoomAll(), 0u);
-  root.SetVisibleSpan(1000);
-  EXPECT_EQ(root.ArrZoomAll(), QA_UPDATE);
-  EXPECT_EQ(root.GetVisibleSpan(), 60000);
-
-  root.SetBandHeight(300);
-  EXPECT_EQ(root.ArrBandIn(), QA_UPDATE);
-  EXPECT_EQ(root.GetBandHeight(), 512);
-  EXPECT_EQ(root.ArrBandIn(), 0u);
-  root.SetBandHeight(15);
-  EXPECT_EQ(root.ArrBandOut(), QA_UPDATE);
-  EXPECT_EQ(root.GetBandHeight(), 10);
-  EXPECT_EQ(root.ArrBandOut(), 0u);
+  using step = uint32_t (clip::*)();
+  const step steps[] = {&clip::ArrZoomIn, &clip::ArrZoomOut, &clip::ArrZoomAll, &clip::ArrBandIn,
+                        &clip::ArrBandOut};
+  // span (steps 0-2) or band (3-4) before, the step, its answer, the span or band after
+  const int rows[][4] = {{45, 0, QA_UPDATE, 30},       {30, 0, 0, 30},
+                         {40000, 1, QA_UPDATE, 60000}, {60000, 1, 0, 60000},
+                         {60000, 2, 0, 60000},         {1000, 2, QA_UPDATE, 60000},
+                         {300, 3, QA_UPDATE, 512},     {512, 3, 0, 512},
+                         {15, 4, QA_UPDATE, 10},       {10, 4, 0, 10}};
+  for (const auto &r : rows) {
+    const bool zoom = r[1] < 3;
+    zoom ? root.SetVisibleSpan(r[0]) : root.SetBandHeight(r[0]);
+    EXPECT_EQ((root.*steps[r[1]])(), uint32_t(r[2])) << r[0] << " step " << r[1];
+    EXPECT_EQ(zoom ? root.GetVisibleSpan() : root.GetBandHeight(), r[3]) << r[0] << " step " << r[1];
+  }
   // Fitting the tracks into the area: many tracks stop at 10, one track at 512.
   root.SetArrangeArea(RECT{0, 0, 800, 2000});
   EXPECT_EQ(root.ArrBandAll(), QA_UPDATE);
@@ -222,12 +220,10 @@ TEST_F(Arrangement, ZoomBandAndDragFollowTheirLimits) {
   EXPECT_EQ(root.GetBandHeight(), 33);
 
   root.SetVisibleSpan(8000);
-  root.ArrSetDrag(400, 400);
-  EXPECT_EQ(root.ArrDragDelta(), 0);
-  root.ArrSetDrag(400, 395);
-  EXPECT_EQ(root.ArrDragDelta(), -50);  // -5 * 8000 / 800
-  root.ArrSetDrag(400, 403);
-  EXPECT_EQ(root.ArrDragDelta(), 30);
+  for (auto [x, delta] : {std::pair{400, 0}, {395, -50}, {403, 30}}) {  // -5 * 8000 / 800 = -50
+    root.ArrSetDrag(400, x);
+    EXPECT_EQ(root.ArrDragDelta(), delta) << x;
+  }
   EXPECT_EQ(root.ClipZoomOut(), 512u);
   EXPECT_EQ(root.GetVisibleSpan(), 0);
 }
@@ -235,10 +231,8 @@ TEST_F(Arrangement, ZoomBandAndDragFollowTheirLimits) {
 TEST_F(Arrangement, TheSliderDefaultCountsTheStartTwice) {
   clip *c = Child(2000, 3000, 0);
   EXPECT_EQ(c->ClipResetArrangeSlider(), 1);
-  EXPECT_EQ(c->GetVisibleSpan(), 7000);
-  EXPECT_EQ(c->GetViewStart(), 2000);
-  EXPECT_EQ(c->GetMakeStart(), 2000);
-  EXPECT_EQ(c->GetMakeEnd(), 5000);
+  EXPECT_EQ(std::tuple(c->GetVisibleSpan(), c->GetViewStart(), c->GetMakeStart(), c->GetMakeEnd()),
+            std::tuple(7000, 2000, 2000, 5000));
   c->SetPosition(0);
   c->ClipResetArrangeSlider();  // a span already set stays
   EXPECT_EQ(c->GetVisibleSpan(), 7000);
@@ -248,12 +242,28 @@ TEST_F(Arrangement, TheSliderDefaultCountsTheStartTwice) {
 }
 
 TEST_F(Tree, ClipVariableIDsAreThoseOfTheTable) {
-#define VEMO_CHECK_ROW(key, number)                 \
-  {                                                 \
-    const tfdecl *row = FindDeclaredVariable(#key); \
-    ASSERT_NE(row, nullptr) << #key;                \
-    EXPECT_EQ(row->id, number) << #key;             \
-  }
+#define VEMO_CHECK_ROW(key, number) \
+  EXPECT_EQ(FindDeclaredVariable(#key) ? FindDeclaredVariable(#key)->id : -1, number) << #key;
   VEMO_CLIP_VARIABLES(VEMO_CHECK_ROW)
 #undef VEMO_CHECK_ROW
+}
+
+TEST(ImportReads, AnUncompressedVideoCostsTheSameForTenSecondsAndAHundred) {
+  project pr;
+  fixtures::media_recipe s{
+      .video_codec = "rawvideo", .pix_fmt = "bgr24", .width = 256, .height = 192, .rate_num = 5, .gop = 1};
+  long long read[2] = {};
+  for (int i = 0; i < 2; ++i) {
+    s.frames = i == 0 ? 50 : 500;
+    const std::string path = fixtures::WriteTempMedia(i == 0 ? "short.avi" : "long.avi", s);
+    const long long before = BytesRead();
+    if (before < 0) GTEST_SKIP() << "/proc/self/io cannot be read here";
+    clip *c = pr.p->AddMedia(pr.root(), path.c_str(), 0, i);
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(c->GetSize(), s.frames * 200);
+    pr.At(0);
+    read[i] = BytesRead() - before;
+  }
+  std::printf("bytes read to import and show a frame: %lld (10 s), %lld (100 s)\n", read[0], read[1]);
+  EXPECT_LE(read[1], read[0] * 12 / 10);
 }

@@ -1,10 +1,7 @@
 #!/usr/bin/env bash
-# The engine as another program gets it, from the build in BUILD:
-#   prefix   installs into a temporary prefix, builds examples/host there with pkg-config, runs
-#            it on the demo project and checks the picture and the file it made;
-#   package  builds the Debian package, unpacks it into a temporary root and makes the demo
-#            with the lumivaxel it holds.
-# Neither finds plugins through $LUMIVAXEL_PLUGIN_PATH: the installed ones must be found.
+# The engine as another program gets it from the build in BUILD: installed into a temporary
+# prefix with examples/host built by pkg-config (prefix), or the Debian package unpacked
+# (package); either makes the demo with the plugins it installed.
 # Usage: install_test.sh prefix|package BUILD SOURCE BUILD_DEMO
 set -euo pipefail
 mode="$1" build="$2" source="$3" builder="$4"
@@ -13,7 +10,6 @@ dir="$(mktemp -d /tmp/lv-install-XXXXXX)"
 trap 'rm -rf "$dir"' EXIT
 fail() { echo "FAIL: $*"; exit 1; }
 
-# The demo project: a test video from ffmpeg's pattern, the rest drawn by the engine.
 ffmpeg -loglevel error -y -f lavfi -i "testsrc2=size=160x120:rate=25" -t 2 -c:v mjpeg "$dir/video.avi"
 "$builder" "$dir" "$dir/video.avi" > /dev/null
 

@@ -1,6 +1,6 @@
 # Shared by the window tests (sourced): sanitizer settings, a scratch folder, fail(), the
-# headless check and a private Xvfb. The caller sets lv and the program's pid in app (to be
-# stopped on exit), then calls window_test_start COMMAND.
+# headless check, a private Xvfb and the window helpers. The caller sets lv and the program's pid
+# in app (to be stopped on exit), then calls window_test_start COMMAND.
 #
 # Under the sanitizers the program is not leak-checked here: SDL loads the X11 and message-bus
 # libraries at run time and unloads them on quit, so what they keep for the life of the process
@@ -34,4 +34,29 @@ window_test_start() {
   export DISPLAY=":$(head -1 "$dir/display")"
   xdotool getmouselocation > /dev/null 2>&1 || { echo "FAIL: Xvfb did not start"; exit 1; }
   cd "$dir" || exit 1
+}
+
+# window_of PATTERN: the id of the window of $app whose name matches, in $win (60 s at most).
+window_of() {
+  for _ in $(seq 600); do
+    win=$(xdotool search --all --pid "$app" --name "$1" 2> /dev/null | head -1)
+    [ -n "$win" ] && return 0
+    sleep 0.1
+  done
+  return 1
+}
+title() { xdotool getwindowname "$win" 2> /dev/null; }
+# waitfor PATTERN [SECONDS]: until the title matches (60 s unless told: sanitized runs are slow).
+waitfor() {
+  for _ in $(seq $((${2:-60} * 20))); do title | grep -Eq "$1" && return 0; sleep 0.05; done
+  fail "title '$(title)' never matched '$1'"
+  return 1
+}
+key() { xdotool key --window "$win" "$@" 2> /dev/null; sleep "${keypause:-0}"; }
+# ended: waits for $app to end (60 s at most); its exit status in $status, app cleared.
+ended() {
+  for _ in $(seq 600); do kill -0 "$app" 2> /dev/null || break; sleep 0.1; done
+  status=0
+  wait "$app" || status=$?
+  app=""
 }
