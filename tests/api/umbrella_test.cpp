@@ -24,21 +24,14 @@ namespace {
     reinterpret_cast<const void *>(&fxlevels::ColourByte),     // effects/levels.h
     reinterpret_cast<const void *>(&JoinSegments),             // engine/joining.h
 };
-static_assert(std::is_class_v<frect> && std::is_class_v<intarray> && std::is_class_v<randint> &&
-              std::is_class_v<UIItem> && std::is_class_v<UIItemDummy> && std::is_class_v<vemowin> &&
-              std::is_class_v<poligon> && std::is_class_v<POINT>);
-static_assert(std::is_class_v<tfdecl> && std::is_class_v<timefloatmgr> && std::is_class_v<mtime> &&
-              std::is_class_v<tfcboard> && std::is_class_v<timefloat> && std::is_class_v<vemotime>);
-static_assert(std::is_class_v<pix32> && std::is_class_v<pixelator> && std::is_class_v<dc> &&
-              std::is_class_v<surface> && std::is_class_v<roa> && std::is_class_v<wavcfg> &&
-              std::is_class_v<imgio_export> && std::is_class_v<pluginlists>);
-static_assert(std::is_class_v<effectOpacity> && std::is_class_v<effectVideo> &&
-              std::is_class_v<effectKeyRGB> && std::is_class_v<fxkernels::rgbkey> &&
-              std::is_class_v<effectloadscope> && std::is_class_v<effectVolPan> &&
-              std::is_class_v<effectFlipX> && std::is_class_v<effectInterlaceFB1> &&
-              std::is_class_v<effectMatrixBlurr> && std::is_class_v<effectFrame01>);
-static_assert(std::is_class_v<clipData> && std::is_class_v<clip> && std::is_class_v<clipsrc> &&
-              std::is_class_v<vemoproject> && std::is_class_v<clipworker> && std::is_class_v<macro>);
+template <class... T>
+constexpr bool kClasses = (std::is_class_v<T> && ...);
+static_assert(
+    kClasses<frect, intarray, randint, UIItem, UIItemDummy, vemowin, poligon, POINT, tfdecl, timefloatmgr,
+             mtime, tfcboard, timefloat, vemotime, pix32, pixelator, dc, surface, roa, wavcfg, imgio_export,
+             pluginlists, effectOpacity, effectVideo, effectKeyRGB, fxkernels::rgbkey, effectloadscope,
+             effectVolPan, effectFlipX, effectInterlaceFB1, effectMatrixBlurr, effectFrame01, clipData, clip,
+             clipsrc, vemoproject, clipworker, macro>);
 static_assert(std::is_base_of_v<pixelator, surface> && std::is_base_of_v<vemo, pixelator>);
 
 // The readers as a host calls them: members of the surface manager, plain char paths.
@@ -46,8 +39,7 @@ static_assert(std::is_same_v<decltype(&surface::AVIReadOpen), roa *(*)(const cha
 static_assert(std::is_same_v<decltype(&surface::WaveFileRead), uint8_t *(*)(rwav *, int)>);
 static_assert(std::is_same_v<decltype(&surface::StreamReadAudioSample), uint8_t *(*)(mmstream *, int)>);
 
-// A host hands its own short buffers (as PutAudio receives them) and byte buffers; the sound
-// format's converter is the pixel helpers' (whose arithmetic the media tests check).
+// A host hands its own short and byte buffers; the arithmetic is the media tests' part.
 TEST(PublicNames, ConvertersTakeTheBuffersAHostHolds) {
   short internal[4] = {1000, -1000, 3000, -3000};
   unsigned char eight[2] = {};
