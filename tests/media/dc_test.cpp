@@ -29,15 +29,12 @@ TEST(DrawingContext, FillsAndLinesRespectTheClipAndWriteAlphaZero) {
     for (int x = 0; x < 16; ++x)
       EXPECT_EQ(c.word(x, y), x >= 2 && x < 10 && y >= 2 && y < 6 ? 0x00010203u : 0xFF000000u)
           << x << "," << y;
-  c.hdc->ResetClip();
-  c.hdc->SetDrawAlpha(255);
+  c.hdc->ResetClip(), c.hdc->SetDrawAlpha(255);
   c.hdc->SelectPen(pen{RGB(255, 0, 0), 1, false});
-  c.hdc->MoveTo(0, 0);
-  c.hdc->LineTo(4, 0);  // the end point is left out
+  c.hdc->MoveTo(0, 0), c.hdc->LineTo(4, 0);  // the end point is left out
   for (int x = 0; x < 4; ++x) EXPECT_EQ(c.word(x, 0), 0xFFFF0000u);
   EXPECT_EQ(c.word(4, 0), 0xFF000000u);
-  c.hdc->MoveTo(0, 7);
-  c.hdc->LineTo(7, 0);  // a diagonal touches exactly one pixel per row
+  c.hdc->MoveTo(0, 7), c.hdc->LineTo(7, 0);  // a diagonal touches exactly one pixel per row
   for (int y = 1; y <= 7; ++y) EXPECT_EQ(c.word(7 - y, y), 0xFFFF0000u) << y;
   c.hdc->LineTo(-100000, 900000);  // far off the target: clipped, no harm
 }
@@ -126,8 +123,7 @@ TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
   EXPECT_GT(bold.cx, wide.cx);
   c.hdc->SelectFont(f);
 
-  c.hdc->SetBkMode(TRANSPARENT);
-  c.hdc->SetTextColor(RGB(255, 255, 255));
+  c.hdc->SetBkMode(TRANSPARENT), c.hdc->SetTextColor(RGB(255, 255, 255));
   ASSERT_TRUE(c.hdc->TextOut(10, 5, "Lumi-Vaxel"));
   int inked = 0, partial = 0;
   for (int y = 0; y < 60; ++y)
@@ -144,12 +140,10 @@ TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
 
   // Opaque mode fills the cell with the background colour first.
   canvas o(200, 40);
-  o.hdc->SelectFont(f);
-  o.hdc->SetBkColor(RGB(0, 0, 255));
+  o.hdc->SelectFont(f), o.hdc->SetBkColor(RGB(0, 0, 255));
   o.hdc->TextOut(0, 0, "Lumi-Vaxel");
-  EXPECT_EQ(o.word(0, 0), 0x000000FFu);
-  EXPECT_EQ(o.word(wide.cx - 1, wide.cy - 1), 0x000000FFu);
-  EXPECT_EQ(o.word(wide.cx + 1, 0), 0u);
+  EXPECT_EQ((std::vector{o.word(0, 0), o.word(wide.cx - 1, wide.cy - 1), o.word(wide.cx + 1, 0)}),
+            (std::vector<uint32_t>{0xFF, 0xFF, 0}));
 
   // Laid out: a line per line feed with the gaps between, words broken to the width.
   textmetric tm;
@@ -162,17 +156,14 @@ TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
 }
 
 TEST(DrawingContext, RedSlashCrossesTheSurface) {
-  auto small = make_surface(19, 10);  // allocated width 20: nothing to draw
-  EXPECT_EQ(surface::SurfaceRedSlash(small.get()), 0);
-  auto narrow = make_surface(21, 10);  // allocated width 24: x runs 0..2
-  EXPECT_EQ(surface::SurfaceRedSlash(narrow.get()), 1);
+  EXPECT_EQ(surface::SurfaceRedSlash(make_surface(19, 10).get()), 0);  // allocated width 20: nothing to draw
+  EXPECT_EQ(surface::SurfaceRedSlash(make_surface(21, 10).get()), 1);  // allocated width 24: x runs 0..2
   auto s = make_surface(64, 40);
   ASSERT_EQ(surface::SurfaceRedSlash(s.get()), 1);
-  EXPECT_EQ(at(s.get(), 0, 0).word(), 0x00FF0000u);
-  EXPECT_EQ(at(s.get(), 9, 0).word(), 0x00FF0000u);
+  // The rising strokes start below the last row.
+  for (auto [x, y] : {std::pair{0, 0}, {9, 0}, {1, 39}, {10, 39}})
+    EXPECT_EQ(at(s.get(), x, y).word(), 0xFF0000u);
   EXPECT_EQ(at(s.get(), 10, 0).word(), 0u);
-  EXPECT_EQ(at(s.get(), 1, 39).word(), 0x00FF0000u);  // the rising strokes start below the last row
-  EXPECT_EQ(at(s.get(), 10, 39).word(), 0x00FF0000u);
   for (int y = 0; y < 40; ++y)
     for (int x = 52; x < 64; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);  // 12 columns stay clear
 }
