@@ -52,23 +52,21 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
 // Lossless pictures come out pixel-exact and upright (raw 24-bit frames are stored bottom-up, FFV1
 // ones top-down) at the surface's pitch; subsampled YUV within the conversion's few steps.
 TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
-  struct lossless {
-    const char *name, *codec, *pix_fmt;
-    int w, h, tolerance;
-  };
-  for (const lossless &l : {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0},
-                            lossless{"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
-                            lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
-                            lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
-    media_recipe s;
-    s.video_codec = l.codec, s.pix_fmt = l.pix_fmt, s.gradient = true, s.width = l.w, s.height = l.h,
-    s.frames = 6;
-    avi_handle r = OpenAVI(WriteTempMedia(l.name, s));
-    ASSERT_NE(r, nullptr) << l.name;
+  const std::tuple<const char *, const char *, const char *, int, int, int> rows[] = {
+      {"raw.avi", "rawvideo", "bgr24", 64, 48, 0},
+      {"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
+      {"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
+      {"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}};
+  for (const auto &[name, codec, pix_fmt, w, h, tolerance] : rows) {
+    SCOPED_TRACE(name);
+    avi_handle r = OpenAVI(WriteTempMedia(
+        name,
+        {.video_codec = codec, .pix_fmt = pix_fmt, .gradient = true, .width = w, .height = h, .frames = 6}));
+    ASSERT_NE(r, nullptr);
     for (int i : {0, 5, 2, 3}) {
-      ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << l.name;
-      EXPECT_EQ(r->frame->pitch, (l.w + 3) / 4 * 4);
-      EXPECT_EQ(GradientMismatches(r->frame, i, l.tolerance), 0) << l.name << " frame " << i;
+      ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20));
+      EXPECT_EQ(r->frame->pitch, (w + 3) / 4 * 4);
+      EXPECT_EQ(GradientMismatches(r->frame, i, tolerance), 0) << "frame " << i;
     }
   }
 }

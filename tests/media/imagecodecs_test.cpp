@@ -24,6 +24,12 @@ void ExpectWords(decoder fn, const bytes &b, const words &want) {
   EXPECT_EQ(got, want);
 }
 
+void ExpectEveryCutRefused(decoder fn, const bytes &b) {
+  ASSERT_FALSE(b.empty());
+  for (size_t n = 0; n < b.size(); ++n)
+    EXPECT_FALSE(decode(fn, bytes(b.begin(), b.begin() + ptrdiff_t(n)))) << "cut to " << n;
+}
+
 // A 2 x 2 32-bit icon image with its own alpha (rows bottom-up) and an empty 2-row AND mask.
 bytes icon32() {
   return make_bmp(
@@ -65,11 +71,7 @@ TEST(ImageBMP, EveryDepthAndEncoding) {
   const bytes b24 = {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0}, b32 = {1, 2, 3, 0x77};
   const uint32_t f = 0xFF;  // masks
   // clang-format off
-  const struct {
-    const char *name;
-    bmp_layout file;
-    words want;
-  } rows[] = {
+  const std::tuple<const char *, bmp_layout, words> rows[] = {
       // 3 x 2, top row 1 0 1, bottom row 0 0 1
       {"1-bit", {.width = 3, .height = 2, .bpp = 1, .palette = {0xFF0000, 0xFF},
                  .pixels = {0x20, 0, 0, 0, 0xA0, 0, 0, 0}}, {0xFF, 0xFF0000, 0xFF, 0xFF0000, 0xFF0000, 0xFF}},
@@ -111,12 +113,10 @@ TEST(ImageBMP, EveryDepthAndEncoding) {
   // clang-format on
   // Every cut of each file is refused too: a missing mask, palette, row or end-of-bitmap mark.
   SetImageDecoderLogging(false);
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.name);
-    const bytes file = make_bmp(row.file);
-    ExpectWords(DecodeBMP, file, row.want);
-    for (size_t n = 0; n < file.size(); ++n)
-      EXPECT_FALSE(decode(DecodeBMP, bytes(file.begin(), file.begin() + ptrdiff_t(n)))) << "cut to " << n;
+  for (const auto &[name, layout, want] : rows) {
+    SCOPED_TRACE(name);
+    ExpectWords(DecodeBMP, make_bmp(layout), want);
+    ExpectEveryCutRefused(DecodeBMP, make_bmp(layout));
   }
 }
 
@@ -236,21 +236,15 @@ TEST(SurfaceLoad, EnhancedMetafilesAreAnUnsupportedFormat) {
 // Every other decoder refuses every cut of a good file too (flipped bytes are the fuzz targets' part).
 TEST(ImageDamage, CutFilesAreRefused) {
   SetImageDecoderLogging(false);
-  const struct {
-    const char *name;
-    decoder fn;
-    bytes data;
-  } samples[] = {
+  const std::tuple<const char *, decoder, bytes> samples[] = {
       {"ico", DecodeICO, make_ico({icon32(), icon4()})},
       {"jpeg", DecodeJPEG, make_jpeg(16, 16, quadrants(16, 16), 80)},
       {"png", DecodePNG, make_png(4, 3, quadrants(4, 3), true)},
       {"gif", DecodeGIF, make_gif(4, 2, {0, 1, 1, 0, 1, 0, 0, 1}, {0, 0xFFFFFF}, -1)},
       {"wmf", DecodeWMF, make_wmf(16, 8)},
   };
-  for (const auto &s : samples) {
-    ASSERT_FALSE(s.data.empty()) << s.name;
-    for (size_t n = 0; n < s.data.size(); ++n)
-      EXPECT_FALSE(decode(s.fn, bytes(s.data.begin(), s.data.begin() + ptrdiff_t(n))))
-          << s.name << " cut to " << n;
+  for (const auto &[name, fn, data] : samples) {
+    SCOPED_TRACE(name);
+    ExpectEveryCutRefused(fn, data);
   }
 }

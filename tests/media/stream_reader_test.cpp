@@ -91,39 +91,38 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
 // Sound-only media take their length from the sound. 8-bit sound stays 8-bit with silence at
 // 128; more than two channels mix down to stereo 16-bit; mono that has to be converted stays mono.
 TEST(StreamReader, SoundOnlyMediaKeepTheirSampleFormatOrMixDown) {
-  const struct {
-    const char *name, *codec;
-    int channels, ms;
-    std::vector<uint32_t> format;
-  } rows[] = {{"u8.mka", "pcm_u8", 1, 1000, {1, 1, 8000, 8, 1, 8000}},
-              {"mono.mka", "pcm_s24le", 1, 0, {1, 1, 8000, 16, 2, 16000}},
-              {"six.mka", "pcm_s16le", 6, 0, {1, 2, 8000, 16, 4, 32000}}};
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.name);
-    media_recipe s;
-    s.format = "matroska", s.video_codec = "", s.audio_codec = row.codec, s.audio_rate = 8000,
-    s.audio_channels = row.channels, s.audio_samples = 12000;
-    stream_handle m = OpenStream(WriteTempMedia(row.name, s));
+  const std::tuple<const char *, const char *, int, int, std::vector<uint32_t>> rows[] = {
+      {"u8.mka", "pcm_u8", 1, 1000, {1, 1, 8000, 8, 1, 8000}},
+      {"mono.mka", "pcm_s24le", 1, 0, {1, 1, 8000, 16, 2, 16000}},
+      {"six.mka", "pcm_s16le", 6, 0, {1, 2, 8000, 16, 4, 32000}}};
+  for (const auto &[name, codec, channels, ms, format] : rows) {
+    SCOPED_TRACE(name);
+    const media_recipe s{.format = "matroska",
+                         .video_codec = "",
+                         .audio_codec = codec,
+                         .audio_channels = channels,
+                         .audio_samples = 12000};
+    stream_handle m = OpenStream(WriteTempMedia(name, s));
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->videovalid, 0);
     EXPECT_EQ(m->frame, nullptr);
     EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), 0), nullptr);
     EXPECT_NEAR(m->duration, 1500, 2);
     EXPECT_EQ(m->duration, m->audioduration);
-    EXPECT_EQ(FormatRow(m->wfx), row.format);
-    const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), row.ms);
+    EXPECT_EQ(FormatRow(m->wfx), format);
+    const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), ms);
     ASSERT_NE(buf, nullptr);
     int loud = 0;
     for (int n = 0; n < 8000; ++n) {
-      const int64_t k = row.ms * 8 + n;
-      if (row.channels == 6)
+      const int64_t k = ms * 8 + n;
+      if (channels == 6)
         loud += SampleAt(buf, n, 2, 0) != 0 && SampleAt(buf, n, 2, 1) != 0;
-      else if (row.format[3] == 8)
+      else if (format[3] == 8)
         ASSERT_EQ(buf[n], k < 12000 ? Sample8(k, 0) : 128) << n;
       else
         ASSERT_EQ(SampleAt(buf, n, 1, 0), Sample24(k, 0) >> 8) << n;
     }
-    EXPECT_GT(loud, row.channels == 6 ? 7000 : -1);
+    EXPECT_GT(loud, channels == 6 ? 7000 : -1);
   }
 
   // A wave file is a medium too.

@@ -1,6 +1,8 @@
 // Direct pixel operations: hand-worked pixels, and the fast loops against plain reference loops.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "media/kernels.h"
 #include "surfacetest.h"
 
@@ -123,24 +125,21 @@ TEST(SurfaceOps, CheckerSquaresAndClamping) {
 TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
   const uint8_t alphas[6] = {0, 1, 100, 127, 128, 255};
   // The amount times 256.1, truncated, moves every alpha within 0 .. 255: 0.001 -> 0, 0.5 -> +128.
-  const struct {
-    double amount;
-    uint8_t want[6];
-  } rows[] = {{0.001, {0, 1, 100, 127, 128, 255}},
-              {0.5, {128, 129, 228, 255, 255, 255}},
-              {-0.25, {0, 0, 36, 63, 64, 191}},
-              {1.0, {255, 255, 255, 255, 255, 255}},
-              {-1.0, {0, 0, 0, 0, 0, 0}}};
+  const std::pair<double, std::array<uint8_t, 6>> rows[] = {{0.001, {0, 1, 100, 127, 128, 255}},
+                                                            {0.5, {128, 129, 228, 255, 255, 255}},
+                                                            {-0.25, {0, 0, 36, 63, 64, 191}},
+                                                            {1.0, {255, 255, 255, 255, 255, 255}},
+                                                            {-1.0, {0, 0, 0, 0, 0, 0}}};
   auto s = make_surface(6, 2), copy = make_surface(6, 2);
-  for (const auto &row : rows) {
+  for (const auto &[amount, want] : rows) {
     for (int x = 0; x < 6; ++x) at(s.get(), x, 0) = at(s.get(), x, 1) = pix32(11, 22, 33, alphas[x]);
-    EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), row.amount), 1);  // the source kept
+    EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), amount), 1);  // the source kept
     for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 1).a, alphas[x]);
-    EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), row.amount), 1);
+    EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), amount), 1);
     for (int x = 0; x < 6; ++x) {
-      SCOPED_TRACE(testing::Message() << row.amount << " at " << x);
-      EXPECT_EQ(at(s.get(), x, 1), pix32(11, 22, 33, row.want[x]));
-      EXPECT_EQ(at(copy.get(), x, 0), pix32(11, 22, 33, row.want[x]));
+      SCOPED_TRACE(testing::Message() << amount << " at " << x);
+      EXPECT_EQ(at(s.get(), x, 1), pix32(11, 22, 33, want[x]));
+      EXPECT_EQ(at(copy.get(), x, 0), pix32(11, 22, 33, want[x]));
     }
   }
 
