@@ -10,8 +10,7 @@ namespace {
 
 using namespace fixtures;
 
-// Sound comes back sample-exact, a whole second at a time and in any order, from a file whose
-// pictures it is interleaved with.
+// Sound comes back sample-exact, a second at a time, in any order, from between the pictures.
 TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
   media_recipe s;
   s.rate_num = 30000, s.rate_den = 1001, s.frames = 96, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
@@ -33,8 +32,7 @@ TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
   EXPECT_TRUE(mediareaders::AVIReadClose(r.release()));
 }
 
-// A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
-// length is the fixed ten seconds; the frames themselves still read.
+// 2^32 - 1 frames claimed have no 32-bit end time: the length is ten seconds, the frames still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", {.frames = 10}));
   const uint8_t strh[] = {'s', 't', 'r', 'h'};
@@ -49,8 +47,7 @@ TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   EXPECT_EQ(ShownFrame(r->frame, 10), 3);
 }
 
-// Lossless pictures come out pixel-exact and upright (raw 24-bit frames are stored bottom-up, FFV1
-// ones top-down) at the surface's pitch; subsampled YUV within the conversion's few steps.
+// Lossless pictures come out exact and upright (raw bottom-up, FFV1 top-down); subsampled YUV nearly.
 TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
   const std::tuple<const char *, const char *, const char *, int, int, int> rows[] = {
       {"raw.avi", "rawvideo", "bgr24", 64, 48, 0},
@@ -86,8 +83,7 @@ TEST(AVIReader, RefusesWhatIsNotAnAVI) {
 
 }  // namespace
 
-// Every third frame of an intra-only file (as parallel composers share frames out): the frames
-// passed over are neither read nor decoded.
+// Every third frame of an intra-only file (as parallel composers read): those passed over are not decoded.
 TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
   avi_handle r = OpenAVI(WriteTempMedia("intra.avi", {.frames = 60}));
   ASSERT_NE(r, nullptr);

@@ -1,5 +1,4 @@
-// Frame-exact reading in every container: in order, every millisecond; scattered, at most one
-// group of pictures decoded per read.
+// Frame-exact reading in every container, in order and scattered (one group of pictures per read).
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -63,9 +62,8 @@ struct reader {
 
 class FrameAccuracy : public ::testing::TestWithParam<container_case> {};
 
-// Containers keep time differently (frame counts, 1/90000 ticks, whole milliseconds, edit lists)
-// and codecs reorder frames (B-frames): every millisecond read in order shows the frame whose span
-// holds it, and a scattered read anywhere in a frame's span shows the same picture.
+// Containers keep time differently and codecs reorder frames: every millisecond in order shows the
+// frame whose span holds it, and a scattered read anywhere in that span the same picture.
 TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   const container_case c = GetParam();
   if (!HaveEncoder(c.codec)) GTEST_SKIP() << c.codec << " is not available";

@@ -38,8 +38,7 @@ TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
   EXPECT_EQ(ffdecoder::VideoStats(m->video).seeks, seeks);
 }
 
-// A bare MPEG-1 stream whose sequence headers claim about 105 Mbit/s: the container's length
-// is an estimate from that rate (a millisecond or two); the frames counted give 3 s.
+// Sequence headers claiming about 105 Mbit/s make the estimated length 1-2 ms; counted frames give 3 s.
 TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
   const media_recipe s{.format = "mpeg1video", .video_codec = "mpeg1video", .frames = 75};
   const std::string path = WriteTempMedia("junkrate.m1v", s);
@@ -60,8 +59,7 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
   EXPECT_EQ(StreamFrame(m.get(), 2960, s.frames), 74);
 }
 
-// Streams starting late keep their places (pictures from 120 ms, then sound from 250 ms): before
-// its first picture a medium shows that picture; before its sound, silence.
+// Late streams keep their places: before its first picture a medium shows it; before its sound, silence.
 TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   media_recipe s;
   s.format = "mov", s.frames = 60, s.video_start = 3, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
@@ -88,8 +86,7 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(5999, 1));
 }
 
-// Sound-only media take their length from the sound. 8-bit sound stays 8-bit with silence at
-// 128; more than two channels mix down to stereo 16-bit; mono that has to be converted stays mono.
+// Sound alone gives the length; 8-bit stays 8-bit, six channels mix to stereo, converted mono stays mono.
 TEST(StreamReader, SoundOnlyMediaKeepTheirSampleFormatOrMixDown) {
   const std::tuple<const char *, const char *, int, int, std::vector<uint32_t>> rows[] = {
       {"u8.mka", "pcm_u8", 1, 1000, {1, 1, 8000, 8, 1, 8000}},

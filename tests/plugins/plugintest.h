@@ -55,8 +55,7 @@ int16_t SampleOf(const make_spec &recipe, int64_t n, int c);
 int FrameCount(const make_spec &recipe);
 int64_t FrameTime(const make_spec &recipe, int i);
 
-// Makes `file` (left open when `leave_open`), counting the frames and sample frames written; false
-// when a call fails.
+// Makes `file` (left open when `leave_open`), counting frames and sample frames; false when a call fails.
 bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
           int64_t *samples, bool leave_open = false);
 

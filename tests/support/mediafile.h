@@ -51,8 +51,7 @@ struct media_recipe {
   int64_t audio_samples = 0;  // sample frames
 };
 
-// Which frame a flat surface shows (its corners and centre within 24 of one frame's colour), -1 when
-// none or when its alpha is not 0 everywhere.
+// The frame whose colour a flat surface shows (within 24, corners and centre), -1 for none or alpha not 0.
 int ShownFrame(KORSurface *s, int count);
 // Pixels more than `tolerance` off frame i's gradient or whose alpha is not `alpha`; -1 if not locked.
 int GradientMismatches(KORSurface *s, int i, int tolerance = 0, uint8_t alpha = 0);
