@@ -11,9 +11,7 @@ using bytes = std::vector<uint8_t>;
 
 // A BMP picture: pixel data exactly as stored in the file (rows bottom-up unless height < 0).
 struct bmp_layout {
-  int width = 1;
-  int height = 1;
-  int bpp = 24;
+  int width = 1, height = 1, bpp = 24;
   uint32_t compression = 0;
   uint32_t header = 40;             // 12, 40, 108, 124
   std::vector<uint32_t> palette{};  // 0x00RRGGBB

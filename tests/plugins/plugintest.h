@@ -36,12 +36,10 @@ struct recording_dialogs : headless_dialogs {
 
 // What a test makes: the picture size and rate, the length, the kinds, and where to stop.
 struct make_spec {
-  int width = 64;
-  int height = 48;
+  int width = 64, height = 48;
   double fps = 25.0;
   int ms = 400;
-  bool video = true;
-  bool audio = true;
+  bool video = true, audio = true;
   bool gradient = false;  // GradientPixel pictures (lossless checks) instead of flat colours
   bool sine = false;      // a sine (lossy codecs) instead of the distinct PCM test samples
   int stop_after = -1;    // frames written before the making stops early; -1 for all
