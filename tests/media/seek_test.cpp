@@ -17,10 +17,8 @@ constexpr int kGop = 12;
 struct container_case {
   const char *name, *format, *codec;
   int b_frames;
-  // Whether the file has an index of its key frames that a read can go by. Without one
-  // (program, transport and elementary streams, Ogg) a read searches for its place, lands a
-  // second early or decodes from the start within the first ten seconds; the index this ASF
-  // muxer writes points at packets a second apart.
+  // Whether reads can go by an index of key frames. Without one (program, transport and elementary
+  // streams, Ogg; this ASF muxer's index points a second apart) a read may land a second early.
   bool indexed;
   int num = 25, den = 1;  // frames per second
 };
@@ -44,12 +42,8 @@ uint64_t Checksum(KORSurface *s) {
 struct reader {
   avi_handle avi;
   stream_handle stream;
-  reader(const std::string &path, bool is_avi) {
-    if (is_avi)
-      avi = OpenAVI(path);
-    else
-      stream = OpenStream(path);
-  }
+  reader(const std::string &path, bool is_avi)
+      : avi(is_avi ? OpenAVI(path) : nullptr), stream(is_avi ? nullptr : OpenStream(path)) {}
   bool open() const { return avi || stream; }
   KORSurface *Read(int ms) {
     if (avi) return mediareaders::AVIRead(avi.get(), ms) ? avi->frame : nullptr;
@@ -76,8 +70,7 @@ TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
                        .max_b_frames = c.b_frames};
   const std::string path = WriteTempMedia(c.name, s);
   const bool is_avi = s.format == "avi";
-  // A frame decoded after the one asked for, and the pictures of an open group that come out
-  // before its key frame, are part of the price.
+  // A frame decoded after the one asked for, and an open group's pictures before its key frame, count.
   const int64_t bound = c.indexed ? kGop + c.b_frames + 3 : kFrames;
   const int length = int(int64_t(kFrames) * 1000 * c.den / c.num);
   auto first_ms = [&](int k) { return int((int64_t(k) * 1000 * c.den + c.num - 1) / c.num); };
@@ -95,15 +88,13 @@ TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   reader r(path, is_avi);
   ASSERT_TRUE(r.open());
   if (is_avi) {
-    EXPECT_EQ(std::pair(r.avi->width, r.avi->height), std::pair(64, 48));
-    EXPECT_EQ(std::pair(r.avi->ratenum, r.avi->rateden), std::pair(c.num, c.den));
-    EXPECT_EQ(r.avi->duration, length);
+    EXPECT_EQ((std::vector{r.avi->width, r.avi->height, r.avi->ratenum, r.avi->rateden, r.avi->duration}),
+              (std::vector{64, 48, c.num, c.den, length}));
   } else {
-    EXPECT_EQ(std::pair(r.stream->width, r.stream->height), std::pair(64, 48));
-    EXPECT_EQ(std::pair(r.stream->videovalid, r.stream->audiovalid), std::pair(1, 0));
+    EXPECT_EQ((std::vector{r.stream->width, r.stream->height, r.stream->videovalid, r.stream->audiovalid}),
+              (std::vector{64, 48, 1, 0}));
     EXPECT_EQ(mediareaders::StreamReadAudioSample(r.stream.get(), 0), nullptr);
-    // Some containers leave out the last frame's span; those without an index only estimate their
-    // length from the time stamps they find near the end.
+    // Some containers leave out the last frame's span; those without an index estimate their length.
     EXPECT_NEAR(r.stream->duration, length, c.indexed ? 2 * 1000.0 * c.den / c.num : length * 0.15);
   }
   std::vector<uint64_t> in_order(kFrames);

@@ -12,13 +12,11 @@ using namespace fixtures;
 
 // Sound is read from the millisecond itself, sample-exact, with silence after its end.
 TEST(StreamReader, SoundStartsAtTheMillisecondAsked) {
-  media_recipe s;
-  s.format = "matroska", s.video_codec = "ffv1", s.frames = 60, s.audio_codec = "pcm_s16le",
-  s.audio_rate = 8000, s.audio_channels = 2, s.audio_samples = 20000;  // 2.5 s of sound
+  media_recipe s{.format = "matroska", .video_codec = "ffv1", .frames = 60, .audio_codec = "pcm_s16le"};
+  s.audio_samples = 20000;  // 2.5 s of sound at 8000 a second
   stream_handle m = OpenStream(WriteTempMedia("sound.mkv", s));
   ASSERT_NE(m, nullptr);
-  ASSERT_EQ(m->audiovalid, 1);
-  ASSERT_EQ(m->videovalid, 1);
+  ASSERT_EQ(std::pair(m->audiovalid, m->videovalid), std::pair(1, 1));
   EXPECT_EQ(FormatRow(m->wfx), (std::vector<uint32_t>{1, 2, 8000, 16, 4, 32000}));
   EXPECT_NEAR(m->audioduration, 2500, 2);
 
@@ -47,8 +45,7 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
   for (size_t i = 0; i + 11 < bytes.size(); ++i)
     if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] == 1 && bytes[i + 3] == 0xB3) {
       // 18 bits of rate in units of 400 bit/s: 0x3FFFE.
-      bytes[i + 8] = 0xFF;
-      bytes[i + 9] = 0xFF;
+      bytes[i + 8] = bytes[i + 9] = 0xFF;
       bytes[i + 10] = uint8_t((bytes[i + 10] & 0x3F) | 0x80);
       ++headers;
     }
@@ -61,9 +58,8 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
 
 // Late streams keep their places: before its first picture a medium shows it; before its sound, silence.
 TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
-  media_recipe s;
-  s.format = "mov", s.frames = 60, s.video_start = 3, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
-  s.audio_channels = 2, s.audio_samples = 24000;
+  media_recipe s{.format = "mov", .frames = 60, .video_start = 3, .audio_codec = "pcm_s16le"};
+  s.audio_samples = 24000;
   stream_handle m = OpenStream(WriteTempMedia("late_video.mov", s));
   ASSERT_NE(m, nullptr);
   EXPECT_NEAR(m->duration, 120 + 60 * 40, 40);
@@ -71,11 +67,9 @@ TEST(StreamReader, PicturesAndSoundKeepTheContainersStartTimes) {
   EXPECT_EQ(StreamFrame(m.get(), 0, s.frames), 0);
   const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), 0);
   ASSERT_NE(buf, nullptr);
-  EXPECT_EQ(SampleAt(buf, 0, 2, 0), Sample16(0, 0));
-  EXPECT_EQ(SampleAt(buf, 7999, 2, 1), Sample16(7999, 1));
+  EXPECT_EQ(SoundMismatches(buf, 8000, 0, 24000), 0);
 
-  s.video_start = 0;
-  s.audio_start = 2000;
+  s.video_start = 0, s.audio_start = 2000;
   m = OpenStream(WriteTempMedia("late_sound.mov", s));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(StreamFrame(m.get(), 400, s.frames), 10);
@@ -91,14 +85,12 @@ TEST(StreamReader, SoundOnlyMediaKeepTheirSampleFormatOrMixDown) {
   const std::tuple<const char *, const char *, int, int, std::vector<uint32_t>> rows[] = {
       {"u8.mka", "pcm_u8", 1, 1000, {1, 1, 8000, 8, 1, 8000}},
       {"mono.mka", "pcm_s24le", 1, 0, {1, 1, 8000, 16, 2, 16000}},
+      {"u8.wav", "pcm_u8", 1, 0, {1, 1, 8000, 8, 1, 8000}},  // a wave file is a medium too
       {"six.mka", "pcm_s16le", 6, 0, {1, 2, 8000, 16, 4, 32000}}};
   for (const auto &[name, codec, channels, ms, format] : rows) {
     SCOPED_TRACE(name);
-    const media_recipe s{.format = "matroska",
-                         .video_codec = "",
-                         .audio_codec = codec,
-                         .audio_channels = channels,
-                         .audio_samples = 12000};
+    media_recipe s{.format = std::string(name).ends_with(".wav") ? "wav" : "matroska", .video_codec = ""};
+    s.audio_codec = codec, s.audio_channels = channels, s.audio_samples = 12000;
     stream_handle m = OpenStream(WriteTempMedia(name, s));
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->videovalid, 0);
@@ -121,23 +113,11 @@ TEST(StreamReader, SoundOnlyMediaKeepTheirSampleFormatOrMixDown) {
     }
     EXPECT_GT(loud, channels == 6 ? 7000 : -1);
   }
-
-  // A wave file is a medium too.
-  std::vector<uint8_t> pcm;
-  for (int n = 0; n < 4000; ++n) pcm.push_back(Sample8(n, 0));
-  stream_handle m =
-      OpenStream(WriteTempFile("plain.wav", WavBytes({.channels = 1, .rate = 8000, .bits = 8}, pcm)));
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(m->duration, 500);
-  const uint8_t *buf = mediareaders::StreamReadAudioSample(m.get(), 0);
-  ASSERT_NE(buf, nullptr);
-  EXPECT_EQ(0, std::memcmp(buf, pcm.data(), pcm.size()));
 }
 
 // An animated picture's frames show from their own delays (hundredths of a second) to the next.
 TEST(StreamReader, AnimatedGifWithUnevenDelays) {
-  media_recipe s;
-  s.format = "gif", s.video_codec = "gif", s.pix_fmt = "pal8", s.rate_num = 10, s.frames = 6,
+  media_recipe s{.format = "gif", .video_codec = "gif", .pix_fmt = "pal8", .rate_num = 10, .frames = 6};
   s.pts = {0, 10, 30, 35, 60, 100}, s.tb_num = 1, s.tb_den = 100;
   stream_handle m = OpenStream(WriteTempMedia("uneven.gif", s));
   ASSERT_NE(m, nullptr);
@@ -150,8 +130,7 @@ TEST(StreamReader, AnimatedGifWithUnevenDelays) {
 
 // A single picture is shown at every time, exactly.
 TEST(StreamReader, SinglePictureAtAnyTime) {
-  media_recipe s;
-  s.format = "image2", s.video_codec = "png", s.pix_fmt = "rgb24", s.gradient = true, s.width = 37,
+  media_recipe s{.format = "image2", .video_codec = "png", .pix_fmt = "rgb24", .gradient = true, .width = 37};
   s.height = 21, s.frames = 1;
   // The name holds a pattern character on purpose: it names one file, not a sequence.
   stream_handle m = OpenStream(WriteTempMedia("still%d.png", s));

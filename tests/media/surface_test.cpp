@@ -9,14 +9,11 @@
 TEST(Surface, WidthFiveHasPitchEightAndLockingLeavesTheRecordAlone) {
   KORSurface *s = surface::SurfaceCreate(5, 3);
   ASSERT_NE(s, nullptr);
-  EXPECT_EQ(std::pair(s->width, s->height), std::pair(5, 3));
-  EXPECT_EQ(s->pitch, 8);
-  EXPECT_EQ(s->desc.pitchbytes, 32);
+  EXPECT_EQ((std::vector{s->width, s->height, s->pitch, s->desc.pitchbytes}), (std::vector{5, 3, 8, 32}));
   surf a;
   ASSERT_TRUE(surface::SurfaceDataLock(s, &a));
-  EXPECT_NE(a.bits, nullptr);
-  EXPECT_EQ(a.width, 5);
-  EXPECT_EQ(s->bits, nullptr);
+  ASSERT_NE(a.bits, nullptr);
+  EXPECT_EQ(std::pair(a.width, s->bits), std::pair(5, static_cast<pix32 *>(nullptr)));
   EXPECT_EQ(reinterpret_cast<uintptr_t>(a.bits) % 64, 0u);
   for (int i = 0; i < 8 * 3; ++i) EXPECT_EQ(a.bits[i].word(), 0u);  // created zeroed
   EXPECT_TRUE(surface::SurfaceDataUnlock(&a));
@@ -60,17 +57,15 @@ class SurfaceManager : public ::testing::Test {
 };
 
 TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
-  const std::vector<std::string> expected = {"Initializing AVI System", "Initializing Direct Draw",
-                                             "Initializing Surfaces", "Initializing Internet Access"};
-  EXPECT_EQ(texts, expected);
+  EXPECT_EQ(texts, (std::vector<std::string>{"Initializing AVI System", "Initializing Direct Draw",
+                                             "Initializing Surfaces", "Initializing Internet Access"}));
   EXPECT_TRUE(manager->CheckDirectX600());
   EXPECT_EQ(manager->WaitForVerticalBlank(), 1);  // agrees with CheckDirectX600
   ASSERT_NE(manager->RenderSurface(), nullptr);
-  EXPECT_EQ(manager->RenderWidth(), 1280);
-  EXPECT_EQ(manager->RenderHeight(), 1024);
-  EXPECT_EQ(manager->WorkSurface()->width, 1280);
   const RECT r = surface::SurfaceGetRect(manager->RenderSurface());
-  EXPECT_TRUE(vemo::RCEQUAL(r, RECT{0, 0, 1280, 1024}));
+  EXPECT_EQ((std::vector{manager->RenderWidth(), manager->RenderHeight(), manager->WorkSurface()->width,
+                         r.right, r.bottom, r.left + r.top}),
+            (std::vector{1280, 1024, 1280, 1280, 1024, 0}));
   for (int key : {surface::LOGO_KEY_FIRST, surface::LOGO_KEY_SECOND}) {
     KORSurface *logo = manager->CacheSurfaceGet(key);
     ASSERT_NE(logo, nullptr);

@@ -22,14 +22,13 @@ wave_handle Open(const char *name, const std::vector<uint8_t> &bytes) {
 TEST(WaveReader, OneAndAHalfSecondsReadsPaddedSeconds) {
   wave_handle r = Open("one_half.wav", WavBytes(wav_layout{}, CountingFrames(66150)));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->length, 1500);
-  EXPECT_EQ(r->datasize, 264600u);
-  EXPECT_EQ(r->dataoffset, 44);
+  EXPECT_EQ((std::vector<int64_t>{r->length, r->datasize, r->dataoffset}),
+            (std::vector<int64_t>{1500, 264600, 44}));
 
   uint8_t *first = mediareaders::WaveFileRead(r.get(), 999);
   ASSERT_NE(first, nullptr);
-  EXPECT_EQ(SampleAt(first, 0, 2, 0), 0);
-  EXPECT_EQ(SampleAt(first, 44099, 2, 0), 44099 - 65536);
+  EXPECT_EQ(std::pair(SampleAt(first, 0, 2, 0), SampleAt(first, 44099, 2, 0)),
+            (std::pair<int16_t, int16_t>(0, 44099 - 65536)));
   // The frames 44100 .. 66149 (88 200 bytes of sound), then 88 200 bytes of silence.
   uint8_t *second = mediareaders::WaveFileRead(r.get(), 1200);
   ASSERT_NE(second, nullptr);
@@ -58,8 +57,7 @@ TEST(WaveReader, AcceptsChunkLayoutsThatOccurInTheWild) {
   wave_handle r =
       Open("junk.wav", WavBytes({.fmt_chunk_size = 18, .junk_before_fmt = true}, CountingFrames(441)));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->length, 10);
-  EXPECT_EQ(r->wfx.cbSize, 0);
+  EXPECT_EQ(std::pair(r->length, int(r->wfx.cbSize)), std::pair(10, 0));
   ASSERT_NE(mediareaders::WaveFileRead(r.get(), 5), nullptr);
   EXPECT_EQ(SampleAt(r->buffer, 440, 2, 0), 440);
   // Mono 32-bit samples open: widths are the converters' business, not the reader's.
@@ -82,8 +80,7 @@ TEST(WaveReader, RefusesWhatIsNotPcmSoundOrLiesAboutItsSize) {
   // A data size past the file's end is cut to the file.
   wave_handle r = Open("liar.wav", WavBytes({.data_size_override = 0x7FFFFFF0}, CountingFrames(4410)));
   ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->datasize, 17640u);
-  EXPECT_EQ(r->length, 100);
+  EXPECT_EQ(std::pair(r->datasize, r->length), std::pair(17640u, 100));
 }
 
 }  // namespace

@@ -61,8 +61,7 @@ pix32 Known(int x, int y) {
 TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginLists) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
-  EXPECT_EQ(dialogs.chooses, 0);
-  EXPECT_EQ(e->GetID(), 122);
+  EXPECT_EQ(std::pair(dialogs.chooses, e->GetID()), std::pair(0, 122));
   ASSERT_NE(AsPlugin(e), nullptr);
   ASSERT_NE(AsPlugin(e)->GetPlugin(), nullptr);
   EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "invert.so");
@@ -124,11 +123,10 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   EXPECT_EQ(vars.GetTimeFloatPointer("FX_PLAIN")->GetMinimum(), -1.0);
   EXPECT_EQ(vars.GetTimeFloatPointer("FX_PLAIN")->GetDefault(), 0.25);
 
-  // The value handed over is read at the clock's tick count, not at the clip time: with keys
-  // 0 at time 0 and 0.5 at time 1, a clip at time 0 still gives the plugin 0.5.
+  // The value handed over is read at the clock's tick count, not the clip time: keys 0 at time 0 and
+  // 0.5 at time 1 give the plugin 0.5 at clip time 0.
   while (TickCount() < 2) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  vars.timefloatset("FX_PLAIN", 0, 0.0);
-  vars.timefloatset("FX_PLAIN", 1, 0.5);
+  vars.timefloatset("FX_PLAIN", 0, 0.0), vars.timefloatset("FX_PLAIN", 1, 0.5);
   vars.Commit();
   e->SetCurrentTime(0);
   fxtest::canvas src(8, 6), dst(8, 6);
@@ -136,19 +134,17 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   effio *plugin = AsPlugin(e)->GetPlugin();
   EXPECT_EQ(plugin->params[0].value, 0.5);
   EXPECT_EQ(plugin->params[2].value, 1.0);  // the switch's default
-  EXPECT_EQ(dst.at(2, 1), pix32(100, 100, 100, 255));
-  EXPECT_EQ(dst.at(4, 2), pix32(100, 100, 100, 255));
-  EXPECT_EQ(dst.at(5, 2), pix32());  // right and bottom are exclusive
-  EXPECT_EQ(dst.at(2, 3), pix32());
+  for (int y = 0; y < 6; ++y)               // right and bottom are exclusive
+    for (int x = 0; x < 8; ++x)
+      EXPECT_EQ(dst.at(x, y), x >= 2 && x < 5 && y >= 1 && y < 3 ? pix32(100, 100, 100, 255) : pix32())
+          << x << y;
 
   // A parameter whose variable the effect lacks gets the plugin's default.
   effio_video *other =
       reinterpret_cast<LumiVaxelVideoPluginProc>(manager->Plugins().VideoEffects()[1].entry)();
   ASSERT_NE(other, nullptr);
-  other->paramcount = 1;
-  other->params[0].key = "NOT_DECLARED";
-  other->params[0].defaultvalue = -0.75;
-  other->params[0].value = 3.0;
+  other->paramcount = 1, other->params[0].key = "NOT_DECLARED";
+  other->params[0].defaultvalue = -0.75, other->params[0].value = 3.0;
   e->SetPluginVars(other);
   EXPECT_EQ(other->params[0].value, -0.75);
   other->SelfDestruct();
@@ -170,10 +166,9 @@ TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
       const pix32 want = in ? pix32(uint8_t(255 - k.r), uint8_t(255 - k.g), uint8_t(255 - k.b), k.a) : k;
       EXPECT_EQ(dst.at(x, y), want) << x << "," << y;
     }
-  // Amount 0.25 (m = 64) with the alpha switch on; worked per channel: c + floor((255 - 2c) * 64 / 256).
+  // Amount 0.25 (m = 64) with the alpha switch on: c + floor((255 - 2c) * 64 / 256) per channel.
   timefloatmgr &vars = e->GetTimeFloatMgr();
-  vars.timefloatset("INVERT_AMOUNT", 0, 0.25);
-  vars.timefloatset("INVERT_ALPHA", 0, 1.0);
+  vars.timefloatset("INVERT_AMOUNT", 0, 0.25), vars.timefloatset("INVERT_ALPHA", 0, 1.0);
   vars.Commit();
   ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
   auto quarter = [](int c) {
@@ -189,8 +184,7 @@ TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
 TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
   auto e = FixtureVideo();
   ASSERT_NE(e, nullptr);
-  e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75);
-  e->GetTimeFloatMgr().Commit();
+  e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75), e->GetTimeFloatMgr().Commit();
   int ok = 0;
   const bytes saved = SavedBytes([&](FILE *f) { return e->Save(f); }, &ok);
   ASSERT_EQ(ok, 1);

@@ -23,9 +23,9 @@ std::vector<pix32> Picture(const make_spec &recipe, int i, surf32 *frame) {
   std::vector<pix32> bits(size_t(pitch) * recipe.height);
   for (int y = 0; y < recipe.height; ++y)
     for (int x = 0; x < recipe.width; ++x) {
-      pix32 p = recipe.gradient ? fixtures::GradientPixel(i, x, y) : fixtures::FrameColour(i);
+      pix32 &p = bits[size_t(y) * pitch + x] =
+          recipe.gradient ? fixtures::GradientPixel(i, x, y) : fixtures::FrameColour(i);
       p.a = 255;
-      bits[size_t(y) * pitch + x] = p;
     }
   *frame = surf32{recipe.width, recipe.height, pitch, bits.data()};
   return bits;
@@ -45,12 +45,10 @@ int64_t FrameTime(const make_spec &recipe, int i) {
 
 bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
           int64_t *samples, bool leave_open) {
-  *frames = 0;
-  *samples = 0;
+  *frames = 0, *samples = 0;
   if (!plugin->SetInfo(file.c_str(), recipe.video, recipe.width, recipe.height, recipe.fps, recipe.audio))
     return false;
-  plugin->SetTitle("Plugin test");
-  plugin->SetLengthMilliseconds(recipe.ms);
+  plugin->SetTitle("Plugin test"), plugin->SetLengthMilliseconds(recipe.ms);
   if (!plugin->Open(nullptr)) return false;
   const int n = FrameCount(recipe);
   std::vector<int16_t> sound;

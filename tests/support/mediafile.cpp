@@ -137,10 +137,9 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
   av_frame_make_writable(f);
   if (f->format == AV_PIX_FMT_PAL8) {
     // One palette entry carries the frame's colour; every pixel points at it.
-    const pix32 c = FrameColour(i);
     auto *pal = reinterpret_cast<uint32_t *>(f->data[1]);
     std::fill(pal, pal + 256, 0xFF000000u);
-    pal[0] = 0xFF000000u | (uint32_t(c.r) << 16) | (uint32_t(c.g) << 8) | c.b;
+    pal[0] |= FrameColour(i).word();  // 0xAARRGGBB, alpha 0
     for (int y = 0; y < s.height; ++y) std::memset(f->data[0] + size_t(y) * f->linesize[0], 0, s.width);
     return;
   }
