@@ -40,16 +40,13 @@ static_assert(std::is_same_v<decltype(&surface::WaveFileRead), uint8_t *(*)(rwav
 static_assert(std::is_same_v<decltype(&surface::StreamReadAudioSample), uint8_t *(*)(mmstream *, int)>);
 
 // A host hands its own short and byte buffers; the arithmetic is the media tests' part.
-TEST(PublicNames, ConvertersTakeTheBuffersAHostHolds) {
+TEST(PublicNames, ConvertersTakeAHostsBuffersAndReadersAnswerNullForAMissingFile) {
   short internal[4] = {1000, -1000, 3000, -3000};
   unsigned char eight[2] = {};
   WAVEFORMATEX mono8{WAVE_FORMAT_PCM, 1, 22050, 22050, 1, 8, 0};
   // Two internal frames at half the rate give one 8-bit frame: (1000 - 1000) / 2 -> 128.
   EXPECT_EQ(wavcfg::From44100_16_2(internal, &mono8, 8, eight), 1);
   EXPECT_EQ(eight[0], 128);
-}
-
-TEST(PublicNames, ReadersAnswerNullForAMissingFile) {
   EXPECT_EQ(surface::AVIReadOpen("/nonexistent/a.avi"), nullptr);
   EXPECT_EQ(surface::WaveFileReadOpen("/nonexistent/a.wav"), nullptr);
   EXPECT_EQ(surface::StreamOpenRead("/nonexistent/a.mp4"), nullptr);

@@ -69,7 +69,7 @@ TEST(DrawingContext, BitBltClipsBothSidesAndHandlesOverlap) {
     for (int x = 1; x < 6; ++x) EXPECT_EQ(at(a.s.get(), x, y), at(before.get(), x - 1, y - 1));
 }
 
-TEST(DrawingContext, StretchNearestAndHalftone) {
+TEST(DrawingContext, StretchNearestHalftoneAndSurfaceCopy) {
   canvas src(4, 2), dst(8, 4);
   const pix32 px[8] = {pix32(0, 0, 0, 0), pix32(100, 200, 30, 255), pix32(10, 20, 30, 40),
                        pix32(1, 2, 3, 4), pix32(50, 60, 70, 80),    pix32(255, 255, 255, 255),
@@ -93,16 +93,13 @@ TEST(DrawingContext, StretchNearestAndHalftone) {
   EXPECT_EQ(at(out.s.get(), 0, 0).r, 30);   // (0 * 2 + 90 * 1) / 3
   EXPECT_EQ(at(out.s.get(), 1, 0).r, 163);  // (90 * 1 + 200 * 2) / 3 = 163.3
   EXPECT_FALSE(out.hdc->StretchBlt(0, 0, 0, 1, line.hdc, 0, 0, 3, 1));
-}
-
-TEST(DrawingContext, StretchedSurfaceCopyAndSurface2HDC) {
-  auto src = make_surface(2, 2), dst = make_surface(4, 4);
-  surface::SurfaceFillRect(src.get(), RECT{0, 0, 2, 2}, 0x40102030u);
-  EXPECT_TRUE(surface::SurfaceCopy(src.get(), RECT{0, 0, 2, 2}, dst.get(), RECT{1, 1, 3, 4}));
+  auto small = make_surface(2, 2), big = make_surface(4, 4);
+  surface::SurfaceFillRect(small.get(), RECT{0, 0, 2, 2}, 0x40102030u);
+  EXPECT_TRUE(surface::SurfaceCopy(small.get(), RECT{0, 0, 2, 2}, big.get(), RECT{1, 1, 3, 4}));
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x)
-      EXPECT_EQ(at(dst.get(), x, y).word(), x >= 1 && x < 3 && y >= 1 ? 0x40102030u : 0u);
-  EXPECT_EQ(surface::Surface2HDC(src.get(), nullptr, RECT{0, 0, 2, 2}), 0);
+      EXPECT_EQ(at(big.get(), x, y).word(), x >= 1 && x < 3 && y >= 1 ? 0x40102030u : 0u);
+  EXPECT_EQ(surface::Surface2HDC(small.get(), nullptr, RECT{0, 0, 2, 2}), 0);
 }
 
 TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {

@@ -61,7 +61,7 @@ std::vector<pix32> quadrants(int w, int h) {
 
 }  // namespace
 
-TEST(ImageBMP, EveryDepthAndEncoding) {
+TEST(ImageBMP, EveryDepthAndEncodingAndAbsurdHeadersRefused) {
   std::vector<uint32_t> pal16(16, 0x010101);  // indices 0, 2 and 15 are used
   pal16[0] = 0x000001, pal16[2] = 0x123456, pal16[15] = 0xABCDEF;
   const std::vector<uint32_t> pal3 = {0x0A0B0C, 0x102030, 0x405060};
@@ -118,9 +118,7 @@ TEST(ImageBMP, EveryDepthAndEncoding) {
     ExpectWords(DecodeBMP, make_bmp(layout), want);
     ExpectEveryCutRefused(DecodeBMP, make_bmp(layout));
   }
-}
 
-TEST(ImageBMP, AbsurdHeadersAreRefused) {
   const bytes files[] = {
       make_bmp({.width = 20000}),
       make_bmp({.width = 16384, .height = 16384, .bpp = 8, .compression = 1}),  // over the pixel cap
@@ -204,7 +202,7 @@ TEST(ImageWMF, SolidRectangleAtItsNaturalSizeAndLargestRecordsThatLie) {
   }
 }
 
-TEST(SurfaceLoad, PicksTheDecoderByExtension) {
+TEST(SurfaceLoad, PicksTheDecoderByExtensionAndEnhancedMetafilesAreUnsupported) {
   const bytes bmp = make_bmp({.pixels = {1, 2, 3, 0}});
   auto load = [](const std::string &path) { return owned_surface(surface::SurfaceLoad(path.c_str())); };
   auto loads = [&](const char *name, const bytes &b) { return bool(load(fixtures::WriteTempFile(name, b))); };
@@ -217,10 +215,7 @@ TEST(SurfaceLoad, PicksTheDecoderByExtension) {
   EXPECT_FALSE(load(".bmp"));  // the name must be longer than it
   EXPECT_FALSE(load("/nonexistent/missing.jpg"));
   EXPECT_TRUE(loads("x.JPEG", make_jpeg(8, 8, quadrants(8, 8), 90)));
-}
-
-// An enhanced metafile (named .emf or .wmf) is an unsupported format; a damaged file is only null.
-TEST(SurfaceLoad, EnhancedMetafilesAreAnUnsupportedFormat) {
+  // An enhanced metafile (named .emf or .wmf) is an unsupported format; a damaged file is only null.
   bytes emf(88, 0);
   emf[0] = 1;                                                  // the header record's type
   emf[40] = ' ', emf[41] = 'E', emf[42] = 'M', emf[43] = 'F';  // its signature
