@@ -104,21 +104,19 @@ TEST(DrawingContext, StretchNearestHalftoneAndSurfaceCopy) {
 
 TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
   canvas c(200, 60);
-  font f;
-  f.height = 20;
-  c.hdc->SelectFont(f);
-  SIZE small{}, wide{}, bold{};
-  ASSERT_TRUE(c.hdc->GetTextExtentPoint32("Lumi", -1, &small));
-  ASSERT_TRUE(c.hdc->GetTextExtentPoint32("Lumi-Vaxel", -1, &wide));
+  font f, heavy;
+  f.height = heavy.height = 20, heavy.weight = FW_BOLD;
+  auto extent = [&](const font &in, const char *text) {
+    SIZE size{};
+    c.hdc->SelectFont(in);
+    EXPECT_TRUE(c.hdc->GetTextExtentPoint32(text, -1, &size));
+    return size;
+  };
+  const SIZE small = extent(f, "Lumi"), bold = extent(heavy, "Lumi-Vaxel"), wide = extent(f, "Lumi-Vaxel");
   EXPECT_GT(small.cx, 10);
-  EXPECT_GT(wide.cx, small.cx);
   EXPECT_GE(small.cy, 20);
-  font heavy = f;
-  heavy.weight = FW_BOLD;
-  c.hdc->SelectFont(heavy);
-  c.hdc->GetTextExtentPoint32("Lumi-Vaxel", -1, &bold);
-  EXPECT_GT(bold.cx, wide.cx);
-  c.hdc->SelectFont(f);
+  EXPECT_LT(small.cx, wide.cx);
+  EXPECT_LT(wide.cx, bold.cx);
 
   c.hdc->SetBkMode(TRANSPARENT), c.hdc->SetTextColor(RGB(255, 255, 255));
   ASSERT_TRUE(c.hdc->TextOut(10, 5, "Lumi-Vaxel"));
@@ -127,8 +125,7 @@ TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
     for (int x = 0; x < 200; ++x) {
       const pix32 p = at(c.s.get(), x, y);
       if (p.r == 0) continue;
-      ++inked;
-      partial += p.r < 255;
+      ++inked, partial += p.r < 255;
       EXPECT_TRUE(x >= 10 && x < 10 + wide.cx + 2 && y >= 5 && y < 5 + wide.cy) << x << "," << y;
       EXPECT_EQ(p.r, p.g);  // white ink over black stays grey at the edges
     }
