@@ -1,6 +1,8 @@
 // The AVI reader against files encoded from known frames and samples, and damaged files.
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include "media/ffdecoder.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
@@ -12,9 +14,8 @@ using namespace fixtures;
 
 // Sound comes back sample-exact, a second at a time, in any order, from between the pictures.
 TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
-  media_recipe s;
-  s.rate_num = 30000, s.rate_den = 1001, s.frames = 96, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
-  s.audio_channels = 2, s.audio_samples = 26000;  // 3.25 s of sound
+  media_recipe s{.rate_num = 30000, .rate_den = 1001, .frames = 96, .audio_codec = "pcm_s16le"};
+  s.audio_samples = 26000;  // 3.25 s of sound at 8000 a second
   avi_handle r = OpenAVI(WriteTempMedia("sound.avi", s));
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
@@ -25,8 +26,7 @@ TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
     ASSERT_NE(buf, nullptr) << ms;
     EXPECT_EQ(SoundMismatches(buf, 8000, ms / 1000 * 8000, 26000), 0) << ms;
   }
-  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), 4000), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), -1000), nullptr);
+  for (int ms : {4000, -1000}) EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), ms), nullptr);
   ASSERT_TRUE(mediareaders::AVIRead(r.get(), 3000));  // the pictures beside it still read
   EXPECT_EQ(ShownFrame(r->frame, 96), FrameAt(3000, 30000, 1001));
   EXPECT_TRUE(mediareaders::AVIReadClose(r.release()));
@@ -35,11 +35,9 @@ TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
 // 2^32 - 1 frames claimed have no 32-bit end time: the length is ten seconds, the frames still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", {.frames = 10}));
-  const uint8_t strh[] = {'s', 't', 'r', 'h'};
-  auto it = std::search(bytes.begin(), bytes.end(), std::begin(strh), std::end(strh));
-  ASSERT_NE(it, bytes.end());
-  const size_t length_at = size_t(it - bytes.begin()) + 8 + 32;  // dwLength of the stream header
-  for (int k = 0; k < 4; ++k) bytes[length_at + k] = 0xFF;
+  const std::string_view text(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+  ASSERT_NE(text.find("strh"), text.npos);
+  std::fill_n(bytes.begin() + ptrdiff_t(text.find("strh") + 8 + 32), 4, 0xFF);  // the stream's dwLength
   avi_handle r = OpenAVI(WriteTempFile("long.avi", bytes));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->duration, 10000);

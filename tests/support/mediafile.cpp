@@ -53,10 +53,8 @@ struct writer {
   ~writer() {
     sws_freeContext(sws);
     av_packet_free(&pkt);
-    av_frame_free(&vframe);
-    av_frame_free(&aframe);
-    avcodec_free_context(&venc);
-    avcodec_free_context(&aenc);
+    av_frame_free(&vframe), av_frame_free(&aframe);
+    avcodec_free_context(&venc), avcodec_free_context(&aenc);
     if (oc && !(oc->oformat->flags & AVFMT_NOFILE)) avio_closep(&oc->pb);
     avformat_free_context(oc);
   }
@@ -168,10 +166,8 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
         reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c);
       else if (f->format == AV_SAMPLE_FMT_U8)
         f->data[0][k * ch + c] = Sample8(pos, c);
-      else if (f->format == AV_SAMPLE_FMT_S32)
+      else  // pcm_s24le takes 32-bit samples
         reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
-      else
-        return false;
     }
   f->pts = first + s.audio_start;
   return w.Encode(w.aenc, w.ast, f);
