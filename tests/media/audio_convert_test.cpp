@@ -28,8 +28,7 @@ std::vector<uint32_t> Fields(const WAVEFORMATEX &f) {
 
 TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSize) {
   wavcfg cfg;
-  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
-  EXPECT_EQ(cfg.IsValid(), 1);
+  EXPECT_EQ(std::pair(cfg.GetType(), cfg.IsValid()), std::pair(WT_16_STEREO_44, 1));
   EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{44100, 2, 16, 4, 176400, 18}));
   cfg.InitWFX(static_cast<wavtype>(0));
   EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{11025, 1, 8, 1, 11025, 18}));
@@ -40,10 +39,10 @@ TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSize) {
 
 TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
   wavcfg cfg;
+  auto chosen = [&] { return std::pair(cfg.GetType(), cfg.GetFormat().nSamplesPerSec); };
   HeadlessDialogs().choice_answer = 3;  // the third entry listed is format 6
   EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
-  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
-  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 22050u);
+  EXPECT_EQ(chosen(), std::pair(WT_16_STEREO_22, 22050u));
   HeadlessDialogs().choice_answer = 0;
   EXPECT_EQ(cfg.Dowavcfg(nullptr), 0);  // cancelled
   EXPECT_EQ(cfg.GetType(), WT_16_STEREO_22);
@@ -63,8 +62,7 @@ TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
   SetDialogs(&ui);
   EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);
   SetDialogs(nullptr);
-  EXPECT_EQ(cfg.GetType(), WT_16_STEREO_44);
-  EXPECT_EQ(cfg.GetFormat().nSamplesPerSec, 44100u);
+  EXPECT_EQ(chosen(), std::pair(WT_16_STEREO_44, 44100u));
 }
 
 TEST(FromInternal, HalfRateTakesEveryOtherFrame) {

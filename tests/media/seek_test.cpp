@@ -57,13 +57,8 @@ class FrameAccuracy : public ::testing::TestWithParam<container_case> {};
 TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   const container_case c = GetParam();
   if (!HaveEncoder(c.codec)) GTEST_SKIP() << c.codec << " is not available";
-  const media_recipe s{.format = c.format,
-                       .video_codec = c.codec,
-                       .rate_num = c.num,
-                       .rate_den = c.den,
-                       .frames = kFrames,
-                       .gop = kGop,
-                       .max_b_frames = c.b_frames};
+  media_recipe s{.format = c.format, .video_codec = c.codec, .rate_num = c.num, .rate_den = c.den};
+  s.frames = kFrames, s.gop = kGop, s.max_b_frames = c.b_frames;
   const std::string path = WriteTempMedia(c.name, s);
   const bool is_avi = s.format == "avi";
   // A frame decoded after the one asked for, and an open group's pictures before its key frame, count.
@@ -105,11 +100,9 @@ TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   const ffdecoder::video_stats st = r.Stats();
   EXPECT_EQ(st.seeks, 0);
   if (is_avi) {
-    EXPECT_EQ(st.decoded, kFrames);
-    EXPECT_EQ(st.converted, kFrames);
+    EXPECT_EQ(std::pair(st.decoded, st.converted), std::pair(int64_t(kFrames), int64_t(kFrames)));
   }
-  EXPECT_EQ(r.Read(length + 500), nullptr);
-  EXPECT_EQ(r.Read(-40), nullptr);
+  for (int ms : {length + 500, -40}) EXPECT_EQ(r.Read(ms), nullptr);
 
   std::vector<int> order(kFrames);
   std::iota(order.begin(), order.end(), 0);
@@ -126,9 +119,9 @@ TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   }
   EXPECT_LE(worst, bound);
   // The same frame again costs no decoding.
-  const ffdecoder::video_stats again = r.Stats();
+  const int64_t again = r.Stats().decoded;
   ASSERT_NE(r.Read(first_ms(order.back())), nullptr);
-  EXPECT_EQ(r.Stats().decoded, again.decoded);
+  EXPECT_EQ(r.Stats().decoded, again);
 }
 
 // clang-format off

@@ -63,9 +63,8 @@ TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
                          r.right, r.bottom, r.left + r.top}),
             (std::vector{1280, 1024, 1280, 1280, 1024, 0}));
   for (int key : {surface::LOGO_KEY_FIRST, surface::LOGO_KEY_SECOND}) {
-    KORSurface *logo = manager->CacheSurfaceGet(key);
-    ASSERT_NE(logo, nullptr);
-    EXPECT_EQ(std::pair(logo->width, logo->height), std::pair(300, 293));
+    const KORSurface *logo = manager->CacheSurfaceGet(key);
+    EXPECT_EQ(logo ? std::pair(logo->width, logo->height) : std::pair(0, 0), std::pair(300, 293)) << key;
   }
   EXPECT_EQ(manager->CacheCount(), 4);
 }
@@ -77,8 +76,7 @@ TEST_F(SurfaceManager, CacheKeysAndReplacement) {
   EXPECT_FALSE(manager->CacheSurfaceInsert(7, nullptr));
   EXPECT_FALSE(manager->CacheSurfaceCreate(0, 4, 4));
   ASSERT_TRUE(manager->CacheSurfaceCreate(555, 4, 4));
-  KORSurface *first = manager->CacheSurfaceGet(555);
-  ASSERT_NE(first, nullptr);
+  ASSERT_NE(manager->CacheSurfaceGet(555), nullptr);
   const int count = manager->CacheCount();
   ASSERT_TRUE(manager->CacheSurfaceCreate(555, 8, 2));  // replaces (and frees) the first
   EXPECT_EQ(manager->CacheCount(), count);
