@@ -7,23 +7,12 @@
 
 namespace {
 
-// One name per public header; a header missing from the umbrella makes this file fail to build.
-[[maybe_unused]] const void *const kOneNamePerHeader[] = {
-    reinterpret_cast<const void *>(&byteorder::le16),          // core/byteorder.h
-    reinterpret_cast<const void *>(&TickCount),                // core/clock.h
-    reinterpret_cast<const void *>(&SplitCommandLine),         // core/commandline.h
-    reinterpret_cast<const void *>(&Dialogs),                  // core/dialogs.h
-    reinterpret_cast<const void *>(&IconNameForFile),          // core/icons.h
-    reinterpret_cast<const void *>(&settings::Root),           // core/settings.h
-    reinterpret_cast<const void *>(&vemo_trap),                // core/trap.h
-    reinterpret_cast<const void *>(&vemo::GetStringPtr),       // core/vemo.h
-    reinterpret_cast<const void *>(&riff::FileSize),           // media/riff.h
-    reinterpret_cast<const void *>(&IsAcceptedPCM),            // media/waveformat.h
-    reinterpret_cast<const void *>(&DecodeBMP),                // media/imagecodecs.h
-    reinterpret_cast<const void *>(&fxkernels::AdjustColour),  // effects/adjusters.h
-    reinterpret_cast<const void *>(&fxlevels::ColourByte),     // effects/levels.h
-    reinterpret_cast<const void *>(&JoinSegments),             // engine/joining.h
-};
+// One name per public header (core, media, effects, engine); one missing from the umbrella fails the build.
+template <auto...>
+constexpr bool kNamed = true;
+static_assert(kNamed<&byteorder::le16, &TickCount, &SplitCommandLine, &Dialogs, &IconNameForFile,
+                     &settings::Root, &vemo_trap, &vemo::GetStringPtr, &riff::FileSize, &IsAcceptedPCM,
+                     &DecodeBMP, &fxkernels::AdjustColour, &fxlevels::ColourByte, &JoinSegments>);
 template <class... T>
 constexpr bool kClasses = (std::is_class_v<T> && ...);
 static_assert(
