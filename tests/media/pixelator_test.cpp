@@ -78,8 +78,7 @@ TEST(Pixelator, RotateTurnsAboutTheCentreAndBlanksTheRest) {
   const POINT c{2, 2};
   ASSERT_EQ(pixelator::Rotate(src.get(), dst.get(), all, c, 0.0), 1);
   for (int i = 0; i < 25; ++i) EXPECT_EQ(dst->bits[i], src->bits[i]);
-  // 90 degrees: dst(x, y) reads the source at (c.x + (c.y - y), c.y - (x - c.x)) ... worked out
-  // from turning the vector (x - 2, 2 - y) by -90 degrees.
+  // 90 degrees: dst(x, y) reads src(4 - y, x), the vector (x - 2, 2 - y) turned by -90 degrees.
   pixelator::Rotate(src.get(), dst.get(), all, c, 90.0);
   for (int y = 0; y < 5; ++y)
     for (int x = 0; x < 5; ++x) EXPECT_EQ(px(dst.get(), x, y), px(src.get(), 4 - y, x)) << x << "," << y;

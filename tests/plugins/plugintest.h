@@ -18,15 +18,10 @@ bool Resident(const std::string &path);
 
 // Answers Choose with `choice_answer` and keeps what it was offered; installed while it lives.
 struct recording_dialogs : headless_dialogs {
-  recording_dialogs() {
-    quiet = true;
-    SetDialogs(this);
-  }
+  recording_dialogs() { quiet = true, SetDialogs(this); }
   ~recording_dialogs() override { SetDialogs(nullptr); }
   int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
-    ++chooses;
-    offered = entries;
-    title = t;
+    ++chooses, offered = entries, title = t;
     return headless_dialogs::Choose(owner, t, entries);
   }
   std::vector<std::string> offered;
