@@ -32,12 +32,9 @@ void ExpectEveryCutRefused(decoder fn, const bytes &b) {
 
 // A 2 x 2 32-bit icon image with its own alpha (rows bottom-up) and an empty 2-row AND mask.
 bytes icon32() {
-  return make_bmp(
-      {.width = 2,
-       .height = 4,
-       .bpp = 32,
-       .pixels = {1, 2, 3, 0x80, 4, 5, 6, 0xFF, 7, 8, 9, 0x00, 10, 11, 12, 0x40, 0, 0, 0, 0, 0, 0, 0, 0},
-       .file_header = false});
+  bmp_layout s{.width = 2, .height = 4, .bpp = 32, .file_header = false};
+  s.pixels = {1, 2, 3, 0x80, 4, 5, 6, 0xFF, 7, 8, 9, 0x00, 10, 11, 12, 0x40, 0, 0, 0, 0, 0, 0, 0, 0};
+  return make_bmp(s);
 }
 
 // A 4 x 2 4-bit icon image: palette colours, transparency from the AND mask.

@@ -46,8 +46,7 @@ TEST(StreamReader, ElementaryStreamWithAJunkBitRateTakesItsRealLength) {
     if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] == 1 && bytes[i + 3] == 0xB3) {
       // 18 bits of rate in units of 400 bit/s: 0x3FFFE.
       bytes[i + 8] = bytes[i + 9] = 0xFF;
-      bytes[i + 10] = uint8_t((bytes[i + 10] & 0x3F) | 0x80);
-      ++headers;
+      bytes[i + 10] = uint8_t((bytes[i + 10] & 0x3F) | 0x80), ++headers;
     }
   ASSERT_GT(headers, 0);
   stream_handle m = OpenStream(WriteTempFile("junkrate.m1v", bytes));
