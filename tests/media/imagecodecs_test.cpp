@@ -80,8 +80,7 @@ TEST(ImageBMP, EveryDepthAndEncodingAndAbsurdHeadersRefused) {
       // The 12-byte header with 3-byte table entries.
       {"core", {.width = 4, .bpp = 8, .header = 12, .palette = pal256, .pixels = {2, 1, 200, 0}},
        {0x405060, 0x102030, 0, 0x0A0B0C}},
-      // 5 x 3 bottom-up: 1 1 1, end of line; absolute 2 3 2 (padded), 1 1, end of line; delta
-      // (+3, 0) on the top row, 3 3, end of bitmap.
+      // 5 x 3 bottom-up: 1 1 1, EOL; absolute 2 3 2 (padded), 1 1, EOL; delta (+3, 0), 3 3, end.
       {"rle8", {.width = 5, .height = 3, .bpp = 8, .compression = 1, .palette = {0, 0x111111, 0x222222, 0x333333},
                 .colours_used = 4, .pixels = {3, 1, 0, 0, 0, 3, 2, 3, 2, 0, 2, 1, 0, 0, 0, 2, 3, 0, 2, 3, 0, 1}},
        {0, 0, 0, 0x333333, 0x333333, 0x222222, 0x333333, 0x222222, 0x111111, 0x111111,
@@ -99,8 +98,7 @@ TEST(ImageBMP, EveryDepthAndEncodingAndAbsurdHeadersRefused) {
       {"24-bit top-down", {.width = 2, .height = -2, .pixels = b24}, {0x030201, 0x060504, 0x090807, 0x0C0B0A}},
       {"packed DIB", {.width = 2, .height = -2, .pixels = b24, .file_header = false},
        {0x030201, 0x060504, 0x090807, 0x0C0B0A}},
-      // Plain 32-bit: the fourth byte is not alpha; a 124-byte header with an alpha mask keeps it,
-      // and so does a 52-byte header whose alpha mask of compression 6 follows it.
+      // Plain 32-bit: the fourth byte is no alpha; a mask in a 124-byte header or after a 52-byte one is.
       {"32-bit", {.bpp = 32, .pixels = b32}, {0x00030201}},
       {"V5", {.bpp = 32, .compression = 3, .header = 124, .masks = {f << 16, f << 8, f, f << 24}, .pixels = b32},
        {0x77030201}},
@@ -189,8 +187,7 @@ TEST(ImageWMF, SolidRectangleAtItsNaturalSizeAndLargestRecordsThatLie) {
   ASSERT_TRUE(s);
   EXPECT_EQ(std::pair(s->width, s->height), std::pair(40, 20));
   EXPECT_EQ(at(s.get(), 20, 10), pix32(255, 0, 0, 0));
-  // The largest record (in words, at byte 34) sizes the record buffer: it must hold every record
-  // and lie inside the file.
+  // The largest record (words, at byte 34) sizes the buffer: it must hold every record, inside the file.
   for (uint32_t words : {0x5E000000u, 1000u, 7u}) {
     bytes wmf = make_wmf(40, 20);  // its largest record is the pen's 8 words
     for (int i = 0; i < 4; ++i) wmf[34 + size_t(i)] = uint8_t(words >> (8 * i));

@@ -40,8 +40,7 @@ TEST(ReaderMemory, ALargeLosslessFrameCostsItsPicturesNotOnePerThread) {
   const long peak = StatusKiB("VmHWM");
   r.reset();
 
-  // The surface (4 bytes a pixel), three 4:2:2 pictures of 2 bytes a pixel (the one shown, the next
-  // and one the decoder's pool keeps), and a quarter surface for the packet, converter and tables.
+  // The surface (4 bytes a pixel), three 4:2:2 pictures (shown, next, pooled) and a quarter surface more.
   const long pixels = long(kSide) * kSide;
   const long budget = (pixels * 4 + 3 * pixels * 2 + pixels) / 1024;
   EXPECT_LE(peak - before, budget);

@@ -18,8 +18,7 @@ constexpr int kGop = 12;
 struct container_case {
   const char *name, *format, *codec;
   int b_frames;
-  // Whether reads can go by an index of key frames. Without one (program, transport and elementary
-  // streams, Ogg; this ASF muxer's index points a second apart) a read may land a second early.
+  // Reads go by an index of key frames (not in PS, TS, ES, Ogg, nor this ASF muxer's second-apart one).
   bool indexed;
   int num = 25, den = 1;  // frames per second
 };

@@ -27,8 +27,7 @@ class Export : public ::testing::Test {
     char text[200];
     return p->GetLastError(text, sizeof text) ? text : "";
   }
-  // Makes the file in the test's folder and returns its path; the frames and sample frames
-  // written come back in frames and samples.
+  // Makes the file in the test's folder; its path, with what was written in frames and samples.
   std::string Make(const char *plugin, const std::string &name, const make_spec &recipe) {
     imgio_export *p = Plugin(plugin);
     EXPECT_TRUE(p && plugtest::Make(p, dir.file(name), recipe, &frames, &samples)) << (p ? Error(p) : name);

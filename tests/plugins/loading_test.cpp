@@ -65,12 +65,10 @@ TEST(PluginLists, EachLibraryCountsAsTheKindOfItsFirstEntry) {
   pluginlists lists;
   fixtures::temp_dir dir;
   std::ofstream(dir.file("junk.so")) << "this is text, not a shared library";
-  // Export and video entries: the export counts. A video entry that makes nothing, then a sound
-  // entry: a sound effect.
+  // Export and video entries: the export counts; a video entry making nothing, then sound: a sound effect.
   for (const char *name : {"fx_both.so", "fx_nullvideo_audio.so", "fx_params.so"})
     EXPECT_TRUE(lists.LoadPlugin(FixturePlugin(name).c_str())) << name;
-  // An export entry that makes nothing is refused, although a video entry would have worked; files
-  // that are no libraries, or no files at all.
+  // An export entry making nothing is refused (a video entry would have worked); so are non-libraries.
   for (const std::string &path : {FixturePlugin("fx_nullexport.so"), FixturePlugin("fx_noentry.so"),
                                   dir.file("junk.so"), dir.file("missing.so"), std::string()})
     EXPECT_FALSE(lists.LoadPlugin(path.c_str())) << path;
@@ -163,7 +161,6 @@ TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
     EXPECT_NE(lists.FindByFileName(pluginlists::kVideo, "invert.so"), nullptr);
     EXPECT_TRUE(Resident(BuiltPlugin("invert.so")));
   }
-  // The surface manager frees what it loaded.
   EXPECT_FALSE(Resident(BuiltPlugin("invert.so")));
 
   std::vector<std::string> offered;

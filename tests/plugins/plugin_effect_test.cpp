@@ -118,8 +118,7 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   EXPECT_EQ(vars.GetTimeFloatPointer("FX_PLAIN")->GetMinimum(), -1.0);
   EXPECT_EQ(vars.GetTimeFloatPointer("FX_PLAIN")->GetDefault(), 0.25);
 
-  // The value handed over is read at the clock's tick count, not the clip time: keys 0 at time 0 and
-  // 0.5 at time 1 give the plugin 0.5 at clip time 0.
+  // Values are read at the clock's tick count, not the clip time: keys 0 and 0.5 at times 0 and 1 give 0.5.
   while (TickCount() < 2) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   vars.timefloatset("FX_PLAIN", 0, 0.0), vars.timefloatset("FX_PLAIN", 1, 0.5);
   vars.Commit();
