@@ -97,20 +97,15 @@ TEST(FromInternal, EightBitAndMonoArithmetic) {
   EXPECT_EQ(S16s(out, 4), (std::vector<int16_t>{0, 0, 0, -256}));
 }
 
-TEST(ToInternal, EightBitWidensThroughTheTable) {
-  WAVEFORMATEX src{1, 1, 8000, 8000, 1, 8, 18};
-  const uint8_t in[4] = {0, 128, 255, 1};
-  uint8_t out[16];
-  EXPECT_EQ(pixelator::To44100_16_2(in, &src, 4, out, 16), 1);
+TEST(ToInternal, EightBitWidensThroughTheTableAndFramesStretchByTheNearestEarlier) {
+  WAVEFORMATEX mono8{1, 1, 8000, 8000, 1, 8, 18}, src{1, 2, 22050, 88200, 4, 16, 18};
+  const uint8_t eight[4] = {0, 128, 255, 1};
+  uint8_t out[28];
+  EXPECT_EQ(pixelator::To44100_16_2(eight, &mono8, 4, out, 16), 1);
   // (v - 128) * 255; mono: right repeats left.
   EXPECT_EQ(S16s(out, 8), (std::vector<int16_t>{-32640, -32640, 0, 0, 32385, 32385, -32385, -32385}));
-}
-
-TEST(ToInternal, StretchesByNearestEarlierFrame) {
   // Three stereo 16-bit frames stretched over seven: j = i * 3 / 7 -> 0 0 0 1 1 2 2.
   const auto in = Internal({{10, -10}, {20, -20}, {30, -30}});
-  WAVEFORMATEX src{1, 2, 22050, 88200, 4, 16, 18};
-  uint8_t out[28];
   EXPECT_EQ(pixelator::To44100_16_2(in.data(), &src, 12, out, 28), 1);
   EXPECT_EQ(S16s(out, 14),
             (std::vector<int16_t>{10, -10, 10, -10, 10, -10, 20, -20, 20, -20, 30, -30, 30, -30}));

@@ -92,8 +92,7 @@ TEST(StreamReader, SoundOnlyMediaKeepTheirSampleFormatOrMixDown) {
     s.audio_codec = codec, s.audio_channels = channels, s.audio_samples = 12000;
     stream_handle m = OpenStream(WriteTempMedia(name, s));
     ASSERT_NE(m, nullptr);
-    EXPECT_EQ(m->videovalid, 0);
-    EXPECT_EQ(m->frame, nullptr);
+    EXPECT_EQ(std::pair(m->videovalid, m->frame), std::pair(0, static_cast<KORSurface *>(nullptr)));
     EXPECT_EQ(mediareaders::StreamReadVideoSample(m.get(), 0), nullptr);
     EXPECT_NEAR(m->duration, 1500, 2);
     EXPECT_EQ(m->duration, m->audioduration);

@@ -18,8 +18,7 @@ TEST(Surface, WidthFiveHasPitchEightLockingLeavesTheRecordAloneAndAbsurdSizesAre
   for (int i = 0; i < 8 * 3; ++i) EXPECT_EQ(a.bits[i].word(), 0u);  // created zeroed
   EXPECT_TRUE(surface::SurfaceDataUnlock(&a));
   EXPECT_EQ(a.bits, nullptr);
-  EXPECT_EQ(surface::SurfaceDelete(s), 1);
-  EXPECT_EQ(surface::SurfaceDelete(nullptr), 0);
+  EXPECT_EQ(std::pair(surface::SurfaceDelete(s), surface::SurfaceDelete(nullptr)), std::pair(1, 0));
   // The last is over the byte limit.
   for (auto [w, h] : {std::pair{0, 10}, {10, -1}, {100000, 10}, {30000, 30000}})
     EXPECT_EQ(surface::SurfaceCreate(w, h), nullptr) << w << " x " << h;
@@ -91,8 +90,8 @@ TEST_F(SurfaceManager, PatternBlitFallsBackToColour) {
   HDC hdc = surface::SurfaceGetDC(target.get(), &g);
   ASSERT_NE(hdc, nullptr);
   EXPECT_EQ(manager->SurfacePatternBlit(hdc, RECT{0, 0, 10, 10}, 593, 0x606060), 0);
-  EXPECT_EQ(at(target.get(), 9, 9).word(), 0x00606060u);
-  EXPECT_EQ(at(target.get(), 10, 10).word(), 0u);
+  EXPECT_EQ(std::pair(at(target.get(), 9, 9).word(), at(target.get(), 10, 10).word()),
+            std::pair(0x606060u, 0u));
   // With a cached pattern the tiles are anchored at the origin of the target.
   ASSERT_TRUE(manager->CacheSurfaceCreate(593, 7, 5));
   KORSurface *tile = manager->CacheSurfaceGet(593);

@@ -61,10 +61,8 @@ TEST(SurfaceSave, ClipboardChunkIsAPackedBottomUpDib) {
   }
   // The first row stored is the bottom one.
   const pix32 bottom = at(s.get(), 0, 2), top = at(s.get(), 4, 0);
-  EXPECT_EQ(four[40], bottom.b);
-  EXPECT_EQ(four[42], bottom.r);
-  EXPECT_EQ(one[40 + 30 + 12], top.b);
-  EXPECT_EQ(four[40 + 32 + 12], top.b);
+  EXPECT_EQ((std::vector{four[40], four[42], one[40 + 30 + 12], four[40 + 32 + 12]}),
+            (std::vector{bottom.b, bottom.r, top.b, top.b}));
   EXPECT_TRUE(surface::Surface24Chunk(nullptr, &w, &h, 4).empty());
   vemowin context;
   EXPECT_FALSE(surface(&context, nullptr).Surface2ClipBoard(s.get()));  // no system clipboard: always false

@@ -119,7 +119,7 @@ class ExportChoice : public ::testing::Test {
   pluginlists lists;
 };
 
-TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
+TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
   auto d = [&](int i) { return std::string(lists.Exports()[i].description); };  // avi mp4 wav images fixture
   EXPECT_EQ(Offered(true, true), (std::vector{d(0), d(1)}));
   EXPECT_EQ(Offered(true, false), (std::vector{d(0), d(1), d(3), d(4)}));
@@ -134,9 +134,7 @@ TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
   EXPECT_EQ(lists.PopExportTypes(nullptr, false, true), lists.Exports()[2].object);
   dialogs.choice_answer = 0;
   EXPECT_EQ(lists.PopExportTypes(nullptr, true, false), nullptr);
-}
 
-TEST_F(ExportChoice, FindsExportPluginsByNameAndByFileType) {
   KORPlugin *avi = &lists.Exports()[0], *wav = &lists.Exports()[2], *images = &lists.Exports()[3];
   // By file name, description, title or extension ("png").
   const std::pair<const char *, KORPlugin *> names[] = {
