@@ -26,7 +26,7 @@ std::vector<uint32_t> Fields(const WAVEFORMATEX &f) {
   return {f.nSamplesPerSec, f.nChannels, f.wBitsPerSample, f.nBlockAlign, f.nAvgBytesPerSec, f.cbSize};
 }
 
-TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSize) {
+TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSizeAndTheChoiceListsFromEightDown) {
   wavcfg cfg;
   EXPECT_EQ(std::pair(cfg.GetType(), cfg.IsValid()), std::pair(WT_16_STEREO_44, 1));
   EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{44100, 2, 16, 4, 176400, 18}));
@@ -35,10 +35,8 @@ TEST(SoundFormats, InitFillsTheRecordWithTheDeliberateExtraSize) {
   cfg.InitWFX(WT_16_MONO_22);
   EXPECT_EQ(Fields(cfg.GetFormat()), (std::vector<uint32_t>{22050, 1, 16, 2, 44100, 18}));
   EXPECT_STREQ(WAVTYPE_TABLE[3].text, "8 Bit / Stereo / 22.05 kHz");
-}
 
-TEST(SoundFormats, ChoiceListsFormatsFromEightDown) {
-  wavcfg cfg;
+  // The choice lists formats from eight down.
   auto chosen = [&] { return std::pair(cfg.GetType(), cfg.GetFormat().nSamplesPerSec); };
   HeadlessDialogs().choice_answer = 3;  // the third entry listed is format 6
   EXPECT_EQ(cfg.Dowavcfg(nullptr), 1);

@@ -68,7 +68,7 @@ TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
   EXPECT_EQ(manager->CacheCount(), 4);
 }
 
-TEST_F(SurfaceManager, CacheKeysAndReplacement) {
+TEST_F(SurfaceManager, CacheKeysReplacementAndPatterns) {
   EXPECT_EQ(manager->CacheSurfaceGet(0), nullptr);  // the work surfaces are never found
   auto spare = make_surface(2, 2);
   EXPECT_FALSE(manager->CacheSurfaceInsert(0, spare.get()));  // refused: the caller keeps it
@@ -82,9 +82,7 @@ TEST_F(SurfaceManager, CacheKeysAndReplacement) {
   EXPECT_EQ(manager->CacheSurfaceGet(555)->width, 8);
   EXPECT_FALSE(manager->CacheSurfaceLoad(556, "/nonexistent/picture.bmp"));
   EXPECT_EQ(manager->CacheSurfaceGet(556), nullptr);
-}
-
-TEST_F(SurfaceManager, PatternBlitFallsBackToColour) {
+  // A pattern blit without its pattern in the cache falls back to the colour.
   auto target = make_surface(40, 30);
   surf g;
   HDC hdc = surface::SurfaceGetDC(target.get(), &g);
