@@ -80,9 +80,9 @@ TEST(PluginLists, EachLibraryCountsAsTheKindOfItsFirstEntry) {
   EXPECT_EQ(lists.Count(pluginlists::kImport), 0);
 
   // Refused libraries are unloaded at once; taken ones stay until the lists are freed.
-  EXPECT_FALSE(Resident(FixturePlugin("fx_nullexport.so")));
-  EXPECT_FALSE(Resident(FixturePlugin("fx_noentry.so")));
-  EXPECT_TRUE(Resident(FixturePlugin("fx_both.so")));
+  EXPECT_EQ((std::vector{Resident(FixturePlugin("fx_nullexport.so")),
+                         Resident(FixturePlugin("fx_noentry.so")), Resident(FixturePlugin("fx_both.so"))}),
+            (std::vector{false, false, true}));
   lists.FreeAll();
   EXPECT_EQ(lists.ExportCount() + lists.VideoEffectCount() + lists.AudioEffectCount(), 0);
   EXPECT_FALSE(Resident(FixturePlugin("fx_both.so")));
@@ -110,10 +110,8 @@ class ExportChoice : public ::testing::Test {
       ASSERT_TRUE(lists.LoadPlugin(BuiltPlugin(name).c_str())) << name;
     ASSERT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
   }
-  std::vector<std::string> Offered(bool video, bool audio) {
-    dialogs.offered.clear();
-    lists.PopExportTypes(nullptr, video, audio);
-    return dialogs.offered;
+  auto Offered(bool video, bool audio) {
+    return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;
   }
   plugtest::recording_dialogs dialogs;
   pluginlists lists;

@@ -190,22 +190,17 @@ const char *WriteMedia(const std::string &path, const media_recipe &s) {
     return "the file cannot be created";
   if (avformat_write_header(w.oc, nullptr) < 0) return "header";
 
-  const int vframes = w.venc ? s.frames : 0;
-  int vi = 0;
-  int64_t ai = 0;
-  while (vi < vframes || (w.aenc && ai < s.audio_samples)) {
+  const int64_t vframes = w.venc ? s.frames : 0, asamples = w.aenc ? s.audio_samples : 0;
+  for (int64_t vi = 0, ai = 0; vi < vframes || ai < asamples;) {
+    const int64_t vpts = vi < vframes ? (s.pts.empty() ? vi : s.pts[size_t(vi)]) + s.video_start : 0;
     // Whichever stream is behind in time goes next, so the muxer interleaves them.
-    const int64_t vpts = vi < vframes ? (s.pts.empty() ? vi : s.pts[vi]) + s.video_start : 0;
-    bool video_next = vi < vframes;
-    if (video_next && w.aenc && ai < s.audio_samples)
-      video_next = av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start, w.aenc->time_base) <= 0;
-    if (video_next) {
-      FillPicture(w, s, vi);
+    if (vi < vframes && (ai >= asamples || av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start,
+                                                         w.aenc->time_base) <= 0)) {
+      FillPicture(w, s, int(vi++));
       w.vframe->pts = vpts;
       if (!w.Encode(w.venc, w.vst, w.vframe)) return "video encoding";
-      ++vi;
     } else {
-      const int n = int(std::min<int64_t>(1024, s.audio_samples - ai));  // PCM takes any frame size
+      const int n = int(std::min<int64_t>(1024, asamples - ai));  // PCM takes any frame size
       if (!WriteAudioFrame(w, s, ai, n)) return "audio encoding";
       ai += n;
     }
