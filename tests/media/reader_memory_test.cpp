@@ -12,10 +12,9 @@ using namespace fixtures;
 // A field of /proc/self/status in KiB, -1 when missing.
 long StatusKiB(const char *field) {
   std::ifstream in("/proc/self/status");
-  std::string line;
   const std::string key = std::string(field) + ":";
-  while (std::getline(in, line))
-    if (line.compare(0, key.size(), key) == 0) return std::stol(line.substr(key.size()));
+  for (std::string line; std::getline(in, line);)
+    if (line.starts_with(key)) return std::stol(line.substr(key.size()));
   return -1;
 }
 
