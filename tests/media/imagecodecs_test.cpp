@@ -61,10 +61,9 @@ std::vector<pix32> quadrants(int w, int h) {
 TEST(ImageBMP, EveryDepthAndEncodingAndAbsurdHeadersRefused) {
   std::vector<uint32_t> pal16(16, 0x010101);  // indices 0, 2 and 15 are used
   pal16[0] = 0x000001, pal16[2] = 0x123456, pal16[15] = 0xABCDEF;
-  const std::vector<uint32_t> pal3 = {0x0A0B0C, 0x102030, 0x405060};
-  std::vector<uint32_t> pal256 = pal3, rle4_pal = {0, 0x010101, 0x020202, 0x030303};
-  pal256.resize(256, 0);
-  rle4_pal.resize(16, 0);
+  const std::vector<uint32_t> pal3 = {0x0A0B0C, 0x102030, 0x405060},
+                              grey4 = {0, 0x010101, 0x020202, 0x030303};
+  auto padded = [](std::vector<uint32_t> p, size_t n) { return p.resize(n, 0), p; };
   const bytes b24 = {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0}, b32 = {1, 2, 3, 0x77};
   const uint32_t f = 0xFF;  // masks
   // clang-format off
@@ -78,7 +77,7 @@ TEST(ImageBMP, EveryDepthAndEncodingAndAbsurdHeadersRefused) {
       {"8-bit", {.width = 4, .bpp = 8, .palette = pal3, .colours_used = 3, .pixels = {2, 1, 200, 0}},
        {0x405060, 0x102030, 0, 0x0A0B0C}},
       // The 12-byte header with 3-byte table entries.
-      {"core", {.width = 4, .bpp = 8, .header = 12, .palette = pal256, .pixels = {2, 1, 200, 0}},
+      {"core", {.width = 4, .bpp = 8, .header = 12, .palette = padded(pal3, 256), .pixels = {2, 1, 200, 0}},
        {0x405060, 0x102030, 0, 0x0A0B0C}},
       // 5 x 3 bottom-up: 1 1 1, EOL; absolute 2 3 2 (padded), 1 1, EOL; delta (+3, 0), 3 3, end.
       {"rle8", {.width = 5, .height = 3, .bpp = 8, .compression = 1, .palette = {0, 0x111111, 0x222222, 0x333333},
@@ -86,8 +85,8 @@ TEST(ImageBMP, EveryDepthAndEncodingAndAbsurdHeadersRefused) {
        {0, 0, 0, 0x333333, 0x333333, 0x222222, 0x333333, 0x222222, 0x111111, 0x111111,
         0x111111, 0x111111, 0x111111, 0, 0}},
       // Bottom 1 2 1 2 1; top absolute 3 2 1 (two bytes, already even), 3 3, end of bitmap.
-      {"rle4", {.width = 5, .height = 2, .bpp = 4, .compression = 2, .palette = rle4_pal,
-                .pixels = {5, 0x12, 0, 0, 0, 3, 0x32, 0x10, 2, 0x33, 0, 1}},
+      {"rle4", {.width = 5, .height = 2, .bpp = 4, .compression = 2,
+                .palette = padded(grey4, 16), .pixels = {5, 0x12, 0, 0, 0, 3, 0x32, 0x10, 2, 0x33, 0, 1}},
        {0x030303, 0x020202, 0x010101, 0x030303, 0x030303, 0x010101, 0x020202, 0x010101, 0x020202, 0x010101}},
       // 555: white, a blue of 16/31 (16 * 255 / 31 = 131.6), pure red.
       {"16-bit", {.width = 3, .bpp = 16, .pixels = {0xFF, 0x7F, 0x10, 0x00, 0x00, 0x7C, 0, 0}},

@@ -14,10 +14,8 @@ using frame = std::unique_ptr<surf32, frame_deleter>;
 
 frame make_frame(int w, int h, uint32_t seed = 0) {
   frame f(pixelator::Surf32Create(w, h));
-  if (f && seed) {
-    std::mt19937 rng(seed);
-    for (int i = 0; i < w * h; ++i) f->bits[i] = pix32::from_word(uint32_t(rng()));
-  }
+  std::mt19937 rng(seed);
+  for (int i = 0; f && seed && i < w * h; ++i) f->bits[i] = pix32::from_word(uint32_t(rng()));
   return f;
 }
 
