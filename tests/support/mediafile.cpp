@@ -77,8 +77,7 @@ struct writer {
   const char *AddStream(const std::string &name, AVCodecContext *&enc, AVStream *&st, F configure) {
     const AVCodec *codec = avcodec_find_encoder_by_name(name.c_str());
     if (!codec) return "no such encoder";
-    st = avformat_new_stream(oc, nullptr);
-    enc = avcodec_alloc_context3(codec);
+    st = avformat_new_stream(oc, nullptr), enc = avcodec_alloc_context3(codec);
     if (!st || !enc) return "out of memory";
     if (!configure(codec, enc)) return "no pixel format";
     if (oc->oformat->flags & AVFMT_GLOBALHEADER) enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -98,13 +97,10 @@ const char *OpenVideo(writer &w, const media_recipe &s) {
     e->pix_fmt = !s.pix_fmt.empty() ? av_get_pix_fmt(s.pix_fmt.c_str())
                  : codec->pix_fmts  ? codec->pix_fmts[0]
                                     : AV_PIX_FMT_NONE;
-    // Near-lossless where the codec has a quantiser: flat frames stay within a few steps.
-    e->flags |= AV_CODEC_FLAG_QSCALE, e->global_quality = FF_QP2LAMBDA * 2;
-    if (s.video_codec == "libx264") {
-      av_opt_set(e->priv_data, "preset", "veryfast", 0);
-      av_opt_set(e->priv_data, "crf", "12", 0);
-      e->flags &= ~AV_CODEC_FLAG_QSCALE;
-    }
+    // Near-lossless (flat frames stay within a few steps): quantiser 2, or H.264 at constant quality 12.
+    const bool x264 = s.video_codec == "libx264";
+    e->flags |= x264 ? 0 : AV_CODEC_FLAG_QSCALE, e->global_quality = FF_QP2LAMBDA * 2;
+    if (x264) av_opt_set(e->priv_data, "crf", "12", 0), av_opt_set(e->priv_data, "preset", "veryfast", 0);
     return e->pix_fmt != AV_PIX_FMT_NONE;
   });
   if (why) return why;
