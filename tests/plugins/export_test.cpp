@@ -122,8 +122,7 @@ TEST_F(Export, ImageSequencesAreNumberedPngOrBmpPictures) {
     for (const char *pattern : {"shot_%06d.png", "pic%03d.bmp", "alpha_%06d.png"}) {
       char name[32];
       std::snprintf(name, sizeof name, pattern, i);
-      KORSurface *s = surface::SurfaceLoad(dir.file(name).c_str());
-      ASSERT_NE(s, nullptr) << name;
+      KORSurface *s = surface::SurfaceLoad(dir.file(name).c_str());  // -1 mismatches when it did not load
       EXPECT_EQ(GradientMismatches(s, i, 0, pattern[0] == 'a' ? 255 : 0), 0) << name;
       surface::SurfaceDelete(s);
     }
