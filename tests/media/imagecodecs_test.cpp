@@ -18,10 +18,7 @@ owned_surface decode(decoder fn, const bytes &b) { return owned_surface(fn(b.dat
 void ExpectWords(decoder fn, const bytes &b, const words &want) {
   auto s = decode(fn, b);
   ASSERT_TRUE(s);
-  words got;
-  for (int y = 0; y < s->height; ++y)
-    for (int x = 0; x < s->width; ++x) got.push_back(at(s.get(), x, y).word());
-  EXPECT_EQ(got, want);
+  EXPECT_EQ(Words(s.get()), want);
 }
 
 void ExpectEveryCutRefused(decoder fn, const bytes &b) {
