@@ -135,7 +135,6 @@ INSTANTIATE_TEST_SUITE_P(Containers, FrameAccuracy, ::testing::Values(
     container_case{"mov_h264_b", "mov", "libx264", 3, true},
     container_case{"mov_mjpeg_29_97", "mov", "mjpeg", 0, true, 30000, 1001},
     container_case{"mkv_ffv1", "matroska", "ffv1", 0, true},
-    container_case{"mkv_ffv1_29_97", "matroska", "ffv1", 0, true, 30000, 1001},
     container_case{"mkv_h264_b_29_97", "matroska", "libx264", 3, true, 30000, 1001},
     container_case{"webm_vp8", "webm", "libvpx", 0, true},
     container_case{"flv_flv1", "flv", "flv", 0, true},

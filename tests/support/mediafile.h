@@ -26,8 +26,7 @@ int32_t Sample24(int64_t n, int c);  // a signed 24-bit value
 float SampleSine(int64_t n, int c, int rate);
 // The 16-bit sample of sample frame `frame`, channel c, in interleaved little-endian PCM.
 inline int16_t SampleAt(const uint8_t *pcm, int64_t frame, int channels, int c) {
-  const uint8_t *p = pcm + (frame * channels + c) * 2;
-  return int16_t(p[0] | (p[1] << 8));
+  return int16_t(pcm[(frame * channels + c) * 2] | (pcm[(frame * channels + c) * 2 + 1] << 8));
 }
 // The frame shown at `ms` at num / den frames per second.
 inline int64_t FrameAt(int64_t ms, int num, int den) { return ms * num / (int64_t(1000) * den); }
@@ -63,7 +62,6 @@ inline int StreamFrame(mmstream *m, int ms, int count) {
   return f ? ShownFrame(f, count) : -2;
 }
 
-// Whether this FFmpeg has the encoder.
 bool HaveEncoder(const char *name);
 
 // Writes the medium into the program's temporary folder (a test failure when it cannot); its path.
