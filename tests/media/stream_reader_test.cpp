@@ -132,11 +132,8 @@ TEST(StreamReader, SinglePictureAtAnyTime) {
   // The name holds a pattern character on purpose: it names one file, not a sequence.
   stream_handle m = OpenStream(WriteTempMedia("still%d.png", s));
   ASSERT_NE(m, nullptr);
-  for (int ms : {0, 5000, 40, 100000}) {
-    KORSurface *frame = mediareaders::StreamReadVideoSample(m.get(), ms);
-    ASSERT_NE(frame, nullptr) << ms;
-    EXPECT_EQ(GradientMismatches(frame, 0), 0) << ms;
-  }
+  for (int ms : {0, 5000, 40, 100000})  // -1 mismatches when nothing is read
+    EXPECT_EQ(GradientMismatches(mediareaders::StreamReadVideoSample(m.get(), ms), 0), 0) << ms;
 }
 
 // Missing and empty files (cut and flipped ones are the stream fuzz target's replay).

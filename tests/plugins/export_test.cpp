@@ -55,10 +55,8 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
   ASSERT_NE(r, nullptr);
   EXPECT_EQ((std::vector{r->width, r->height, r->ratenum, r->duration}),
             (std::vector{37, 21, 10 * r->rateden, 1200}));
-  for (int i : {0, 1, 6, 11}) {
-    ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 100 + 50)) << i;
-    EXPECT_EQ(GradientMismatches(r->frame, i), 0) << "frame " << i;
-  }
+  for (int i : {0, 1, 6, 11})
+    EXPECT_EQ(mediareaders::AVIRead(r.get(), i * 100 + 50) ? GradientMismatches(r->frame, i) : -2, 0) << i;
   EXPECT_FALSE(mediareaders::AVIRead(r.get(), 1250));
   ASSERT_EQ(r->audiovalid, 1);
   EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 44100, 16, 4, 176400}));
@@ -72,10 +70,7 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
   ASSERT_NE(r, nullptr);
   EXPECT_EQ((std::vector{r->width, r->height, r->ratenum, r->duration}),
             (std::vector{63, 47, 25 * r->rateden, 400}));
-  for (int i = 0; i < 10; ++i) {
-    ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << i;
-    EXPECT_EQ(ShownFrame(r->frame, 10), i);
-  }
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(AVIFrame(r.get(), i * 40 + 20, 10), i);
   EXPECT_EQ(WrongSamples(mediareaders::AVIReadAudioSecond(r.get(), 0), 0), 0);
 }
 

@@ -56,7 +56,10 @@ int ShownFrame(KORSurface *s, int count);
 int GradientMismatches(KORSurface *s, int i, int tolerance = 0, uint8_t alpha = 0);
 // Sample frames of a second of 16-bit stereo PCM at `rate` off Sample16 from `first` on (silence from `end`).
 int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end);
-// The frame a stream shows at `ms`; -2 when it reads nothing there.
+// The frame an AVI file or a stream shows at `ms`; -2 when it reads nothing there.
+inline int AVIFrame(roa *r, int ms, int count) {
+  return mediareaders::AVIRead(r, ms) ? ShownFrame(r->frame, count) : -2;
+}
 inline int StreamFrame(mmstream *m, int ms, int count) {
   KORSurface *f = mediareaders::StreamReadVideoSample(m, ms);
   return f ? ShownFrame(f, count) : -2;
