@@ -21,11 +21,10 @@ TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
   ASSERT_EQ(r->audiovalid, 1);
   EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 8000, 16, 4, 32000}));
   // Seconds 3, 0, 2 (by its last millisecond), 1: out of order on purpose.
-  for (int ms : {3000, 0, 2999, 1999}) {
-    const uint8_t *buf = mediareaders::AVIReadAudioSecond(r.get(), ms);
-    ASSERT_NE(buf, nullptr) << ms;
-    EXPECT_EQ(SoundMismatches(buf, 8000, ms / 1000 * 8000, 26000), 0) << ms;
-  }
+  for (int ms : {3000, 0, 2999, 1999})
+    EXPECT_EQ(SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), ms), 8000, ms / 1000 * 8000, 26000),
+              0)
+        << ms;
   for (int ms : {4000, -1000}) EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), ms), nullptr);
   EXPECT_EQ(AVIFrame(r.get(), 3000, 96), FrameAt(3000, 30000, 1001));  // the pictures beside it still read
   EXPECT_TRUE(mediareaders::AVIReadClose(r.release()));

@@ -258,6 +258,7 @@ int GradientMismatches(KORSurface *s, int i, int tolerance, uint8_t alpha) {
 }
 
 int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end) {
+  if (!pcm) return -1;
   int64_t wrong = 0;
   for (int64_t n = 0; n < rate; ++n)
     for (int c = 0; c < 2; ++c)

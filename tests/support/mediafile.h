@@ -54,7 +54,8 @@ struct media_recipe {
 int ShownFrame(KORSurface *s, int count);
 // Pixels more than `tolerance` off frame i's gradient or whose alpha is not `alpha`; -1 if not locked.
 int GradientMismatches(KORSurface *s, int i, int tolerance = 0, uint8_t alpha = 0);
-// Sample frames of a second of 16-bit stereo PCM at `rate` off Sample16 from `first` on (silence from `end`).
+// Sample frames of a second of 16-bit stereo PCM at `rate` off Sample16 from `first` on (silence from
+// `end`); -1 for no sound at all.
 int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end);
 // The frame an AVI file or a stream shows at `ms`; -2 when it reads nothing there.
 inline int AVIFrame(roa *r, int ms, int count) {
