@@ -95,8 +95,8 @@ TEST_F(PluginEffect, SeveralPluginsAreChosenFromAndRefusalsMakeNoEffect) {
   dialogs.choice_answer = 3;
   const int boxes = dialogs.boxes_shown;
   EXPECT_EQ(Video(), nullptr);
-  EXPECT_EQ(dialogs.boxes_shown, boxes + 1);
-  EXPECT_EQ(dialogs.last_text, "No Effect Interface");
+  EXPECT_EQ(std::pair(dialogs.boxes_shown, dialogs.last_text),
+            std::pair(boxes + 1, std::string("No Effect Interface")));
 
   // Without a surface manager there are no plugins.
   EXPECT_EQ(effectVideo::EffectNew(122, nullptr, nullptr, nullptr), nullptr);

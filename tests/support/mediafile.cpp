@@ -286,9 +286,6 @@ stream_handle OpenStream(const std::string &p) {
 }
 wave_handle OpenWave(const std::string &p) { return wave_handle(mediareaders::WaveFileReadOpen(p.c_str())); }
 
-uint32_t NextRandom(uint32_t &state) {
-  state = state * 1664525u + 1013904223u;
-  return state >> 8;
-}
+uint32_t NextRandom(uint32_t &state) { return (state = state * 1664525u + 1013904223u) >> 8; }
 
 }  // namespace fixtures
