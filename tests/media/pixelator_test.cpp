@@ -5,12 +5,11 @@
 
 #include <random>
 
+#include "support/mediafile.h"
+
 namespace {
 
-struct frame_deleter {
-  void operator()(surf32 *s) const { pixelator::Surf32Delete(s); }
-};
-using frame = std::unique_ptr<surf32, frame_deleter>;
+using frame = std::unique_ptr<surf32, fixtures::closer<&pixelator::Surf32Delete>>;
 
 frame make_frame(int w, int h, uint32_t seed = 0) {
   frame f(pixelator::Surf32Create(w, h));

@@ -7,11 +7,9 @@
 #include <vector>
 
 #include "media/surface.h"
+#include "support/mediafile.h"
 
-struct surface_deleter {
-  void operator()(KORSurface *s) const { surface::SurfaceDelete(s); }
-};
-using owned_surface = std::unique_ptr<KORSurface, surface_deleter>;
+using owned_surface = std::unique_ptr<KORSurface, fixtures::closer<&surface::SurfaceDelete>>;
 
 inline owned_surface make_surface(int w, int h) { return owned_surface(surface::SurfaceCreate(w, h)); }
 

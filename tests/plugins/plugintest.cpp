@@ -31,15 +31,14 @@ std::vector<pix32> Picture(const make_spec &recipe, int i, surf32 *frame) {
 }
 
 int16_t SampleOf(const make_spec &recipe, int64_t n, int c) {
-  if (recipe.sine) return int16_t(std::lround(fixtures::SampleSine(n, c, INTERNAL_RATE) * 32767.0));
-  return fixtures::Sample16(n, c);
+  return recipe.sine ? int16_t(std::lround(fixtures::SampleSine(n, c, INTERNAL_RATE) * 32767.0))
+                     : fixtures::Sample16(n, c);
 }
 
 int FrameCount(const make_spec &recipe) { return int(recipe.fps * recipe.ms / 1000.0); }
 
 int64_t FrameTime(const make_spec &recipe, int i) {
-  const int n = FrameCount(recipe);
-  return n ? int64_t(i) * recipe.ms / n : 0;
+  return FrameCount(recipe) ? int64_t(i) * recipe.ms / FrameCount(recipe) : 0;
 }
 
 bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
