@@ -37,7 +37,7 @@ std::string Listed(const KORPlugin *entries, int count) {
 
 TEST(Imgio, TextsMustFitWithTheirZeroAndGettersMustHaveRoom) {
   bareexport io;
-  char buffer[600];
+  char buffer[600] = {};
   const std::string t499(499, 't'), t500(500, 't');
   // Each call's result in order: nothing set yet; 500 characters and their zero do not fit 500.
   EXPECT_EQ((std::vector{io.GetTitle(buffer, sizeof buffer), io.SetTitle(t500.c_str()),
