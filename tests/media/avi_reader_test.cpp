@@ -1,6 +1,8 @@
 // The AVI reader against files encoded from known frames and samples, and damaged files.
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include "media/ffdecoder.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
@@ -10,65 +12,53 @@ namespace {
 
 using namespace fixtures;
 
-// Sound comes back sample-exact, a whole second at a time and in any order, from a file whose
-// pictures it is interleaved with.
+// Sound comes back sample-exact, a second at a time, in any order, from between the pictures.
 TEST(AVIReader, SoundComesBackAWholeSecondAtATime) {
-  media_recipe s;
-  s.rate_num = 30000, s.rate_den = 1001, s.frames = 96, s.audio_codec = "pcm_s16le", s.audio_rate = 8000,
-  s.audio_channels = 2, s.audio_samples = 26000;  // 3.25 s of sound
+  media_recipe s{.rate_num = 30000, .rate_den = 1001, .frames = 96, .audio_codec = "pcm_s16le"};
+  s.audio_samples = 26000;  // 3.25 s of sound at 8000 a second
   avi_handle r = OpenAVI(WriteTempMedia("sound.avi", s));
   ASSERT_NE(r, nullptr);
   ASSERT_EQ(r->audiovalid, 1);
   EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{1, 2, 8000, 16, 4, 32000}));
   // Seconds 3, 0, 2 (by its last millisecond), 1: out of order on purpose.
-  for (int ms : {3000, 0, 2999, 1999}) {
-    const uint8_t *buf = mediareaders::AVIReadAudioSecond(r.get(), ms);
-    ASSERT_NE(buf, nullptr) << ms;
-    EXPECT_EQ(SoundMismatches(buf, 8000, ms / 1000 * 8000, 26000), 0) << ms;
-  }
-  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), 4000), nullptr);
-  EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), -1000), nullptr);
-  ASSERT_TRUE(mediareaders::AVIRead(r.get(), 3000));  // the pictures beside it still read
-  EXPECT_EQ(ShownFrame(r->frame, 96), FrameAt(3000, 30000, 1001));
+  for (int ms : {3000, 0, 2999, 1999})
+    EXPECT_EQ(SoundMismatches(mediareaders::AVIReadAudioSecond(r.get(), ms), 8000, ms / 1000 * 8000, 26000),
+              0)
+        << ms;
+  for (int ms : {4000, -1000}) EXPECT_EQ(mediareaders::AVIReadAudioSecond(r.get(), ms), nullptr);
+  EXPECT_EQ(AVIFrame(r.get(), 3000, 96), FrameAt(3000, 30000, 1001));  // the pictures beside it still read
   EXPECT_TRUE(mediareaders::AVIReadClose(r.release()));
 }
 
-// A stream header claiming 2^32 - 1 frames: the end of the stream has no 32-bit time, so the
-// length is the fixed ten seconds; the frames themselves still read.
+// 2^32 - 1 frames claimed have no 32-bit end time: the length is ten seconds, the frames still read.
 TEST(AVIReader, LengthBeyondMillisecondsIsTenSeconds) {
   std::vector<uint8_t> bytes = ReadFileBytes(WriteTempMedia("long.avi", {.frames = 10}));
-  const uint8_t strh[] = {'s', 't', 'r', 'h'};
-  auto it = std::search(bytes.begin(), bytes.end(), std::begin(strh), std::end(strh));
-  ASSERT_NE(it, bytes.end());
-  const size_t length_at = size_t(it - bytes.begin()) + 8 + 32;  // dwLength of the stream header
-  for (int k = 0; k < 4; ++k) bytes[length_at + k] = 0xFF;
+  const std::string_view text(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+  ASSERT_NE(text.find("strh"), text.npos);
+  std::fill_n(bytes.begin() + ptrdiff_t(text.find("strh") + 8 + 32), 4, 0xFF);  // the stream's dwLength
   avi_handle r = OpenAVI(WriteTempFile("long.avi", bytes));
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(r->duration, 10000);
-  ASSERT_TRUE(mediareaders::AVIRead(r.get(), 120));
-  EXPECT_EQ(ShownFrame(r->frame, 10), 3);
+  EXPECT_EQ(AVIFrame(r.get(), 120, 10), 3);
 }
 
-// Lossless pictures come out pixel-exact and upright (raw 24-bit frames are stored bottom-up, FFV1
-// ones top-down) at the surface's pitch; subsampled YUV within the conversion's few steps.
+// Lossless pictures come out exact and upright (raw bottom-up, FFV1 top-down); subsampled YUV nearly.
 TEST(AVIReader, LosslessFramesArriveExactAndUpright) {
-  struct lossless {
-    const char *name, *codec, *pix_fmt;
-    int w, h, tolerance;
-  };
-  for (const lossless &l : {lossless{"raw.avi", "rawvideo", "bgr24", 64, 48, 0},
-                            lossless{"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
-                            lossless{"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
-                            lossless{"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}}) {
-    media_recipe s;
-    s.video_codec = l.codec, s.pix_fmt = l.pix_fmt, s.gradient = true, s.width = l.w, s.height = l.h,
-    s.frames = 6;
-    avi_handle r = OpenAVI(WriteTempMedia(l.name, s));
-    ASSERT_NE(r, nullptr) << l.name;
+  const std::tuple<const char *, const char *, const char *, int, int, int> rows[] = {
+      {"raw.avi", "rawvideo", "bgr24", 64, 48, 0},
+      {"raw_odd.avi", "rawvideo", "bgr24", 33, 7, 0},
+      {"ffv1.avi", "ffv1", "bgr0", 30, 20, 0},
+      {"ffv1_420.avi", "ffv1", "yuv420p", 62, 40, 10}};
+  for (const auto &[name, codec, pix_fmt, w, h, tolerance] : rows) {
+    SCOPED_TRACE(name);
+    avi_handle r = OpenAVI(WriteTempMedia(
+        name,
+        {.video_codec = codec, .pix_fmt = pix_fmt, .gradient = true, .width = w, .height = h, .frames = 6}));
+    ASSERT_NE(r, nullptr);
     for (int i : {0, 5, 2, 3}) {
-      ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20)) << l.name;
-      EXPECT_EQ(r->frame->pitch, (l.w + 3) / 4 * 4);
-      EXPECT_EQ(GradientMismatches(r->frame, i, l.tolerance), 0) << l.name << " frame " << i;
+      ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40 + 20));
+      EXPECT_EQ(r->frame->pitch, (w + 3) / 4 * 4);
+      EXPECT_EQ(GradientMismatches(r->frame, i, tolerance), 0) << "frame " << i;
     }
   }
 }
@@ -88,16 +78,12 @@ TEST(AVIReader, RefusesWhatIsNotAnAVI) {
 
 }  // namespace
 
-// Every third frame of an intra-only file (as parallel composers share frames out): the frames
-// passed over are neither read nor decoded.
+// Every third frame of an intra-only file (as parallel composers read): those passed over are not decoded.
 TEST(AVIReader, FramesPassedOverInAnIntraFileAreNotDecoded) {
   avi_handle r = OpenAVI(WriteTempMedia("intra.avi", {.frames = 60}));
   ASSERT_NE(r, nullptr);
   const int64_t before = ffdecoder::VideoStats(r->video).decoded;
-  for (int i = 1; i < 60; i += 3) {
-    ASSERT_TRUE(mediareaders::AVIRead(r.get(), i * 40));
-    ASSERT_EQ(ShownFrame(r->frame, 60), i);
-  }
+  for (int i = 1; i < 60; i += 3) ASSERT_EQ(AVIFrame(r.get(), i * 40, 60), i);
   // 20 frames shown, and the open's look at frame 0 and the first, next frames in order.
   EXPECT_LE(ffdecoder::VideoStats(r->video).decoded - before, 22);
 }

@@ -29,15 +29,12 @@ TEST(DrawingContext, FillsAndLinesRespectTheClipAndWriteAlphaZero) {
     for (int x = 0; x < 16; ++x)
       EXPECT_EQ(c.word(x, y), x >= 2 && x < 10 && y >= 2 && y < 6 ? 0x00010203u : 0xFF000000u)
           << x << "," << y;
-  c.hdc->ResetClip();
-  c.hdc->SetDrawAlpha(255);
+  c.hdc->ResetClip(), c.hdc->SetDrawAlpha(255);
   c.hdc->SelectPen(pen{RGB(255, 0, 0), 1, false});
-  c.hdc->MoveTo(0, 0);
-  c.hdc->LineTo(4, 0);  // the end point is left out
+  c.hdc->MoveTo(0, 0), c.hdc->LineTo(4, 0);  // the end point is left out
   for (int x = 0; x < 4; ++x) EXPECT_EQ(c.word(x, 0), 0xFFFF0000u);
   EXPECT_EQ(c.word(4, 0), 0xFF000000u);
-  c.hdc->MoveTo(0, 7);
-  c.hdc->LineTo(7, 0);  // a diagonal touches exactly one pixel per row
+  c.hdc->MoveTo(0, 7), c.hdc->LineTo(7, 0);  // a diagonal touches exactly one pixel per row
   for (int y = 1; y <= 7; ++y) EXPECT_EQ(c.word(7 - y, y), 0xFFFF0000u) << y;
   c.hdc->LineTo(-100000, 900000);  // far off the target: clipped, no harm
 }
@@ -59,12 +56,10 @@ TEST(DrawingContext, BitBltClipsBothSidesAndHandlesOverlap) {
   canvas a(6, 4), b(5, 5);
   fill_random(a.s.get(), 3);
   EXPECT_TRUE(b.hdc->BitBlt(-1, 2, 6, 6, a.hdc, 0, 1));
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 5; ++x) {
-      const int sx = x + 1, sy = y - 1;
-      const bool from_source = y >= 2 && sy < 4 && sx < 6;
-      EXPECT_EQ(at(b.s.get(), x, y).word(), from_source ? at(a.s.get(), sx, sy).word() : 0u) << x << "," << y;
-    }
+  for (int y = 0; y < 5; ++y)  // b(x, y) from a(x + 1, y - 1), rows 2 .. 4
+    for (int x = 0; x < 5; ++x)
+      EXPECT_EQ(at(b.s.get(), x, y).word(), y >= 2 ? at(a.s.get(), x + 1, y - 1).word() : 0u)
+          << x << "," << y;
   // Moving pixels within one surface works like a copy through a buffer.
   auto before = copy_block(a.s.get());
   a.hdc->BitBlt(1, 1, 5, 3, a.hdc, 0, 0);
@@ -72,7 +67,7 @@ TEST(DrawingContext, BitBltClipsBothSidesAndHandlesOverlap) {
     for (int x = 1; x < 6; ++x) EXPECT_EQ(at(a.s.get(), x, y), at(before.get(), x - 1, y - 1));
 }
 
-TEST(DrawingContext, StretchNearestAndHalftone) {
+TEST(DrawingContext, StretchNearestHalftoneAndSurfaceCopy) {
   canvas src(4, 2), dst(8, 4);
   const pix32 px[8] = {pix32(0, 0, 0, 0), pix32(100, 200, 30, 255), pix32(10, 20, 30, 40),
                        pix32(1, 2, 3, 4), pix32(50, 60, 70, 80),    pix32(255, 255, 255, 255),
@@ -96,46 +91,39 @@ TEST(DrawingContext, StretchNearestAndHalftone) {
   EXPECT_EQ(at(out.s.get(), 0, 0).r, 30);   // (0 * 2 + 90 * 1) / 3
   EXPECT_EQ(at(out.s.get(), 1, 0).r, 163);  // (90 * 1 + 200 * 2) / 3 = 163.3
   EXPECT_FALSE(out.hdc->StretchBlt(0, 0, 0, 1, line.hdc, 0, 0, 3, 1));
-}
-
-TEST(DrawingContext, StretchedSurfaceCopyAndSurface2HDC) {
-  auto src = make_surface(2, 2), dst = make_surface(4, 4);
-  surface::SurfaceFillRect(src.get(), RECT{0, 0, 2, 2}, 0x40102030u);
-  EXPECT_TRUE(surface::SurfaceCopy(src.get(), RECT{0, 0, 2, 2}, dst.get(), RECT{1, 1, 3, 4}));
+  auto small = make_surface(2, 2), big = make_surface(4, 4);
+  surface::SurfaceFillRect(small.get(), RECT{0, 0, 2, 2}, 0x40102030u);
+  EXPECT_TRUE(surface::SurfaceCopy(small.get(), RECT{0, 0, 2, 2}, big.get(), RECT{1, 1, 3, 4}));
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 4; ++x)
-      EXPECT_EQ(at(dst.get(), x, y).word(), x >= 1 && x < 3 && y >= 1 ? 0x40102030u : 0u);
-  EXPECT_EQ(surface::Surface2HDC(src.get(), nullptr, RECT{0, 0, 2, 2}), 0);
+      EXPECT_EQ(at(big.get(), x, y).word(), x >= 1 && x < 3 && y >= 1 ? 0x40102030u : 0u);
+  EXPECT_EQ(surface::Surface2HDC(small.get(), nullptr, RECT{0, 0, 2, 2}), 0);
 }
 
 TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
   canvas c(200, 60);
-  font f;
-  f.height = 20;
-  c.hdc->SelectFont(f);
-  SIZE small{}, wide{}, bold{};
-  ASSERT_TRUE(c.hdc->GetTextExtentPoint32("Lumi", -1, &small));
-  ASSERT_TRUE(c.hdc->GetTextExtentPoint32("Lumi-Vaxel", -1, &wide));
+  font f, heavy;
+  f.height = heavy.height = 20, heavy.weight = FW_BOLD;
+  auto extent = [&](const font &in, const char *text) {
+    SIZE size{};
+    c.hdc->SelectFont(in);
+    EXPECT_TRUE(c.hdc->GetTextExtentPoint32(text, -1, &size));
+    return size;
+  };
+  const SIZE small = extent(f, "Lumi"), bold = extent(heavy, "Lumi-Vaxel"), wide = extent(f, "Lumi-Vaxel");
   EXPECT_GT(small.cx, 10);
-  EXPECT_GT(wide.cx, small.cx);
   EXPECT_GE(small.cy, 20);
-  font heavy = f;
-  heavy.weight = FW_BOLD;
-  c.hdc->SelectFont(heavy);
-  c.hdc->GetTextExtentPoint32("Lumi-Vaxel", -1, &bold);
-  EXPECT_GT(bold.cx, wide.cx);
-  c.hdc->SelectFont(f);
+  EXPECT_LT(small.cx, wide.cx);
+  EXPECT_LT(wide.cx, bold.cx);
 
-  c.hdc->SetBkMode(TRANSPARENT);
-  c.hdc->SetTextColor(RGB(255, 255, 255));
+  c.hdc->SetBkMode(TRANSPARENT), c.hdc->SetTextColor(RGB(255, 255, 255));
   ASSERT_TRUE(c.hdc->TextOut(10, 5, "Lumi-Vaxel"));
   int inked = 0, partial = 0;
   for (int y = 0; y < 60; ++y)
     for (int x = 0; x < 200; ++x) {
       const pix32 p = at(c.s.get(), x, y);
       if (p.r == 0) continue;
-      ++inked;
-      partial += p.r < 255;
+      ++inked, partial += p.r < 255;
       EXPECT_TRUE(x >= 10 && x < 10 + wide.cx + 2 && y >= 5 && y < 5 + wide.cy) << x << "," << y;
       EXPECT_EQ(p.r, p.g);  // white ink over black stays grey at the edges
     }
@@ -144,12 +132,10 @@ TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
 
   // Opaque mode fills the cell with the background colour first.
   canvas o(200, 40);
-  o.hdc->SelectFont(f);
-  o.hdc->SetBkColor(RGB(0, 0, 255));
+  o.hdc->SelectFont(f), o.hdc->SetBkColor(RGB(0, 0, 255));
   o.hdc->TextOut(0, 0, "Lumi-Vaxel");
-  EXPECT_EQ(o.word(0, 0), 0x000000FFu);
-  EXPECT_EQ(o.word(wide.cx - 1, wide.cy - 1), 0x000000FFu);
-  EXPECT_EQ(o.word(wide.cx + 1, 0), 0u);
+  EXPECT_EQ((std::vector{o.word(0, 0), o.word(wide.cx - 1, wide.cy - 1), o.word(wide.cx + 1, 0)}),
+            (std::vector<uint32_t>{0xFF, 0xFF, 0}));
 
   // Laid out: a line per line feed with the gaps between, words broken to the width.
   textmetric tm;
@@ -162,17 +148,14 @@ TEST(DrawingContext, TextIsMeasuredDrawnInsideItsExtentAndLaidOut) {
 }
 
 TEST(DrawingContext, RedSlashCrossesTheSurface) {
-  auto small = make_surface(19, 10);  // allocated width 20: nothing to draw
-  EXPECT_EQ(surface::SurfaceRedSlash(small.get()), 0);
-  auto narrow = make_surface(21, 10);  // allocated width 24: x runs 0..2
-  EXPECT_EQ(surface::SurfaceRedSlash(narrow.get()), 1);
+  EXPECT_EQ(surface::SurfaceRedSlash(make_surface(19, 10).get()), 0);  // allocated width 20: nothing to draw
+  EXPECT_EQ(surface::SurfaceRedSlash(make_surface(21, 10).get()), 1);  // allocated width 24: x runs 0..2
   auto s = make_surface(64, 40);
   ASSERT_EQ(surface::SurfaceRedSlash(s.get()), 1);
-  EXPECT_EQ(at(s.get(), 0, 0).word(), 0x00FF0000u);
-  EXPECT_EQ(at(s.get(), 9, 0).word(), 0x00FF0000u);
+  // The rising strokes start below the last row.
+  for (auto [x, y] : {std::pair{0, 0}, {9, 0}, {1, 39}, {10, 39}})
+    EXPECT_EQ(at(s.get(), x, y).word(), 0xFF0000u);
   EXPECT_EQ(at(s.get(), 10, 0).word(), 0u);
-  EXPECT_EQ(at(s.get(), 1, 39).word(), 0x00FF0000u);  // the rising strokes start below the last row
-  EXPECT_EQ(at(s.get(), 10, 39).word(), 0x00FF0000u);
   for (int y = 0; y < 40; ++y)
     for (int x = 52; x < 64; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);  // 12 columns stay clear
 }

@@ -25,8 +25,7 @@ bytes make_bmp(const bmp_layout &s) {
     for (uint32_t v : {uint32_t(s.width), uint32_t(s.height), 1u, uint32_t(s.bpp)}) put16(info, v);
   } else {
     for (uint32_t v : {uint32_t(s.width), uint32_t(s.height)}) put32(info, v);
-    put16(info, 1);
-    put16(info, uint32_t(s.bpp));
+    put16(info, 1), put16(info, uint32_t(s.bpp));
     for (uint32_t v : {s.compression, uint32_t(s.pixels.size()), 2835u, 2835u, s.colours_used, 0u})
       put32(info, v);
     if (s.header > 40)
@@ -56,11 +55,8 @@ bytes make_ico(const std::vector<bytes> &images, int type) {
   for (uint32_t v : {0u, uint32_t(type), uint32_t(images.size())}) put16(out, v);
   uint32_t offset = uint32_t(6 + 16 * images.size());
   for (const bytes &img : images) {
-    put32(out, 0);  // sizes in the directory are not trusted anyway
-    put16(out, 1);
-    put16(out, 32);
-    put32(out, uint32_t(img.size()));
-    put32(out, offset);
+    put32(out, 0), put16(out, 1), put16(out, 32);  // sizes in the directory are not trusted anyway
+    put32(out, uint32_t(img.size())), put32(out, offset);
     offset += uint32_t(img.size());
   }
   for (const bytes &img : images) out.insert(out.end(), img.begin(), img.end());
@@ -75,10 +71,8 @@ bytes make_jpeg(int w, int h, const std::vector<pix32> &pixels, int quality, boo
   unsigned char *mem = nullptr;
   unsigned long size = 0;
   jpeg_mem_dest(&c, &mem, &size);
-  c.image_width = JDIMENSION(w);
-  c.image_height = JDIMENSION(h);
-  c.input_components = grey ? 1 : 3;
-  c.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
+  c.image_width = JDIMENSION(w), c.image_height = JDIMENSION(h);
+  c.input_components = grey ? 1 : 3, c.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
   jpeg_set_defaults(&c);
   jpeg_set_quality(&c, quality, TRUE);
   jpeg_start_compress(&c, TRUE);
@@ -87,10 +81,8 @@ bytes make_jpeg(int w, int h, const std::vector<pix32> &pixels, int quality, boo
     row.clear();
     for (int x = 0; x < w; ++x) {
       const pix32 p = pixels[size_t(y) * w + x];
-      if (grey)
-        row.push_back(p.g);
-      else
-        row.insert(row.end(), {p.r, p.g, p.b});
+      const uint8_t rgb[3] = {p.r, p.g, p.b};
+      row.insert(row.end(), rgb + grey, rgb + (grey ? 2 : 3));  // grey: green alone
     }
     JSAMPROW r = row.data();
     jpeg_write_scanlines(&c, &r, 1);
@@ -108,20 +100,13 @@ namespace {
 bytes encode(AVCodecID id, int w, int h, AVPixelFormat format, const std::function<void(AVFrame *)> &fill) {
   bytes out;
   AVFrame *frame = av_frame_alloc();
-  frame->width = w;
-  frame->height = h;
-  frame->format = format;
+  frame->width = w, frame->height = h, frame->format = format;
   av_frame_get_buffer(frame, 0);
   fill(frame);
   const AVCodec *codec = avcodec_find_encoder(id);
   AVCodecContext *ctx = codec ? avcodec_alloc_context3(codec) : nullptr;
   AVPacket *pkt = av_packet_alloc();
-  if (ctx) {
-    ctx->width = w;
-    ctx->height = h;
-    ctx->pix_fmt = format;
-    ctx->time_base = AVRational{1, 25};
-  }
+  if (ctx) ctx->width = w, ctx->height = h, ctx->pix_fmt = format, ctx->time_base = AVRational{1, 25};
   if (ctx && avcodec_open2(ctx, codec, nullptr) >= 0 && avcodec_send_frame(ctx, frame) >= 0) {
     avcodec_send_frame(ctx, nullptr);
     while (avcodec_receive_packet(ctx, pkt) >= 0) {
@@ -185,10 +170,7 @@ bytes make_wmf(int w, int h) {
   put16(out, check);
   // The metafile header: type, size in words, version, file size, objects, largest record.
   for (uint32_t v : {1u, 9u, 0x0300u}) put16(out, v);
-  put32(out, uint32_t((18 + records.size()) / 2));
-  put16(out, 2);
-  put32(out, 8);
-  put16(out, 0);
+  put32(out, uint32_t((18 + records.size()) / 2)), put16(out, 2), put32(out, 8), put16(out, 0);
   out.insert(out.end(), records.begin(), records.end());
   return out;
 }

@@ -5,19 +5,16 @@
 
 #include <random>
 
+#include "support/mediafile.h"
+
 namespace {
 
-struct frame_deleter {
-  void operator()(surf32 *s) const { pixelator::Surf32Delete(s); }
-};
-using frame = std::unique_ptr<surf32, frame_deleter>;
+using frame = std::unique_ptr<surf32, fixtures::closer<&pixelator::Surf32Delete>>;
 
 frame make_frame(int w, int h, uint32_t seed = 0) {
   frame f(pixelator::Surf32Create(w, h));
-  if (f && seed) {
-    std::mt19937 rng(seed);
-    for (int i = 0; i < w * h; ++i) f->bits[i] = pix32::from_word(uint32_t(rng()));
-  }
+  std::mt19937 rng(seed);
+  for (int i = 0; f && seed && i < w * h; ++i) f->bits[i] = pix32::from_word(uint32_t(rng()));
   return f;
 }
 
@@ -25,15 +22,13 @@ pix32 &px(surf32 *f, int x, int y) { return f->bits[size_t(f->pitch) * y + x]; }
 
 }  // namespace
 
-TEST(Pixelator, ValueHelpers) {
+TEST(Pixelator, ValueHelpersFramesVlineAndUpsideDown) {
   EXPECT_EQ(pixelator::contrast(pix32(128, 129, 0, 77)), pix32(255, 0, 255, 0));
   EXPECT_EQ(pixelator::contrast(COLORREF(0xFF80FF01)), COLORREF(0x00FF00FF));  // top byte cleared
-  EXPECT_EQ(pixelator::brightness(pix32(255, 255, 255)), 255);
-  EXPECT_EQ(pixelator::brightness(pix32(10, 20, 31)), 20);  // (10 + 40 + 31) >> 2 = 20
+  // (10 + 40 + 31) >> 2 = 20
+  EXPECT_EQ(std::pair(pixelator::brightness(pix32(255, 255, 255)), pixelator::brightness(pix32(10, 20, 31))),
+            std::pair(255, 20));
   EXPECT_EQ(pixelator::bnw(pix32(10, 20, 31, 99)), pix32(20, 20, 20, 99));
-}
-
-TEST(Pixelator, FramesVlineAndUpsideDown) {
   auto f = make_frame(3, 5);
   ASSERT_TRUE(f);
   EXPECT_EQ(f->pitch, 3);
@@ -60,10 +55,8 @@ TEST(Pixelator, BitBltCopiesOrBlendsByConstantAlpha) {
     EXPECT_EQ(px(copy.get(), 0, 1), px(dst.get(), 0, 1));
   }
   ASSERT_EQ(pixelator::BitBlt(src.get(), dst.get(), &r, static_cast<unsigned char>(253)), 1);
-  const pix32 got = px(dst.get(), 1, 1);
-  EXPECT_EQ(got.r, (s.r * 253 + d.r * 2) / 256);
-  EXPECT_EQ(got.b, (s.b * 253 + d.b * 2) / 256);
-  EXPECT_EQ(got.a, d.a);  // kept
+  auto mix = [](int a, int b) { return uint8_t((a * 253 + b * 2) / 256); };
+  EXPECT_EQ(px(dst.get(), 1, 1), pix32(mix(s.r, d.r), mix(s.g, d.g), mix(s.b, d.b), d.a));  // alpha kept
 
   auto a = make_frame(2, 1), b = make_frame(2, 1);
   RECT all{0, 0, 2, 1};
@@ -83,8 +76,7 @@ TEST(Pixelator, RotateTurnsAboutTheCentreAndBlanksTheRest) {
   const POINT c{2, 2};
   ASSERT_EQ(pixelator::Rotate(src.get(), dst.get(), all, c, 0.0), 1);
   for (int i = 0; i < 25; ++i) EXPECT_EQ(dst->bits[i], src->bits[i]);
-  // 90 degrees: dst(x, y) reads the source at (c.x + (c.y - y), c.y - (x - c.x)) ... worked out
-  // from turning the vector (x - 2, 2 - y) by -90 degrees.
+  // 90 degrees: dst(x, y) reads src(4 - y, x), the vector (x - 2, 2 - y) turned by -90 degrees.
   pixelator::Rotate(src.get(), dst.get(), all, c, 90.0);
   for (int y = 0; y < 5; ++y)
     for (int x = 0; x < 5; ++x) EXPECT_EQ(px(dst.get(), x, y), px(src.get(), 4 - y, x)) << x << "," << y;

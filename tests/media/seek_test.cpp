@@ -1,5 +1,4 @@
-// Frame-exact reading in every container: in order, every millisecond; scattered, at most one
-// group of pictures decoded per read.
+// Frame-exact reading in every container, in order and scattered (one group of pictures per read).
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -7,6 +6,7 @@
 #include "media/ffdecoder.h"
 #include "media/surface.h"
 #include "support/mediafile.h"
+#include "surfacetest.h"
 
 namespace {
 
@@ -18,26 +18,18 @@ constexpr int kGop = 12;
 struct container_case {
   const char *name, *format, *codec;
   int b_frames;
-  // Whether the file has an index of its key frames that a read can go by. Without one
-  // (program, transport and elementary streams, Ogg) a read searches for its place, lands a
-  // second early or decodes from the start within the first ten seconds; the index this ASF
-  // muxer writes points at packets a second apart.
+  // Reads go by an index of key frames (not in PS, TS, ES, Ogg, nor this ASF muxer's second-apart one).
   bool indexed;
   int num = 25, den = 1;  // frames per second
 };
 
 void PrintTo(const container_case &c, std::ostream *os) { *os << c.name; }
 
-// FNV-1a over the visible pixels.
+// FNV-1a over the visible pixels' words.
 uint64_t Checksum(KORSurface *s) {
-  surf a;
-  if (!surface::SurfaceDataLock(s, &a)) return 0;
   uint64_t h = 1469598103934665603ull;
-  for (int y = 0; y < a.height; ++y) {
-    const auto *p = reinterpret_cast<const uint8_t *>(a.bits + size_t(y) * a.pitch);
-    for (size_t i = 0; i < size_t(a.width) * 4; ++i) h = (h ^ p[i]) * 1099511628211ull;
-  }
-  surface::SurfaceDataUnlock(&a);
+  for (int y = 0; y < s->height; ++y)
+    for (int x = 0; x < s->width; ++x) h = (h ^ at(s, x, y).word()) * 1099511628211ull;
   return h;
 }
 
@@ -45,12 +37,8 @@ uint64_t Checksum(KORSurface *s) {
 struct reader {
   avi_handle avi;
   stream_handle stream;
-  reader(const std::string &path, bool is_avi) {
-    if (is_avi)
-      avi = OpenAVI(path);
-    else
-      stream = OpenStream(path);
-  }
+  reader(const std::string &path, bool is_avi)
+      : avi(is_avi ? OpenAVI(path) : nullptr), stream(is_avi ? nullptr : OpenStream(path)) {}
   bool open() const { return avi || stream; }
   KORSurface *Read(int ms) {
     if (avi) return mediareaders::AVIRead(avi.get(), ms) ? avi->frame : nullptr;
@@ -63,54 +51,43 @@ struct reader {
 
 class FrameAccuracy : public ::testing::TestWithParam<container_case> {};
 
-// Containers keep time differently (frame counts, 1/90000 ticks, whole milliseconds, edit lists)
-// and codecs reorder frames (B-frames): every millisecond read in order shows the frame whose span
-// holds it, and a scattered read anywhere in a frame's span shows the same picture.
+// Containers keep time differently and codecs reorder frames: every millisecond in order shows the
+// frame whose span holds it, and a scattered read anywhere in that span the same picture.
 TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   const container_case c = GetParam();
   if (!HaveEncoder(c.codec)) GTEST_SKIP() << c.codec << " is not available";
-  const media_recipe s{.format = c.format,
-                       .video_codec = c.codec,
-                       .rate_num = c.num,
-                       .rate_den = c.den,
-                       .frames = kFrames,
-                       .gop = kGop,
-                       .max_b_frames = c.b_frames};
+  media_recipe s{.format = c.format, .video_codec = c.codec, .rate_num = c.num, .rate_den = c.den};
+  s.frames = kFrames, s.gop = kGop, s.max_b_frames = c.b_frames;
   const std::string path = WriteTempMedia(c.name, s);
   const bool is_avi = s.format == "avi";
-  // A frame decoded after the one asked for, and the pictures of an open group that come out
-  // before its key frame, are part of the price.
+  // A frame decoded after the one asked for, and an open group's pictures before its key frame, count.
   const int64_t bound = c.indexed ? kGop + c.b_frames + 3 : kFrames;
   const int length = int(int64_t(kFrames) * 1000 * c.den / c.num);
   auto first_ms = [&](int k) { return int((int64_t(k) * 1000 * c.den + c.num - 1) / c.num); };
 
   // The first read after opening starts at the key frame before it, not at the file's start.
-  {
-    reader r(path, is_avi);
-    ASSERT_TRUE(r.open());
-    KORSurface *f = r.Read(first_ms(kFrames - 2));
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(ShownFrame(f, kFrames), kFrames - 2);
-    EXPECT_LE(r.Stats().decoded, bound);
-  }
+  reader fresh(path, is_avi);
+  ASSERT_TRUE(fresh.open());
+  KORSurface *f = fresh.Read(first_ms(kFrames - 2));
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(ShownFrame(f, kFrames), kFrames - 2);
+  EXPECT_LE(fresh.Stats().decoded, bound);
 
   reader r(path, is_avi);
   ASSERT_TRUE(r.open());
   if (is_avi) {
-    EXPECT_EQ(std::pair(r.avi->width, r.avi->height), std::pair(64, 48));
-    EXPECT_EQ(std::pair(r.avi->ratenum, r.avi->rateden), std::pair(c.num, c.den));
-    EXPECT_EQ(r.avi->duration, length);
+    EXPECT_EQ((std::vector{r.avi->width, r.avi->height, r.avi->ratenum, r.avi->rateden, r.avi->duration}),
+              (std::vector{64, 48, c.num, c.den, length}));
   } else {
-    EXPECT_EQ(std::pair(r.stream->width, r.stream->height), std::pair(64, 48));
-    EXPECT_EQ(std::pair(r.stream->videovalid, r.stream->audiovalid), std::pair(1, 0));
+    EXPECT_EQ((std::vector{r.stream->width, r.stream->height, r.stream->videovalid, r.stream->audiovalid}),
+              (std::vector{64, 48, 1, 0}));
     EXPECT_EQ(mediareaders::StreamReadAudioSample(r.stream.get(), 0), nullptr);
-    // Some containers leave out the last frame's span; those without an index only estimate their
-    // length from the time stamps they find near the end.
+    // Some containers leave out the last frame's span; those without an index estimate their length.
     EXPECT_NEAR(r.stream->duration, length, c.indexed ? 2 * 1000.0 * c.den / c.num : length * 0.15);
   }
   std::vector<uint64_t> in_order(kFrames);
   for (int ms = 0; ms < length; ++ms) {
-    KORSurface *f = r.Read(ms);
+    f = r.Read(ms);
     ASSERT_NE(f, nullptr) << "ms " << ms;
     const int k = int(FrameAt(ms, c.num, c.den));
     ASSERT_EQ(ShownFrame(f, kFrames), k) << "ms " << ms;
@@ -120,11 +97,9 @@ TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   const ffdecoder::video_stats st = r.Stats();
   EXPECT_EQ(st.seeks, 0);
   if (is_avi) {
-    EXPECT_EQ(st.decoded, kFrames);
-    EXPECT_EQ(st.converted, kFrames);
+    EXPECT_EQ(std::pair(st.decoded, st.converted), std::pair(int64_t(kFrames), int64_t(kFrames)));
   }
-  EXPECT_EQ(r.Read(length + 500), nullptr);
-  EXPECT_EQ(r.Read(-40), nullptr);
+  for (int ms : {length + 500, -40}) EXPECT_EQ(r.Read(ms), nullptr);
 
   std::vector<int> order(kFrames);
   std::iota(order.begin(), order.end(), 0);
@@ -134,16 +109,16 @@ TEST_P(FrameAccuracy, InOrderAndScatteredReadsShowEachFramesPicture) {
   for (int k : order) {
     const int64_t before = r.Stats().decoded;
     // Anywhere within the frame's span.
-    KORSurface *f = r.Read(first_ms(k) + int(NextRandom(state) % uint32_t(first_ms(k + 1) - first_ms(k))));
+    f = r.Read(first_ms(k) + int(NextRandom(state) % uint32_t(first_ms(k + 1) - first_ms(k))));
     ASSERT_NE(f, nullptr) << "frame " << k;
     ASSERT_EQ(Checksum(f), in_order[size_t(k)]) << "frame " << k;
     worst = std::max(worst, r.Stats().decoded - before);
   }
   EXPECT_LE(worst, bound);
   // The same frame again costs no decoding.
-  const ffdecoder::video_stats again = r.Stats();
+  const int64_t again = r.Stats().decoded;
   ASSERT_NE(r.Read(first_ms(order.back())), nullptr);
-  EXPECT_EQ(r.Stats().decoded, again.decoded);
+  EXPECT_EQ(r.Stats().decoded, again);
 }
 
 // clang-format off
@@ -160,7 +135,6 @@ INSTANTIATE_TEST_SUITE_P(Containers, FrameAccuracy, ::testing::Values(
     container_case{"mov_h264_b", "mov", "libx264", 3, true},
     container_case{"mov_mjpeg_29_97", "mov", "mjpeg", 0, true, 30000, 1001},
     container_case{"mkv_ffv1", "matroska", "ffv1", 0, true},
-    container_case{"mkv_ffv1_29_97", "matroska", "ffv1", 0, true, 30000, 1001},
     container_case{"mkv_h264_b_29_97", "matroska", "libx264", 3, true, 30000, 1001},
     container_case{"webm_vp8", "webm", "libvpx", 0, true},
     container_case{"flv_flv1", "flv", "flv", 0, true},

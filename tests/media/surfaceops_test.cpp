@@ -1,6 +1,8 @@
 // Direct pixel operations: hand-worked pixels, and the fast loops against plain reference loops.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "media/kernels.h"
 #include "surfacetest.h"
 
@@ -20,43 +22,38 @@ TEST(SurfaceOps, FillClearAndCopyStayInsideTheirRectangles) {
     for (int x = 0; x < 5; ++x)
       EXPECT_EQ(at(s.get(), x, y).word() == 0x80FFFFFFu, x >= 1 && x < 3 && y >= 1 && y < 3) << x << "," << y;
   ASSERT_TRUE(surface::SurfaceClear(s.get()));
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 5; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);
+  EXPECT_EQ(Words(s.get()), std::vector<uint32_t>(20, 0));
   EXPECT_EQ(at(s.get(), 6, 2), before_pad);  // loops cover the 5 visible pixels, not the pitch
 
   auto src = make_surface(5, 4), dst = make_surface(5, 4);
   fill_random(src.get(), 2);
   EXPECT_EQ(surface::SurfaceCopy(src.get(), dst.get()), 0);  // always 0, by design
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 5; ++x) EXPECT_EQ(at(dst.get(), x, y), at(src.get(), x, y));
+  EXPECT_EQ(Words(dst.get()), Words(src.get()));
   EXPECT_EQ(at(dst.get(), 5, 0).word(), 0u);
 
   auto clone = owned_surface(surface::SurfaceClone(src.get()));
   ASSERT_TRUE(clone);
-  EXPECT_EQ(clone->width, 5);
-  EXPECT_EQ(at(clone.get(), 4, 3), at(src.get(), 4, 3));
+  EXPECT_EQ(Words(clone.get()), Words(src.get()));
 }
 
 TEST(SurfaceOps, SingleFieldDoublesEvenRowsAndKeepsAnOddLastRow) {
   auto s = make_surface(3, 5);
   fill_random(s.get(), 3);
-  std::vector<pix32> rows[5];
-  for (int y = 0; y < 5; ++y) rows[y].assign(&at(s.get(), 0, y), &at(s.get(), 0, y) + 3);
+  auto before = copy_block(s.get());
   ASSERT_TRUE(surface::SurfaceSingleField(s.get()));
   const int from[5] = {0, 0, 2, 2, 4};
   for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 3; ++x) EXPECT_EQ(at(s.get(), x, y), rows[from[y]][x]) << x << "," << y;
+    for (int x = 0; x < 3; ++x) EXPECT_EQ(at(s.get(), x, y), at(before.get(), x, from[y])) << x << "," << y;
 }
 
 TEST(SurfaceOps, ScaleRefusesRectanglesBelowTwoPixels) {
   auto src = make_surface(8, 8), dst = make_surface(8, 8);
-  fill_random(src.get(), 4);
   fill_random(dst.get(), 5);
   auto copy = copy_block(dst.get());
-  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 1, 8}, dst.get(), RECT{0, 0, 8, 8}, false), 0);
-  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 1}, dst.get(), RECT{0, 0, 8, 8}, true), 0);
-  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 8}, dst.get(), RECT{3, 3, 4, 8}, false), 0);
-  EXPECT_EQ(surface::SurfaceScale(src.get(), RECT{0, 0, 8, 8}, dst.get(), RECT{3, 3, 8, 4}, false), 0);
+  const RECT all{0, 0, 8, 8}, thin[] = {{0, 0, 1, 8}, {0, 0, 8, 1}, {3, 3, 4, 8}, {3, 3, 8, 4}};
+  for (int i = 0; i < 4; ++i)
+    EXPECT_EQ(surface::SurfaceScale(src.get(), i < 2 ? thin[i] : all, dst.get(), i < 2 ? all : thin[i], i),
+              0);
   EXPECT_TRUE(same_block(dst.get(), copy.get()));
 }
 
@@ -70,12 +67,10 @@ TEST(SurfaceOps, OpaqueWhiteBlendedOverBlackIs254) {
 
   surface::SurfaceFillRect(dst.get(), RECT{0, 0, 4, 4}, 0x10000000u);
   EXPECT_EQ(surface::SurfaceBlend(src.get(), dst.get(), RECT{0, 0, 4, 4}), 0);
-  // SurfaceBlend leaves the destination's alpha alone.
-  EXPECT_EQ(at(dst.get(), 1, 3).word(), 0x10FEFEFEu);
+  EXPECT_EQ(at(dst.get(), 1, 3).word(), 0x10FEFEFEu);  // the destination's alpha kept
 }
 
-// SurfaceScale (a copy, or blending the alpha too) and SurfaceBlend (the destination's alpha kept)
-// against the rule written out here, on random surfaces and rectangles.
+// Scale copying, scale blending the alpha too, and blend keeping it, against the rule written out here.
 TEST(SurfaceOps, ScaleAndBlendMatchAPlainLoopOnRandomSurfaces) {
   std::mt19937 rng(77);
   auto rnd = [&](int n) { return int(rng() % uint32_t(n)); };
@@ -115,37 +110,31 @@ TEST(SurfaceOps, CheckerSquaresAndClamping) {
     for (int x = 0; x < 9; ++x)
       EXPECT_EQ(at(s.get(), x, y).word(), rows[y][x] == '#' ? 0x00FFFFFFu : 0u) << x << "," << y;
   surface::SurfaceChecker(s.get(), -3);  // squares of one pixel
-  EXPECT_EQ(at(s.get(), 0, 0).word(), 0u);
-  EXPECT_EQ(at(s.get(), 1, 0).word(), 0x00FFFFFFu);
-  EXPECT_EQ(at(s.get(), 1, 1).word(), 0u);
+  EXPECT_EQ((std::vector{at(s.get(), 0, 0).word(), at(s.get(), 1, 0).word(), at(s.get(), 1, 1).word()}),
+            (std::vector<uint32_t>{0, 0x00FFFFFF, 0}));
   fill_random(s.get(), 5);
   surface::SurfaceChecker(s.get(), 20);  // squares of 65536: all black here
-  for (int y = 0; y < 6; ++y)
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(at(s.get(), x, y).word(), 0u);
+  EXPECT_EQ(Words(s.get()), std::vector<uint32_t>(54, 0));
 }
 
 TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
   const uint8_t alphas[6] = {0, 1, 100, 127, 128, 255};
-  // The amount times 256.1, truncated, moves every alpha within 0 .. 255: 0.001 -> 0,
-  // 0.5 -> +128, -0.25 -> -64.
-  const struct {
-    double amount;
-    uint8_t want[6];
-  } rows[] = {{0.001, {0, 1, 100, 127, 128, 255}},
-              {0.5, {128, 129, 228, 255, 255, 255}},
-              {-0.25, {0, 0, 36, 63, 64, 191}},
-              {1.0, {255, 255, 255, 255, 255, 255}},
-              {-1.0, {0, 0, 0, 0, 0, 0}}};
+  // The amount times 256.1, truncated, moves every alpha within 0 .. 255: 0.001 -> 0, 0.5 -> +128.
+  const std::pair<double, std::array<uint8_t, 6>> rows[] = {{0.001, {0, 1, 100, 127, 128, 255}},
+                                                            {0.5, {128, 129, 228, 255, 255, 255}},
+                                                            {-0.25, {0, 0, 36, 63, 64, 191}},
+                                                            {1.0, {255, 255, 255, 255, 255, 255}},
+                                                            {-1.0, {0, 0, 0, 0, 0, 0}}};
   auto s = make_surface(6, 2), copy = make_surface(6, 2);
-  for (const auto &row : rows) {
+  for (const auto &[amount, want] : rows) {
     for (int x = 0; x < 6; ++x) at(s.get(), x, 0) = at(s.get(), x, 1) = pix32(11, 22, 33, alphas[x]);
-    // The one-pass copy leaves its source as it was.
-    EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), row.amount), 1);
+    EXPECT_EQ(surface::SurfaceCopyOpacityAdjust(s.get(), copy.get(), amount), 1);  // the source kept
     for (int x = 0; x < 6; ++x) EXPECT_EQ(at(s.get(), x, 1).a, alphas[x]);
-    EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), row.amount), 1);
+    EXPECT_EQ(surface::SurfaceOpacityAdjust(s.get(), amount), 1);
     for (int x = 0; x < 6; ++x) {
-      EXPECT_EQ(at(s.get(), x, 1), pix32(11, 22, 33, row.want[x])) << row.amount << " at " << x;
-      EXPECT_EQ(at(copy.get(), x, 0), pix32(11, 22, 33, row.want[x])) << row.amount << " at " << x;
+      SCOPED_TRACE(testing::Message() << amount << " at " << x);
+      EXPECT_EQ(at(s.get(), x, 1), pix32(11, 22, 33, want[x]));
+      EXPECT_EQ(at(copy.get(), x, 0), pix32(11, 22, 33, want[x]));
     }
   }
 
@@ -155,16 +144,13 @@ TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
   EXPECT_EQ(at(s.get(), 5, 1), pix32(5, 11, 16, 0));
 
   ASSERT_TRUE(surface::SurfaceOpacity(s.get(), RECT{1, 0, 3, 1}, 200));
-  EXPECT_EQ(at(s.get(), 0, 0).a, 77);
-  EXPECT_EQ(at(s.get(), 1, 0).a, 200);
-  EXPECT_EQ(at(s.get(), 2, 0).a, 200);
+  for (int x = 0; x < 4; ++x) EXPECT_EQ(at(s.get(), x, 0).a, x == 0 ? 77 : x < 3 ? 200 : 0) << x;
   EXPECT_EQ(at(s.get(), 1, 1).a, 0);
   ASSERT_TRUE(surface::SurfaceOpacity(s.get(), 9));
   EXPECT_EQ(at(s.get(), 5, 1), pix32(5, 11, 16, 9));
 }
 
-// Every fast row kernel, on every tier the processor offers, against its scalar reference, over
-// widths 1..67 and unaligned starts.
+// Every fast row kernel on every tier against its scalar reference, widths 1..67, unaligned starts.
 TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
   for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {
     const kernels::tier previous = kernels::LimitTier(t);
@@ -176,11 +162,8 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
       for (int off = 0; off < 4; ++off) {
         for (auto &p : src) p = pix32::from_word(uint32_t(rng()));
         for (auto &p : a) p = pix32::from_word(uint32_t(rng()));
-        // Extreme alphas as well as random ones.
-        src[off].a = 0;
-        src[off + n - 1].a = 255;
-        // Random columns, a scale-up table (runs within eight pixels), a scale-down one (within
-        // sixteen), or one reaching the end.
+        src[off].a = 0, src[off + n - 1].a = 255;  // extreme alphas as well as random ones
+        // Random columns, scaling up (runs within 8 pixels), down (within 16), or reaching the end.
         const int start = int(rng() % 10);
         for (int i = 0; i < n; ++i)
           index[i] = (n + off) % 4 == 0   ? int32_t(rng() % 70)
@@ -230,8 +213,7 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
   }
 }
 
-// Rectangles reaching off either surface: the fast scaler skips what falls off exactly as the plain
-// loop does, on every tier (the sanitizer build checks nothing outside the blocks is touched).
+// Rectangles reaching off either surface: the fast scaler skips exactly what the plain loop skips.
 TEST(SurfaceKernels, ScaleOffTheEdgesMatchesThePlainLoop) {
   std::mt19937 rng(31);
   for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {
@@ -251,11 +233,9 @@ TEST(SurfaceKernels, ScaleOffTheEdgesMatchesThePlainLoop) {
       rs.top = ys.left, rs.bottom = ys.right, rd.top = yd.left, rd.bottom = yd.right;
       const bool blending = round % 2;
       surf a, b, c;
-      surface::SurfaceDataLock(src.get(), &a);
-      surface::SurfaceDataLock(dst.get(), &b);
+      surface::SurfaceDataLock(src.get(), &a), surface::SurfaceDataLock(dst.get(), &b);
       surface::SurfaceDataLock(expect.get(), &c);
-      // The source alpha moved on its way (a picture's opacity), or not.
-      const int delta = round % 3 ? int(rng() % 601) - 300 : 0;
+      const int delta = round % 3 ? int(rng() % 601) - 300 : 0;  // the source alpha moved, or not
       kernels::scale_rect(a, rs, b, rd, blending, delta);
       kernels::scale_rect_ref(a, rs, c, rd, blending, delta);
       ASSERT_TRUE(same_block(dst.get(), expect.get())) << "round " << round;

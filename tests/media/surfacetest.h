@@ -4,13 +4,12 @@
 #include <cstdint>
 #include <memory>
 #include <random>
+#include <vector>
 
 #include "media/surface.h"
+#include "support/mediafile.h"
 
-struct surface_deleter {
-  void operator()(KORSurface *s) const { surface::SurfaceDelete(s); }
-};
-using owned_surface = std::unique_ptr<KORSurface, surface_deleter>;
+using owned_surface = std::unique_ptr<KORSurface, fixtures::closer<&surface::SurfaceDelete>>;
 
 inline owned_surface make_surface(int w, int h) { return owned_surface(surface::SurfaceCreate(w, h)); }
 
@@ -21,6 +20,14 @@ inline void fill_random(KORSurface *s, uint32_t seed) {
   std::mt19937 rng(seed);
   for (int y = 0; y < s->height; ++y)
     for (int x = 0; x < s->pitch; ++x) at(s, x, y) = pix32::from_word(uint32_t(rng()));
+}
+
+// The visible pixels as 0xAARRGGBB words, top row first.
+inline std::vector<uint32_t> Words(KORSurface *s) {
+  std::vector<uint32_t> words;
+  for (int y = 0; y < s->height; ++y)
+    for (int x = 0; x < s->width; ++x) words.push_back(at(s, x, y).word());
+  return words;
 }
 
 // A surface of the same size holding the same block, padding included.

@@ -1,6 +1,7 @@
 // Plugin loading, the choice and lookup of export plugins, and the surface manager's start-up.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -36,49 +37,41 @@ std::string Listed(const KORPlugin *entries, int count) {
 
 TEST(Imgio, TextsMustFitWithTheirZeroAndGettersMustHaveRoom) {
   bareexport io;
-  char buffer[600];
-  EXPECT_EQ(io.GetTitle(buffer, sizeof buffer), 0);  // nothing set yet
-  EXPECT_EQ(io.SetTitle(std::string(500, 't').c_str()), 0);
-  EXPECT_EQ(io.GetTitle(buffer, sizeof buffer), 0);
-  EXPECT_EQ(io.SetTitle(std::string(499, 't').c_str()), 1);
-  ASSERT_EQ(io.GetTitle(buffer, sizeof buffer), 1);
-  EXPECT_EQ(std::string(buffer), std::string(499, 't'));
+  char buffer[600] = {};
+  const std::string t499(499, 't'), t500(500, 't');
+  // Each call's result in order: nothing set yet; 500 characters and their zero do not fit 500.
+  EXPECT_EQ((std::vector{io.GetTitle(buffer, sizeof buffer), io.SetTitle(t500.c_str()),
+                         io.GetTitle(buffer, sizeof buffer), io.SetTitle(t499.c_str()),
+                         io.GetTitle(buffer, sizeof buffer)}),
+            (std::vector{0, 0, 0, 1, 1}));
+  EXPECT_EQ(buffer, t499);
   EXPECT_EQ(io.SetTitle(""), 0);
-
-  ASSERT_EQ(io.SetComment("0123456789"), 1);
-  EXPECT_EQ(io.GetComment(buffer, 10), 0);
-  ASSERT_EQ(io.SetComment("012345678"), 1);
-  ASSERT_EQ(io.GetComment(buffer, 10), 1);
+  EXPECT_EQ((std::vector{io.SetComment("0123456789"), io.GetComment(buffer, 10), io.SetComment("012345678"),
+                         io.GetComment(buffer, 10)}),
+            (std::vector{1, 0, 1, 1}));
   EXPECT_STREQ(buffer, "012345678");
 
   double fps = 0;
   int width = 0;
   EXPECT_EQ(io.GetFramesPerSecond(&fps), 0);
   // An empty file name is refused, the five numbers are stored all the same.
-  EXPECT_EQ(io.SetInfo("", 1, 320, 240, 12.5, 0), 0);
-  EXPECT_EQ(io.GetFileName(buffer, sizeof buffer), 0);
-  ASSERT_EQ(io.GetWidth(&width), 1);
-  EXPECT_EQ(width, 320);
-  ASSERT_EQ(io.GetFramesPerSecond(&fps), 1);
-  EXPECT_EQ(fps, 12.5);
+  EXPECT_EQ((std::vector{io.SetInfo("", 1, 320, 240, 12.5, 0), io.GetFileName(buffer, sizeof buffer),
+                         io.GetWidth(&width), io.GetFramesPerSecond(&fps)}),
+            (std::vector{0, 0, 1, 1}));
+  EXPECT_EQ(std::pair(width, fps), std::pair(320, 12.5));
 }
 
 TEST(PluginLists, EachLibraryCountsAsTheKindOfItsFirstEntry) {
   pluginlists lists;
-  // Export and video entries: only the export counts.
-  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
-  // A video entry that makes nothing, then a sound entry: a sound effect plugin.
-  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_nullvideo_audio.so").c_str()));
-  // An export entry that makes nothing is refused, although a video entry would have worked.
-  EXPECT_FALSE(lists.LoadPlugin(FixturePlugin("fx_nullexport.so").c_str()));
-  EXPECT_FALSE(lists.LoadPlugin(FixturePlugin("fx_noentry.so").c_str()));
-  EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_params.so").c_str()));
-  // Files that are no libraries, or no files at all.
   fixtures::temp_dir dir;
   std::ofstream(dir.file("junk.so")) << "this is text, not a shared library";
-  EXPECT_FALSE(lists.LoadPlugin(dir.file("junk.so").c_str()));
-  EXPECT_FALSE(lists.LoadPlugin(dir.file("missing.so").c_str()));
-  EXPECT_FALSE(lists.LoadPlugin(""));
+  // Export and video entries: the export counts; a video entry making nothing, then sound: a sound effect.
+  for (const char *name : {"fx_both.so", "fx_nullvideo_audio.so", "fx_params.so"})
+    EXPECT_TRUE(lists.LoadPlugin(FixturePlugin(name).c_str())) << name;
+  // An export entry making nothing is refused (a video entry would have worked); so are non-libraries.
+  for (const std::string &path : {FixturePlugin("fx_nullexport.so"), FixturePlugin("fx_noentry.so"),
+                                  dir.file("junk.so"), dir.file("missing.so"), std::string()})
+    EXPECT_FALSE(lists.LoadPlugin(path.c_str())) << path;
 
   EXPECT_EQ(Listed(lists.Exports(), lists.ExportCount()), "fx_both.so: Fixture Export (pictures only) *\n");
   EXPECT_EQ(Listed(lists.AudioEffects(), lists.AudioEffectCount()),
@@ -87,9 +80,9 @@ TEST(PluginLists, EachLibraryCountsAsTheKindOfItsFirstEntry) {
   EXPECT_EQ(lists.Count(pluginlists::kImport), 0);
 
   // Refused libraries are unloaded at once; taken ones stay until the lists are freed.
-  EXPECT_FALSE(Resident(FixturePlugin("fx_nullexport.so")));
-  EXPECT_FALSE(Resident(FixturePlugin("fx_noentry.so")));
-  EXPECT_TRUE(Resident(FixturePlugin("fx_both.so")));
+  EXPECT_EQ((std::vector{Resident(FixturePlugin("fx_nullexport.so")),
+                         Resident(FixturePlugin("fx_noentry.so")), Resident(FixturePlugin("fx_both.so"))}),
+            (std::vector{false, false, true}));
   lists.FreeAll();
   EXPECT_EQ(lists.ExportCount() + lists.VideoEffectCount() + lists.AudioEffectCount(), 0);
   EXPECT_FALSE(Resident(FixturePlugin("fx_both.so")));
@@ -107,8 +100,7 @@ TEST(PluginLists, AFileNameLoadsOnceWhateverItsCaseAndFolder) {
   // The name is looked for in every list, also when the first one was an export plugin.
   EXPECT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
   EXPECT_TRUE(lists.LoadPlugin(b.file("FX_BOTH.so").c_str()));
-  EXPECT_EQ(lists.VideoEffectCount(), 1);
-  EXPECT_EQ(lists.ExportCount(), 1);
+  EXPECT_EQ(std::pair(lists.VideoEffectCount(), lists.ExportCount()), std::pair(1, 1));
 }
 
 class ExportChoice : public ::testing::Test {
@@ -118,22 +110,18 @@ class ExportChoice : public ::testing::Test {
       ASSERT_TRUE(lists.LoadPlugin(BuiltPlugin(name).c_str())) << name;
     ASSERT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
   }
-  std::vector<std::string> Offered(bool video, bool audio) {
-    dialogs.offered.clear();
-    lists.PopExportTypes(nullptr, video, audio);
-    return dialogs.offered;
+  auto Offered(bool video, bool audio) {
+    return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;
   }
   plugtest::recording_dialogs dialogs;
   pluginlists lists;
 };
 
-TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
-  const std::string avi = lists.Exports()[0].description, mp4 = lists.Exports()[1].description,
-                    wav = lists.Exports()[2].description, images = lists.Exports()[3].description,
-                    fixture = lists.Exports()[4].description;
-  EXPECT_EQ(Offered(true, true), (std::vector<std::string>{avi, mp4}));
-  EXPECT_EQ(Offered(true, false), (std::vector<std::string>{avi, mp4, images, fixture}));
-  EXPECT_EQ(Offered(false, true), (std::vector<std::string>{avi, mp4, wav}));
+TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
+  auto d = [&](int i) { return std::string(lists.Exports()[i].description); };  // avi mp4 wav images fixture
+  EXPECT_EQ(Offered(true, true), (std::vector{d(0), d(1)}));
+  EXPECT_EQ(Offered(true, false), (std::vector{d(0), d(1), d(3), d(4)}));
+  EXPECT_EQ(Offered(false, true), (std::vector{d(0), d(1), d(2)}));
   // Nothing to make: no menu at all.
   const int before = dialogs.chooses;
   EXPECT_EQ(lists.PopExportTypes(nullptr, false, false), nullptr);
@@ -144,9 +132,7 @@ TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMade) {
   EXPECT_EQ(lists.PopExportTypes(nullptr, false, true), lists.Exports()[2].object);
   dialogs.choice_answer = 0;
   EXPECT_EQ(lists.PopExportTypes(nullptr, true, false), nullptr);
-}
 
-TEST_F(ExportChoice, FindsExportPluginsByNameAndByFileType) {
   KORPlugin *avi = &lists.Exports()[0], *wav = &lists.Exports()[2], *images = &lists.Exports()[3];
   // By file name, description, title or extension ("png").
   const std::pair<const char *, KORPlugin *> names[] = {
@@ -171,7 +157,6 @@ TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
     EXPECT_NE(lists.FindByFileName(pluginlists::kVideo, "invert.so"), nullptr);
     EXPECT_TRUE(Resident(BuiltPlugin("invert.so")));
   }
-  // The surface manager frees what it loaded.
   EXPECT_FALSE(Resident(BuiltPlugin("invert.so")));
 
   std::vector<std::string> offered;
@@ -184,7 +169,5 @@ TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
     EXPECT_EQ(manager.Plugins().ExportCount(), 0);
   }
   surface::SetPluginLoader(nullptr);
-  bool saw_avi = false;
-  for (const std::string &p : offered) saw_avi |= p.size() >= 7 && p.compare(p.size() - 7, 7, "/avi.so") == 0;
-  EXPECT_TRUE(saw_avi);
+  EXPECT_TRUE(std::any_of(offered.begin(), offered.end(), [](auto &p) { return p.ends_with("/avi.so"); }));
 }

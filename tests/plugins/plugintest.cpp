@@ -14,8 +14,7 @@ std::string FixturePlugin(const std::string &name) { return std::string(VEMO_TES
 
 bool Resident(const std::string &path) {
   void *h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-  if (h) dlclose(h);
-  return h != nullptr;
+  return h && (dlclose(h), true);
 }
 
 std::vector<pix32> Picture(const make_spec &recipe, int i, surf32 *frame) {
@@ -23,34 +22,31 @@ std::vector<pix32> Picture(const make_spec &recipe, int i, surf32 *frame) {
   std::vector<pix32> bits(size_t(pitch) * recipe.height);
   for (int y = 0; y < recipe.height; ++y)
     for (int x = 0; x < recipe.width; ++x) {
-      pix32 p = recipe.gradient ? fixtures::GradientPixel(i, x, y) : fixtures::FrameColour(i);
+      pix32 &p = bits[size_t(y) * pitch + x] =
+          recipe.gradient ? fixtures::GradientPixel(i, x, y) : fixtures::FrameColour(i);
       p.a = 255;
-      bits[size_t(y) * pitch + x] = p;
     }
   *frame = surf32{recipe.width, recipe.height, pitch, bits.data()};
   return bits;
 }
 
 int16_t SampleOf(const make_spec &recipe, int64_t n, int c) {
-  if (recipe.sine) return int16_t(std::lround(fixtures::SampleSine(n, c, INTERNAL_RATE) * 32767.0));
-  return fixtures::Sample16(n, c);
+  return recipe.sine ? int16_t(std::lround(fixtures::SampleSine(n, c, INTERNAL_RATE) * 32767.0))
+                     : fixtures::Sample16(n, c);
 }
 
 int FrameCount(const make_spec &recipe) { return int(recipe.fps * recipe.ms / 1000.0); }
 
 int64_t FrameTime(const make_spec &recipe, int i) {
-  const int n = FrameCount(recipe);
-  return n ? int64_t(i) * recipe.ms / n : 0;
+  return FrameCount(recipe) ? int64_t(i) * recipe.ms / FrameCount(recipe) : 0;
 }
 
 bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
           int64_t *samples, bool leave_open) {
-  *frames = 0;
-  *samples = 0;
+  *frames = 0, *samples = 0;
   if (!plugin->SetInfo(file.c_str(), recipe.video, recipe.width, recipe.height, recipe.fps, recipe.audio))
     return false;
-  plugin->SetTitle("Plugin test");
-  plugin->SetLengthMilliseconds(recipe.ms);
+  plugin->SetTitle("Plugin test"), plugin->SetLengthMilliseconds(recipe.ms);
   if (!plugin->Open(nullptr)) return false;
   const int n = FrameCount(recipe);
   std::vector<int16_t> sound;

@@ -18,15 +18,10 @@ bool Resident(const std::string &path);
 
 // Answers Choose with `choice_answer` and keeps what it was offered; installed while it lives.
 struct recording_dialogs : headless_dialogs {
-  recording_dialogs() {
-    quiet = true;
-    SetDialogs(this);
-  }
+  recording_dialogs() { quiet = true, SetDialogs(this); }
   ~recording_dialogs() override { SetDialogs(nullptr); }
   int Choose(HWND owner, const char *t, const std::vector<std::string> &entries) override {
-    ++chooses;
-    offered = entries;
-    title = t;
+    ++chooses, offered = entries, title = t;
     return headless_dialogs::Choose(owner, t, entries);
   }
   std::vector<std::string> offered;
@@ -36,12 +31,10 @@ struct recording_dialogs : headless_dialogs {
 
 // What a test makes: the picture size and rate, the length, the kinds, and where to stop.
 struct make_spec {
-  int width = 64;
-  int height = 48;
+  int width = 64, height = 48;
   double fps = 25.0;
   int ms = 400;
-  bool video = true;
-  bool audio = true;
+  bool video = true, audio = true;
   bool gradient = false;  // GradientPixel pictures (lossless checks) instead of flat colours
   bool sine = false;      // a sine (lossy codecs) instead of the distinct PCM test samples
   int stop_after = -1;    // frames written before the making stops early; -1 for all
@@ -55,8 +48,7 @@ int16_t SampleOf(const make_spec &recipe, int64_t n, int c);
 int FrameCount(const make_spec &recipe);
 int64_t FrameTime(const make_spec &recipe, int i);
 
-// Makes `file` (left open when `leave_open`), counting the frames and sample frames written; false
-// when a call fails.
+// Makes `file` (left open when `leave_open`), counting frames and sample frames; false when a call fails.
 bool Make(imgio_export *plugin, const std::string &file, const make_spec &recipe, int *frames,
           int64_t *samples, bool leave_open = false);
 

@@ -29,13 +29,7 @@ namespace {
 // takes colour i * 97 mod 216, which scatters neighbours over the cube.
 constexpr int kLevel = 51;
 
-bool Fail(std::string *error, const std::string &why) {
-  if (error) *error = why;
-  return false;
-}
-
-// The frame among 0 .. count-1 whose colour is nearest to p (largest channel difference); -1
-// when even the nearest is more than 24 away.
+// The frame among 0 .. count-1 whose colour is nearest to p; -1 when even that is more than 24 away.
 int FrameOfColour(pix32 p, int count) {
   int best = -1, best_diff = 256;
   for (int i = 0; i < count && i < 216; ++i) {
@@ -59,10 +53,8 @@ struct writer {
   ~writer() {
     sws_freeContext(sws);
     av_packet_free(&pkt);
-    av_frame_free(&vframe);
-    av_frame_free(&aframe);
-    avcodec_free_context(&venc);
-    avcodec_free_context(&aenc);
+    av_frame_free(&vframe), av_frame_free(&aframe);
+    avcodec_free_context(&venc), avcodec_free_context(&aenc);
     if (oc && !(oc->oformat->flags & AVFMT_NOFILE)) avio_closep(&oc->pb);
     avformat_free_context(oc);
   }
@@ -80,75 +72,58 @@ struct writer {
     }
   }
 
-  // A stream with its encoder, set up by `configure` before it opens.
+  // A stream with its encoder, set up by `configure` before it opens; what failed, or null.
   template <typename F>
-  bool AddStream(const std::string &name, AVCodecContext *&enc, AVStream *&st, std::string *error,
-                 F configure) {
+  const char *AddStream(const std::string &name, AVCodecContext *&enc, AVStream *&st, F configure) {
     const AVCodec *codec = avcodec_find_encoder_by_name(name.c_str());
-    if (!codec) return Fail(error, "no encoder " + name);
-    st = avformat_new_stream(oc, nullptr);
-    enc = avcodec_alloc_context3(codec);
-    if (!st || !enc) return Fail(error, "out of memory");
-    if (!configure(codec, enc)) return Fail(error, "no pixel format");
+    if (!codec) return "no such encoder";
+    st = avformat_new_stream(oc, nullptr), enc = avcodec_alloc_context3(codec);
+    if (!st || !enc) return "out of memory";
+    if (!configure(codec, enc)) return "no pixel format";
     if (oc->oformat->flags & AVFMT_GLOBALHEADER) enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    if (avcodec_open2(enc, codec, nullptr) < 0) return Fail(error, "cannot open " + name);
-    if (avcodec_parameters_from_context(st->codecpar, enc) < 0) return Fail(error, "parameters");
+    if (avcodec_open2(enc, codec, nullptr) < 0) return "the encoder does not open";
+    if (avcodec_parameters_from_context(st->codecpar, enc) < 0) return "parameters";
     st->time_base = enc->time_base;
-    return true;
+    return nullptr;
   }
 };
 
-bool OpenVideo(writer &w, const media_recipe &s, std::string *error) {
-  const bool ok =
-      w.AddStream(s.video_codec, w.venc, w.vst, error, [&](const AVCodec *codec, AVCodecContext *e) {
-        e->width = s.width;
-        e->height = s.height;
-        e->framerate = AVRational{s.rate_num, s.rate_den};
-        e->time_base = s.tb_den ? AVRational{s.tb_num, s.tb_den} : AVRational{s.rate_den, s.rate_num};
-        e->gop_size = s.gop;
-        e->max_b_frames = s.max_b_frames;
-        e->pix_fmt = !s.pix_fmt.empty() ? av_get_pix_fmt(s.pix_fmt.c_str())
-                     : codec->pix_fmts  ? codec->pix_fmts[0]
-                                        : AV_PIX_FMT_NONE;
-        // Near-lossless where the codec has a quantiser: flat frames stay within a few steps.
-        e->flags |= AV_CODEC_FLAG_QSCALE;
-        e->global_quality = FF_QP2LAMBDA * 2;
-        if (s.video_codec == "libx264") {
-          av_opt_set(e->priv_data, "preset", "veryfast", 0);
-          av_opt_set(e->priv_data, "crf", "12", 0);
-          e->flags &= ~AV_CODEC_FLAG_QSCALE;
-        }
-        return e->pix_fmt != AV_PIX_FMT_NONE;
-      });
-  if (!ok) return false;
+const char *OpenVideo(writer &w, const media_recipe &s) {
+  const char *why = w.AddStream(s.video_codec, w.venc, w.vst, [&](const AVCodec *codec, AVCodecContext *e) {
+    e->width = s.width, e->height = s.height;
+    e->framerate = AVRational{s.rate_num, s.rate_den};
+    e->time_base = s.tb_den ? AVRational{s.tb_num, s.tb_den} : AVRational{s.rate_den, s.rate_num};
+    e->gop_size = s.gop, e->max_b_frames = s.max_b_frames;
+    e->pix_fmt = !s.pix_fmt.empty() ? av_get_pix_fmt(s.pix_fmt.c_str())
+                 : codec->pix_fmts  ? codec->pix_fmts[0]
+                                    : AV_PIX_FMT_NONE;
+    // Near-lossless (flat frames stay within a few steps): quantiser 2, or H.264 at constant quality 12.
+    const bool x264 = s.video_codec == "libx264";
+    e->flags |= x264 ? 0 : AV_CODEC_FLAG_QSCALE, e->global_quality = FF_QP2LAMBDA * 2;
+    if (x264) av_opt_set(e->priv_data, "crf", "12", 0), av_opt_set(e->priv_data, "preset", "veryfast", 0);
+    return e->pix_fmt != AV_PIX_FMT_NONE;
+  });
+  if (why) return why;
   w.vst->avg_frame_rate = w.venc->framerate;
   const AVPixelFormat pf = w.venc->pix_fmt;
-  w.vframe = av_frame_alloc();
-  if (!w.vframe) return Fail(error, "out of memory");
-  w.vframe->format = pf;
-  w.vframe->width = s.width;
-  w.vframe->height = s.height;
-  if (av_frame_get_buffer(w.vframe, 0) < 0) return Fail(error, "frame buffer");
-  if (pf != AV_PIX_FMT_PAL8) {
-    w.sws = sws_getContext(s.width, s.height, AV_PIX_FMT_BGRA, s.width, s.height, pf, SWS_POINT, nullptr,
-                           nullptr, nullptr);
-    if (!w.sws) return Fail(error, "no converter");
-  }
+  if (!(w.vframe = av_frame_alloc())) return "out of memory";
+  w.vframe->format = pf, w.vframe->width = s.width, w.vframe->height = s.height;
+  if (av_frame_get_buffer(w.vframe, 0) < 0) return "frame buffer";
   w.bgra.resize(size_t(s.width) * s.height * 4);
-  return true;
+  if (pf == AV_PIX_FMT_PAL8) return nullptr;
+  w.sws = sws_getContext(s.width, s.height, AV_PIX_FMT_BGRA, s.width, s.height, pf, SWS_POINT, nullptr,
+                         nullptr, nullptr);
+  return w.sws ? nullptr : "no converter";
 }
 
-bool OpenAudio(writer &w, const media_recipe &s, std::string *error) {
-  const bool ok =
-      w.AddStream(s.audio_codec, w.aenc, w.ast, error, [&](const AVCodec *codec, AVCodecContext *e) {
-        e->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
-        e->sample_rate = s.audio_rate;
-        av_channel_layout_default(&e->ch_layout, s.audio_channels);
-        e->time_base = AVRational{1, s.audio_rate};
-        return true;
-      });
-  if (ok && !(w.aframe = av_frame_alloc())) return Fail(error, "out of memory");
-  return ok;
+const char *OpenAudio(writer &w, const media_recipe &s) {
+  const char *why = w.AddStream(s.audio_codec, w.aenc, w.ast, [&](const AVCodec *codec, AVCodecContext *e) {
+    e->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
+    e->sample_rate = s.audio_rate, e->time_base = AVRational{1, s.audio_rate};
+    av_channel_layout_default(&e->ch_layout, s.audio_channels);
+    return true;
+  });
+  return why ? why : (w.aframe = av_frame_alloc()) ? nullptr : "out of memory";
 }
 
 void FillPicture(writer &w, const media_recipe &s, int i) {
@@ -156,10 +131,9 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
   av_frame_make_writable(f);
   if (f->format == AV_PIX_FMT_PAL8) {
     // One palette entry carries the frame's colour; every pixel points at it.
-    const pix32 c = FrameColour(i);
     auto *pal = reinterpret_cast<uint32_t *>(f->data[1]);
     std::fill(pal, pal + 256, 0xFF000000u);
-    pal[0] = 0xFF000000u | (uint32_t(c.r) << 16) | (uint32_t(c.g) << 8) | c.b;
+    pal[0] |= FrameColour(i).word();  // 0xAARRGGBB, alpha 0
     for (int y = 0; y < s.height; ++y) std::memset(f->data[0] + size_t(y) * f->linesize[0], 0, s.width);
     return;
   }
@@ -177,10 +151,8 @@ void FillPicture(writer &w, const media_recipe &s, int i) {
 bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
   AVFrame *f = w.aframe;
   av_frame_unref(f);
-  f->format = w.aenc->sample_fmt;
-  f->sample_rate = s.audio_rate;
+  f->format = w.aenc->sample_fmt, f->sample_rate = s.audio_rate, f->nb_samples = n;
   av_channel_layout_copy(&f->ch_layout, &w.aenc->ch_layout);
-  f->nb_samples = n;
   if (av_frame_get_buffer(f, 0) < 0) return false;
   const int ch = s.audio_channels;
   for (int k = 0; k < n; ++k)
@@ -190,53 +162,48 @@ bool WriteAudioFrame(writer &w, const media_recipe &s, int64_t first, int n) {
         reinterpret_cast<int16_t *>(f->data[0])[k * ch + c] = Sample16(pos, c);
       else if (f->format == AV_SAMPLE_FMT_U8)
         f->data[0][k * ch + c] = Sample8(pos, c);
-      else if (f->format == AV_SAMPLE_FMT_S32)
+      else  // pcm_s24le takes 32-bit samples
         reinterpret_cast<int32_t *>(f->data[0])[k * ch + c] = int32_t(uint32_t(Sample24(pos, c)) << 8);
-      else
-        return false;
     }
   f->pts = first + s.audio_start;
   return w.Encode(w.aenc, w.ast, f);
 }
 
-// Writes the medium; false (with a reason in *error) when an encoder or muxer is missing or fails.
-bool WriteMedia(const std::string &path, const media_recipe &s, std::string *error) {
+// Writes the medium; what failed, or null.
+const char *WriteMedia(const std::string &path, const media_recipe &s) {
   if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
   writer w;
+  const char *why = nullptr;
   if (avformat_alloc_output_context2(&w.oc, nullptr, s.format.c_str(), path.c_str()) < 0 || !w.oc)
-    return Fail(error, "no muxer " + s.format);
+    return "no such muxer";
   // A picture file is written under its own name, never as a numbered sequence.
   if (s.format == "image2") av_opt_set(w.oc->priv_data, "update", "1", 0);
-  if (!s.video_codec.empty() && !OpenVideo(w, s, error)) return false;
-  if (!s.audio_codec.empty() && !OpenAudio(w, s, error)) return false;
-  if (!(w.pkt = av_packet_alloc())) return Fail(error, "out of memory");
+  if ((!s.video_codec.empty() && (why = OpenVideo(w, s))) ||
+      (!s.audio_codec.empty() && (why = OpenAudio(w, s))))
+    return why;
+  if (!(w.pkt = av_packet_alloc())) return "out of memory";
   if (!(w.oc->oformat->flags & AVFMT_NOFILE) && avio_open(&w.oc->pb, path.c_str(), AVIO_FLAG_WRITE) < 0)
-    return Fail(error, "cannot create " + path);
-  if (avformat_write_header(w.oc, nullptr) < 0) return Fail(error, "header");
+    return "the file cannot be created";
+  if (avformat_write_header(w.oc, nullptr) < 0) return "header";
 
-  const int vframes = w.venc ? s.frames : 0;
-  int vi = 0;
-  int64_t ai = 0;
-  while (vi < vframes || (w.aenc && ai < s.audio_samples)) {
+  const int64_t vframes = w.venc ? s.frames : 0, asamples = w.aenc ? s.audio_samples : 0;
+  for (int64_t vi = 0, ai = 0; vi < vframes || ai < asamples;) {
+    const int64_t vpts = vi < vframes ? (s.pts.empty() ? vi : s.pts[size_t(vi)]) + s.video_start : 0;
     // Whichever stream is behind in time goes next, so the muxer interleaves them.
-    const int64_t vpts = vi < vframes ? (s.pts.empty() ? vi : s.pts[vi]) + s.video_start : 0;
-    bool video_next = vi < vframes;
-    if (video_next && w.aenc && ai < s.audio_samples)
-      video_next = av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start, w.aenc->time_base) <= 0;
-    if (video_next) {
-      FillPicture(w, s, vi);
+    if (vi < vframes && (ai >= asamples || av_compare_ts(vpts, w.venc->time_base, ai + s.audio_start,
+                                                         w.aenc->time_base) <= 0)) {
+      FillPicture(w, s, int(vi++));
       w.vframe->pts = vpts;
-      if (!w.Encode(w.venc, w.vst, w.vframe)) return Fail(error, "video encoding");
-      ++vi;
+      if (!w.Encode(w.venc, w.vst, w.vframe)) return "video encoding";
     } else {
-      const int n = int(std::min<int64_t>(1024, s.audio_samples - ai));  // PCM takes any frame size
-      if (!WriteAudioFrame(w, s, ai, n)) return Fail(error, "audio encoding");
+      const int n = int(std::min<int64_t>(1024, asamples - ai));  // PCM takes any frame size
+      if (!WriteAudioFrame(w, s, ai, n)) return "audio encoding";
       ai += n;
     }
   }
-  if (w.venc && !w.Encode(w.venc, w.vst, nullptr)) return Fail(error, "video flush");
-  if (w.aenc && !w.Encode(w.aenc, w.ast, nullptr)) return Fail(error, "audio flush");
-  return av_write_trailer(w.oc) >= 0 || Fail(error, "trailer");
+  if ((w.venc && !w.Encode(w.venc, w.vst, nullptr)) || (w.aenc && !w.Encode(w.aenc, w.ast, nullptr)))
+    return "flush";
+  return av_write_trailer(w.oc) >= 0 ? nullptr : "trailer";
 }
 
 }  // namespace
@@ -291,6 +258,7 @@ int GradientMismatches(KORSurface *s, int i, int tolerance, uint8_t alpha) {
 }
 
 int64_t SoundMismatches(const uint8_t *pcm, int rate, int64_t first, int64_t end) {
+  if (!pcm) return -1;
   int64_t wrong = 0;
   for (int64_t n = 0; n < rate; ++n)
     for (int c = 0; c < 2; ++c)
@@ -303,8 +271,7 @@ bool HaveEncoder(const char *name) { return avcodec_find_encoder_by_name(name) !
 std::string WriteTempMedia(const std::string &name, const media_recipe &recipe) {
   static temp_dir dir;
   const std::string path = dir.file(name);
-  std::string why;
-  if (!WriteMedia(path, recipe, &why)) ADD_FAILURE() << "cannot write " << name << ": " << why;
+  if (const char *why = WriteMedia(path, recipe)) ADD_FAILURE() << "cannot write " << name << ": " << why;
   return path;
 }
 
@@ -319,9 +286,6 @@ stream_handle OpenStream(const std::string &p) {
 }
 wave_handle OpenWave(const std::string &p) { return wave_handle(mediareaders::WaveFileReadOpen(p.c_str())); }
 
-uint32_t NextRandom(uint32_t &state) {
-  state = state * 1664525u + 1013904223u;
-  return state >> 8;
-}
+uint32_t NextRandom(uint32_t &state) { return (state = state * 1664525u + 1013904223u) >> 8; }
 
 }  // namespace fixtures

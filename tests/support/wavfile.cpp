@@ -9,30 +9,19 @@
 namespace fixtures {
 
 std::vector<uint8_t> WavBytes(const wav_layout &s, const std::vector<uint8_t> &samples) {
-  auto id = [](std::vector<uint8_t> &b, const char *text) {
-    for (int i = 0; i < 4; ++i) b.push_back(uint8_t(text[i]));
-  };
   std::vector<uint8_t> file;
-  id(file, "RIFF");
-  put32(file, 0);  // the size, filled in at the end
-  id(file, "WAVE");
-  if (s.junk_before_fmt) {
-    id(file, "JUNK");
-    put32(file, 3);
-    put32(file, 0x030201);  // three bytes and the pad byte
-  }
-  id(file, "fmt ");
-  put32(file, s.fmt_chunk_size);
+  auto id = [&file](const char *t) {
+    for (int i = 0; i < 4; ++i) file.push_back(uint8_t(t[i]));
+  };
+  id("RIFF"), put32(file, 0), id("WAVE");                                    // the size filled in at the end
+  if (s.junk_before_fmt) id("JUNK"), put32(file, 3), put32(file, 0x030201);  // 3 bytes and the pad
+  id("fmt "), put32(file, s.fmt_chunk_size);
   const uint16_t align = static_cast<uint16_t>(s.channels * s.bits / 8);
-  put16(file, s.format_tag);
-  put16(file, s.channels);
-  put32(file, s.rate);
-  put32(file, s.rate * align);
-  put16(file, align);
-  put16(file, s.bits);
+  put16(file, s.format_tag), put16(file, s.channels), put32(file, s.rate), put32(file, s.rate * align);
+  put16(file, align), put16(file, s.bits);
   file.resize(file.size() + s.fmt_chunk_size - 16, 0);  // the extra size (0) and its extras
-  id(file, "data");
-  put32(file, s.data_size_override >= 0 ? uint32_t(s.data_size_override) : uint32_t(samples.size()));
+  id("data"),
+      put32(file, s.data_size_override >= 0 ? uint32_t(s.data_size_override) : uint32_t(samples.size()));
   file.insert(file.end(), samples.begin(), samples.end());
   if (samples.size() & 1) file.push_back(0);
   const uint32_t riff = uint32_t(file.size() - 8);

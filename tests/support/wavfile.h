@@ -21,8 +21,7 @@ inline std::vector<uint32_t> FormatRow(const WAVEFORMATEX &f) {
 }
 
 struct wav_layout {
-  uint16_t format_tag = 1;
-  uint16_t channels = 2;
+  uint16_t format_tag = 1, channels = 2;
   uint32_t rate = 44100;
   uint16_t bits = 16;
   uint32_t fmt_chunk_size = 16;     // 16 (plain PCM) or 18 (with the extra-size member)
