@@ -133,35 +133,15 @@ TEST_F(MacroObjects, NamesReachChildrenEffectsAndVariables) {
 
 TEST_F(MacroObjects, RefusedCommandsSayWhyAndChangeNothing) {
   const std::string before = Saved(built, "before.vmp");
-  for (const char *bad : {"Pic Place 1",
-                          "Pic Place a 2",
-                          "Pic Place 1 0",
-                          "Pic SetOffset -1",
-                          "Pic SetOffset 99",
-                          "Pic AddEffect 99999",
-                          "Pic AddEffect Nothing",
-                          "Pic RemoveEffect fx9",
-                          "Pic Rename Title",
-                          "Pic MuteAudio maybe",
-                          "Pic AudioMaster",
-                          "Arrangement AddMedia X /nonexistent/x.bmp 1 0",
-                          "Arrangement AddText Pic 1 0 1",
-                          "Arrangement AddGradient G 1 0 0",
-                          "Arrangement SetFormat 641 480",
-                          "Arrangement SetFps 26",
-                          "Arrangement SetLength -2",
-                          "Arrangement Delete Nobody",
-                          "Arrangement Make out.xyz",
-                          "Arrangement Make out.avi from=2 to=1",
-                          "Arrangement Make out.avi codec=none",
-                          "Inner Frame 0 x.bmp",
-                          "Arrangement Frame 0 x.gif",
-                          "Arrangement Load /nonexistent.vmp",
-                          "Pic.IDS_DST_L SetKey x 1",
-                          "Pic.IDS_DST_L KillKey 3",
-                          "Title SetText",
-                          "Pic SetText hi",
-                          "Pic Fly"}) {
+  for (const char *bad :
+       {"Pic Place 1", "Pic Place a 2", "Pic Place 1 0", "Pic SetOffset -1", "Pic SetOffset 99", "Pic AddEffect 99999",
+        "Pic AddEffect Nothing", "Pic RemoveEffect fx9", "Pic Rename Title", "Pic MuteAudio maybe", "Pic AudioMaster",
+        "Arrangement AddMedia X /nonexistent/x.bmp 1 0", "Arrangement AddText Pic 1 0 1",
+        "Arrangement AddGradient G 1 0 0", "Arrangement SetFormat 641 480", "Arrangement SetFps 26",
+        "Arrangement SetLength -2", "Arrangement Delete Nobody",
+        "Arrangement Make out.xyz", "Arrangement Make out.avi from=2 to=1", "Arrangement Make out.avi codec=none",
+        "Inner Frame 0 x.bmp", "Arrangement Frame 0 x.gif", "Arrangement Load /nonexistent.vmp",
+        "Pic.IDS_DST_L SetKey x 1", "Pic.IDS_DST_L KillKey 3", "Title SetText", "Pic SetText hi", "Pic Fly"}) {
     const auto o = RunText(built.Root(), bad);
     EXPECT_FALSE(o.ok) << bad;
     EXPECT_NE(o.error.find(" failed"), std::string::npos) << bad << ": " << o.error;

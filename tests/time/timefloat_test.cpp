@@ -151,13 +151,11 @@ TEST(TimefloatEdit, CapacityGrowsByHundredsAndCopiesOwnTheirKeys) {
   tf.SetValue(99, 0);  // room is made while 99 keys fill 100 slots
   EXPECT_EQ(tf.GetCapacity(), 200);
   for (int t = 100; t < 1000; ++t) tf.SetValue(t, 0);
-  timefloat copy(tf);
-  EXPECT_TRUE(copy.GetCapacity() == 1100 && copy.HasValues() == 1000);
+  timefloat copy(tf), assigned;
+  EXPECT_EQ(std::pair(copy.GetCapacity(), copy.HasValues()), std::pair(1100, 1000));
   copy.SetValue(5, 0.5);
-  EXPECT_EQ(tf.GetValue(5), 0.0);  // the copy owns its keys
-  timefloat assigned;
   assigned = copy;
-  EXPECT_EQ(assigned.GetValue(5), 0.5);
+  EXPECT_EQ(std::pair(tf.GetValue(5), assigned.GetValue(5)), std::pair(0.0, 0.5));  // each owns its keys
 }
 
 TEST(TimefloatEdit, PendingEditsRevertAndCommit) {
@@ -166,9 +164,9 @@ TEST(TimefloatEdit, PendingEditsRevertAndCommit) {
   EXPECT_FALSE(tf.IsChanged());
   tf.SetValue(10, 0.5);
   tf.SetValue(10, 0.7);  // the saved value stays the committed one
-  EXPECT_TRUE(tf.Keys()[0].state == TF_KEY_MODIFIED && tf.Keys()[0].saved == 0.1);
   tf.SetValue(15, 0.9);
-  EXPECT_TRUE(tf.Keys()[1].state == TF_KEY_ADDED && tf.IsChanged());
+  EXPECT_EQ(std::tuple(tf.Keys()[0].state, tf.Keys()[0].saved, tf.Keys()[1].state, tf.IsChanged()),
+            std::tuple(int32_t{TF_KEY_MODIFIED}, 0.1, int32_t{TF_KEY_ADDED}, true));
   tf.Revert();
   ExpectSameKeys(tf, {{10, 0.1}, {20, 0.2}});
   EXPECT_FALSE(tf.IsChanged());
@@ -191,22 +189,23 @@ TEST(TimefloatEdit, SetCopiesKeysAsAdditions) {
   EXPECT_EQ(b.Keys()[0].state, TF_KEY_ADDED);
   EXPECT_EQ(b.Set(&b), 1);
   ExpectSameKeys(b, {{1, 0.1}, {2, 0.2}});
-  EXPECT_TRUE(b.Reset() == 1 && b.HasValues() == 0);
+  EXPECT_EQ((std::pair{b.Reset(), b.HasValues()}), std::pair(1, 0));
 }
 
 // ---- Processing ----
 
 TEST(TimefloatProcess, ScaleInvertNormalize) {
   timefloat tf("p", 0, 1, 0);
-  EXPECT_FALSE(tf.ProcessInvert() || tf.ProcessNormalize());
+  EXPECT_EQ((std::pair{tf.ProcessInvert(), tf.ProcessNormalize()}), std::pair(false, false));  // no keys
   tf = Curve({{0, 0.25}, {10, 0.5}});
   tf.Commit();
-  EXPECT_FALSE(tf.ProcessScaleValues(1, 1, 0, 1) || tf.ProcessScaleValues(0, 1, 1, 0));
-  EXPECT_FALSE(tf.IsChanged());  // nothing happened
+  // An empty source or target range: nothing happens.
+  EXPECT_EQ((std::vector{tf.ProcessScaleValues(1, 1, 0, 1), tf.ProcessScaleValues(0, 1, 1, 0), tf.IsChanged()}),
+            std::vector({false, false, false}));
 
   EXPECT_TRUE(tf.ProcessScaleValues(0, 1, 2, 6));  // 2 + v * 4
   ExpectSameKeys(tf, {{0, 3.0}, {10, 4.0}});
-  EXPECT_TRUE(tf.Keys()[0].state == TF_KEY_MODIFIED && tf.Keys()[0].saved == 0.25);
+  EXPECT_EQ(std::pair(tf.Keys()[0].state, tf.Keys()[0].saved), std::pair(int32_t{TF_KEY_MODIFIED}, 0.25));
   tf.Revert();
   EXPECT_TRUE(tf.ProcessInvert());  // 1 - (v - 0)
   ExpectSameKeys(tf, {{0, 0.75}, {10, 0.5}});

@@ -26,7 +26,7 @@ TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
   auto m = NewMgr();
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
-  EXPECT_TRUE(m->timefloatadd("ids_volume", 5, 0, 1, 1) == 0 && m->GetCount() == 1);
+  EXPECT_EQ((std::pair{m->timefloatadd("ids_volume", 5, 0, 1, 1), m->GetCount()}), std::pair(0, 1));
   EXPECT_EQ(std::vector({m->timefloatget("ids_Volume"), m->timefloatget(123), m->timefloatget("IDS_PAN"),
                          m->timefloatget(150), m->timefloatget(nullptr)}),
             std::vector({0, 0, -1, -1, -1}));
@@ -44,7 +44,7 @@ TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
   timefloat *pan = m->GetTimeFloatPointer("IDS_PAN");
   ASSERT_NE(pan, nullptr);
   EXPECT_STREQ(pan->GetText(), "Pan");
-  EXPECT_TRUE(pan->GetGroupID() == 150 && pan->GetParent() == &owner);
+  EXPECT_EQ(std::pair(pan->GetGroupID(), pan->GetParent()), std::pair(150, &owner));
   EXPECT_STREQ(m->GetTimeFloatPointer("MY_OWN")->GetText(), "MY_OWN");  // no resource text
 
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, TF_COLOR_RED, 0xFFFFFFFF, 0);
@@ -63,7 +63,7 @@ TEST(TimefloatMgrDeclare, AtMost128Variables) {
     ASSERT_EQ(m->timefloatadd(("V" + std::to_string(i)).c_str(), 2000 + i, 0, 1, 0), 1);
   EXPECT_EQ(m->timefloatadd("V128", 3000, 0, 1, 0), 0);
   EXPECT_EQ(m->timefloatadd("V129", 3001, 0, 1, 0, 0, 0, 0), 1);  // refused, still 1
-  EXPECT_TRUE(m->GetCount() == 128 && m->timefloatget("V129") == -1);
+  EXPECT_EQ(std::pair(m->GetCount(), m->timefloatget("V129")), std::pair(128, -1));
 }
 
 TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
@@ -85,9 +85,9 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   EXPECT_EQ(m->timefloatget(999, 0), 0.0);
 
   m->SetCurrentGroup(0);
-  EXPECT_EQ(m->timefloatset("ids_pan", 100, -0.5), 1);
-  EXPECT_TRUE(m->IsChanged() && m->GetCurrentGroup() == 150);
-  EXPECT_EQ(m->timefloatset(150, 300, 0.5), 1);
+  EXPECT_EQ((std::vector{m->timefloatset("ids_pan", 100, -0.5), m->timefloatset(150, 300, 0.5), int(m->IsChanged()),
+                         m->GetCurrentGroup()}),
+            std::vector({1, 1, 1, 150}));
   // No keys: the default.
   EXPECT_EQ(std::pair(m->timefloatget("IDS_PAN", 200), m->timefloatget(123, 200)), std::pair(0.0, 1.0));
   double v = 9, lo = 9, hi = 9;
@@ -105,7 +105,7 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   EXPECT_EQ(m->GetTimeFloatPointer(150)->HasValues(), 0);
   m->timefloatset(123, 50, 0.5);
   m->Reset();
-  EXPECT_TRUE(m->GetTimeFloatPointer(123)->HasValues() == 0 && m->GetCount() == 2);
+  EXPECT_EQ(std::pair(m->GetTimeFloatPointer(123)->HasValues(), m->GetCount()), std::pair(0, 2));
 }
 
 TEST(TimefloatMgrGroups, CountAndLookup) {
@@ -122,7 +122,7 @@ TEST(TimefloatMgrGroups, CountAndLookup) {
 
   auto &ui = HeadlessDialogs();
   ui.choice_answer = 2;
-  EXPECT_TRUE(m->QAPopGroups(nullptr) == QA_UPDATE && m->GetCurrentGroup() == 425);
+  EXPECT_EQ((std::pair{m->QAPopGroups(nullptr), m->GetCurrentGroup()}), std::pair(uint32_t(QA_UPDATE), 425));
   ui.choice_answer = 0;
   EXPECT_EQ(m->QAPopGroups(nullptr), 0u);
 }
@@ -142,7 +142,8 @@ TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
   // A copy has its own buttons.
   timefloatmgr copy(*m);
   EXPECT_NE(copy.UIItemResolve("614"), next);
-  EXPECT_TRUE(copy.UIItemResolve("614")->GetParent() == &copy && copy.GetCount() == 1);
+  EXPECT_EQ(std::pair(copy.UIItemResolve("614")->GetParent(), copy.GetCount()),
+            std::pair(static_cast<vemo *>(&copy), 1));
 }
 
 // ---- The manager record ----
@@ -165,11 +166,8 @@ TEST(TimefloatMgrFile, RecordLayout) {
 
 TEST(TimefloatMgrFile, MatchesByNameOnly) {
   auto saved = NewMgr({"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY", "IDS_SATURATION"});
-  for (auto [name, t, v] : {std::tuple{"IDS_VOLUME", 0, 0.25},
-                            {"IDS_VOLUME", 1000, 0.75},
-                            {"IDS_PAN", 500, -1.0},
-                            {"IDS_OPACITY", 40, 0.5},
-                            {"IDS_SATURATION", 7, 0.125}})
+  for (auto [name, t, v] : {std::tuple{"IDS_VOLUME", 0, 0.25}, {"IDS_VOLUME", 1000, 0.75}, {"IDS_PAN", 500, -1.0},
+                            {"IDS_OPACITY", 40, 0.5}, {"IDS_SATURATION", 7, 0.125}})
     saved->timefloatset(name, t, v);
   const bytes b = SaveMgr(*saved);
 
@@ -186,11 +184,11 @@ TEST(TimefloatMgrFile, MatchesByNameOnly) {
             std::pair(0.5, 0.125));
   const timefloat *pan = loaded->GetTimeFloatPointer("IDS_PAN");
   // Bounds and ID as declared, keys from the file.
-  EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0)}),
-            std::vector({-2.0, 1.5, -1.0}));
-  EXPECT_EQ(pan->Header().id, 150);
-  EXPECT_TRUE(!loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues() &&
-              !loaded->GetTimeFloatPointer("IDS_OPACITY"));
+  EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0), double(pan->Header().id)}),
+            std::vector({-2.0, 1.5, -1.0, 150.0}));
+  EXPECT_EQ(std::pair(loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues(),
+                      loaded->GetTimeFloatPointer("IDS_OPACITY")),
+            std::pair(0, static_cast<timefloat *>(nullptr)));
   EXPECT_FALSE(loaded->IsChanged());  // what was loaded is committed
 }
 
@@ -260,12 +258,12 @@ TEST(DeclaredVariables, TableIsConsistent) {
 }
 
 TEST(DeclaredVariables, RowsAsDeclared) {
-  EXPECT_EQ(FindDeclaredVariable("ids_dst_r")->id, 51);  // found without regard to case
-  EXPECT_EQ(FindDeclaredVariable("IDS_RED")->kind, 0u);
-  EXPECT_EQ(FindDeclaredVariable("IDS_RED", 3)->kind, 3u);
-  EXPECT_EQ(FindDeclaredVariable("IDS_RED", 7), nullptr);
-  EXPECT_EQ(FindDeclaredVariable("IDS_NOTHING"), nullptr);
-  EXPECT_EQ(DeclareVariable(*NewMgr(), "IDS_NOTHING"), 0);
+  // Found without regard to case; the kind picks among rows of one name.
+  EXPECT_EQ(std::vector({FindDeclaredVariable("ids_dst_r")->id, int(FindDeclaredVariable("IDS_RED")->kind),
+                         int(FindDeclaredVariable("IDS_RED", 3)->kind), DeclareVariable(*NewMgr(), "IDS_NOTHING")}),
+            std::vector({51, 0, 3, 0}));
+  EXPECT_EQ(std::vector({FindDeclaredVariable("IDS_RED", 7), FindDeclaredVariable("IDS_NOTHING")}),
+            std::vector<const tfdecl *>(2, nullptr));
 }
 
 // ---- Variable clipboard ----
@@ -275,28 +273,24 @@ TEST(VariableClipboard, ByIDThenByName) {
   timefloat pan("IDS_PAN", -1, 1, 0), other("IDS_PAN", -1, 1, 0);
   for (timefloat *tf : {&pan, &other}) tf->SetID(150);
   pan.SetValue(0, 0.5);
-  EXPECT_FALSE(board->Check(&pan) || board->PasteTo(&other));
-  EXPECT_TRUE(board->CopyFrom(&pan) && board->Check(&other));
+  EXPECT_EQ((std::vector{board->Check(&pan), board->PasteTo(&other), board->CopyFrom(&pan), board->Check(&other)}),
+            std::vector({false, false, true, true}));
   other.SetCurrentTime(700);
-  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == 0.5);
+  EXPECT_EQ((std::pair{board->PasteTo(&other), other.GetValue(700)}), std::pair(true, 0.5));
   other.Revert();  // a paste is a pending edit
   EXPECT_EQ(other.HasValues(), 0);
+  pan.SetValue(0, -0.25);  // a second copy overwrites the entry
+  EXPECT_EQ((std::tuple{board->CopyFrom(&pan), board->CountByID(), board->PasteTo(&other), other.GetValue(700)}),
+            std::tuple(true, 1, true, -0.25));
 
-  pan.SetValue(0, -0.25);
-  EXPECT_TRUE(board->CopyFrom(&pan) && board->CountByID() == 1);  // overwrites its entry
-  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == -0.25);
-
-  timefloat unnamed;
-  EXPECT_FALSE(board->CopyFrom(&unnamed));
-  timefloat a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
+  timefloat unnamed, a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
   a.SetValue(0, 0.75);
-  EXPECT_TRUE(board->CopyFrom(&a) && board->CountByName() == 1);
-  EXPECT_TRUE(board->PasteTo(&b) && b.GetValue(0) == 0.75);
-
+  EXPECT_EQ((std::tuple{board->CopyFrom(&unnamed), board->CopyFrom(&a), board->CountByName(), board->PasteTo(&b),
+                        b.GetValue(0)}),
+            std::tuple(false, true, 1, true, 0.75));
   // Names are kept to 63 characters.
-  const std::string longname(80, 'n');
-  timefloat l1(longname.c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
-  EXPECT_TRUE(board->CopyFrom(&l1) && board->Check(&l2));
+  timefloat l1(std::string(80, 'n').c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
+  EXPECT_EQ((std::pair{board->CopyFrom(&l1), board->Check(&l2)}), std::pair(true, true));
 }
 
 TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/dialogs.h"
+#include "core/uiitems.h"
 #include "time/declared_vars.h"
 
 namespace {
@@ -181,22 +182,24 @@ TEST(TimedObject, SelectingTheCurrentVariable) {
   auto obj = std::make_unique<vemotime>();
   EXPECT_EQ(obj->GuessCurrentTimeFloat(), 0);
   obj->RectCreateSource();
-  EXPECT_EQ(obj->SetCurrentTimeFloat(46), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 46);
-  EXPECT_TRUE(obj->SetCurrentTimeFloat(9999) == 0 && obj->GetCurrentTimeFloat() == 0);
-  EXPECT_EQ(obj->GuessCurrentTimeFloat(), 45);  // the group header is skipped
+  // An unknown ID leaves none current; a guess skips the group header.
+  EXPECT_EQ((std::vector<int>{int(obj->SetCurrentTimeFloat(46)), obj->GetCurrentTimeFloat(),
+                              int(obj->SetCurrentTimeFloat(9999)), obj->GetCurrentTimeFloat(),
+                              obj->GuessCurrentTimeFloat()}),
+            std::vector({int(QA_UPDATE), 46, 0, 0, 45}));
 
-  HeadlessDialogs().choice_answer = 3;  // the third variable, headers left out
-  EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
-  HeadlessDialogs().choice_answer = 0;
-  EXPECT_TRUE(obj->SelectCurrentTimeFloat(nullptr) == 0 && obj->GetCurrentTimeFloat() == 47);
+  // Chosen: the third variable, headers left out. Cancelled: it stays.
+  for (auto [choice, answer] : {std::pair{3, uint32_t(QA_UPDATE)}, {0, 0u}}) {
+    HeadlessDialogs().choice_answer = choice;
+    EXPECT_EQ((std::pair{obj->SelectCurrentTimeFloat(nullptr), obj->GetCurrentTimeFloat()}), std::pair(answer, 47));
+  }
 }
 
 TEST(TimedObject, Rectangles) {
   auto obj = std::make_unique<vemotime>();
   // The second destination request adds nothing.
-  EXPECT_TRUE(obj->RectCreateSource() && obj->RectCreateDestination() && obj->RectCreateDestination());
+  EXPECT_EQ((std::vector{obj->RectCreateSource(), obj->RectCreateDestination(), obj->RectCreateDestination()}),
+            std::vector({true, true, true}));
   timefloatmgr &m = obj->GetTimeFloatMgr();
   EXPECT_EQ(std::pair(m.GetCount(), m.GroupCount()), std::pair(10, 2));
   EXPECT_EQ(std::string(m.GetTimeFloatByIndex(0)->GetName()) + m.GetTimeFloatByIndex(5)->GetName(),
@@ -211,10 +214,11 @@ TEST(TimedObject, Rectangles) {
   EXPECT_EQ(obj->GetTimeRect(dst, 49, 50, 51, 52), 1);
   EXPECT_EQ(std::vector({dst.left, dst.top, dst.right, dst.bottom}),
             std::vector({-3.0, -0.5, 20.0, 2.0}));  // right clamped
-  EXPECT_EQ(obj->DeleteTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
-  EXPECT_EQ(obj->FindTimeFloat(50)->HasValues(), 0);
+  EXPECT_EQ((std::pair{obj->DeleteTimeRect(49, 50, 51, 52), obj->FindTimeFloat(50)->HasValues()}),
+            std::pair(uint32_t(QA_CHANGED | QA_UPDATE), 0));
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
-  EXPECT_TRUE(obj->ResetTimeRect(49, 50, 51, 52) == QA_CHANGED && !obj->FindTimeFloat(49)->HasValues());
+  EXPECT_EQ((std::pair{obj->ResetTimeRect(49, 50, 51, 52), obj->FindTimeFloat(49)->HasValues()}),
+            std::pair(uint32_t(QA_CHANGED), 0));
 }
 
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
@@ -239,15 +243,13 @@ TEST(TimedObject, Resolve) {
   for (const char *name : {"mt", "mt.336", "mt.tempo"})
     EXPECT_EQ(obj->UIItemResolve(name), &obj->GetMTime()) << name;
   UIItem *prefs = obj->UIItemResolve("prefs");
-  ASSERT_NE(prefs, nullptr);
-  EXPECT_TRUE(obj->UIItemResolve(".prefs") == prefs && obj->UIItemResolve("*.prefs") == prefs);
-  char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(prefs->Command("GetType", result));
-  EXPECT_STREQ(result, "UIItemPrefs");
+  ASSERT_NE(dynamic_cast<UIItemPrefs *>(prefs), nullptr);
+  EXPECT_EQ(std::pair(obj->UIItemResolve(".prefs"), obj->UIItemResolve("*.prefs")), std::pair(prefs, prefs));
   UIItem *help = obj->UIItemResolve("help");
-  ASSERT_TRUE(help && help != prefs);
+  ASSERT_NE(help, nullptr);
+  EXPECT_NE(help, prefs);
   // Application-wide: another object's ".help" is the same item.
-  EXPECT_TRUE(obj->UIItemResolve("*.help") == help && vemotime().UIItemResolve(".help") == help);
+  EXPECT_EQ(std::pair(obj->UIItemResolve("*.help"), vemotime().UIItemResolve(".help")), std::pair(help, help));
 
   EXPECT_EQ(obj->UIItemResolve("IDS_NEXTKEYFRAME")->GetID(), 614);
   EXPECT_EQ(obj->UIItemResolve("IDS_SRC_T"), obj->FindTimeFloat(46));
