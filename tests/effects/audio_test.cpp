@@ -34,7 +34,7 @@ TEST(VolumePan, GainsPerSideAndTruncationTowardZero) {
   EXPECT_EQ(one(*e, -32768, 32767), std::make_pair(-32768, 0));
   // Fewer than four bytes are no frame.
   int16_t in[2] = {5, 5}, out[2] = {7, 7};
-  EXPECT_TRUE(e->Process(in, out, 3) == 1 && out[0] == 7);
+  EXPECT_EQ((std::pair{e->Process(in, out, 3), int(out[0])}), std::pair(1, 7));
 }
 
 TEST(Compressor, CornerValuesAndMirroredNegatives) {
@@ -67,8 +67,7 @@ TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   std::vector<int16_t> tone(2 * 901), got(tone.size());
   for (size_t i = 0; i < tone.size(); i += 2) tone[i] = 1001, tone[i + 1] = -1001;
   v->Process(tone.data(), got.data(), int(tone.size() * 2));
-  const std::pair<int, int> expect[] = {{500, -1001}, {250, -500}, {250, -500}, {125, -250}, {125, -250}};
-  const int frames[] = {0, 1, 441, 442, 900};  // 1001 * v * g, truncated
-  for (int k = 0; k < 5; ++k)
-    EXPECT_EQ(std::make_pair(int(got[2 * frames[k]]), int(got[2 * frames[k] + 1])), expect[k]) << frames[k];
+  // Frames 0, 1, 441, 442 and 900: 1001 * v * g, truncated.
+  EXPECT_EQ(std::vector({got[0], got[1], got[2], got[3], got[882], got[883], got[884], got[885], got[1800], got[1801]}),
+            std::vector<int16_t>({500, -1001, 250, -500, 250, -500, 125, -250, 125, -250}));
 }

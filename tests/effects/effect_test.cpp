@@ -40,26 +40,27 @@ TEST(EffectTable, HoldsEveryTypeOnceWithItsNameAndFactory) {
   EXPECT_EQ(std::vector<std::string>({EffectName(292), EffectName(31), EffectName(12345)}),
             std::vector<std::string>({"Brightness Key", "Brightness Key", ""}));
   // The shown name is shared; the type tells the classes apart.
-  EXPECT_NE(dynamic_cast<effectAdjBright *>(video(292).get()), nullptr);
-  EXPECT_NE(dynamic_cast<effectKeyBright *>(video(31).get()), nullptr);
-  EXPECT_NE(dynamic_cast<effectKeyOvalI *>(video(243).get()), nullptr);
-  EXPECT_NE(dynamic_cast<effectAdjYUVI *>(video(255).get()), nullptr);
-  EXPECT_TRUE(!video(0) && !video(142));  // a sound type is not a video effect
-  EXPECT_EQ(effectAudio::EffectNew(28, nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ((std::vector<bool>{dynamic_cast<effectAdjBright *>(video(292).get()) != nullptr,
+                               dynamic_cast<effectKeyBright *>(video(31).get()) != nullptr,
+                               dynamic_cast<effectKeyOvalI *>(video(243).get()) != nullptr,
+                               dynamic_cast<effectAdjYUVI *>(video(255).get()) != nullptr}),
+            std::vector(4, true));
+  // A sound type is not a video effect, nor the reverse.
+  EXPECT_EQ((std::vector<bool>{video(0) == nullptr, video(142) == nullptr,
+                               effectAudio::EffectNew(28, nullptr, nullptr, nullptr) == nullptr}),
+            std::vector(3, true));
 }
 
 TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   auto e = video(28);
-  RECT r;
-  ASSERT_TRUE(e->IsActive() && e->GetEffectRect(720, 576, &r));
-  EXPECT_EQ(std::vector({r.left, r.top, r.right, r.bottom}), std::vector({0, 0, 720, 576}));
-  EXPECT_EQ(e->GetPluginBlock(), nullptr);
-
+  RECT r{};
+  EXPECT_EQ((std::tuple{e->IsActive(), e->GetEffectRect(720, 576, &r), r.right, r.bottom, e->GetPluginBlock()}),
+            std::tuple(true, true, 720, 576, static_cast<uint8_t *>(nullptr)));
+  EXPECT_EQ(std::pair(r.left, r.top), std::pair(0, 0));
   e->SetTimeFloat(fxid::IDS_EFFECT_TOGGLE, 0.4);
-  EXPECT_FALSE(e->IsActive());
+  EXPECT_EQ((std::vector{e->IsActive(), e->ResetEffect(), e->IsActive()}), std::vector({false, true, true}));
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_TOGGLE, false), "Effect Toggle Off");
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_ENABLE, false), "Effect Disabled");
-  EXPECT_TRUE(e->ResetEffect() && e->IsActive());
 }
 
 TEST(Effect, VariableIDsMatchTheDeclarationTable) {
@@ -98,11 +99,11 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
   EXPECT_EQ(comp->GetTimeFloatMgr().GetTimeFloatByIndex(4)->GetID(), fxid::IDS_COMP4);  // after the group
 
   // The chroma key declares its colour as members (kind 3), the RGB key as plain values.
-  auto chroma = video(29), rgb = video(28);
-  EXPECT_EQ(chroma->FindTimeFloat("IDS_RED")->GetKind(), 3u);
-  EXPECT_EQ(rgb->FindTimeFloat("IDS_RED")->GetKind(), 0u);
   // The enable switch holds one stepped value for the whole clip (kind 104 = 64 + 32 + 8).
-  EXPECT_EQ(chroma->FindTimeFloat("IDS_EFFECT_ENABLE")->GetKind(), 104u);
+  auto chroma = video(29);
+  EXPECT_EQ(std::vector({chroma->FindTimeFloat("IDS_RED")->GetKind(), video(28)->FindTimeFloat("IDS_RED")->GetKind(),
+                         chroma->FindTimeFloat("IDS_EFFECT_ENABLE")->GetKind()}),
+            std::vector({3u, 0u, 104u}));
   EXPECT_EQ(video(181)->GetTimeFloat(fxid::IDS_RADIUS_2), 0.25);
 }
 
@@ -179,24 +180,20 @@ TEST(EffectRecord, WithoutPluginBlockItIsTheVariableRecordAlone) {
 }
 
 TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {
-  auto a = with_block(16, 16);
+  auto a = with_block(16, 16), b = with_block(16);
   const bytes saved = saved_of(*a);
   ASSERT_GE(saved.size(), 16u);
   EXPECT_EQ(Get<uint32_t>(saved, 0), 16u);  // the block's count leads the record
-  auto b = with_block(16);
-  EXPECT_EQ(load(*b, saved), 1);
-  EXPECT_EQ(std::memcmp(a->GetPluginBlock(), b->GetPluginBlock(), 16), 0);
-  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 0), 0.25);
+  EXPECT_EQ((std::tuple{load(*b, saved), std::memcmp(a->GetPluginBlock(), b->GetPluginBlock(), 16),
+                        b->GetTimeFloat(fxid::IDS_RED, 0)}),
+            std::tuple(1, 0, 0.25));
   // A block whose count uses only part of the capacity writes only that part.
   EXPECT_EQ(saved_of(*with_block(16, 9)).size(), saved.size() - 7);
-}
-
-TEST(EffectRecord, OneByteBeyondTheCapacityIsRefusedAndTheVariablesStillLoad) {
-  auto b = with_block(16);
-  EXPECT_EQ(load(*b, saved_of(*with_block(17, 17))), 0);
-  EXPECT_TRUE(block_is_zero(*b, 16));
-  EXPECT_EQ(std::pair(b->GetTimeFloat(fxid::IDS_RED, 0), b->GetTimeFloat(fxid::IDS_RED, 1500)),
-            std::pair(0.25, 0.75));
+  // One byte beyond the capacity is refused; the block stays zero and the variables still load.
+  auto c = with_block(16);
+  EXPECT_EQ(load(*c, saved_of(*with_block(17, 17))), 0);
+  EXPECT_EQ((std::tuple{block_is_zero(*c, 16), c->GetTimeFloat(fxid::IDS_RED, 0), c->GetTimeFloat(fxid::IDS_RED, 1500)}),
+            std::tuple(true, 0.25, 0.75));
 }
 
 TEST(EffectRecord, DamagedRecordsFailCleanly) {
@@ -212,10 +209,9 @@ TEST(EffectRecord, DamagedRecordsFailCleanly) {
   bytes small = saved;
   Put<uint32_t>(small, 0, 3);
   EXPECT_EQ(load(*with_block(12), small), 0);
-  // A count beyond the capacity cannot be written.
+  // A count beyond the capacity cannot be written; a block too small for its count is not made.
   a->GetPluginBlock()[0] = 13;
   int ok = 1;
   saved_of(*a, &ok);
-  EXPECT_EQ(ok, 0);
-  EXPECT_FALSE(a->CreatePluginBlock(3));
+  EXPECT_EQ(std::pair(ok, a->CreatePluginBlock(3)), std::pair(0, false));
 }
