@@ -72,13 +72,11 @@ std::pair<int, int> PoSiz(vemotime &o) { return {o.GetPosition(), o.GetSize()}; 
 TEST(TimedObject, OffsetTrimsTheHead) {
   auto obj = std::make_unique<vemotime>();
   obj->SetPoSiz(1000, 5000);
-  EXPECT_EQ(obj->SetOffset(300), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(PoSiz(*obj), std::pair(1300, 4700));
+  EXPECT_EQ((std::tuple{obj->SetOffset(300), PoSiz(*obj)}), std::tuple(uint32_t(QA_CHANGED), std::pair(1300, 4700)));
   obj->SetOffset(100);  // back out again: the head grows
   EXPECT_EQ(PoSiz(*obj), std::pair(1100, 4900));
   // Unlike the plain object's, a timed object's extent is not clamped.
-  EXPECT_EQ(obj->SetPoSiz(-5, 0), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(PoSiz(*obj), std::pair(-5, 0));
+  EXPECT_EQ((std::tuple{obj->SetPoSiz(-5, 0), PoSiz(*obj)}), std::tuple(uint32_t(QA_CHANGED), std::pair(-5, 0)));
   obj->MovePoSiz(20);
   EXPECT_EQ(obj->GetPosition(), 15);
 
@@ -98,8 +96,8 @@ TEST(TimedObject, LocalTimeReachesTheVariables) {
   EXPECT_EQ(std::vector({obj->GetCurrentTime(), obj->GetTimeFloatMgr().GetCurrentTime(),
                          obj->FindTimeFloat(45)->GetCurrentTime()}),
             std::vector({1800, 1800, 1800}));
-  EXPECT_EQ(obj->SetTimeFloat(45, 0.5), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->SetTimeFloat(999, 0.5), 0u);
+  EXPECT_EQ(std::vector({obj->SetTimeFloat(45, 0.5), obj->SetTimeFloat(999, 0.5)}),
+            std::vector<uint32_t>({QA_CHANGED, 0}));
   EXPECT_EQ(obj->FindTimeFloat(45)->Keys()[0].time, 1800);
   EXPECT_EQ(std::vector({obj->CheckTimeFloat(45), obj->CheckTimeFloat(46), obj->CheckTimeFloat(999)}),
             std::vector({true, false, false}));
@@ -107,9 +105,8 @@ TEST(TimedObject, LocalTimeReachesTheVariables) {
   EXPECT_EQ(std::vector({obj->GetTimeFloat(45), obj->GetTimeFloat(45, 2800), obj->GetTimeFloat(999)}),
             std::vector({0.5, 1.0, 0.0}));
   double v = 0, lo = 9, hi = 9;
-  EXPECT_EQ(obj->GetTimeFloat(45, &v, &lo, &hi), 1);
-  EXPECT_EQ(v, 0.5);
-  EXPECT_EQ(obj->GetTimeFloat(999, &v, &lo, &hi), 0);
+  EXPECT_EQ((std::tuple{obj->GetTimeFloat(45, &v, &lo, &hi), v, obj->GetTimeFloat(999, &v, &lo, &hi)}),
+            std::tuple(1, 0.5, 0));
 }
 
 TEST(TimedObject, Commands) {
@@ -131,12 +128,10 @@ TEST(TimedObject, Commands) {
   EXPECT_EQ(std::vector(
                 {tree.root->GetCurrentTime(), obj.GetCurrentTime(), obj.GetTimeFloatMgr().GetCurrentTime()}),
             std::vector({2250 + 1300, 2250 + 300, 2250 + 300}));
-  EXPECT_FALSE(obj.Command("SetTime soon", result));
-  EXPECT_EQ(obj.GetCurrentTime(), 2550);
+  EXPECT_EQ((std::pair{obj.Command("SetTime soon", result), obj.GetCurrentTime()}), std::pair(false, 2550));
   obj.SetID(77);
   EXPECT_EQ(std::pair(obj.GetTimeFloatMgr().GetID(), obj.GetMTime().GetID()), std::pair(77, 77));
-  EXPECT_FALSE(obj.Command("GetTime now", result));
-  EXPECT_STREQ(result, "");
+  EXPECT_EQ((std::pair{obj.Command("GetTime now", result), std::string(result)}), std::pair(false, std::string()));
 }
 
 TEST(TimedObject, KeyDeletionAndStepping) {
@@ -163,19 +158,15 @@ TEST(TimedObject, KeyDeletionAndStepping) {
     EXPECT_EQ(next ? obj.NextTimeFloatTime(49) : obj.PrevTimeFloatTime(49), answer);
     EXPECT_EQ(obj.GetCurrentTime(), time);
   }
-  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), changed);
-  EXPECT_EQ(l->GetLoIndex(), 200);
-  EXPECT_EQ(obj.DeleteTimeFloatEntry(49), changed);
-  EXPECT_EQ(l->HasValues(), 2);
-  obj.NextTimeFloatTime(49);  // 300
-  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), changed);
-  EXPECT_EQ(l->HasValues(), 1);
-  EXPECT_EQ(obj.NextTimeFloatTime(49), 0u);  // after the last key the time stays
-  EXPECT_EQ(obj.GetCurrentTime(), 300);
-  EXPECT_EQ(obj.NextTimeFloatTime(999), 0u);
-
-  EXPECT_EQ(obj.ResetTimeFloat(49), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(l->HasValues(), 0);
+  // At 200 the earlier key goes, then the one here.
+  EXPECT_EQ((std::vector<int>{int(obj.DeletePreviousTimeFloatEntries(49)), l->GetLoIndex(),
+                              int(obj.DeleteTimeFloatEntry(49)), l->HasValues()}),
+            std::vector<int>({int(changed), 200, int(changed), 2}));
+  obj.NextTimeFloatTime(49);  // at 300 the later ones go; after the last key the time stays
+  EXPECT_EQ((std::vector<int>{int(obj.DeleteNextTimeFloatEntries(49)), l->HasValues(), int(obj.NextTimeFloatTime(49)),
+                              obj.GetCurrentTime(), int(obj.NextTimeFloatTime(999)), int(obj.ResetTimeFloat(49)),
+                              l->HasValues()}),
+            std::vector<int>({int(changed), 1, 0, 300, 0, QA_CHANGED, 0}));
 }
 
 TEST(TimedObject, SelectingTheCurrentVariable) {
@@ -229,11 +220,10 @@ TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
   EXPECT_EQ(obj->Commit(), 1u);
   obj->SetTimeFloat(45, 0.25);
   obj->GetMTime().SetBPM(90);
-  EXPECT_EQ(obj->Revert(), 1u);
-  EXPECT_EQ(std::pair(obj->GetTimeFloat(45), obj->GetMTime().GetBPM()), std::pair(0.5, 120.0));
-  EXPECT_EQ(obj->Reset(), 1u);
-  EXPECT_EQ(std::pair(obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM()), std::pair(0, 60.0));
-  EXPECT_EQ(obj->GetTimeFloatMgr().GetCount(), 5);
+  EXPECT_EQ((std::tuple{obj->Revert(), obj->GetTimeFloat(45), obj->GetMTime().GetBPM()}), std::tuple(1u, 0.5, 120.0));
+  EXPECT_EQ((std::tuple{obj->Reset(), obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM(),
+                        obj->GetTimeFloatMgr().GetCount()}),
+            std::tuple(1u, 0, 60.0, 5));
 }
 
 TEST(TimedObject, Resolve) {
