@@ -142,10 +142,7 @@ TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
 
 TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   EXPECT_TRUE(vemo::SetShellExtensions());
-  auto text = [](const std::string &path) {
-    const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
-    return std::string(b.begin(), b.end());
-  };
+  auto text = [](const std::string &p) { const auto b = fixtures::ReadFileBytes(p); return std::string(b.begin(), b.end()); };
   EXPECT_NE(text(dir + "/data/mime/packages/lumi-vaxel.xml").find("*.vmp"), std::string::npos);
   const std::string entry = text(dir + "/data/applications/lumi-vaxel.desktop");
   EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);

@@ -128,17 +128,12 @@ TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, false), 142);
 }
 
-// ---- The effect record ----
-
 namespace {
 
 // Keys at two times on an effect's variables, so a round trip has something to carry.
 void animate(effectVideo &e) {
-  e.SetCurrentTime(0);
-  e.SetTimeFloat(fxid::IDS_RED, 0.25);
-  e.SetCurrentTime(1500);
-  e.SetTimeFloat(fxid::IDS_RED, 0.75);
-  e.SetTimeFloat(fxid::IDS_EFF_R, 0.5);
+  for (auto [t, id, v] : {std::tuple{0, fxid::IDS_RED, 0.25}, {1500, fxid::IDS_RED, 0.75}, {1500, fxid::IDS_EFF_R, 0.5}})
+    e.SetCurrentTime(t), e.SetTimeFloat(id, v);
   e.Commit();
 }
 
@@ -170,13 +165,10 @@ TEST(EffectRecord, WithoutPluginBlockItIsTheVariableRecordAlone) {
   animate(*a);
   int ok = 0;
   const bytes saved = saved_of(*a, &ok);
-  EXPECT_EQ(ok, 1);
-  EXPECT_EQ(saved, SavedBytes([&](FILE *f) { return a->tfSave(f); }));
-
+  EXPECT_EQ(std::pair(ok, saved), std::pair(1, SavedBytes([&](FILE *f) { return a->tfSave(f); })));
+  // Loaded, it interpolates the keys and writes the same bytes again.
   auto b = video(28);
-  EXPECT_EQ(load(*b, saved), 1);
-  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 750), 0.5);
-  EXPECT_EQ(saved_of(*b), saved);  // saving the loaded effect writes the same bytes
+  EXPECT_EQ((std::tuple{load(*b, saved), b->GetTimeFloat(fxid::IDS_RED, 750), saved_of(*b)}), std::tuple(1, 0.5, saved));
 }
 
 TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {

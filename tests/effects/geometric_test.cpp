@@ -102,8 +102,6 @@ TEST(ExtraOutput, ProcessesAsTheMapper) {
   EXPECT_EQ(a.pixels(), b.pixels());
 }
 
-// ---- Designed effects ----
-
 namespace {
 
 struct designed {
@@ -137,8 +135,7 @@ TEST(DesignedEffects, StayInTheirRectangleRepeatThemselvesAndRestAtNeutral) {
       src.randomise(rng);
       fxtest::randomise_variables(*e, rng);
       // The engine hands over a copy of the picture as the destination.
-      dst.set(src.pixels());
-      again.set(src.pixels());
+      for (canvas *c : {&dst, &again}) c->set(src.pixels());
       ASSERT_EQ(e->Process(src.kor(), dst.kor(), r), 1);
       e->Process(src.kor(), again.kor(), r);
       EXPECT_EQ(dst.pixels(), again.pixels());

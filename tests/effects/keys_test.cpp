@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <random>
 
@@ -35,6 +36,49 @@ std::vector<int> keyed(void (*kernel)(const surf &, RECT, const Key &, bool), co
   }
   return out;
 }
+
+// A 10 x 10 rectangle: centre (5, 5), m = 3, D = 18. Radii 0.5 / 0.25 give outer 9, inner 4.
+struct shapecase {
+  int x, y, alpha_in, plain, inverted;
+};
+
+template <class Kernel>
+void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vector<shapecase> &cases) {
+  for (bool inv : {false, true}) {
+    canvas c(w, h);
+    for (const auto &e : cases) c.at(e.x, e.y) = rgba(9, 8, 7, e.alpha_in);
+    k(c.locked(), RECT{0, 0, w, h}, v1, v2, inv);
+    for (const auto &e : cases)
+      EXPECT_EQ(c.at(e.x, e.y).a, inv ? e.inverted : e.plain)
+          << "pixel " << e.x << "," << e.y << (inv ? " inverted" : " plain");
+  }
+}
+
+// The shape keys written as the plainest per-pixel walk over the zones, for comparison with the
+// run-splitting kernels.
+enum class shape { circle, oval, rect };
+
+void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv) {
+  const int64_t w = r.right - r.left, h = r.bottom - r.top;
+  if (w <= 0 || h <= 0) return;
+  const int64_t cx = r.left + w / 2, cy = r.top + h / 2, m = std::max(w, h) / 2 - 2;
+  const double scale = sh == shape::rect ? double(w / 2) : double(2 * m * m);
+  const int64_t outer = int64_t(scale * std::max(v1, v2)), inner = int64_t(scale * std::min(v1, v2));
+  for (int y = std::max(r.top, 0); y < std::min<int>(r.bottom, c.height()); ++y)
+    for (int x = std::max(r.left, 0); x < std::min<int>(r.right, c.width()); ++x) {
+      const int64_t dx = x - cx, dy = (y - cy) * w / h;
+      const int64_t d = sh == shape::circle ? dx * dx + (y - cy) * (y - cy)
+                        : sh == shape::oval ? dx * dx + dy * dy
+                                            : std::max(std::abs(dx), std::abs(dy));
+      pix32 &p = c.at(x, y);
+      if (p.a == 0) continue;
+      if (inv ? d <= inner : d >= outer)
+        p.a = 0;
+      else if (inv ? d < outer : d > inner)
+        p.a = uint8_t(std::min<int64_t>(p.a, (inv ? d - inner : outer - d) * 255 / (outer - inner)));
+    }
+}
+
 
 }  // namespace
 
@@ -95,28 +139,6 @@ TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
   EXPECT_EQ(bright(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
 }
 
-// ---- Shape keys ----
-
-namespace {
-
-// A 10 x 10 rectangle: centre (5, 5), m = 3, D = 18. Radii 0.5 / 0.25 give outer 9, inner 4.
-struct shapecase {
-  int x, y, alpha_in, plain, inverted;
-};
-
-template <class Kernel>
-void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vector<shapecase> &cases) {
-  for (bool inv : {false, true}) {
-    canvas c(w, h);
-    for (const auto &e : cases) c.at(e.x, e.y) = rgba(9, 8, 7, e.alpha_in);
-    k(c.locked(), RECT{0, 0, w, h}, v1, v2, inv);
-    for (const auto &e : cases)
-      EXPECT_EQ(c.at(e.x, e.y).a, inv ? e.inverted : e.plain)
-          << "pixel " << e.x << "," << e.y << (inv ? " inverted" : " plain");
-  }
-}
-
-}  // namespace
 
 TEST(KeyCircle, ZonesAndRampsOnSquaredDistanceAndEqualRadii) {
   expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
@@ -162,35 +184,6 @@ TEST(KeyOval, CircleWithTheVerticalOffsetScaled) {
                });
 }
 
-namespace {
-
-// The shape keys written as the plainest per-pixel walk over the zones, for comparison with the
-// run-splitting kernels.
-enum class shape { circle, oval, rect };
-
-void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv) {
-  const int64_t w = r.right - r.left, h = r.bottom - r.top;
-  if (w <= 0 || h <= 0) return;
-  const int64_t cx = r.left + w / 2, cy = r.top + h / 2, m = std::max(w, h) / 2 - 2;
-  const double scale = sh == shape::rect ? double(w / 2) : double(2 * m * m);
-  const int64_t outer = int64_t(scale * std::max(v1, v2)), inner = int64_t(scale * std::min(v1, v2));
-  for (int y = std::max(r.top, 0); y < std::min<int>(r.bottom, c.height()); ++y)
-    for (int x = std::max(r.left, 0); x < std::min<int>(r.right, c.width()); ++x) {
-      const int64_t dx = x - cx, dy = (y - cy) * w / h;
-      const int64_t d = sh == shape::circle ? dx * dx + (y - cy) * (y - cy)
-                        : sh == shape::oval ? dx * dx + dy * dy
-                                            : std::max(std::abs(dx), std::abs(dy));
-      pix32 &p = c.at(x, y);
-      if (p.a == 0) continue;
-      if (inv ? d <= inner : d >= outer)
-        p.a = 0;
-      else if (inv ? d < outer : d > inner)
-        p.a = uint8_t(std::min<int64_t>(p.a, (inv ? d - inner : outer - d) * 255 / (outer - inner)));
-    }
-}
-
-}  // namespace
-
 TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
   std::mt19937 rng(7);
   std::uniform_int_distribution<int> coord(-12, 40);
@@ -204,9 +197,7 @@ TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
     r.right = r.left + 1 + std::abs(coord(rng));
     r.bottom = r.top + 1 + std::abs(coord(rng));
     const shape sh = shape(round % 3);
-    const auto kernel = sh == shape::circle ? fxkernels::KeyCircle
-                        : sh == shape::oval ? fxkernels::KeyOval
-                                            : fxkernels::KeyRect;
+    const auto kernel = std::array{fxkernels::KeyCircle, fxkernels::KeyOval, fxkernels::KeyRect}[round % 3];
     // Every fourth round the two values are equal: no ramp at all.
     const double v1 = val(rng), v2 = round % 4 == 0 ? v1 : val(rng);
     const bool inv = round % 2;

@@ -113,8 +113,7 @@ TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
   smoother->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 5.0);
   for (auto [level, soft] : {std::pair{0.0, 0.0}, {0.5, 1.0}, {1.0, 1.0}}) {
     smoother->SetTimeFloat(fxid::IDS_EFFECT_LEVEL, level);
-    dst.fill(rgba(5, 5, 5, 5));
-    want.fill(rgba(5, 5, 5, 5));
+    for (canvas *c : {&dst, &want}) c->fill(rgba(5, 5, 5, 5));
     ASSERT_EQ(smoother->Process(src.kor(), dst.kor(), src.whole()), 1);
     surf32 s = frame(src), w = frame(want);
     pixelator::RunKeyBlend(&s, &w, src.whole(), 5, soft);
