@@ -54,6 +54,10 @@ class MacroObjects : public ::testing::Test {
 };
 
 void Key(vemotime *o, int id, int ms, double v) { o->GetTimeFloatMgr().timefloatset(id, ms, v); }
+clip *Named(clip *c, const char *name) {
+  c->SetName(name);
+  return c;
+}
 
 TEST_F(MacroObjects, SavesTheSameBytesAsTheApi) {
   vemoproject p;
@@ -65,8 +69,7 @@ TEST_F(MacroObjects, SavesTheSameBytesAsTheApi) {
   root->SetMakeRange(0, 6000);
   clip *pic = p.AddMedia(root, dir.file("picture.bmp").c_str(), 500, 2, 4000);
   ASSERT_NE(pic, nullptr);
-  pic->SetName("Pic");
-  pic->SetPosition(1000);
+  Named(pic, "Pic")->SetPosition(1000);
   pic->SetSize(4500);
   pic->SetTrack(3);
   pic->SetOffset(250);
@@ -74,18 +77,13 @@ TEST_F(MacroObjects, SavesTheSameBytesAsTheApi) {
   Key(pic, clipvar::IDS_DST_L, 2500, 0.3);
   Key(pic->VideoEffectAdd(29), fxid::IDS_GREEN, 0, 1);
   pic->VideoEffectAdd(103);
-  clip *title = p.AddGenerator(root, CLIP_SRC_TEXT, 0, 6000, 1);
-  title->SetName("Title");
+  clip *title = Named(p.AddGenerator(root, CLIP_SRC_TEXT, 0, 6000, 1), "Title");
   title->ClipSetText("Hello\nworld");
   Key(title, clipvar::IDS_STR_FONTSIZE, 1000, 24);
-  p.AddGenerator(root, CLIP_SRC_GRADIENT, 0, 6000, 5)->SetName("Back");
-  clip *inner = p.AddArrangement(root, 1000, 3000, 0);
-  inner->SetName("Inner");
-  clip *caption = p.AddGenerator(inner, CLIP_SRC_TEXT, 0, 2000, 0);
-  caption->SetName("Caption");
-  caption->ClipSetText("Inside");
-  clip *tone = p.AddMedia(root, dir.file("tone.wav").c_str(), 0, 6, 1000);
-  tone->SetName("Low tone");
+  Named(p.AddGenerator(root, CLIP_SRC_GRADIENT, 0, 6000, 5), "Back");
+  clip *inner = Named(p.AddArrangement(root, 1000, 3000, 0), "Inner");
+  Named(p.AddGenerator(inner, CLIP_SRC_TEXT, 0, 2000, 0), "Caption")->ClipSetText("Inside");
+  clip *tone = Named(p.AddMedia(root, dir.file("tone.wav").c_str(), 0, 6, 1000), "Low tone");
   root->SetAudioMaster(tone);
   tone->SetVideoMute(true);
   root->Commit();
