@@ -66,7 +66,7 @@ TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
 TEST(Effect, VariableIDsMatchTheDeclarationTable) {
   auto check = [](const char *key, int number) {
     const tfdecl *row = FindDeclaredVariable(key);
-    EXPECT_TRUE(row && row->id == number) << key;
+    EXPECT_EQ(row ? row->id : -1, number) << key;
   };
 #define VEMO_CHECK(key, number) check(#key, number);
   VEMO_EFFECT_SWITCH_VARIABLES(VEMO_CHECK)
@@ -95,7 +95,7 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
             "IDS_EFFECT_LEVEL IDS_EFFECT_SWITCHES IDS_EFFECT_ENABLE IDS_EFFECT_TOGGLE ");
   std::unique_ptr<effectAudio> comp(effectAudio::EffectNew(514, nullptr, nullptr, nullptr));
   const timefloat *group = comp->FindTimeFloat("IDS_COMPRESS4");
-  ASSERT_TRUE(group && group->GetMaximum() == 1.0);
+  EXPECT_EQ(group ? group->GetMaximum() : -1, 1.0);
   EXPECT_EQ(comp->GetTimeFloatMgr().GetTimeFloatByIndex(4)->GetID(), fxid::IDS_COMP4);  // after the group
 
   // The chroma key declares its colour as members (kind 3), the RGB key as plain values.
@@ -109,20 +109,18 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
 
 TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   plugtest::recording_dialogs d;
-  EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 0);
-  EXPECT_EQ(d.title, "Effect");
+  EXPECT_EQ((std::pair{effectVideo::EffectSelect(nullptr, nullptr, true), d.title}), std::pair(0, std::string("Effect")));
   // Every video type, the plugin effects last.
   ASSERT_EQ(d.offered.size(), 59u);
-  EXPECT_EQ(d.offered.front(), "Basic Effects > Opacity");
-  EXPECT_EQ(d.offered.back(), "Plugin Effects > Plugin Effects");
+  EXPECT_EQ(std::pair(d.offered.front(), d.offered.back()),
+            std::pair(std::string("Basic Effects > Opacity"), std::string("Plugin Effects > Plugin Effects")));
   const auto rgb = std::find(d.offered.begin(), d.offered.end(), "Video Effects > RGB Key Color Excluded");
   ASSERT_NE(rgb, d.offered.end());
   d.choice_answer = int(rgb - d.offered.begin()) + 1;
   EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 253);
   d.choice_answer = 3;
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, true), 122);
-  EXPECT_EQ(d.offered, (std::vector<std::string>{"Audio Effects > Volume/Pan",
-                                                 "Audio Effects > 4-Band Compressor / Expander",
+  EXPECT_EQ(d.offered, (std::vector<std::string>{"Audio Effects > Volume/Pan", "Audio Effects > 4-Band Compressor / Expander",
                                                  "Plugin Effects > Plugin Effects"}));
   d.choice_answer = 1;
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, false), 142);
