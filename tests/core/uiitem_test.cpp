@@ -93,14 +93,13 @@ TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
   UIItemButtonNext b;
   Place(b, parent, 614, RECT{0, 0, 20, 10});
   EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 30), 0u);  // beside it
-  EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), QA_CAPTURE | QA_UPDATE);
-  EXPECT_EQ(b.UIGetState(), UIS_PRESSED);
+  EXPECT_EQ((std::pair{Send(b, WM_LBUTTONDOWN, 5), b.UIGetState()}), std::pair(uint32_t(QA_CAPTURE | QA_UPDATE), UIS_PRESSED));
   Send(b, WM_MOUSEMOVE, 40);  // off and back while held
   EXPECT_EQ(b.UIGetState(), UIS_NORMAL);
   Send(b, WM_MOUSEMOVE, 6);
-  EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), QA_RELEASE | QA_UPDATE | QA_CHANGED);
-  EXPECT_EQ(std::pair(parent.told, parent.last), std::pair(1, 614));
-  EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), 0u);  // no second release
+  // Told once; no second release.
+  EXPECT_EQ((std::tuple{Send(b, WM_LBUTTONUP, 6), parent.told, parent.last, Send(b, WM_LBUTTONUP, 6)}),
+            std::tuple(uint32_t(QA_RELEASE | QA_UPDATE | QA_CHANGED), 1, 614, 0u));
   // Released away from it: nothing is told.
   Send(b, WM_LBUTTONDOWN, 5);
   EXPECT_EQ((std::pair{Send(b, WM_LBUTTONUP, 25), parent.told}), std::pair(uint32_t(QA_RELEASE | QA_UPDATE), 1));
@@ -139,8 +138,7 @@ TEST(UIItemEditRC, TakesTypedTextUntilEnterOrEscape) {
   for (char c : std::string("42")) Send(e, WM_CHAR, 0, c);  // the first replaces the text
   Send(e, WM_KEYDOWN, 0, VK_BACK);
   for (char c : std::string(".5")) Send(e, WM_CHAR, 0, c);
-  EXPECT_STREQ(e.UIGetText(), "4.5");
-  EXPECT_EQ(parent.told, 0);
+  EXPECT_EQ(std::pair(std::string(e.UIGetText()), parent.told), std::pair(std::string("4.5"), 0));
   EXPECT_EQ(Send(e, WM_KEYDOWN, 0, VK_RETURN), QA_UPDATE | QA_CHANGED);
   EXPECT_EQ(std::pair(parent.told, e.UIIsEditing()), std::pair(1, false));
   // Escape, or a press elsewhere, takes the typing back.
