@@ -57,8 +57,7 @@ TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   EXPECT_EQ(std::vector({out[0], out[2 * 1], out[2 * 441 + 1], out[2 * 442]}),
             std::vector<int16_t>({32767, 16383, 16383, 8191}));
 
-  // Volume/pan steps the same way, from the effect's current time, over blocks long enough for
-  // the vector path: pan 0.5 halves the left side.
+  // Volume/pan steps the same way from its current time, in blocks for the vector path; pan 0.5 halves the left.
   auto v = audio(142);
   for (auto [t, g] : {std::pair{100, 1.0}, {110, 0.5}, {120, 0.25}})
     v->FindTimeFloat(fxid::IDS_VOLUME)->SetValue(t, g);

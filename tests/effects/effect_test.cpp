@@ -135,8 +135,7 @@ void animate(effectVideo &e) {
   e.Commit();
 }
 
-// A keyed effect (type 252) with a plugin block of `capacity` bytes, the first `count` of them
-// in use (none: the block is left empty and nothing keyed).
+// A keyed effect (type 252) with a plugin block of `capacity` bytes, `count` in use (0: empty, unkeyed).
 std::unique_ptr<effectVideo> with_block(uint32_t capacity, uint32_t count = 0) {
   auto e = video(252);
   EXPECT_TRUE(e->CreatePluginBlock(capacity));

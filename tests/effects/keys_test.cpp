@@ -54,8 +54,7 @@ void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vecto
   }
 }
 
-// The shape keys written as the plainest per-pixel walk over the zones, for comparison with the
-// run-splitting kernels.
+// The shape keys as the plainest per-pixel walk over the zones, against the run-splitting kernels.
 enum class shape { circle, oval, rect };
 
 void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv) {
@@ -171,8 +170,7 @@ TEST(KeyRect, ScaledRowsAndPlainDistances) {
 }
 
 TEST(KeyOval, CircleWithTheVerticalOffsetScaled) {
-  // 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32;
-  // dy = (y - 5) * 20 / 10.
+  // 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32; dy = (y - 5) * 2.
   expect_shape(fxkernels::KeyOval, 20, 10, 0.5, 0.25,
                {
                    {10, 9, 255, 0, 255},    // dy 8: d 64

@@ -122,9 +122,8 @@ TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
 }
 
 TEST(Interlace, OddTopStartsOnTheEvenRowAboveAndAnOddCountLeavesTheLastRow) {
-  // The reds of rows 0 to 4 are 10, 21, 40, 61, 80; each row shows the red column `column` ends with.
-  // Top 1 is odd: the walk starts at row 0. Four rows: the last odd row has no row below and is
-  // averaged with itself and row 2.
+  // Rows 0 to 4 are red 10, 21, 40, 61, 80. Top 1 is odd: the walk starts at row 0. Four rows: the last odd
+  // row has no row below and is averaged with itself and row 2.
   const struct {
     int type;
     RECT r;

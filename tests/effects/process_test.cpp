@@ -51,10 +51,8 @@ TEST(KeyEffects, KeyTheDestinationWithTheVariablesAsBytes) {
             std::vector({0, 0, 255, 255}));
 }
 
-// Twins over random pictures and variables. The keys key the destination, the keyed adjusters
-// their source: colour keys key exactly one of each examined pixel, shape keys on opaque pixels
-// add up to 255 (254 where both ramps truncate). The adjusters change the target only under the
-// mask, and never its alpha.
+// Keys key the destination, keyed adjusters their source: colour twins key exactly one of each pixel, shape
+// twins on opaque pixels add up to 255 (254 where both ramps truncate). Adjusters change only under the mask.
 TEST(KeyAndAdjusterEffects, EveryInvertedTwinKeysWhatItsPlainTwinKeeps) {
   std::mt19937 rng(3);
   for (int round = 0; round < 5; ++round)
@@ -104,8 +102,7 @@ TEST(AdjusterEffects, SoftCircleMixesTheAdjustmentByTheMask) {
 }
 
 TEST(AdjusterEffects, WholeRectangleAdjusterMapperAndOpacity) {
-  // The kernels' arithmetic is worked in the kernel tests; here one pixel shows the variables
-  // reach them, and one outside shows the rectangle does.
+  // The arithmetic is the kernel tests'; one pixel shows the variables reach them, one outside the rectangle.
   canvas src(3, 1), dst(3, 1);
   dst.at(0, 0) = rgba(255, 0, 0, 200);
   dst.at(2, 0) = rgba(9, 9, 9, 9);

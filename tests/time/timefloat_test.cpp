@@ -35,7 +35,6 @@ bool RefNeighbour(const keymap &k, int t, bool next, int *out) {
   return true;
 }
 
-// A curve over [lo, hi] with the keys set in the order given.
 timefloat Curve(const std::vector<std::pair<int, double>> &keys, double lo = 0, double hi = 1) {
   timefloat tf("c", lo, hi, 0);
   for (const auto &[t, v] : keys) tf.SetValue(t, v);

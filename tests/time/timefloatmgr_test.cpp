@@ -139,14 +139,11 @@ TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
   for (const char *name : {"IDS_VOLUME", "0", "#613", static_cast<const char *>(nullptr)})
     EXPECT_EQ(m->UIItemResolve(name), nullptr);
 
-  // A copy has its own buttons.
-  timefloatmgr copy(*m);
+  timefloatmgr copy(*m);  // with its own buttons
   EXPECT_NE(copy.UIItemResolve("614"), next);
   EXPECT_EQ(std::pair(copy.UIItemResolve("614")->GetParent(), copy.GetCount()),
             std::pair(static_cast<vemo *>(&copy), 1));
 }
-
-// ---- The manager record ----
 
 bytes SaveMgr(timefloatmgr &m) {
   return SavedBytes([&](FILE *f) { return m.Save(f); });
@@ -157,8 +154,7 @@ TEST(TimefloatMgrFile, RecordLayout) {
   m->timefloatset(150, 10, 0.5);
   const bytes b = SaveMgr(*m);
   ASSERT_EQ(b.size(), 8u + 368u + 368u + 16u);
-  // Each curve's record as the curve writes it, in declaration order: header size, count, the
-  // curves' key counts, the key's time and value.
+  // Header size, count, each curve's key count (in declaration order), the key's time and value.
   EXPECT_EQ(Fields<int32_t>(b, {0, 4, 8 + 4, 8 + 368 + 4, 8 + 736}), (std::vector<int32_t>{8, 2, 0, 1, 10}));
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 8 + 368 + 32)), "IDS_PAN");
   EXPECT_EQ(Get<double>(b, 8 + 736 + 8), 0.5);
@@ -232,8 +228,6 @@ TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
   EXPECT_EQ(m->GetTimeFloatPointer(104)->HasValues(), 1);
 }
 
-// ---- Declared variables ----
-
 TEST(DeclaredVariables, TableIsConsistent) {
   size_t n = 0;
   const tfdecl *rows = DeclaredVariables(&n);
@@ -262,8 +256,6 @@ TEST(DeclaredVariables, RowsAsDeclared) {
   EXPECT_EQ(std::vector({FindDeclaredVariable("IDS_RED", 7), FindDeclaredVariable("IDS_NOTHING")}),
             std::vector<const tfdecl *>(2, nullptr));
 }
-
-// ---- Variable clipboard ----
 
 TEST(VariableClipboard, ByIDThenByName) {
   auto board = std::make_unique<tfcboard>();

@@ -13,8 +13,7 @@
 
 namespace {
 
-// The vtable slot of a virtual member function, read from its Itanium ABI representation
-// (1 + the byte offset into the vtable).
+// The vtable slot of a virtual member function, from its Itanium ABI form (1 + the byte offset).
 template <typename F>
 long Slot(F f) {
   uintptr_t rep[2];  // 1 + the offset, then the adjustment of `this`
@@ -122,8 +121,7 @@ TEST(TimedObject, Commands) {
     EXPECT_STREQ(result, answer);
   }
 
-  // SetTime adds the positions up to the root; the offset then carries the object that much
-  // further into its material.
+  // SetTime adds the positions up to the root; the offset carries the object further into its material.
   EXPECT_TRUE(obj.Command("SetTime 2.25", result));
   EXPECT_EQ(std::vector(
                 {tree.root->GetCurrentTime(), obj.GetCurrentTime(), obj.GetTimeFloatMgr().GetCurrentTime()}),
