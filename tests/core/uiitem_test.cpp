@@ -93,7 +93,8 @@ TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
   UIItemButtonNext b;
   Place(b, parent, 614, RECT{0, 0, 20, 10});
   EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 30), 0u);  // beside it
-  EXPECT_EQ((std::pair{Send(b, WM_LBUTTONDOWN, 5), b.UIGetState()}), std::pair(uint32_t(QA_CAPTURE | QA_UPDATE), UIS_PRESSED));
+  EXPECT_EQ((std::pair{Send(b, WM_LBUTTONDOWN, 5), b.UIGetState()}),
+            std::pair(uint32_t(QA_CAPTURE | QA_UPDATE), UIS_PRESSED));
   Send(b, WM_MOUSEMOVE, 40);  // off and back while held
   EXPECT_EQ(b.UIGetState(), UIS_NORMAL);
   Send(b, WM_MOUSEMOVE, 6);

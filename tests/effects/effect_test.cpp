@@ -109,7 +109,8 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
 
 TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   plugtest::recording_dialogs d;
-  EXPECT_EQ((std::pair{effectVideo::EffectSelect(nullptr, nullptr, true), d.title}), std::pair(0, std::string("Effect")));
+  EXPECT_EQ((std::pair{effectVideo::EffectSelect(nullptr, nullptr, true), d.title}),
+            std::pair(0, std::string("Effect")));
   // Every video type, the plugin effects last.
   ASSERT_EQ(d.offered.size(), 59u);
   EXPECT_EQ(std::pair(d.offered.front(), d.offered.back()),
@@ -120,7 +121,8 @@ TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 253);
   d.choice_answer = 3;
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, true), 122);
-  EXPECT_EQ(d.offered, (std::vector<std::string>{"Audio Effects > Volume/Pan", "Audio Effects > 4-Band Compressor / Expander",
+  EXPECT_EQ(d.offered, (std::vector<std::string>{"Audio Effects > Volume/Pan",
+                                                 "Audio Effects > 4-Band Compressor / Expander",
                                                  "Plugin Effects > Plugin Effects"}));
   d.choice_answer = 1;
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, false), 142);
@@ -130,7 +132,8 @@ namespace {
 
 // Keys at two times on an effect's variables, so a round trip has something to carry.
 void animate(effectVideo &e) {
-  for (auto [t, id, v] : {std::tuple{0, fxid::IDS_RED, 0.25}, {1500, fxid::IDS_RED, 0.75}, {1500, fxid::IDS_EFF_R, 0.5}})
+  for (auto [t, id, v] :
+       {std::tuple{0, fxid::IDS_RED, 0.25}, {1500, fxid::IDS_RED, 0.75}, {1500, fxid::IDS_EFF_R, 0.5}})
     e.SetCurrentTime(t), e.SetTimeFloat(id, v);
   e.Commit();
 }
@@ -165,7 +168,8 @@ TEST(EffectRecord, WithoutPluginBlockItIsTheVariableRecordAlone) {
   EXPECT_EQ(std::pair(ok, saved), std::pair(1, SavedBytes([&](FILE *f) { return a->tfSave(f); })));
   // Loaded, it interpolates the keys and writes the same bytes again.
   auto b = video(28);
-  EXPECT_EQ((std::tuple{load(*b, saved), b->GetTimeFloat(fxid::IDS_RED, 750), saved_of(*b)}), std::tuple(1, 0.5, saved));
+  EXPECT_EQ((std::tuple{load(*b, saved), b->GetTimeFloat(fxid::IDS_RED, 750), saved_of(*b)}),
+            std::tuple(1, 0.5, saved));
 }
 
 TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {
@@ -181,7 +185,8 @@ TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {
   // One byte beyond the capacity is refused; the block stays zero and the variables still load.
   auto c = with_block(16);
   EXPECT_EQ(load(*c, saved_of(*with_block(17, 17))), 0);
-  EXPECT_EQ((std::tuple{block_is_zero(*c, 16), c->GetTimeFloat(fxid::IDS_RED, 0), c->GetTimeFloat(fxid::IDS_RED, 1500)}),
+  EXPECT_EQ((std::tuple{block_is_zero(*c, 16), c->GetTimeFloat(fxid::IDS_RED, 0),
+                        c->GetTimeFloat(fxid::IDS_RED, 1500)}),
             std::tuple(true, 0.25, 0.75));
 }
 

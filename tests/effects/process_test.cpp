@@ -41,7 +41,8 @@ constexpr twins kAdjTwins[] = {{252, 253, false}, {254, 255, false}, {550, 551, 
 TEST(KeyEffects, KeyTheDestinationWithTheVariablesAsBytes) {
   auto e = video(28);  // red 0.4 is 102, green 0.2 51; no tolerances
   for (auto [id, v] : {std::pair{fxid::IDS_RED, 0.4}, {fxid::IDS_GREEN, 0.2}, {fxid::IDS_BLUE, 0.0},
-                       {fxid::IDS_RED_TOLERANCE, 0.0}, {fxid::IDS_GREEN_TOLERANCE, 0.0}, {fxid::IDS_BLUE_TOLERANCE, 0.0}})
+                       {fxid::IDS_RED_TOLERANCE, 0.0}, {fxid::IDS_GREEN_TOLERANCE, 0.0},
+                       {fxid::IDS_BLUE_TOLERANCE, 0.0}})
     e->SetTimeFloat(id, v);
   canvas src(2, 1), dst(2, 1);
   for (canvas *c : {&src, &dst}) c->set({rgba(102, 51, 0), rgba(103, 51, 0)});

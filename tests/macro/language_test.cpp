@@ -109,8 +109,7 @@ TEST(MacroLanguage, LimitsOfVariablesNestingTokensAndClauses) {
 TEST(MacroBuiltins, Dialogs) {
   headless_dialogs &d = HeadlessDialogs();
   const bool quiet = d.quiet, yes = d.answer_yes;
-  d.quiet = true;
-  d.answer_yes = true;
+  d.quiet = d.answer_yes = true;
   EXPECT_EQ(RunText(&g_root, "a = !AskUserYesNo Title Go on? ; return a").value, "1");
   EXPECT_EQ(std::pair(d.last_caption, d.last_text), std::pair(std::string("Title"), std::string("Go on?")));
   d.answer_yes = false;

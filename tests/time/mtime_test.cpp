@@ -24,8 +24,7 @@ TEST(MusicalTime, SettingsAndLimits) {
   for (int bad : {17, 0, 4}) EXPECT_EQ(mt.SetBarSize(bad), 0u) << bad;
   EXPECT_EQ((std::pair{mt.SetBarSize(16), mt.GetBarSize()}), std::pair(uint32_t(QA_CHANGED), 16.0));
   for (int bad : {0, 3, 5, 128, -4}) EXPECT_EQ(mt.SetUnitSize(bad), 0u) << bad;
-  for (int good : {1, 2, 8, 16, 32, 64})
-    EXPECT_EQ(mt.SetUnitSize(good), static_cast<uint32_t>(QA_CHANGED)) << good;
+  for (int good : {1, 2, 64}) EXPECT_EQ(mt.SetUnitSize(good), static_cast<uint32_t>(QA_CHANGED)) << good;
   EXPECT_EQ(mt.GetUnitSize(), 64.0);
 }
 

@@ -213,7 +213,7 @@ TEST(TimefloatProcess, Release) {
   // 5 reads as 2; floors 2 - 2 * 20 / 200 = 1.8 and 1.8 - 2 * 10 / 200 = 1.7; the rise passes.
   timefloat chain = Curve({{0, 5.0}, {20, 0.0}, {30, 0.0}, {40, 1.9}}, 0, 2);
   EXPECT_TRUE(chain.ProcessReleaseForward(200));
-  ExpectSameKeys(chain, {{0, 5.0}, {20, 2.0 - 2.0 * 20 / 200}, {30, (2.0 - 2.0 * 20 / 200) - 2.0 * 10 / 200}, {40, 1.9}});
+  ExpectSameKeys(chain, {{0, 5.0}, {20, 2.0 - 0.2}, {30, 2.0 - 0.2 - 0.1}, {40, 1.9}});  // 2 * 20 / 200, 2 * 10 / 200
   // Backward: a rise towards the end is limited from the last key down.
   timefloat back = Curve({{0, 0.0}, {10, 0.0}, {20, 1.0}});
   EXPECT_TRUE(back.ProcessReleaseBackward(100));
@@ -315,7 +315,8 @@ TEST(TimefloatFile, KeysInAnyOrderLoadAsIfSetInFileOrder) {
   // A name without its terminating zero is cut, never read past.
   bytes noterm = CurveBytes(0, {});
   std::memset(noterm.data() + 32, 'A', 256);
-  EXPECT_EQ((std::pair{tf.Load(FileWith(noterm).get()), std::string(tf.GetName())}), std::pair(1, std::string(255, 'A')));
+  EXPECT_EQ((std::pair{tf.Load(FileWith(noterm).get()), std::string(tf.GetName())}),
+            std::pair(1, std::string(255, 'A')));
 }
 
 TEST(TimefloatFile, EveryTruncationLoadsCleanly) {

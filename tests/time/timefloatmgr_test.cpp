@@ -101,7 +101,8 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   m->Revert();  // reaches every curve
   EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
 
-  EXPECT_EQ((std::tuple{m->timefloatreset("IDS_PAN"), m->timefloatreset(777), m->GetTimeFloatPointer(150)->HasValues()}),
+  EXPECT_EQ((std::tuple{m->timefloatreset("IDS_PAN"), m->timefloatreset(777),
+                        m->GetTimeFloatPointer(150)->HasValues()}),
             std::tuple(1, 0, 0));
   m->timefloatset(123, 50, 0.5);
   m->Reset();
