@@ -90,18 +90,6 @@ TEST(KeyAndAdjusterEffects, EveryInvertedTwinKeysWhatItsPlainTwinKeeps) {
       }
 }
 
-TEST(AdjusterEffects, SoftCircleMixesTheAdjustmentByTheMask) {
-  // 10 x 10 with radii 0.5 / 0.25: outer 9, inner 4. Adjust Red 0.2 is 51.
-  auto e = video(256);
-  e->SetTimeFloat(fxid::IDS_ADJ_RED, 0.2);
-  canvas src(10, 10, rgba(1, 2, 3)), dst(10, 10, rgba(100, 100, 100, 50));
-  EXPECT_EQ(e->Process(src.kor(), dst.kor(), dst.whole()), 1);
-  EXPECT_EQ(src.at(7, 6).a, 204);  // the source keyed in place; the zones are the kernel's
-  // (151*255) >> 8, one step short; (151*204 + 100*51) >> 8; outside.
-  EXPECT_EQ(std::vector({dst.at(5, 5), dst.at(7, 6), dst.at(0, 0)}),
-            std::vector({rgba(150, 99, 99, 50), rgba(140, 99, 99, 50), rgba(100, 100, 100, 50)}));
-}
-
 TEST(AdjusterEffects, WholeRectangleAdjusterMapperAndOpacity) {
   // The arithmetic is the kernel tests'; one pixel shows the variables reach them, one outside the rectangle.
   canvas src(3, 1), dst(3, 1);
