@@ -95,8 +95,7 @@ TEST(MusicalTime, PendingEdits) {
   mt.SetBPM(120);
   mt.SetBarSize(3);
   mt.Revert();
-  EXPECT_EQ(settings(), std::tuple(60.0, 4.0, 4.0, QUANTIZE_OFF));
-  EXPECT_EQ(mt.isDirty(), 0);
+  EXPECT_EQ(std::pair(settings(), mt.isDirty()), std::pair(std::tuple(60.0, 4.0, 4.0, QUANTIZE_OFF), 0));
   mt.SetBPM(90);
   EXPECT_EQ(mt.Commit(), 1);
   mt.SetUnitSize(8);
@@ -105,8 +104,7 @@ TEST(MusicalTime, PendingEdits) {
 
   // A change of grid ends the pending state: the tempo survives a later Revert.
   mt.SetBPM(120);
-  EXPECT_EQ(mt.SetQuantize(QUANTIZE_4), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(mt.isDirty(), 0);
+  EXPECT_EQ((std::pair{mt.SetQuantize(QUANTIZE_4), mt.isDirty()}), std::pair(uint32_t(QA_CHANGED), 0));
   mt.Revert();
   EXPECT_EQ(settings(), std::tuple(120.0, 4.0, 4.0, QUANTIZE_4));
   // Revert with something pending also brings the committed grid back.
