@@ -34,7 +34,8 @@ TEST(EffectTable, HoldsEveryTypeOnceWithItsNameAndFactory) {
     std::unique_ptr<effect> e(t[i].kind == effectkind::video
                                   ? static_cast<effect *>(video(t[i].type).release())
                                   : effectAudio::EffectNew(t[i].type, nullptr, nullptr, nullptr));
-    ASSERT_TRUE(e && e->GetID() == t[i].type);
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->GetID(), t[i].type);
   }
   EXPECT_EQ(std::pair(video_rows, audio_rows), std::pair(59, 3));
   EXPECT_EQ(std::vector<std::string>({EffectName(292), EffectName(31), EffectName(12345)}),
