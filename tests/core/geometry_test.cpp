@@ -12,16 +12,22 @@ namespace {
 
 bool Same(RECT a, RECT b) { return vemo::RCEQUAL(a, b); }
 
-TEST(Rectangles, PointInRectExcludesRightAndBottom) {
+TEST(Rectangles, PointInRectExcludesRightAndBottomMoveAndIntersection) {
   const RECT r{0, 0, 10, 5};
   EXPECT_EQ(std::vector(
                 {vemo::POINTINRECT({9, 4}, r), vemo::POINTINRECT({10, 0}, r), vemo::POINTINRECT({0, 5}, r)}),
             std::vector({1, 0, 0}));
   RECT e{3, 3, 9, 9};
   EXPECT_EQ((std::pair{vemo::recrec(e), vemo::checkrec(e)}), std::pair(true, false));  // made empty
+  RECT m{0, 0, 4, 4};
+  EXPECT_EQ(vemo::Move(&m, 2, -1), 1);
+  EXPECT_TRUE(Same(m, RECT{2, -1, 6, 3}));
+  EXPECT_TRUE(Same(vemo::And(RECT{0, 0, 10, 10}, RECT{5, 5, 20, 20}), RECT{5, 5, 10, 10}));
+  EXPECT_FALSE(vemo::checkrec(vemo::And(RECT{0, 0, 2, 2}, RECT{3, 3, 4, 4})));
+  EXPECT_EQ(vemo::absdiff(-3, 4), 7);
 }
 
-TEST(Rectangles, SplitsCutStripsAndLimitThem) {
+TEST(Rectangles, SplitsCutStripsChildBandsTruncate) {
   RECT r{0, 0, 100, 50};
   EXPECT_TRUE(Same(vemo::SplitTop(&r, 10), RECT{0, 0, 100, 10}));
   EXPECT_TRUE(Same(r, RECT{0, 10, 100, 50}));
@@ -41,25 +47,13 @@ TEST(Rectangles, SplitsCutStripsAndLimitThem) {
   RECT box{0, 0, 5, 40};
   EXPECT_TRUE(Same(vemo::SplitCloseButton(&box, 16), RECT{0, 0, 5, 16}));
   EXPECT_TRUE(Same(box, RECT{0, 0, 5, 40}));
+  const RECT band{10, 20, 110, 27};                                            // height 7
+  EXPECT_TRUE(Same(vemo::ChildRectY(band, 1, 2, 3), RECT{10, 22, 110, 24}));  // 7/3 = 2, 14/3 = 4
+  EXPECT_TRUE(Same(vemo::ChildRectX(band, 0, 1, 3), RECT{10, 20, 43, 27}));   // 100/3 = 33
+  EXPECT_TRUE(Same(vemo::ChildRectX(band, 3, 3, 3), RECT{110, 20, 110, 27}));
 }
 
-TEST(Rectangles, ChildBandsDivideWithTruncation) {
-  RECT r{10, 20, 110, 27};                                                 // height 7
-  EXPECT_TRUE(Same(vemo::ChildRectY(r, 1, 2, 3), RECT{10, 22, 110, 24}));  // 7/3 = 2, 14/3 = 4
-  EXPECT_TRUE(Same(vemo::ChildRectX(r, 0, 1, 3), RECT{10, 20, 43, 27}));   // 100/3 = 33
-  EXPECT_TRUE(Same(vemo::ChildRectX(r, 3, 3, 3), RECT{110, 20, 110, 27}));
-}
-
-TEST(Rectangles, MoveAndIntersection) {
-  RECT r{0, 0, 4, 4};
-  EXPECT_EQ(vemo::Move(&r, 2, -1), 1);
-  EXPECT_TRUE(Same(r, RECT{2, -1, 6, 3}));
-  EXPECT_TRUE(Same(vemo::And(RECT{0, 0, 10, 10}, RECT{5, 5, 20, 20}), RECT{5, 5, 10, 10}));
-  EXPECT_FALSE(vemo::checkrec(vemo::And(RECT{0, 0, 2, 2}, RECT{3, 3, 4, 4})));
-  EXPECT_EQ(vemo::absdiff(-3, 4), 7);
-}
-
-TEST(FloatRect, ScaleToUnityTruncatesAndRejectsNegatives) {
+TEST(FloatRect, ScaleToUnityTruncatesClipToUnityMovesThePartner) {
   frect f(0.1, 0.25, 0.55, 1.0);
   RECT out;
   EXPECT_TRUE(frect::ScaleToUnity(&f, 10, 4, &out));
@@ -67,9 +61,6 @@ TEST(FloatRect, ScaleToUnityTruncatesAndRejectsNegatives) {
   // Negative, or 1 to 1.5: empty after truncation.
   for (frect bad : {frect(-0.5, 0, 1, 1), frect(0.1, 0, 0.15, 1)})
     EXPECT_FALSE(frect::ScaleToUnity(&bad, 10, 10, &out));
-}
-
-TEST(FloatRect, ClipToUnityMovesThePartnerInProportion) {
   // a spans -0.5 .. 1.5 horizontally; only its middle half is kept, so b keeps its middle half.
   frect a(-0.5, 0.0, 1.5, 1.0), b(0.0, 0.0, 1.0, 1.0);
   EXPECT_TRUE(frect::ClipToUnity(&a, &b));

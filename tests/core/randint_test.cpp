@@ -9,23 +9,16 @@ namespace {
 
 // The first values from the default seed 0xA10F6BA3: two steps of seed * 214013 + 2531011 mod 2^32
 // per value, then (seed & 0x7FFF0000) | (seed >> 16); worked in Python.
-TEST(Randint, FirstValuesWorkedByHand) {
-  randint r;
-  const int v = r.Get();  // steps to 0x7878A7DA, then 0x9AE08F35
-  EXPECT_EQ(r.GetSeed(), 0x9AE08F35u);
-  EXPECT_EQ(v, 0x1AE09AE0);  // the top bit goes from the upper half only
-  EXPECT_EQ(r.Get(), 0x3F66BF66);
-}
-
-TEST(Randint, ZeroSeedMeansTheDefault) {
-  randint b;
+TEST(Randint, FirstValuesWorkedByHandAndZeroSeedMeansTheDefault) {
+  // Steps to 0x7878A7DA, then 0x9AE08F35; the top bit goes from the upper half only.
+  randint r, b, c;
+  EXPECT_EQ((std::tuple{r.Get(), r.GetSeed(), r.Get()}), std::tuple(0x1AE09AE0, 0x9AE08F35u, 0x3F66BF66));
   b.Set(0);  // stored as 0, taken as the default at the next step
   EXPECT_EQ(b.Get(), 0x1AE09AE0);
-  randint c;
-  c.Set("");
-  EXPECT_EQ(c.GetSeed(), 0xA10F6BA3u);
-  c.Set(static_cast<const char *>(nullptr));
-  EXPECT_EQ(c.GetSeed(), 0xA10F6BA3u);
+  for (const char *text : {"", static_cast<const char *>(nullptr)}) {
+    c.Set(text);
+    EXPECT_EQ(c.GetSeed(), 0xA10F6BA3u);
+  }
 }
 
 TEST(Randint, TextSeedsFoldSignExtendedCharacters) {

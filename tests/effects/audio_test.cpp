@@ -37,18 +37,13 @@ TEST(VolumePan, GainsPerSideAndTruncationTowardZero) {
   EXPECT_EQ((std::pair{e->Process(in, out, 3), int(out[0])}), std::pair(1, 7));
 }
 
-TEST(Compressor, CornerValuesAndMirroredNegatives) {
-  auto e = audio(514);
-  EXPECT_EQ(one(*e, 8192, 32767), std::make_pair(8191, 32767));  // trunc(0.25 * 32767)
-  EXPECT_EQ(one(*e, 16384, 0), std::make_pair(16383, 0));
-  EXPECT_EQ(one(*e, -32768, -8192), std::make_pair(-32767, -8191));
+TEST(Compressor, CornerValuesMirroredNegativesAndRereadsEvery441Frames) {
+  auto e = audio(514);  // 8191 is trunc(0.25 * 32767)
+  EXPECT_EQ(std::vector({one(*e, 8192, 32767), one(*e, 16384, 0), one(*e, -32768, -8192)}),
+            (std::vector<std::pair<int, int>>{{8191, 32767}, {16383, 0}, {-32767, -8191}}));
   e->SetTimeFloat(fxid::IDS_COMP1, 0.5);
   EXPECT_EQ(one(*e, 32767, -32768), std::make_pair(16383, -16383));
-}
-
-TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
-  // "High Band" 1.0 at 0 ms, 0.5 at 10 ms, 0.25 from 20 ms on.
-  auto e = audio(514);
+  // "High Band" 1.0 at 0 ms (replacing the key above), 0.5 at 10 ms, 0.25 from 20 ms on.
   for (auto [t, v] : {std::pair{0, 1.0}, {10, 0.5}, {20, 0.25}})
     e->FindTimeFloat(fxid::IDS_COMP1)->SetValue(t, v);
   std::vector<int16_t> in(2 * 900, 32767), out(in.size());
