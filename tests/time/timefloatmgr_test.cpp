@@ -22,7 +22,7 @@ std::unique_ptr<timefloatmgr> NewMgr(std::initializer_list<const char *> names =
   return m;
 }
 
-TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
+TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCaseAndCarryTheirProperties) {
   auto m = NewMgr();
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
@@ -33,10 +33,8 @@ TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
   EXPECT_EQ(m->GetTimeFloatPointer("IDS_PAN"), nullptr);
   EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0) + m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0),
             0);
-}
 
-TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
-  auto m = NewMgr();
+  // Properties, text and placement.
   vemo owner;
   m->Attach(&owner, nullptr, nullptr);
   m->timefloatadd("IDS_PAN", 150, -1, 1, 0);

@@ -224,7 +224,7 @@ TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
             std::tuple(1u, 0, 60.0, 5));
 }
 
-TEST(TimedObject, Resolve) {
+TEST(TimedObject, ResolveAndCopies) {
   auto obj = std::make_unique<vemotime>();
   obj->RectCreateSource();
   EXPECT_EQ(obj->UIItemResolve("."), obj.get());
@@ -244,11 +244,8 @@ TEST(TimedObject, Resolve) {
   for (const char *name : {"IDS_NOPE", "614", "something"})
     EXPECT_EQ(obj->UIItemResolve(name), nullptr) << name;
   EXPECT_FALSE(obj->rcDraw(nullptr, RECT{}));
-}
 
-TEST(TimedObject, CopiesOwnTheirMembers) {
-  auto obj = std::make_unique<vemotime>();
-  obj->RectCreateSource();
+  // Copies own their members.
   obj->SetTimeFloat(45, 0.5);
   auto copy = std::make_unique<vemotime>(*obj);
   for (UIItem *member :
