@@ -13,7 +13,7 @@ class flagged : public vemo {
   uint32_t QueryAction(HWND, uint32_t, POINT, int) override { return answer; }
 };
 
-TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
+TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffsetAndExtentsClamp) {
   vemo root, arrangement, leaf;
   root.SetChild(arrangement);
   arrangement.SetPosition(50);
@@ -37,15 +37,12 @@ TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
   child.SetPosition(100);
   EXPECT_EQ((std::tuple{parent.SetChild(child), child.GetParent(), child.GetCurrentTime()}),
             std::tuple(uint32_t(QA_UPDATE), &parent, 300));
-}
-
-TEST(ObjectTree, PoSizClampsButSingleSettersDoNot) {
-  vemo v;
-  EXPECT_EQ(v.SetPoSiz(-5, 0), QA_CHANGED);
-  EXPECT_EQ(std::pair(v.GetPosition(), v.GetSize()), std::pair(0, 1));
-  v.SetPosition(-5);
-  v.SetSize(-7);
-  EXPECT_EQ(std::pair(v.GetPosition(), v.GetSize()), std::pair(-5, -7));
+  // SetPoSiz clamps, the single setters do not.
+  EXPECT_EQ((std::tuple{child.SetPoSiz(-5, 0), child.GetPosition(), child.GetSize()}),
+            std::tuple(uint32_t(QA_CHANGED), 0, 1));
+  child.SetPosition(-5);
+  child.SetSize(-7);
+  EXPECT_EQ(std::pair(child.GetPosition(), child.GetSize()), std::pair(-5, -7));
 }
 
 TEST(ObjectTree, DirtyMarksEveryAncestorExitQueryActionOnlyItself) {
