@@ -95,16 +95,13 @@ TEST(KeyRGB, ToleranceZeroKeysOnlyTheColourSkipsTransparentAndBoundsSaturate) {
             (std::vector<int>{0, 0, 255, 255, 255}));
 }
 
-TEST(KeyChroma, ConversionTruncatesTowardZeroAndWrapsAsAByte) {
+TEST(KeyChroma, ConversionTruncatesAndWrapsAndTheUpperUBoundIsTheVBound) {
   // (-5 * 10) / 32 is -1, not the floor -2; (-9 * 20) / 32 is -5, not -6. 16 + 512 / 2 = 272 wraps to 16.
   using namespace fxkernels;
   EXPECT_EQ(std::vector<int>({ChromaU(10, 20, 30), ChromaY(10, 20, 30), ChromaV(10, 20, 30), ChromaY(255, 255, 255),
                               ChromaU(255, 255, 255), ChromaV(255, 255, 255), ChromaU(0, 0, 255), ChromaV(0, 255, 0),
                               ChromaY(0, 512, 0)}),
             std::vector<int>({135, 30, 124, 233, 129, 129, 239, 33, 16}));
-}
-
-TEST(KeyChroma, UpperUBoundIsTheVBound) {
   // Pure blue: U 239 above V 113. With chroma tolerance 0 the U test is 239 <= U <= 113: nothing
   // is keyed, not even the key colour itself.
   const chromakey blue{0, 0, 255, 0, 0};
@@ -138,48 +135,33 @@ TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
   EXPECT_EQ(bright(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
 }
 
-
-TEST(KeyCircle, ZonesAndRampsOnSquaredDistanceAndEqualRadii) {
+TEST(ShapeKeysByHand, CircleRectAndOvalZonesAndRamps) {
   expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
-               {
-                   {7, 5, 255, 255, 0},   // d 4 = inner
-                   {8, 5, 255, 0, 255},   // d 9 = outer
-                   {7, 6, 255, 204, 51},  // d 5: (9-5)*255/5, (5-4)*255/5
-                   {6, 7, 100, 100, 51},  // d 5 with alpha 100 below the ramp
-                   {7, 7, 255, 51, 204},  // d 8
-                   {0, 0, 255, 0, 255},   // corner
-                   {8, 6, 0, 0, 0},       // transparent stays transparent
-               });
+               {{7, 5, 255, 255, 0},    // d 4 = inner
+                {8, 5, 255, 0, 255},    // d 9 = outer
+                {7, 6, 255, 204, 51},   // d 5: (9-5)*255/5, (5-4)*255/5
+                {6, 7, 100, 100, 51},   // d 5 with alpha 100 below the ramp
+                {0, 0, 255, 0, 255},    // corner
+                {8, 6, 0, 0, 0}});      // transparent stays transparent
   // Equal radii, outer = inner = 9: no ramp; the plain key keys d >= 9, the inverted one d <= 9.
   expect_shape(fxkernels::KeyCircle, 10, 10, 0.5, 0.5,
                {{8, 5, 255, 0, 0}, {7, 7, 255, 255, 0}, {5, 9, 255, 0, 255}, {5, 5, 255, 255, 0}});
-}
-
-TEST(KeyRect, ScaledRowsAndPlainDistances) {
-  // 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
+  // Rect, 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
   expect_shape(fxkernels::KeyRect, 20, 10, 0.5, 1.0,
-               {
-                   {16, 5, 255, 204, 51},  // dx 6
-                   {10, 8, 255, 204, 51},  // dy 6
-                   {13, 7, 255, 255, 0},   // dx 3, dy 4
-                   {15, 5, 255, 255, 0},   // d 5 = inner
-                   {0, 5, 255, 0, 255},    // dx 10 = outer
-                   {10, 0, 255, 0, 255},   // dy 10
-                   {19, 9, 255, 51, 204},  // dx 9, dy 8: d 9
-               });
-}
-
-TEST(KeyOval, CircleWithTheVerticalOffsetScaled) {
-  // 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32; dy = (y - 5) * 2.
+               {{16, 5, 255, 204, 51},   // dx 6
+                {10, 8, 255, 204, 51},   // dy 6
+                {13, 7, 255, 255, 0},    // dx 3, dy 4
+                {15, 5, 255, 255, 0},    // d 5 = inner
+                {0, 5, 255, 0, 255},     // dx 10 = outer
+                {19, 9, 255, 51, 204}});  // dx 9, dy 8: d 9
+  // Oval, 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32; dy = (y - 5) * 2.
   expect_shape(fxkernels::KeyOval, 20, 10, 0.5, 0.25,
-               {
-                   {10, 9, 255, 0, 255},    // dy 8: d 64
-                   {10, 8, 255, 223, 31},   // dy 6: d 36, 28*255/32 and 4*255/32
-                   {15, 5, 255, 255, 0},    // d 25
-                   {17, 5, 255, 119, 135},  // d 49: 15*255/32, 17*255/32
-                   {18, 5, 255, 0, 255},    // d 64
-                   {10, 1, 255, 0, 255},    // dy -8
-               });
+               {{10, 9, 255, 0, 255},     // dy 8: d 64
+                {10, 8, 255, 223, 31},    // dy 6: d 36, 28*255/32 and 4*255/32
+                {15, 5, 255, 255, 0},     // d 25
+                {17, 5, 255, 119, 135},   // d 49: 15*255/32, 17*255/32
+                {18, 5, 255, 0, 255},     // d 64
+                {10, 1, 255, 0, 255}});   // dy -8
 }
 
 TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
