@@ -77,7 +77,7 @@ TEST_F(PlatformTest, DatasetValuesPersistAtomically) {
     EXPECT_EQ(e.path().filename().string().find(".XXXXXX"), std::string::npos);
 }
 
-TEST_F(PlatformTest, MakeDirectoryCreatesEveryLevelAndAppendsASeparator) {
+TEST_F(PlatformTest, FoldersFileNamesAndTempFiles) {
   char path[512];
   std::snprintf(path, sizeof path, "%s/a/b/c", dir.c_str());
   EXPECT_EQ((std::tuple{vemo::MakeDirectory(path), std::string(path), fs::is_directory(dir + "/a/b/c"),
@@ -88,9 +88,8 @@ TEST_F(PlatformTest, MakeDirectoryCreatesEveryLevelAndAppendsASeparator) {
     std::snprintf(path, sizeof path, "%s%s", dir.c_str(), bad);
     EXPECT_EQ(vemo::MakeDirectory(path), 0) << bad;
   }
-}
 
-TEST_F(PlatformTest, FileNamesTempFilesAndFolders) {
+  // File names, temporary files and folders.
   char name[128];
   vemo::SetNumberingFolder(12);
   EXPECT_EQ((std::pair{vemo::MakeFileName('v', 42, ".avi", name), std::string(name)}),

@@ -31,7 +31,7 @@ TEST(UIItem, InitNeedsSurfaceContextIdAndEnable) {
             std::tuple(true, &parent, 5, true));
 }
 
-TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
+TEST(UIItem, BaseCommandsTakeExactlyOneArgumentPathsSplitAtTheFirstDot) {
   UIItem item;
   item.SetID(336);
   // What a command answers; a refused one "no" and the result it left behind.
@@ -43,9 +43,8 @@ TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
             std::vector<std::string>({"336", "UIItem", "no ", "no "}));
   EXPECT_FALSE(item.Command("GetType", nullptr));
   EXPECT_EQ(item.UIItemResolve("anything"), nullptr);
-}
 
-TEST(UIItem, SplitPathsAtTheFirstDot) {
+  // Paths split at the first dot.
   for (auto [path, dot, head, tail] : {std::tuple{"mt", false, "mt", ""},
                                        {"intro.fx1.IDS_GREEN", true, "intro", "fx1.IDS_GREEN"},
                                        {".", true, "", ""}}) {

@@ -57,7 +57,7 @@ TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
                          rgba(100, 100, 100, 200)}));
 }
 
-TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
+TEST(AdjustMaskedAndMap, MixesByMaskAlphaNeverWritesTargetAlphaAndMapsThroughTables) {
   canvas mask(4, 1), target(4, 1, rgba(100, 150, 200, 77));
   mask.set({rgba(0, 0, 0, 0), rgba(0, 0, 0, 255), rgba(0, 0, 0, 128), rgba(0, 0, 0, 255)});
   adjustlevels l;
@@ -68,9 +68,8 @@ TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
   // Mask 128: (150*128 + 100*127) / 256 = 124; (150*128 + 150*127) / 256 = 149. The last is outside.
   EXPECT_EQ(target.pixels(), std::vector({rgba(100, 150, 200, 77), rgba(149, 149, 199, 77),
                                           rgba(124, 149, 199, 77), rgba(100, 150, 200, 77)}));
-}
 
-TEST(Map, TablesFallRiseAndFlatten) {
+  // Map tables fall, rise and flatten.
   fxkernels::maptables t;
   fxkernels::MakeMapTable(t.red, 255, 0);
   fxkernels::MakeMapTable(t.green, 0, 255);

@@ -55,24 +55,21 @@ TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCaseAndCarryTheirProperti
             std::vector<uint32_t>({3, 3, TF_COLOR_BLUE}));
 }
 
-TEST(TimefloatMgrDeclare, AtMost128Variables) {
+TEST(TimefloatMgrDeclare, AtMost128VariablesAndKindsMoveTheCurrentGroup) {
   auto m = NewMgr();
   for (int i = 0; i < 128; ++i)
     ASSERT_EQ(m->timefloatadd(("V" + std::to_string(i)).c_str(), 2000 + i, 0, 1, 0), 1);
   EXPECT_EQ(m->timefloatadd("V128", 3000, 0, 1, 0), 0);
   EXPECT_EQ(m->timefloatadd("V129", 3001, 0, 1, 0, 0, 0, 0), 1);  // refused, still 1
   EXPECT_EQ(std::pair(m->GetCount(), m->timefloatget("V129")), std::pair(128, -1));
-}
-
-TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
-  auto m = NewMgr();
   // Kinds 7 and 3 leave the group; kind 0, and 72 with neither bit 1 nor 2, move it to their ID.
+  auto k = NewMgr();
   for (auto [name, kind, group] : {std::tuple{"IDS_COLOR_FG", 7u, 0},
                                    {"IDS_COLOR_FG_R", 0u, 399},
                                    {"IDS_RED", 3u, 399},
                                    {"IDS_STR_ITALIC", 72u, 388}}) {
-    DeclareVariable(*m, name, kind);
-    EXPECT_EQ(m->GetCurrentGroup(), group) << name;
+    DeclareVariable(*k, name, kind);
+    EXPECT_EQ(k->GetCurrentGroup(), group) << name;
   }
 }
 
