@@ -88,7 +88,7 @@ TEST(TimefloatLookup, MatchesTheReferenceOnRandomKeySetsAfterAKill) {
         for (bool next : {false, true}) {
           int got = 0, want = 0;
           const bool found = next ? tf.GetNextValueTime(t, &got) : tf.GetPrevValueTime(t, &got);
-          ASSERT_EQ(std::pair(found, got), std::pair(RefNeighbour(ref, t, next, &want), want));
+          ASSERT_EQ(std::pair(found, got), (std::pair{RefNeighbour(ref, t, next, &want), want}));
         }
       }
     }
