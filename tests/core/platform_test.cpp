@@ -33,31 +33,26 @@ class PlatformTest : public ::testing::Test {
 };
 
 TEST(StringTable, KnownIdsAndEmptyOutsideTheRange) {
-  EXPECT_STREQ(vemo::GetStringPtr(45), "Source Left Edge");
-  EXPECT_STREQ(vemo::GetStringPtr(394), "Forground Color");  // spelled as the product shows it
-  EXPECT_STREQ(vemo::GetStringPtr(158), "Quantize Off");
-  EXPECT_STREQ(vemo::GetStringPtr(0), "");
-  EXPECT_STREQ(vemo::GetStringPtr(1024), "");
-  EXPECT_STREQ(vemo::GetStringPtr(-3), "");
+  // "Forground" is spelled as the product shows it.
+  for (auto [id, text] : {std::pair{45, "Source Left Edge"}, {394, "Forground Color"}, {158, "Quantize Off"},
+                          {0, ""}, {1024, ""}, {-3, ""}})
+    EXPECT_STREQ(vemo::GetStringPtr(id), text) << id;
   EXPECT_NE(vemo::GetStringPtr(1023), nullptr);
 }
 
 TEST_F(PlatformTest, MessageBoxesGoThroughTheDialogInterface) {
   headless_dialogs &d = HeadlessDialogs();
+  auto shown = [&d] { return std::tuple<std::string, std::string, boxicon>(d.last_text, d.last_caption, d.last_icon); };
   EXPECT_FALSE(vemo::AskForOk("Caption", "Proceed?"));
   d.answer_yes = true;
-  EXPECT_TRUE(vemo::AskForOk("Caption", "Proceed?"));
-  EXPECT_EQ(d.last_caption, "Caption");
+  EXPECT_EQ((std::pair{vemo::AskForOk("Caption", "Proceed?"), d.last_caption}),
+            std::pair(true, std::string("Caption")));
   EXPECT_TRUE(vemo::AskForDelete(99));
-  EXPECT_EQ(d.last_text, "\n\n");
-  EXPECT_EQ(d.last_caption, "");
-  vemo::BoxError(nullptr, 45);
-  EXPECT_EQ(d.last_text, "Error");  // the body is the word, the caption the message
-  EXPECT_EQ(d.last_caption, "Source Left Edge");
-  EXPECT_EQ(d.last_icon, boxicon::exclamation);
+  EXPECT_EQ(std::pair(d.last_text, d.last_caption), std::pair(std::string("\n\n"), std::string()));
+  vemo::BoxError(nullptr, 45);  // the body is the word, the caption the message
+  EXPECT_EQ(shown(), std::tuple("Error", "Source Left Edge", boxicon::exclamation));
   vemo::BoxInfo(nullptr, 46);
-  EXPECT_EQ(d.last_text, "Info");
-  EXPECT_EQ(d.last_icon, boxicon::information);
+  EXPECT_EQ(shown(), std::tuple("Info", "Source Top Edge", boxicon::information));
 }
 
 TEST_F(PlatformTest, DatasetValuesPersistAtomically) {
@@ -68,40 +63,39 @@ TEST_F(PlatformTest, DatasetValuesPersistAtomically) {
     return std::pair(n, std::string(value));
   };
   EXPECT_EQ(get("Missing"), std::pair(0, std::string()));
-  EXPECT_EQ(vemo::SetDatasetValue("General", "LastProject", "/home/a/b=c.vmp"), 1);
-  EXPECT_EQ(vemo::SetDatasetValue("General", "Multi", "line one\nline\\two"), 1);
+  // Sub-keys become folders and cannot climb out of the store.
+  EXPECT_EQ(std::vector({vemo::SetDatasetValue("General", "LastProject", "/home/a/b=c.vmp"),
+                         vemo::SetDatasetValue("General", "Multi", "line one\nline\\two"),
+                         vemo::SetDatasetValue("Plugins\\..\\Export", "Format", "AVI")}),
+            std::vector({1, 1, 1}));
   EXPECT_EQ(get("LastProject"), std::pair(15, std::string("/home/a/b=c.vmp")));
   EXPECT_EQ(get("Multi"), std::pair(17, std::string("line one\nline\\two")));
   EXPECT_EQ(get("LastProject", 4).first, 0);  // too small
-  EXPECT_TRUE(fs::exists(dir + "/config/kor.vale.lab/General"));
-  // Sub-keys become folders and cannot climb out of the store.
-  EXPECT_EQ(vemo::SetDatasetValue("Plugins\\..\\Export", "Format", "AVI"), 1);
-  EXPECT_TRUE(fs::exists(dir + "/config/kor.vale.lab/Plugins/Export"));
-  for (const auto &e : fs::directory_iterator(dir + "/config/kor.vale.lab"))
+  const std::string store = dir + "/config/kor.vale.lab";
+  EXPECT_EQ(std::pair(fs::exists(store + "/General"), fs::exists(store + "/Plugins/Export")), std::pair(true, true));
+  for (const auto &e : fs::directory_iterator(store))
     EXPECT_EQ(e.path().filename().string().find(".XXXXXX"), std::string::npos);
 }
 
-TEST_F(PlatformTest, MakeDirectoryCreatesEveryLevelAndAppendsASeparator) {
+TEST_F(PlatformTest, FoldersFileNamesAndTempFiles) {
   char path[512];
   std::snprintf(path, sizeof path, "%s/a/b/c", dir.c_str());
-  EXPECT_EQ(vemo::MakeDirectory(path), 1);
-  EXPECT_EQ(std::string(path), dir + "/a/b/c/");
-  EXPECT_TRUE(fs::is_directory(dir + "/a/b/c"));
-  EXPECT_EQ(vemo::MakeDirectory(path), 1);  // existing is fine
-  std::ofstream(dir + "/file") << "x";
-  std::snprintf(path, sizeof path, "%s/file", dir.c_str());
-  EXPECT_EQ(vemo::MakeDirectory(path), 0);
-  std::snprintf(path, sizeof path, "%s/file/sub", dir.c_str());
-  EXPECT_EQ(vemo::MakeDirectory(path), 0);
-}
+  EXPECT_EQ((std::tuple{vemo::MakeDirectory(path), std::string(path), fs::is_directory(dir + "/a/b/c"),
+                        vemo::MakeDirectory(path)}),  // existing is fine
+            std::tuple(1, dir + "/a/b/c/", true, 1));
+  std::ofstream(dir + "/file") << "x";  // a file, or a path through one, is no folder
+  for (const char *bad : {"/file", "/file/sub"}) {
+    std::snprintf(path, sizeof path, "%s%s", dir.c_str(), bad);
+    EXPECT_EQ(vemo::MakeDirectory(path), 0) << bad;
+  }
 
-TEST_F(PlatformTest, FileNamesTempFilesAndFolders) {
+  // File names, temporary files and folders.
   char name[128];
   vemo::SetNumberingFolder(12);
-  EXPECT_TRUE(vemo::MakeFileName('v', 42, ".avi", name) && std::string(name) == "12/v0000042.avi") << name;
-  EXPECT_TRUE(vemo::MakeUrlName("http://example.invalid/m/", 'p', 7, ".jpg", name) &&
-              std::string(name) == "http://example.invalid/m/12/p0000007.jpg")
-      << name;
+  EXPECT_EQ((std::pair{vemo::MakeFileName('v', 42, ".avi", name), std::string(name)}),
+            std::pair(true, std::string("12/v0000042.avi")));
+  EXPECT_EQ((std::pair{vemo::MakeUrlName("http://example.invalid/m/", 'p', 7, ".jpg", name), std::string(name)}),
+            std::pair(true, std::string("http://example.invalid/m/12/p0000007.jpg")));
   vemo::SetNumberingFolder(0);
 
   setenv("TMPDIR", dir.c_str(), 1);
@@ -112,7 +106,7 @@ TEST_F(PlatformTest, FileNamesTempFilesAndFolders) {
   unsetenv("TMPDIR");
 
   const std::string exe = vemo::ExeDir();
-  EXPECT_TRUE(exe.back() == '/' && fs::exists(exe + "test_core")) << exe;
+  EXPECT_EQ(std::pair(exe.back(), fs::exists(exe + "test_core")), std::pair('/', true)) << exe;
 
   char s[] = "folder/";
   vemo::removelastchar(s, '/');
@@ -131,9 +125,11 @@ TEST(Dates, AsctimeFormWithNewline) {
 
 TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
   vemo v;
-  EXPECT_TRUE(!v.SetIcon((dir + "/missing.avi").c_str()) && v.GetIcon()->name == "dialog-question");
+  EXPECT_EQ((std::pair{v.SetIcon((dir + "/missing.avi").c_str()), v.GetIcon()->name}),
+            std::pair(false, std::string("dialog-question")));
   std::ofstream(dir + "/clip.avi") << "x";
-  EXPECT_TRUE(v.SetIcon((dir + "/clip.avi").c_str()) && v.GetIcon()->name == "video-x-generic");
+  EXPECT_EQ((std::pair{v.SetIcon((dir + "/clip.avi").c_str()), v.GetIcon()->name}),
+            std::pair(true, std::string("video-x-generic")));
   vemo copy(v);  // a copy holds its own icon, so the two destructors release two icons
   EXPECT_NE(copy.GetIcon(), v.GetIcon());
   EXPECT_EQ(copy.GetIcon()->name, "video-x-generic");
@@ -147,8 +143,8 @@ TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
 
 TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   EXPECT_TRUE(vemo::SetShellExtensions());
-  auto text = [](const std::string &path) {
-    const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
+  auto text = [](const std::string &p) {
+    const auto b = fixtures::ReadFileBytes(p);
     return std::string(b.begin(), b.end());
   };
   EXPECT_NE(text(dir + "/data/mime/packages/lumi-vaxel.xml").find("*.vmp"), std::string::npos);

@@ -29,21 +29,17 @@ TEST(SizedRecords, WriteThenReadRoundTripsLittleEndianBytes) {
   EXPECT_EQ(std::vector({back.a, back.b, back.c}), std::vector({1, -2, 0x01020304}));
 }
 
-TEST(SizedRecords, OlderShorterRecordLeavesNewFieldsZero) {
-  file_ptr f = FileWith({12, 0, 0, 0, 7, 0, 0, 0, 9, 0, 0, 0});
+TEST(SizedRecords, OlderShorterLeavesNewFieldsZeroNewerLongerIsRefusedAfterItsSize) {
   record_v2 r;
   std::memset(&r, 0x55, sizeof r);
-  ASSERT_EQ(vemo::SizedDataRead(f.get(), &r, sizeof r), 1);
-  EXPECT_EQ(r.size, 12u);  // the caller sees which version was read
-  EXPECT_EQ(std::vector({r.a, r.b, r.c}), std::vector({7, 9, 0}));
-}
-
-TEST(SizedRecords, NewerLongerRecordIsRefusedAfterItsSize) {
-  file_ptr f = FileWith({20, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0});
-  record_v2 r;
+  file_ptr older = FileWith({12, 0, 0, 0, 7, 0, 0, 0, 9, 0, 0, 0});
+  ASSERT_EQ(vemo::SizedDataRead(older.get(), &r, sizeof r), 1);
+  // The caller sees which version was read.
+  EXPECT_EQ(std::vector({r.size, uint32_t(r.a), uint32_t(r.b), uint32_t(r.c)}), std::vector<uint32_t>({12, 7, 9, 0}));
   std::memset(&r, 0x55, sizeof r);
-  EXPECT_EQ(vemo::SizedDataRead(f.get(), &r, sizeof r), 0);
-  EXPECT_EQ(std::ftell(f.get()), 4);  // only the size was consumed
+  file_ptr newer = FileWith({20, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0});
+  // Only the size is consumed, and the record is left zero.
+  EXPECT_EQ((std::pair{vemo::SizedDataRead(newer.get(), &r, sizeof r), std::ftell(newer.get())}), std::pair(0, 4L));
   const record_v2 zero{};
   EXPECT_EQ(std::memcmp(&r, &zero, sizeof r), 0);
 }

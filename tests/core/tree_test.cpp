@@ -13,7 +13,7 @@ class flagged : public vemo {
   uint32_t QueryAction(HWND, uint32_t, POINT, int) override { return answer; }
 };
 
-TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
+TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffsetAndExtentsClamp) {
   vemo root, arrangement, leaf;
   root.SetChild(arrangement);
   arrangement.SetPosition(50);
@@ -21,33 +21,28 @@ TEST(ObjectTree, LocalTimeIsParentTimeMinusPositionPlusOffset) {
   leaf.SetPosition(100);
   EXPECT_EQ(std::pair(root.GetRootTimeOffset(), leaf.GetRootTimeOffset()), std::pair(0, 150));
 
-  EXPECT_EQ(leaf.SetTime(1000), QA_UPDATE);  // acts on the root only
-  EXPECT_EQ(root.GetCurrentTime(), 1000);
-  EXPECT_EQ(leaf.MoveTime(-250), QA_UPDATE);
-  EXPECT_EQ(root.GetCurrentTime(), 750);
+  // Both act on the root only.
+  EXPECT_EQ((std::vector{leaf.SetTime(1000), uint32_t(root.GetCurrentTime()), leaf.MoveTime(-250),
+                         uint32_t(root.GetCurrentTime())}),
+            std::vector<uint32_t>({QA_UPDATE, 1000, QA_UPDATE, 750}));
 
   arrangement.SetCurrentTime(root.GetCurrentTime());
   leaf.SetCurrentTime(arrangement.GetCurrentTime());
   EXPECT_EQ(std::pair(arrangement.GetCurrentTime(), leaf.GetCurrentTime()), std::pair(700, 600));
-  EXPECT_EQ(leaf.ObjectOffset(&arrangement), -100);
-  EXPECT_EQ(leaf.GetRoot(), &root);
-}
+  EXPECT_EQ(std::pair(leaf.ObjectOffset(&arrangement), leaf.GetRoot()), std::pair(-100, &root));
 
-TEST(ObjectTree, SetChildHandsDownTimeAndContext) {
+  // SetChild hands down the time and the context.
   vemo parent, child;
   parent.SetCurrentTime(400);
   child.SetPosition(100);
-  EXPECT_EQ(parent.SetChild(child), QA_UPDATE);
-  EXPECT_TRUE(child.GetParent() == &parent && child.GetCurrentTime() == 300);
-}
-
-TEST(ObjectTree, PoSizClampsButSingleSettersDoNot) {
-  vemo v;
-  EXPECT_EQ(v.SetPoSiz(-5, 0), QA_CHANGED);
-  EXPECT_EQ(std::pair(v.GetPosition(), v.GetSize()), std::pair(0, 1));
-  v.SetPosition(-5);
-  v.SetSize(-7);
-  EXPECT_EQ(std::pair(v.GetPosition(), v.GetSize()), std::pair(-5, -7));
+  EXPECT_EQ((std::tuple{parent.SetChild(child), child.GetParent(), child.GetCurrentTime()}),
+            std::tuple(uint32_t(QA_UPDATE), &parent, 300));
+  // SetPoSiz clamps, the single setters do not.
+  EXPECT_EQ((std::tuple{child.SetPoSiz(-5, 0), child.GetPosition(), child.GetSize()}),
+            std::tuple(uint32_t(QA_CHANGED), 0, 1));
+  child.SetPosition(-5);
+  child.SetSize(-7);
+  EXPECT_EQ(std::pair(child.GetPosition(), child.GetSize()), std::pair(-5, -7));
 }
 
 TEST(ObjectTree, DirtyMarksEveryAncestorExitQueryActionOnlyItself) {
@@ -56,10 +51,10 @@ TEST(ObjectTree, DirtyMarksEveryAncestorExitQueryActionOnlyItself) {
   mid.SetChild(leaf);
   for (vemo *v : {&root, &mid, &leaf}) v->SetClean();
   EXPECT_EQ(mid.ExitQueryAction(QA_CHANGED), 144u);
-  EXPECT_TRUE(mid.isDirty() && !root.isDirty());
+  EXPECT_EQ(std::pair(mid.isDirty(), root.isDirty()), std::pair(1, 0));
   mid.SetClean();
-  EXPECT_EQ(leaf.Dirty(), 1);
-  EXPECT_TRUE(leaf.isDirty() && mid.isDirty() && root.isDirty());
+  EXPECT_EQ((std::vector{leaf.Dirty(), int(leaf.isDirty()), int(mid.isDirty()), int(root.isDirty())}),
+            std::vector({1, 1, 1, 1}));
 }
 
 TEST(ObjectTree, CaptureFollowsTheChildsFlags) {
@@ -71,24 +66,21 @@ TEST(ObjectTree, CaptureFollowsTheChildsFlags) {
   EXPECT_EQ(parent.GetCapturedChild(), &child);
   child.answer = QA_RELEASE;
   EXPECT_EQ(parent.ExitChildQueryAction(&rc, &child, nullptr, WM_LBUTTONUP, POINT{}, 0), 130u);
-  EXPECT_EQ(parent.GetCapturedChild(), nullptr);
-  EXPECT_EQ(parent.ExitQueryAction(QA_RELEASE), 130u);
-}
-
-TEST(ObjectTree, QueryCapMovTakesTheCapture) {
-  flagged v;
-  v.answer = QA_UPDATE;
-  EXPECT_EQ(v.QueryCapMov(nullptr, POINT{}, 0), QA_UPDATE | QA_CAPTURE);
-  EXPECT_TRUE(HeadlessDialogs().captured);
-  v.ExitQueryAction(QA_RELEASE);
+  EXPECT_EQ((std::pair{parent.GetCapturedChild(), parent.ExitQueryAction(QA_RELEASE)}),
+            std::pair(static_cast<vemo *>(nullptr), 130u));
+  // QueryCapMov takes the capture itself; a release gives it back.
+  child.answer = QA_UPDATE;
+  EXPECT_EQ((std::pair{child.QueryCapMov(nullptr, POINT{}, 0), HeadlessDialogs().captured}),
+            std::pair(uint32_t(QA_UPDATE | QA_CAPTURE), true));
+  child.ExitQueryAction(QA_RELEASE);
   EXPECT_FALSE(HeadlessDialogs().captured);
 }
 
 TEST(BusyCounter, NestsAndShowsTheWaitCursorUntilBalanced) {
-  EXPECT_TRUE(vemo::BusyStart() == 1 && HeadlessDialogs().cursor == cursorkind::wait);
-  EXPECT_EQ(vemo::BusyStart(), 2);
-  EXPECT_TRUE(vemo::BusyEnd() == 1 && HeadlessDialogs().cursor == cursorkind::wait);
-  EXPECT_TRUE(vemo::BusyEnd() == 0 && HeadlessDialogs().cursor == cursorkind::arrow);
+  auto cursor = [] { return HeadlessDialogs().cursor; };
+  EXPECT_EQ((std::tuple{vemo::BusyStart(), cursor(), vemo::BusyStart(), vemo::BusyEnd(), cursor(), vemo::BusyEnd(),
+                        cursor()}),
+            std::tuple(1, cursorkind::wait, 2, 1, cursorkind::wait, 0, cursorkind::arrow));
 }
 
 TEST(BusyCounterDeathTest, UnbalancedEndStopsTheProgram) {

@@ -20,18 +20,18 @@ TEST(UIItem, InitNeedsSurfaceContextIdAndEnable) {
   vemo parent;
   UIItem item;
   // Each of surfaces, context, ID and enable missing in turn; the item is left detached.
-  EXPECT_FALSE(item.UIItemInit(&parent, nullptr, &win, 5, 1) ||
-               item.UIItemInit(&parent, FakeSurfaceManager(), nullptr, 5, 1) ||
-               item.UIItemInit(&parent, FakeSurfaceManager(), &win, 0, 1) ||
-               item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 0));
-  EXPECT_TRUE(item.GetParent() == nullptr && item.GetID() == 0);
-  EXPECT_TRUE(item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 1));
-  EXPECT_TRUE(item.GetParent() == &parent && item.GetID() == 5);
-  UIItem root_item;
-  EXPECT_TRUE(root_item.UIItemInit(nullptr, FakeSurfaceManager(), &win, 7, 1));  // no parent is fine
+  EXPECT_EQ((std::vector{item.UIItemInit(&parent, nullptr, &win, 5, 1),
+                         item.UIItemInit(&parent, FakeSurfaceManager(), nullptr, 5, 1),
+                         item.UIItemInit(&parent, FakeSurfaceManager(), &win, 0, 1),
+                         item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 0)}),
+            std::vector(4, false));
+  EXPECT_EQ(std::pair(item.GetParent(), item.GetID()), std::pair(static_cast<vemo *>(nullptr), 0));
+  EXPECT_EQ((std::tuple{item.UIItemInit(&parent, FakeSurfaceManager(), &win, 5, 1), item.GetParent(), item.GetID(),
+                        UIItem().UIItemInit(nullptr, FakeSurfaceManager(), &win, 7, 1)}),  // no parent is fine
+            std::tuple(true, &parent, 5, true));
 }
 
-TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
+TEST(UIItem, BaseCommandsTakeExactlyOneArgumentPathsSplitAtTheFirstDot) {
   UIItem item;
   item.SetID(336);
   // What a command answers; a refused one "no" and the result it left behind.
@@ -43,9 +43,8 @@ TEST(UIItem, BaseCommandsTakeExactlyOneArgument) {
             std::vector<std::string>({"336", "UIItem", "no ", "no "}));
   EXPECT_FALSE(item.Command("GetType", nullptr));
   EXPECT_EQ(item.UIItemResolve("anything"), nullptr);
-}
 
-TEST(UIItem, SplitPathsAtTheFirstDot) {
+  // Paths split at the first dot.
   for (auto [path, dot, head, tail] : {std::tuple{"mt", false, "mt", ""},
                                        {"intro.fx1.IDS_GREEN", true, "intro", "fx1.IDS_GREEN"},
                                        {".", true, "", ""}}) {
@@ -59,10 +58,9 @@ TEST(UIItem, SplitPathsAtTheFirstDot) {
 TEST(UIItem, PrefsItemReadsAndWritesThePrefsDataSet) {
   UIItemPrefs prefs;
   char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(prefs.Command("Set Skin \"Dark Blue\"", result) && prefs.Command("Get Skin", result));
-  EXPECT_STREQ(result, "Dark Blue");
-  EXPECT_TRUE(prefs.Command("GetType", result));
-  EXPECT_STREQ(result, "UIItemPrefs");
+  EXPECT_EQ((std::tuple{prefs.Command("Set Skin \"Dark Blue\"", result), prefs.Command("Get Skin", result),
+                        std::string(result), prefs.Command("GetType", result), std::string(result)}),
+            std::tuple(true, true, "Dark Blue", true, "UIItemPrefs"));
 }
 
 // A parent that counts what its items tell it.
@@ -94,17 +92,17 @@ TEST(UIItemButton, FiresOnceOnAReleaseOverIt) {
   UIItemButtonNext b;
   Place(b, parent, 614, RECT{0, 0, 20, 10});
   EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 30), 0u);  // beside it
-  EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), QA_CAPTURE | QA_UPDATE);
-  EXPECT_EQ(b.UIGetState(), UIS_PRESSED);
+  EXPECT_EQ((std::pair{Send(b, WM_LBUTTONDOWN, 5), b.UIGetState()}),
+            std::pair(uint32_t(QA_CAPTURE | QA_UPDATE), UIS_PRESSED));
   Send(b, WM_MOUSEMOVE, 40);  // off and back while held
   EXPECT_EQ(b.UIGetState(), UIS_NORMAL);
   Send(b, WM_MOUSEMOVE, 6);
-  EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), QA_RELEASE | QA_UPDATE | QA_CHANGED);
-  EXPECT_EQ(std::pair(parent.told, parent.last), std::pair(1, 614));
-  EXPECT_EQ(Send(b, WM_LBUTTONUP, 6), 0u);  // no second release
+  // Told once; no second release.
+  EXPECT_EQ((std::tuple{Send(b, WM_LBUTTONUP, 6), parent.told, parent.last, Send(b, WM_LBUTTONUP, 6)}),
+            std::tuple(uint32_t(QA_RELEASE | QA_UPDATE | QA_CHANGED), 1, 614, 0u));
   // Released away from it: nothing is told.
   Send(b, WM_LBUTTONDOWN, 5);
-  EXPECT_TRUE(Send(b, WM_LBUTTONUP, 25) == (QA_RELEASE | QA_UPDATE) && parent.told == 1);
+  EXPECT_EQ((std::pair{Send(b, WM_LBUTTONUP, 25), parent.told}), std::pair(uint32_t(QA_RELEASE | QA_UPDATE), 1));
   b.UISetState(UIS_DISABLED);
   EXPECT_EQ(Send(b, WM_LBUTTONDOWN, 5), 0u);
 }
@@ -121,7 +119,7 @@ TEST(UIItemSlider, ADragMapsColumnsToValuesWithinTheBounds) {
     Send(s, WM_MOUSEMOVE, column);
     EXPECT_DOUBLE_EQ(s.UIGetValue(), value) << column;
   }
-  EXPECT_TRUE(Send(s, WM_MOUSEMOVE, 600) == 0 && parent.told == 4);  // still 20: nothing to tell
+  EXPECT_EQ((std::pair{Send(s, WM_MOUSEMOVE, 600), parent.told}), std::pair(0u, 4));  // still 20: nothing to tell
   EXPECT_EQ(Send(s, WM_LBUTTONUP, 500), QA_RELEASE | QA_UPDATE);
   Send(s, WM_MOUSEMOVE, 53);  // no longer held
   EXPECT_DOUBLE_EQ(s.UIGetValue(), 20.0);
@@ -140,10 +138,9 @@ TEST(UIItemEditRC, TakesTypedTextUntilEnterOrEscape) {
   for (char c : std::string("42")) Send(e, WM_CHAR, 0, c);  // the first replaces the text
   Send(e, WM_KEYDOWN, 0, VK_BACK);
   for (char c : std::string(".5")) Send(e, WM_CHAR, 0, c);
-  EXPECT_STREQ(e.UIGetText(), "4.5");
-  EXPECT_EQ(parent.told, 0);
+  EXPECT_EQ(std::pair(std::string(e.UIGetText()), parent.told), std::pair(std::string("4.5"), 0));
   EXPECT_EQ(Send(e, WM_KEYDOWN, 0, VK_RETURN), QA_UPDATE | QA_CHANGED);
-  EXPECT_TRUE(parent.told == 1 && !e.UIIsEditing());
+  EXPECT_EQ(std::pair(parent.told, e.UIIsEditing()), std::pair(1, false));
   // Escape, or a press elsewhere, takes the typing back.
   for (auto [message, x, key] :
        {std::tuple<uint32_t, int, int>{WM_KEYDOWN, 0, VK_ESCAPE}, {WM_LBUTTONDOWN, 200, 0}}) {
@@ -163,11 +160,10 @@ TEST(UIHelpers, PopAMenuAndSelectColorAnswerThroughTheDialogs) {
   d.choice_answer = 0;
   EXPECT_EQ(vemo::PopAMenu(nullptr, {{"Duplicate", 11}}, "Clip"), 0);
   pix32 p(0, 0, 1, 200);
-  EXPECT_TRUE(!vemo::SelectColor(nullptr, &p) && p.b == 1);  // cancelled: unchanged
-  d.colour_answer = 0x00FF8000;                              // blue 255, green 128, red 0
-  EXPECT_TRUE(vemo::SelectColor(nullptr, &p));
+  EXPECT_EQ((std::pair{vemo::SelectColor(nullptr, &p), p}), std::pair(false, pix32(0, 0, 1, 200)));  // cancelled
+  d.colour_answer = 0x00FF8000;  // blue 255, green 128, red 0; alpha kept
+  EXPECT_EQ((std::pair{vemo::SelectColor(nullptr, &p), p}), std::pair(true, pix32(0, 128, 255, 200)));
   d.colour_answer = -1;
-  EXPECT_EQ(p, pix32(0, 128, 255, 200));  // alpha kept
 }
 
 TEST(Poligon, FillsThePixelsWhoseCentresLieInside) {

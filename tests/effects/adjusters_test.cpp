@@ -27,11 +27,11 @@ TEST(AdjustColour, ShiftsSaturateAndDesaturationNeedsKAboveOne) {
   l.red = 50;
   l.blue = -255;
   // Saturation 255 (k 0) and 254 (k 1): no mixing step.
-  EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30, 9), l), rgba(60, 200, 0, 9));
-  l.saturation = 254;
-  EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30, 9), l), rgba(60, 200, 0, 9));
+  for (int saturation : {254, 255}) {
+    l.saturation = saturation;
+    EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30, 9), l), rgba(60, 200, 0, 9)) << saturation;
+  }
   l.red = 255;
-  l.saturation = 255;
   EXPECT_EQ(fxkernels::AdjustColour(rgba(10, 200, 30), l), rgba(255, 200, 0));
 
   // Saturation 0: pure red has L = 63 and every channel becomes 63 * 255 / 256 = 62.
@@ -51,13 +51,13 @@ TEST(Adjust, EveryPixelOfTheRectangleAlphaIncluded) {
   l.green = 20;
   l.opacity = 100;
   fxkernels::Adjust(c.locked(), RECT{0, 0, 3, 1}, l);
-  EXPECT_EQ(c.at(0, 0), rgba(100, 120, 100, 255));
-  EXPECT_EQ(c.at(1, 0), rgba(100, 120, 100, 100));  // alpha 0 is adjusted and raised too
-  EXPECT_EQ(c.at(3, 0), rgba(100, 100, 100, 200));  // outside the rectangle
-  EXPECT_EQ(c.at(0, 1), rgba(100, 100, 100, 200));
+  // Alpha 0 is adjusted and raised too; (3, 0) and (0, 1) are outside the rectangle.
+  EXPECT_EQ(std::vector({c.at(0, 0), c.at(1, 0), c.at(3, 0), c.at(0, 1)}),
+            std::vector({rgba(100, 120, 100, 255), rgba(100, 120, 100, 100), rgba(100, 100, 100, 200),
+                         rgba(100, 100, 100, 200)}));
 }
 
-TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
+TEST(AdjustMaskedAndMap, MixesByMaskAlphaNeverWritesTargetAlphaAndMapsThroughTables) {
   canvas mask(4, 1), target(4, 1, rgba(100, 150, 200, 77));
   mask.set({rgba(0, 0, 0, 0), rgba(0, 0, 0, 255), rgba(0, 0, 0, 128), rgba(0, 0, 0, 255)});
   adjustlevels l;
@@ -68,20 +68,17 @@ TEST(AdjustMasked, MixesByMaskAlphaAndNeverWritesTargetAlpha) {
   // Mask 128: (150*128 + 100*127) / 256 = 124; (150*128 + 150*127) / 256 = 149. The last is outside.
   EXPECT_EQ(target.pixels(), std::vector({rgba(100, 150, 200, 77), rgba(149, 149, 199, 77),
                                           rgba(124, 149, 199, 77), rgba(100, 150, 200, 77)}));
-}
 
-TEST(Map, TablesFallRiseAndFlatten) {
+  // Map tables fall, rise and flatten.
   fxkernels::maptables t;
   fxkernels::MakeMapTable(t.red, 255, 0);
-  EXPECT_EQ(t.red[0], 255);
-  EXPECT_EQ(t.red[128], 128);  // 255 + (-32640 / 256 = -127)
-  EXPECT_EQ(t.red[255], 1);    // 255 + (-65025 / 256 = -254)
   fxkernels::MakeMapTable(t.green, 0, 255);
-  EXPECT_EQ(t.green[255], 254);  // the default map is one step short of the identity at the top
-  EXPECT_EQ(t.green[1], 0);
   fxkernels::MakeMapTable(t.blue, 0, 0);
   fxkernels::MakeMapTable(t.alpha, 10, 20);
-  EXPECT_EQ(t.alpha[255], 19);
+  // Red 255 + (-32640 / 256 = -127) and 255 + (-65025 / 256 = -254); the default map (green) is one step
+  // short of the identity at the top.
+  EXPECT_EQ(std::vector({t.red[0], t.red[128], t.red[255], t.green[255], t.green[1], t.alpha[255]}),
+            std::vector<uint8_t>({255, 128, 1, 254, 0, 19}));
 
   canvas c(3, 1, rgba(0, 255, 77, 255));
   c.at(2, 0) = rgba(255, 1, 3, 0);
@@ -94,9 +91,8 @@ TEST(AlphaAdd, SaturatesBothWaysAndRaisesTransparent) {
   c.fill(rgba(5, 6, 7, 200));
   c.at(8, 0) = rgba(5, 6, 7, 0);
   fxkernels::AlphaAdd(c.locked(), RECT{0, 0, 9, 1}, 100);
-  EXPECT_EQ(c.at(0, 0), rgba(5, 6, 7, 255));
-  EXPECT_EQ(c.at(8, 0), rgba(5, 6, 7, 100));
-  EXPECT_EQ(c.at(0, 1).a, 200);
+  EXPECT_EQ(std::vector({c.at(0, 0), c.at(8, 0), c.at(0, 1)}),
+            std::vector({rgba(5, 6, 7, 255), rgba(5, 6, 7, 100), rgba(5, 6, 7, 200)}));
   fxkernels::AlphaAdd(c.locked(), RECT{0, 0, 9, 2}, -255);
   for (int x = 0; x < 9; ++x) EXPECT_EQ(c.at(x, 1).a, 0);
 }

@@ -34,21 +34,16 @@ TEST(VolumePan, GainsPerSideAndTruncationTowardZero) {
   EXPECT_EQ(one(*e, -32768, 32767), std::make_pair(-32768, 0));
   // Fewer than four bytes are no frame.
   int16_t in[2] = {5, 5}, out[2] = {7, 7};
-  EXPECT_TRUE(e->Process(in, out, 3) == 1 && out[0] == 7);
+  EXPECT_EQ((std::pair{e->Process(in, out, 3), int(out[0])}), std::pair(1, 7));
 }
 
-TEST(Compressor, CornerValuesAndMirroredNegatives) {
-  auto e = audio(514);
-  EXPECT_EQ(one(*e, 8192, 32767), std::make_pair(8191, 32767));  // trunc(0.25 * 32767)
-  EXPECT_EQ(one(*e, 16384, 0), std::make_pair(16383, 0));
-  EXPECT_EQ(one(*e, -32768, -8192), std::make_pair(-32767, -8191));
+TEST(Compressor, CornerValuesMirroredNegativesAndRereadsEvery441Frames) {
+  auto e = audio(514);  // 8191 is trunc(0.25 * 32767)
+  EXPECT_EQ(std::vector({one(*e, 8192, 32767), one(*e, 16384, 0), one(*e, -32768, -8192)}),
+            (std::vector<std::pair<int, int>>{{8191, 32767}, {16383, 0}, {-32767, -8191}}));
   e->SetTimeFloat(fxid::IDS_COMP1, 0.5);
   EXPECT_EQ(one(*e, 32767, -32768), std::make_pair(16383, -16383));
-}
-
-TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
-  // "High Band" 1.0 at 0 ms, 0.5 at 10 ms, 0.25 from 20 ms on.
-  auto e = audio(514);
+  // "High Band" 1.0 at 0 ms (replacing the key above), 0.5 at 10 ms, 0.25 from 20 ms on.
   for (auto [t, v] : {std::pair{0, 1.0}, {10, 0.5}, {20, 0.25}})
     e->FindTimeFloat(fxid::IDS_COMP1)->SetValue(t, v);
   std::vector<int16_t> in(2 * 900, 32767), out(in.size());
@@ -57,8 +52,7 @@ TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   EXPECT_EQ(std::vector({out[0], out[2 * 1], out[2 * 441 + 1], out[2 * 442]}),
             std::vector<int16_t>({32767, 16383, 16383, 8191}));
 
-  // Volume/pan steps the same way, from the effect's current time, over blocks long enough for
-  // the vector path: pan 0.5 halves the left side.
+  // Volume/pan steps the same way from its current time, in blocks for the vector path; pan 0.5 halves the left.
   auto v = audio(142);
   for (auto [t, g] : {std::pair{100, 1.0}, {110, 0.5}, {120, 0.25}})
     v->FindTimeFloat(fxid::IDS_VOLUME)->SetValue(t, g);
@@ -67,8 +61,7 @@ TEST(Compressor, ReadsAgainAfterFrameZeroAndEvery441Frames) {
   std::vector<int16_t> tone(2 * 901), got(tone.size());
   for (size_t i = 0; i < tone.size(); i += 2) tone[i] = 1001, tone[i + 1] = -1001;
   v->Process(tone.data(), got.data(), int(tone.size() * 2));
-  const std::pair<int, int> expect[] = {{500, -1001}, {250, -500}, {250, -500}, {125, -250}, {125, -250}};
-  const int frames[] = {0, 1, 441, 442, 900};  // 1001 * v * g, truncated
-  for (int k = 0; k < 5; ++k)
-    EXPECT_EQ(std::make_pair(int(got[2 * frames[k]]), int(got[2 * frames[k] + 1])), expect[k]) << frames[k];
+  // Frames 0, 1, 441, 442 and 900: 1001 * v * g, truncated.
+  EXPECT_EQ(std::vector({got[0], got[1], got[2], got[3], got[882], got[883], got[884], got[885], got[1800], got[1801]}),
+            std::vector<int16_t>({500, -1001, 250, -500, 250, -500, 125, -250, 125, -250}));
 }

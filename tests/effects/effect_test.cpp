@@ -34,38 +34,40 @@ TEST(EffectTable, HoldsEveryTypeOnceWithItsNameAndFactory) {
     std::unique_ptr<effect> e(t[i].kind == effectkind::video
                                   ? static_cast<effect *>(video(t[i].type).release())
                                   : effectAudio::EffectNew(t[i].type, nullptr, nullptr, nullptr));
-    ASSERT_TRUE(e && e->GetID() == t[i].type);
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->GetID(), t[i].type);
   }
   EXPECT_EQ(std::pair(video_rows, audio_rows), std::pair(59, 3));
   EXPECT_EQ(std::vector<std::string>({EffectName(292), EffectName(31), EffectName(12345)}),
             std::vector<std::string>({"Brightness Key", "Brightness Key", ""}));
   // The shown name is shared; the type tells the classes apart.
-  EXPECT_NE(dynamic_cast<effectAdjBright *>(video(292).get()), nullptr);
-  EXPECT_NE(dynamic_cast<effectKeyBright *>(video(31).get()), nullptr);
-  EXPECT_NE(dynamic_cast<effectKeyOvalI *>(video(243).get()), nullptr);
-  EXPECT_NE(dynamic_cast<effectAdjYUVI *>(video(255).get()), nullptr);
-  EXPECT_TRUE(!video(0) && !video(142));  // a sound type is not a video effect
-  EXPECT_EQ(effectAudio::EffectNew(28, nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ((std::vector<bool>{dynamic_cast<effectAdjBright *>(video(292).get()) != nullptr,
+                               dynamic_cast<effectKeyBright *>(video(31).get()) != nullptr,
+                               dynamic_cast<effectKeyOvalI *>(video(243).get()) != nullptr,
+                               dynamic_cast<effectAdjYUVI *>(video(255).get()) != nullptr}),
+            std::vector(4, true));
+  // A sound type is not a video effect, nor the reverse.
+  EXPECT_EQ((std::vector<bool>{video(0) == nullptr, video(142) == nullptr,
+                               effectAudio::EffectNew(28, nullptr, nullptr, nullptr) == nullptr}),
+            std::vector(3, true));
 }
 
 TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   auto e = video(28);
-  RECT r;
-  ASSERT_TRUE(e->IsActive() && e->GetEffectRect(720, 576, &r));
-  EXPECT_EQ(std::vector({r.left, r.top, r.right, r.bottom}), std::vector({0, 0, 720, 576}));
-  EXPECT_EQ(e->GetPluginBlock(), nullptr);
-
+  RECT r{};
+  EXPECT_EQ((std::tuple{e->IsActive(), e->GetEffectRect(720, 576, &r), r.right, r.bottom, e->GetPluginBlock()}),
+            std::tuple(true, true, 720, 576, static_cast<uint8_t *>(nullptr)));
+  EXPECT_EQ(std::pair(r.left, r.top), std::pair(0, 0));
   e->SetTimeFloat(fxid::IDS_EFFECT_TOGGLE, 0.4);
-  EXPECT_FALSE(e->IsActive());
+  EXPECT_EQ((std::vector{e->IsActive(), e->ResetEffect(), e->IsActive()}), std::vector({false, true, true}));
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_TOGGLE, false), "Effect Toggle Off");
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_ENABLE, false), "Effect Disabled");
-  EXPECT_TRUE(e->ResetEffect() && e->IsActive());
 }
 
 TEST(Effect, VariableIDsMatchTheDeclarationTable) {
   auto check = [](const char *key, int number) {
     const tfdecl *row = FindDeclaredVariable(key);
-    EXPECT_TRUE(row && row->id == number) << key;
+    EXPECT_EQ(row ? row->id : -1, number) << key;
   };
 #define VEMO_CHECK(key, number) check(#key, number);
   VEMO_EFFECT_SWITCH_VARIABLES(VEMO_CHECK)
@@ -94,26 +96,26 @@ TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {
             "IDS_EFFECT_LEVEL IDS_EFFECT_SWITCHES IDS_EFFECT_ENABLE IDS_EFFECT_TOGGLE ");
   std::unique_ptr<effectAudio> comp(effectAudio::EffectNew(514, nullptr, nullptr, nullptr));
   const timefloat *group = comp->FindTimeFloat("IDS_COMPRESS4");
-  ASSERT_TRUE(group && group->GetMaximum() == 1.0);
+  EXPECT_EQ(group ? group->GetMaximum() : -1, 1.0);
   EXPECT_EQ(comp->GetTimeFloatMgr().GetTimeFloatByIndex(4)->GetID(), fxid::IDS_COMP4);  // after the group
 
   // The chroma key declares its colour as members (kind 3), the RGB key as plain values.
-  auto chroma = video(29), rgb = video(28);
-  EXPECT_EQ(chroma->FindTimeFloat("IDS_RED")->GetKind(), 3u);
-  EXPECT_EQ(rgb->FindTimeFloat("IDS_RED")->GetKind(), 0u);
   // The enable switch holds one stepped value for the whole clip (kind 104 = 64 + 32 + 8).
-  EXPECT_EQ(chroma->FindTimeFloat("IDS_EFFECT_ENABLE")->GetKind(), 104u);
+  auto chroma = video(29);
+  EXPECT_EQ(std::vector({chroma->FindTimeFloat("IDS_RED")->GetKind(), video(28)->FindTimeFloat("IDS_RED")->GetKind(),
+                         chroma->FindTimeFloat("IDS_EFFECT_ENABLE")->GetKind()}),
+            std::vector({3u, 0u, 104u}));
   EXPECT_EQ(video(181)->GetTimeFloat(fxid::IDS_RADIUS_2), 0.25);
 }
 
 TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   plugtest::recording_dialogs d;
-  EXPECT_EQ(effectVideo::EffectSelect(nullptr, nullptr, true), 0);
-  EXPECT_EQ(d.title, "Effect");
+  EXPECT_EQ((std::pair{effectVideo::EffectSelect(nullptr, nullptr, true), d.title}),
+            std::pair(0, std::string("Effect")));
   // Every video type, the plugin effects last.
   ASSERT_EQ(d.offered.size(), 59u);
-  EXPECT_EQ(d.offered.front(), "Basic Effects > Opacity");
-  EXPECT_EQ(d.offered.back(), "Plugin Effects > Plugin Effects");
+  EXPECT_EQ(std::pair(d.offered.front(), d.offered.back()),
+            std::pair(std::string("Basic Effects > Opacity"), std::string("Plugin Effects > Plugin Effects")));
   const auto rgb = std::find(d.offered.begin(), d.offered.end(), "Video Effects > RGB Key Color Excluded");
   ASSERT_NE(rgb, d.offered.end());
   d.choice_answer = int(rgb - d.offered.begin()) + 1;
@@ -127,22 +129,17 @@ TEST(EffectSelect, OffersTheBuiltTypesByGroupAndReturnsTheChosenType) {
   EXPECT_EQ(effectAudio::EffectSelect(nullptr, nullptr, false), 142);
 }
 
-// ---- The effect record ----
-
 namespace {
 
 // Keys at two times on an effect's variables, so a round trip has something to carry.
 void animate(effectVideo &e) {
-  e.SetCurrentTime(0);
-  e.SetTimeFloat(fxid::IDS_RED, 0.25);
-  e.SetCurrentTime(1500);
-  e.SetTimeFloat(fxid::IDS_RED, 0.75);
-  e.SetTimeFloat(fxid::IDS_EFF_R, 0.5);
+  for (auto [t, id, v] :
+       {std::tuple{0, fxid::IDS_RED, 0.25}, {1500, fxid::IDS_RED, 0.75}, {1500, fxid::IDS_EFF_R, 0.5}})
+    e.SetCurrentTime(t), e.SetTimeFloat(id, v);
   e.Commit();
 }
 
-// A keyed effect (type 252) with a plugin block of `capacity` bytes, the first `count` of them
-// in use (none: the block is left empty and nothing keyed).
+// A keyed effect (type 252) with a plugin block of `capacity` bytes, `count` in use (0: empty, unkeyed).
 std::unique_ptr<effectVideo> with_block(uint32_t capacity, uint32_t count = 0) {
   auto e = video(252);
   EXPECT_TRUE(e->CreatePluginBlock(capacity));
@@ -169,34 +166,29 @@ TEST(EffectRecord, WithoutPluginBlockItIsTheVariableRecordAlone) {
   animate(*a);
   int ok = 0;
   const bytes saved = saved_of(*a, &ok);
-  EXPECT_EQ(ok, 1);
-  EXPECT_EQ(saved, SavedBytes([&](FILE *f) { return a->tfSave(f); }));
-
+  EXPECT_EQ(std::pair(ok, saved), std::pair(1, SavedBytes([&](FILE *f) { return a->tfSave(f); })));
+  // Loaded, it interpolates the keys and writes the same bytes again.
   auto b = video(28);
-  EXPECT_EQ(load(*b, saved), 1);
-  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 750), 0.5);
-  EXPECT_EQ(saved_of(*b), saved);  // saving the loaded effect writes the same bytes
+  EXPECT_EQ((std::tuple{load(*b, saved), b->GetTimeFloat(fxid::IDS_RED, 750), saved_of(*b)}),
+            std::tuple(1, 0.5, saved));
 }
 
 TEST(EffectRecord, PluginBlockOfExactlyTheCapacityRoundTrips) {
-  auto a = with_block(16, 16);
+  auto a = with_block(16, 16), b = with_block(16);
   const bytes saved = saved_of(*a);
   ASSERT_GE(saved.size(), 16u);
   EXPECT_EQ(Get<uint32_t>(saved, 0), 16u);  // the block's count leads the record
-  auto b = with_block(16);
-  EXPECT_EQ(load(*b, saved), 1);
-  EXPECT_EQ(std::memcmp(a->GetPluginBlock(), b->GetPluginBlock(), 16), 0);
-  EXPECT_EQ(b->GetTimeFloat(fxid::IDS_RED, 0), 0.25);
+  EXPECT_EQ((std::tuple{load(*b, saved), std::memcmp(a->GetPluginBlock(), b->GetPluginBlock(), 16),
+                        b->GetTimeFloat(fxid::IDS_RED, 0)}),
+            std::tuple(1, 0, 0.25));
   // A block whose count uses only part of the capacity writes only that part.
   EXPECT_EQ(saved_of(*with_block(16, 9)).size(), saved.size() - 7);
-}
-
-TEST(EffectRecord, OneByteBeyondTheCapacityIsRefusedAndTheVariablesStillLoad) {
-  auto b = with_block(16);
-  EXPECT_EQ(load(*b, saved_of(*with_block(17, 17))), 0);
-  EXPECT_TRUE(block_is_zero(*b, 16));
-  EXPECT_EQ(std::pair(b->GetTimeFloat(fxid::IDS_RED, 0), b->GetTimeFloat(fxid::IDS_RED, 1500)),
-            std::pair(0.25, 0.75));
+  // One byte beyond the capacity is refused; the block stays zero and the variables still load.
+  auto c = with_block(16);
+  EXPECT_EQ(load(*c, saved_of(*with_block(17, 17))), 0);
+  EXPECT_EQ((std::tuple{block_is_zero(*c, 16), c->GetTimeFloat(fxid::IDS_RED, 0),
+                        c->GetTimeFloat(fxid::IDS_RED, 1500)}),
+            std::tuple(true, 0.25, 0.75));
 }
 
 TEST(EffectRecord, DamagedRecordsFailCleanly) {
@@ -212,10 +204,9 @@ TEST(EffectRecord, DamagedRecordsFailCleanly) {
   bytes small = saved;
   Put<uint32_t>(small, 0, 3);
   EXPECT_EQ(load(*with_block(12), small), 0);
-  // A count beyond the capacity cannot be written.
+  // A count beyond the capacity cannot be written; a block too small for its count is not made.
   a->GetPluginBlock()[0] = 13;
   int ok = 1;
   saved_of(*a, &ok);
-  EXPECT_EQ(ok, 0);
-  EXPECT_FALSE(a->CreatePluginBlock(3));
+  EXPECT_EQ(std::pair(ok, a->CreatePluginBlock(3)), std::pair(0, false));
 }

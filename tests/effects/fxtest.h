@@ -16,8 +16,7 @@ inline std::unique_ptr<effectVideo> video(int type) {
   return std::unique_ptr<effectVideo>(effectVideo::EffectNew(type, nullptr, nullptr, nullptr));
 }
 
-// Gives every value variable of the effect (not a group header, the rectangle or the switches) a
-// random value within its bounds.
+// A random value within its bounds for every value variable (not a header, the rectangle or a switch).
 inline void randomise_variables(effectVideo &e, std::mt19937 &rng) {
   timefloatmgr &m = e.GetTimeFloatMgr();
   for (int i = 0; i < m.GetCount(); ++i) {

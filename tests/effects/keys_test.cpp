@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <random>
 
@@ -36,80 +37,6 @@ std::vector<int> keyed(void (*kernel)(const surf &, RECT, const Key &, bool), co
   return out;
 }
 
-}  // namespace
-
-TEST(KeyRGB, ToleranceZeroKeysOnlyTheColourSkipsTransparentAndBoundsSaturate) {
-  const std::vector<pix32> in = {rgba(100, 150, 200), rgba(101, 150, 200),    rgba(100, 149, 200),
-                                 rgba(100, 150, 201), rgba(100, 150, 200, 0), rgba(1, 2, 3, 0)};
-  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{100, 150, 200, 0, 0, 0}, false, in),
-            (std::vector<int>{0, 255, 255, 255, 0, 0}));
-  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{100, 150, 200, 0, 0, 0}, true, in),
-            (std::vector<int>{255, 0, 0, 0, 0, 0}));
-  // 250 + 26 would wrap to 20 as a byte; saturated it is 255. 10 - 26 saturates to 0.
-  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{250, 10, 128, 26, 26, 2}, false,
-                  {rgba(255, 0, 126), rgba(224, 36, 130), rgba(223, 0, 128), rgba(255, 37, 128),
-                   rgba(255, 0, 131)}),
-            (std::vector<int>{0, 0, 255, 255, 255}));
-}
-
-TEST(KeyChroma, ConversionTruncatesTowardZeroAndWrapsAsAByte) {
-  // (-5 * 10) / 32 is -1, not the floor -2; (-9 * 20) / 32 is -5, not -6.
-  EXPECT_EQ(fxkernels::ChromaU(10, 20, 30), 135);
-  EXPECT_EQ(fxkernels::ChromaY(10, 20, 30), 30);
-  EXPECT_EQ(fxkernels::ChromaV(10, 20, 30), 124);
-  EXPECT_EQ(fxkernels::ChromaY(255, 255, 255), 233);
-  EXPECT_EQ(fxkernels::ChromaU(255, 255, 255), 129);
-  EXPECT_EQ(fxkernels::ChromaV(255, 255, 255), 129);
-  EXPECT_EQ(fxkernels::ChromaU(0, 0, 255), 239);
-  EXPECT_EQ(fxkernels::ChromaV(0, 255, 0), 33);
-  // Out of byte range inputs wrap: 16 + 512 / 2 = 272 -> 16.
-  EXPECT_EQ(fxkernels::ChromaY(0, 512, 0), 16);
-}
-
-TEST(KeyChroma, UpperUBoundIsTheVBound) {
-  // Pure blue: U 239 above V 113. With chroma tolerance 0 the U test is 239 <= U <= 113: nothing
-  // is keyed, not even the key colour itself.
-  const chromakey blue{0, 0, 255, 0, 0};
-  const std::vector<pix32> in = {rgba(0, 0, 255), rgba(0, 0, 254)};
-  EXPECT_EQ(keyed(fxkernels::KeyChroma, blue, false, in), (std::vector<int>{255, 255}));
-  EXPECT_EQ(keyed(fxkernels::KeyChroma, blue, true, in), (std::vector<int>{0, 0}));
-
-  // Pure red: Y 83, U 89, V 239. Tolerance 10 allows U up to V's 249, not 99: (255, 0, 60) with
-  // Y 88, U 115, V 236 is keyed. A luma tolerance of 4 (Y 79..87) lets it go.
-  const chromakey red{255, 0, 0, 10, 10};
-  const chromakey tight{255, 0, 0, 10, 4};
-  const std::vector<pix32> near = {rgba(255, 0, 60), rgba(255, 0, 0), rgba(0, 0, 0, 7)};
-  EXPECT_EQ(keyed(fxkernels::KeyChroma, red, false, near), (std::vector<int>{0, 0, 7}));
-  EXPECT_EQ(keyed(fxkernels::KeyChroma, tight, false, near), (std::vector<int>{255, 0, 7}));
-  EXPECT_EQ(keyed(fxkernels::KeyChroma, tight, true, near), (std::vector<int>{0, 255, 0}));
-}
-
-TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
-  // Levels 127 and 51 given high first. Luma (b + r + 2g) / 4.
-  auto bright = [](dominance d, bool inv, const std::vector<pix32> &in) {
-    return keyed(fxkernels::KeyBright, brightkey{127, 51, d}, inv, in);
-  };
-  const std::vector<pix32> in = {
-      rgba(100, 100, 100),  // grey, luma 100: every dominance ties
-      rgba(0, 102, 0),      // luma 51, the low bound
-      rgba(0, 101, 0),      // luma 50
-      rgba(0, 254, 0),      // luma 127, the high bound
-      rgba(4, 254, 0),      // luma 128
-      rgba(101, 100, 100),  // red strictly largest, luma 100
-      rgba(100, 100, 101),  // blue strictly largest
-      rgba(50, 50, 50, 0),  // transparent
-  };
-  EXPECT_EQ(bright(dominance::none, false, in), (std::vector<int>{0, 0, 255, 0, 255, 0, 0, 0}));
-  EXPECT_EQ(bright(dominance::green, false, in), (std::vector<int>{0, 0, 255, 0, 255, 255, 255, 0}));
-  EXPECT_EQ(bright(dominance::red, false, in), (std::vector<int>{0, 255, 255, 255, 255, 0, 255, 0}));
-  EXPECT_EQ(bright(dominance::blue, false, in), (std::vector<int>{0, 255, 255, 255, 255, 255, 0, 0}));
-  EXPECT_EQ(bright(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
-}
-
-// ---- Shape keys ----
-
-namespace {
-
 // A 10 x 10 rectangle: centre (5, 5), m = 3, D = 18. Radii 0.5 / 0.25 give outer 9, inner 4.
 struct shapecase {
   int x, y, alpha_in, plain, inverted;
@@ -127,61 +54,7 @@ void expect_shape(Kernel k, int w, int h, double v1, double v2, const std::vecto
   }
 }
 
-}  // namespace
-
-TEST(KeyCircle, ZonesAndRampsOnSquaredDistance) {
-  expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
-               {
-                   {7, 5, 255, 255, 0},   // d 4 = inner
-                   {8, 5, 255, 0, 255},   // d 9 = outer
-                   {7, 6, 255, 204, 51},  // d 5: (9-5)*255/5, (5-4)*255/5
-                   {6, 7, 100, 100, 51},  // d 5 with alpha 100 below the ramp
-                   {7, 7, 255, 51, 204},  // d 8
-                   {0, 0, 255, 0, 255},   // corner
-                   {8, 6, 0, 0, 0},       // transparent stays transparent in every zone
-                   {6, 5, 0, 0, 0},
-                   {3, 6, 0, 0, 0},
-               });
-}
-
-TEST(KeyCircle, EqualRadiiMeanNoRampAndBothKeyTheBoundary) {
-  // outer = inner = 9: the plain key keys d >= 9, the inverted one d <= 9.
-  expect_shape(fxkernels::KeyCircle, 10, 10, 0.5, 0.5,
-               {{8, 5, 255, 0, 0}, {7, 7, 255, 255, 0}, {5, 9, 255, 0, 255}, {5, 5, 255, 255, 0}});
-}
-
-TEST(KeyRect, ScaledRowsAndPlainDistances) {
-  // 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
-  expect_shape(fxkernels::KeyRect, 20, 10, 0.5, 1.0,
-               {
-                   {16, 5, 255, 204, 51},  // dx 6
-                   {10, 8, 255, 204, 51},  // dy 6
-                   {13, 7, 255, 255, 0},   // dx 3, dy 4
-                   {15, 5, 255, 255, 0},   // d 5 = inner
-                   {0, 5, 255, 0, 255},    // dx 10 = outer
-                   {10, 0, 255, 0, 255},   // dy 10
-                   {19, 9, 255, 51, 204},  // dx 9, dy 8: d 9
-               });
-}
-
-TEST(KeyOval, CircleWithTheVerticalOffsetScaled) {
-  // 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32;
-  // dy = (y - 5) * 20 / 10.
-  expect_shape(fxkernels::KeyOval, 20, 10, 0.5, 0.25,
-               {
-                   {10, 9, 255, 0, 255},    // dy 8: d 64
-                   {10, 8, 255, 223, 31},   // dy 6: d 36, 28*255/32 and 4*255/32
-                   {15, 5, 255, 255, 0},    // d 25
-                   {17, 5, 255, 119, 135},  // d 49: 15*255/32, 17*255/32
-                   {18, 5, 255, 0, 255},    // d 64
-                   {10, 1, 255, 0, 255},    // dy -8
-               });
-}
-
-namespace {
-
-// The shape keys written as the plainest per-pixel walk over the zones, for comparison with the
-// run-splitting kernels.
+// The shape keys as the plainest per-pixel walk over the zones, against the run-splitting kernels.
 enum class shape { circle, oval, rect };
 
 void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv) {
@@ -205,7 +78,91 @@ void shape_reference(canvas &c, RECT r, shape sh, double v1, double v2, bool inv
     }
 }
 
+
 }  // namespace
+
+TEST(KeyRGB, ToleranceZeroKeysOnlyTheColourSkipsTransparentAndBoundsSaturate) {
+  const std::vector<pix32> in = {rgba(100, 150, 200), rgba(101, 150, 200),    rgba(100, 149, 200),
+                                 rgba(100, 150, 201), rgba(100, 150, 200, 0), rgba(1, 2, 3, 0)};
+  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{100, 150, 200, 0, 0, 0}, false, in),
+            (std::vector<int>{0, 255, 255, 255, 0, 0}));
+  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{100, 150, 200, 0, 0, 0}, true, in),
+            (std::vector<int>{255, 0, 0, 0, 0, 0}));
+  // 250 + 26 would wrap to 20 as a byte; saturated it is 255. 10 - 26 saturates to 0.
+  EXPECT_EQ(keyed(fxkernels::KeyRGB, rgbkey{250, 10, 128, 26, 26, 2}, false,
+                  {rgba(255, 0, 126), rgba(224, 36, 130), rgba(223, 0, 128), rgba(255, 37, 128),
+                   rgba(255, 0, 131)}),
+            (std::vector<int>{0, 0, 255, 255, 255}));
+}
+
+TEST(KeyChroma, ConversionTruncatesAndWrapsAndTheUpperUBoundIsTheVBound) {
+  // (-5 * 10) / 32 is -1, not the floor -2; (-9 * 20) / 32 is -5, not -6. 16 + 512 / 2 = 272 wraps to 16.
+  using namespace fxkernels;
+  EXPECT_EQ(std::vector<int>({ChromaU(10, 20, 30), ChromaY(10, 20, 30), ChromaV(10, 20, 30), ChromaY(255, 255, 255),
+                              ChromaU(255, 255, 255), ChromaV(255, 255, 255), ChromaU(0, 0, 255), ChromaV(0, 255, 0),
+                              ChromaY(0, 512, 0)}),
+            std::vector<int>({135, 30, 124, 233, 129, 129, 239, 33, 16}));
+  // Pure blue: U 239 above V 113. With chroma tolerance 0 the U test is 239 <= U <= 113: nothing
+  // is keyed, not even the key colour itself.
+  const chromakey blue{0, 0, 255, 0, 0};
+  const std::vector<pix32> in = {rgba(0, 0, 255), rgba(0, 0, 254)};
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, blue, false, in), (std::vector<int>{255, 255}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, blue, true, in), (std::vector<int>{0, 0}));
+
+  // Pure red: Y 83, U 89, V 239. Tolerance 10 allows U up to V's 249, not 99: (255, 0, 60) with
+  // Y 88, U 115, V 236 is keyed. A luma tolerance of 4 (Y 79..87) lets it go.
+  const chromakey red{255, 0, 0, 10, 10};
+  const chromakey tight{255, 0, 0, 10, 4};
+  const std::vector<pix32> near = {rgba(255, 0, 60), rgba(255, 0, 0), rgba(0, 0, 0, 7)};
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, red, false, near), (std::vector<int>{0, 0, 7}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, tight, false, near), (std::vector<int>{255, 0, 7}));
+  EXPECT_EQ(keyed(fxkernels::KeyChroma, tight, true, near), (std::vector<int>{0, 255, 0}));
+}
+
+TEST(KeyBright, LumaBoundsInclusiveInEitherOrderAndTiesDominate) {
+  // Levels 127 and 51 given high first. Luma (b + r + 2g) / 4.
+  auto bright = [](dominance d, bool inv, const std::vector<pix32> &in) {
+    return keyed(fxkernels::KeyBright, brightkey{127, 51, d}, inv, in);
+  };
+  // Grey (luma 100: every dominance ties); luma 51 (the low bound), 50, 127 (the high bound), 128;
+  // red strictly largest (luma 100); blue strictly largest; transparent.
+  const std::vector<pix32> in = {rgba(100, 100, 100), rgba(0, 102, 0),     rgba(0, 101, 0),     rgba(0, 254, 0),
+                                 rgba(4, 254, 0),     rgba(101, 100, 100), rgba(100, 100, 101), rgba(50, 50, 50, 0)};
+  EXPECT_EQ(bright(dominance::none, false, in), (std::vector<int>{0, 0, 255, 0, 255, 0, 0, 0}));
+  EXPECT_EQ(bright(dominance::green, false, in), (std::vector<int>{0, 0, 255, 0, 255, 255, 255, 0}));
+  EXPECT_EQ(bright(dominance::red, false, in), (std::vector<int>{0, 255, 255, 255, 255, 0, 255, 0}));
+  EXPECT_EQ(bright(dominance::blue, false, in), (std::vector<int>{0, 255, 255, 255, 255, 255, 0, 0}));
+  EXPECT_EQ(bright(dominance::green, true, in), (std::vector<int>{255, 255, 0, 255, 0, 0, 0, 0}));
+}
+
+TEST(ShapeKeysByHand, CircleRectAndOvalZonesAndRamps) {
+  expect_shape(fxkernels::KeyCircle, 10, 10, 0.25, 0.5,
+               {{7, 5, 255, 255, 0},    // d 4 = inner
+                {8, 5, 255, 0, 255},    // d 9 = outer
+                {7, 6, 255, 204, 51},   // d 5: (9-5)*255/5, (5-4)*255/5
+                {6, 7, 100, 100, 51},   // d 5 with alpha 100 below the ramp
+                {0, 0, 255, 0, 255},    // corner
+                {8, 6, 0, 0, 0}});      // transparent stays transparent
+  // Equal radii, outer = inner = 9: no ramp; the plain key keys d >= 9, the inverted one d <= 9.
+  expect_shape(fxkernels::KeyCircle, 10, 10, 0.5, 0.5,
+               {{8, 5, 255, 0, 0}, {7, 7, 255, 255, 0}, {5, 9, 255, 0, 255}, {5, 5, 255, 255, 0}});
+  // Rect, 20 x 10: centre (10, 5), hw 10; sizes 1 / 0.5 give outer 10, inner 5; dy = |(y-5)*20/10|.
+  expect_shape(fxkernels::KeyRect, 20, 10, 0.5, 1.0,
+               {{16, 5, 255, 204, 51},   // dx 6
+                {10, 8, 255, 204, 51},   // dy 6
+                {13, 7, 255, 255, 0},    // dx 3, dy 4
+                {15, 5, 255, 255, 0},    // d 5 = inner
+                {0, 5, 255, 0, 255},     // dx 10 = outer
+                {19, 9, 255, 51, 204}});  // dx 9, dy 8: d 9
+  // Oval, 20 x 10: centre (10, 5), m = 8, D = 128; radii 0.5 / 0.25 give outer 64, inner 32; dy = (y - 5) * 2.
+  expect_shape(fxkernels::KeyOval, 20, 10, 0.5, 0.25,
+               {{10, 9, 255, 0, 255},     // dy 8: d 64
+                {10, 8, 255, 223, 31},    // dy 6: d 36, 28*255/32 and 4*255/32
+                {15, 5, 255, 255, 0},     // d 25
+                {17, 5, 255, 119, 135},   // d 49: 15*255/32, 17*255/32
+                {18, 5, 255, 0, 255},     // d 64
+                {10, 1, 255, 0, 255}});   // dy -8
+}
 
 TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
   std::mt19937 rng(7);
@@ -220,9 +177,7 @@ TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
     r.right = r.left + 1 + std::abs(coord(rng));
     r.bottom = r.top + 1 + std::abs(coord(rng));
     const shape sh = shape(round % 3);
-    const auto kernel = sh == shape::circle ? fxkernels::KeyCircle
-                        : sh == shape::oval ? fxkernels::KeyOval
-                                            : fxkernels::KeyRect;
+    const auto kernel = std::array{fxkernels::KeyCircle, fxkernels::KeyOval, fxkernels::KeyRect}[round % 3];
     // Every fourth round the two values are equal: no ramp at all.
     const double v1 = val(rng), v2 = round % 4 == 0 ? v1 : val(rng);
     const bool inv = round % 2;

@@ -33,13 +33,13 @@ TEST(MatrixWalk, BlurKeepsAUniformAreaUniformAndTruncatesItsSize) {
   // used as 3, and 4 as 5 (90 / 25 = 3 two away).
   src.fill(grey(0));
   src.at(5, 4) = grey(90);
-  dst.fill(pix32());
-  blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 3.9);
-  blur->Process(src.kor(), dst.kor(), src.whole());
-  EXPECT_EQ(std::vector<int>({dst.at(6, 4).r, dst.at(7, 4).r}), std::vector({9, 0}));  // 10 * 255 >> 8
-  blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 4.0);
-  blur->Process(src.kor(), dst.kor(), src.whole());
-  EXPECT_EQ(dst.at(7, 4).r, 2);  // 3 * 255 >> 8
+  auto reds = [&](double size) {
+    blur->SetTimeFloat(fxid::IDS_MATRIX_SIZE, size);
+    blur->Process(src.kor(), dst.kor(), src.whole());
+    return std::vector<int>({dst.at(6, 4).r, dst.at(7, 4).r});
+  };
+  EXPECT_EQ(reds(3.9), std::vector({9, 0}));  // 10 * 255 >> 8
+  EXPECT_EQ(reds(4.0)[1], 2);                 // 3 * 255 >> 8
 }
 
 TEST(MatrixWalk, EdgeMapOfStepsWithTheTopRedDifferenceZero) {
@@ -113,8 +113,7 @@ TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
   smoother->SetTimeFloat(fxid::IDS_MATRIX_SIZE, 5.0);
   for (auto [level, soft] : {std::pair{0.0, 0.0}, {0.5, 1.0}, {1.0, 1.0}}) {
     smoother->SetTimeFloat(fxid::IDS_EFFECT_LEVEL, level);
-    dst.fill(rgba(5, 5, 5, 5));
-    want.fill(rgba(5, 5, 5, 5));
+    for (canvas *c : {&dst, &want}) c->fill(rgba(5, 5, 5, 5));
     ASSERT_EQ(smoother->Process(src.kor(), dst.kor(), src.whole()), 1);
     surf32 s = frame(src), w = frame(want);
     pixelator::RunKeyBlend(&s, &w, src.whole(), 5, soft);
@@ -123,9 +122,8 @@ TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
 }
 
 TEST(Interlace, OddTopStartsOnTheEvenRowAboveAndAnOddCountLeavesTheLastRow) {
-  // The reds of rows 0 to 4 are 10, 21, 40, 61, 80; each row shows the red column `column` ends with.
-  // Top 1 is odd: the walk starts at row 0. Four rows: the last odd row has no row below and is
-  // averaged with itself and row 2.
+  // Rows 0 to 4 are red 10, 21, 40, 61, 80. Top 1 is odd: the walk starts at row 0. Four rows: the last odd
+  // row has no row below and is averaged with itself and row 2.
   const struct {
     int type;
     RECT r;

@@ -1,5 +1,4 @@
-// Member scripts fetched from the member folder (here a local one behind a file:// address, so the
-// download runs without a server), kept as a ".lvs" cache and used from there afterwards.
+// Member scripts fetched from a file:// member folder, kept as a ".lvs" cache and used from there afterwards.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -54,6 +54,10 @@ class MacroObjects : public ::testing::Test {
 };
 
 void Key(vemotime *o, int id, int ms, double v) { o->GetTimeFloatMgr().timefloatset(id, ms, v); }
+clip *Named(clip *c, const char *name) {
+  c->SetName(name);
+  return c;
+}
 
 TEST_F(MacroObjects, SavesTheSameBytesAsTheApi) {
   vemoproject p;
@@ -65,8 +69,7 @@ TEST_F(MacroObjects, SavesTheSameBytesAsTheApi) {
   root->SetMakeRange(0, 6000);
   clip *pic = p.AddMedia(root, dir.file("picture.bmp").c_str(), 500, 2, 4000);
   ASSERT_NE(pic, nullptr);
-  pic->SetName("Pic");
-  pic->SetPosition(1000);
+  Named(pic, "Pic")->SetPosition(1000);
   pic->SetSize(4500);
   pic->SetTrack(3);
   pic->SetOffset(250);
@@ -74,18 +77,13 @@ TEST_F(MacroObjects, SavesTheSameBytesAsTheApi) {
   Key(pic, clipvar::IDS_DST_L, 2500, 0.3);
   Key(pic->VideoEffectAdd(29), fxid::IDS_GREEN, 0, 1);
   pic->VideoEffectAdd(103);
-  clip *title = p.AddGenerator(root, CLIP_SRC_TEXT, 0, 6000, 1);
-  title->SetName("Title");
+  clip *title = Named(p.AddGenerator(root, CLIP_SRC_TEXT, 0, 6000, 1), "Title");
   title->ClipSetText("Hello\nworld");
   Key(title, clipvar::IDS_STR_FONTSIZE, 1000, 24);
-  p.AddGenerator(root, CLIP_SRC_GRADIENT, 0, 6000, 5)->SetName("Back");
-  clip *inner = p.AddArrangement(root, 1000, 3000, 0);
-  inner->SetName("Inner");
-  clip *caption = p.AddGenerator(inner, CLIP_SRC_TEXT, 0, 2000, 0);
-  caption->SetName("Caption");
-  caption->ClipSetText("Inside");
-  clip *tone = p.AddMedia(root, dir.file("tone.wav").c_str(), 0, 6, 1000);
-  tone->SetName("Low tone");
+  Named(p.AddGenerator(root, CLIP_SRC_GRADIENT, 0, 6000, 5), "Back");
+  clip *inner = Named(p.AddArrangement(root, 1000, 3000, 0), "Inner");
+  Named(p.AddGenerator(inner, CLIP_SRC_TEXT, 0, 2000, 0), "Caption")->ClipSetText("Inside");
+  clip *tone = Named(p.AddMedia(root, dir.file("tone.wav").c_str(), 0, 6, 1000), "Low tone");
   root->SetAudioMaster(tone);
   tone->SetVideoMute(true);
   root->Commit();
@@ -133,35 +131,15 @@ TEST_F(MacroObjects, NamesReachChildrenEffectsAndVariables) {
 
 TEST_F(MacroObjects, RefusedCommandsSayWhyAndChangeNothing) {
   const std::string before = Saved(built, "before.vmp");
-  for (const char *bad : {"Pic Place 1",
-                          "Pic Place a 2",
-                          "Pic Place 1 0",
-                          "Pic SetOffset -1",
-                          "Pic SetOffset 99",
-                          "Pic AddEffect 99999",
-                          "Pic AddEffect Nothing",
-                          "Pic RemoveEffect fx9",
-                          "Pic Rename Title",
-                          "Pic MuteAudio maybe",
-                          "Pic AudioMaster",
-                          "Arrangement AddMedia X /nonexistent/x.bmp 1 0",
-                          "Arrangement AddText Pic 1 0 1",
-                          "Arrangement AddGradient G 1 0 0",
-                          "Arrangement SetFormat 641 480",
-                          "Arrangement SetFps 26",
-                          "Arrangement SetLength -2",
-                          "Arrangement Delete Nobody",
-                          "Arrangement Make out.xyz",
-                          "Arrangement Make out.avi from=2 to=1",
-                          "Arrangement Make out.avi codec=none",
-                          "Inner Frame 0 x.bmp",
-                          "Arrangement Frame 0 x.gif",
-                          "Arrangement Load /nonexistent.vmp",
-                          "Pic.IDS_DST_L SetKey x 1",
-                          "Pic.IDS_DST_L KillKey 3",
-                          "Title SetText",
-                          "Pic SetText hi",
-                          "Pic Fly"}) {
+  for (const char *bad :
+       {"Pic Place 1", "Pic Place a 2", "Pic Place 1 0", "Pic SetOffset -1", "Pic SetOffset 99", "Pic AddEffect 99999",
+        "Pic AddEffect Nothing", "Pic RemoveEffect fx9", "Pic Rename Title", "Pic MuteAudio maybe", "Pic AudioMaster",
+        "Arrangement AddMedia X /nonexistent/x.bmp 1 0", "Arrangement AddText Pic 1 0 1",
+        "Arrangement AddGradient G 1 0 0", "Arrangement SetFormat 641 480", "Arrangement SetFps 26",
+        "Arrangement SetLength -2", "Arrangement Delete Nobody",
+        "Arrangement Make out.xyz", "Arrangement Make out.avi from=2 to=1", "Arrangement Make out.avi codec=none",
+        "Inner Frame 0 x.bmp", "Arrangement Frame 0 x.gif", "Arrangement Load /nonexistent.vmp",
+        "Pic.IDS_DST_L SetKey x 1", "Pic.IDS_DST_L KillKey 3", "Title SetText", "Pic SetText hi", "Pic Fly"}) {
     const auto o = RunText(built.Root(), bad);
     EXPECT_FALSE(o.ok) << bad;
     EXPECT_NE(o.error.find(" failed"), std::string::npos) << bad << ": " << o.error;

@@ -22,21 +22,19 @@ std::unique_ptr<timefloatmgr> NewMgr(std::initializer_list<const char *> names =
   return m;
 }
 
-TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCase) {
+TEST(TimefloatMgrDeclare, NamesAreUniqueWithoutRegardToCaseAndCarryTheirProperties) {
   auto m = NewMgr();
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
   EXPECT_EQ(m->timefloatadd("IDS_VOLUME", 123, 0, 1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 0), 1);
-  EXPECT_TRUE(m->timefloatadd("ids_volume", 5, 0, 1, 1) == 0 && m->GetCount() == 1);
+  EXPECT_EQ((std::pair{m->timefloatadd("ids_volume", 5, 0, 1, 1), m->GetCount()}), std::pair(0, 1));
   EXPECT_EQ(std::vector({m->timefloatget("ids_Volume"), m->timefloatget(123), m->timefloatget("IDS_PAN"),
                          m->timefloatget(150), m->timefloatget(nullptr)}),
             std::vector({0, 0, -1, -1, -1}));
   EXPECT_EQ(m->GetTimeFloatPointer("IDS_PAN"), nullptr);
   EXPECT_EQ(m->timefloatadd(nullptr, 1, 0, 1, 0) + m->timefloatadd(std::string(256, 'x').c_str(), 1, 0, 1, 0),
             0);
-}
 
-TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
-  auto m = NewMgr();
+  // Properties, text and placement.
   vemo owner;
   m->Attach(&owner, nullptr, nullptr);
   m->timefloatadd("IDS_PAN", 150, -1, 1, 0);
@@ -44,7 +42,7 @@ TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
   timefloat *pan = m->GetTimeFloatPointer("IDS_PAN");
   ASSERT_NE(pan, nullptr);
   EXPECT_STREQ(pan->GetText(), "Pan");
-  EXPECT_TRUE(pan->GetGroupID() == 150 && pan->GetParent() == &owner);
+  EXPECT_EQ(std::pair(pan->GetGroupID(), pan->GetParent()), std::pair(150, &owner));
   EXPECT_STREQ(m->GetTimeFloatPointer("MY_OWN")->GetText(), "MY_OWN");  // no resource text
 
   m->timefloatadd("IDS_RED", 38, 0, 1, 0, TF_COLOR_RED, 0xFFFFFFFF, 0);
@@ -57,37 +55,34 @@ TEST(TimefloatMgrDeclare, PropertiesTextAndPlacement) {
             std::vector<uint32_t>({3, 3, TF_COLOR_BLUE}));
 }
 
-TEST(TimefloatMgrDeclare, AtMost128Variables) {
+TEST(TimefloatMgrDeclare, AtMost128VariablesAndKindsMoveTheCurrentGroup) {
   auto m = NewMgr();
   for (int i = 0; i < 128; ++i)
     ASSERT_EQ(m->timefloatadd(("V" + std::to_string(i)).c_str(), 2000 + i, 0, 1, 0), 1);
   EXPECT_EQ(m->timefloatadd("V128", 3000, 0, 1, 0), 0);
   EXPECT_EQ(m->timefloatadd("V129", 3001, 0, 1, 0, 0, 0, 0), 1);  // refused, still 1
-  EXPECT_TRUE(m->GetCount() == 128 && m->timefloatget("V129") == -1);
-}
-
-TEST(TimefloatMgrDeclare, KindsMoveTheCurrentGroup) {
-  auto m = NewMgr();
+  EXPECT_EQ(std::pair(m->GetCount(), m->timefloatget("V129")), std::pair(128, -1));
   // Kinds 7 and 3 leave the group; kind 0, and 72 with neither bit 1 nor 2, move it to their ID.
+  auto k = NewMgr();
   for (auto [name, kind, group] : {std::tuple{"IDS_COLOR_FG", 7u, 0},
                                    {"IDS_COLOR_FG_R", 0u, 399},
                                    {"IDS_RED", 3u, 399},
                                    {"IDS_STR_ITALIC", 72u, 388}}) {
-    DeclareVariable(*m, name, kind);
-    EXPECT_EQ(m->GetCurrentGroup(), group) << name;
+    DeclareVariable(*k, name, kind);
+    EXPECT_EQ(k->GetCurrentGroup(), group) << name;
   }
 }
 
 TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   auto m = NewMgr({"IDS_VOLUME", "IDS_PAN"});
-  EXPECT_EQ(m->timefloatset("IDS_NOPE", 0, 1) + m->timefloatset(999, 0, 1), 0);
-  EXPECT_FALSE(m->IsChanged());
-  EXPECT_EQ(m->timefloatget(999, 0), 0.0);
+  EXPECT_EQ((std::tuple{m->timefloatset("IDS_NOPE", 0, 1), m->timefloatset(999, 0, 1), m->IsChanged(),
+                        m->timefloatget(999, 0)}),
+            std::tuple(0, 0, false, 0.0));
 
   m->SetCurrentGroup(0);
-  EXPECT_EQ(m->timefloatset("ids_pan", 100, -0.5), 1);
-  EXPECT_TRUE(m->IsChanged() && m->GetCurrentGroup() == 150);
-  EXPECT_EQ(m->timefloatset(150, 300, 0.5), 1);
+  EXPECT_EQ((std::vector{m->timefloatset("ids_pan", 100, -0.5), m->timefloatset(150, 300, 0.5), int(m->IsChanged()),
+                         m->GetCurrentGroup()}),
+            std::vector({1, 1, 1, 150}));
   // No keys: the default.
   EXPECT_EQ(std::pair(m->timefloatget("IDS_PAN", 200), m->timefloatget(123, 200)), std::pair(0.0, 1.0));
   double v = 9, lo = 9, hi = 9;
@@ -101,11 +96,12 @@ TEST(TimefloatMgrValues, SetGetResetAndPendingEdits) {
   m->Revert();  // reaches every curve
   EXPECT_EQ(m->GetTimeFloatPointer(123)->HasValues(), 0);
 
-  EXPECT_EQ(std::pair(m->timefloatreset("IDS_PAN"), m->timefloatreset(777)), std::pair(1, 0));
-  EXPECT_EQ(m->GetTimeFloatPointer(150)->HasValues(), 0);
+  EXPECT_EQ((std::tuple{m->timefloatreset("IDS_PAN"), m->timefloatreset(777),
+                        m->GetTimeFloatPointer(150)->HasValues()}),
+            std::tuple(1, 0, 0));
   m->timefloatset(123, 50, 0.5);
   m->Reset();
-  EXPECT_TRUE(m->GetTimeFloatPointer(123)->HasValues() == 0 && m->GetCount() == 2);
+  EXPECT_EQ(std::pair(m->GetTimeFloatPointer(123)->HasValues(), m->GetCount()), std::pair(0, 2));
 }
 
 TEST(TimefloatMgrGroups, CountAndLookup) {
@@ -122,7 +118,7 @@ TEST(TimefloatMgrGroups, CountAndLookup) {
 
   auto &ui = HeadlessDialogs();
   ui.choice_answer = 2;
-  EXPECT_TRUE(m->QAPopGroups(nullptr) == QA_UPDATE && m->GetCurrentGroup() == 425);
+  EXPECT_EQ((std::pair{m->QAPopGroups(nullptr), m->GetCurrentGroup()}), std::pair(uint32_t(QA_UPDATE), 425));
   ui.choice_answer = 0;
   EXPECT_EQ(m->QAPopGroups(nullptr), 0u);
 }
@@ -139,13 +135,11 @@ TEST(TimefloatMgrResolve, ButtonsByNumberOrName) {
   for (const char *name : {"IDS_VOLUME", "0", "#613", static_cast<const char *>(nullptr)})
     EXPECT_EQ(m->UIItemResolve(name), nullptr);
 
-  // A copy has its own buttons.
-  timefloatmgr copy(*m);
+  timefloatmgr copy(*m);  // with its own buttons
   EXPECT_NE(copy.UIItemResolve("614"), next);
-  EXPECT_TRUE(copy.UIItemResolve("614")->GetParent() == &copy && copy.GetCount() == 1);
+  EXPECT_EQ(std::pair(copy.UIItemResolve("614")->GetParent(), copy.GetCount()),
+            std::pair(static_cast<vemo *>(&copy), 1));
 }
-
-// ---- The manager record ----
 
 bytes SaveMgr(timefloatmgr &m) {
   return SavedBytes([&](FILE *f) { return m.Save(f); });
@@ -156,8 +150,7 @@ TEST(TimefloatMgrFile, RecordLayout) {
   m->timefloatset(150, 10, 0.5);
   const bytes b = SaveMgr(*m);
   ASSERT_EQ(b.size(), 8u + 368u + 368u + 16u);
-  // Each curve's record as the curve writes it, in declaration order: header size, count, the
-  // curves' key counts, the key's time and value.
+  // Header size, count, each curve's key count (in declaration order), the key's time and value.
   EXPECT_EQ(Fields<int32_t>(b, {0, 4, 8 + 4, 8 + 368 + 4, 8 + 736}), (std::vector<int32_t>{8, 2, 0, 1, 10}));
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(b.data() + 8 + 368 + 32)), "IDS_PAN");
   EXPECT_EQ(Get<double>(b, 8 + 736 + 8), 0.5);
@@ -165,11 +158,8 @@ TEST(TimefloatMgrFile, RecordLayout) {
 
 TEST(TimefloatMgrFile, MatchesByNameOnly) {
   auto saved = NewMgr({"IDS_VOLUME", "IDS_PAN", "IDS_OPACITY", "IDS_SATURATION"});
-  for (auto [name, t, v] : {std::tuple{"IDS_VOLUME", 0, 0.25},
-                            {"IDS_VOLUME", 1000, 0.75},
-                            {"IDS_PAN", 500, -1.0},
-                            {"IDS_OPACITY", 40, 0.5},
-                            {"IDS_SATURATION", 7, 0.125}})
+  for (auto [name, t, v] : {std::tuple{"IDS_VOLUME", 0, 0.25}, {"IDS_VOLUME", 1000, 0.75}, {"IDS_PAN", 500, -1.0},
+                            {"IDS_OPACITY", 40, 0.5}, {"IDS_SATURATION", 7, 0.125}})
     saved->timefloatset(name, t, v);
   const bytes b = SaveMgr(*saved);
 
@@ -186,11 +176,11 @@ TEST(TimefloatMgrFile, MatchesByNameOnly) {
             std::pair(0.5, 0.125));
   const timefloat *pan = loaded->GetTimeFloatPointer("IDS_PAN");
   // Bounds and ID as declared, keys from the file.
-  EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0)}),
-            std::vector({-2.0, 1.5, -1.0}));
-  EXPECT_EQ(pan->Header().id, 150);
-  EXPECT_TRUE(!loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues() &&
-              !loaded->GetTimeFloatPointer("IDS_OPACITY"));
+  EXPECT_EQ(std::vector({pan->GetMinimum(), pan->GetDefault(), pan->GetValue(0), double(pan->Header().id)}),
+            std::vector({-2.0, 1.5, -1.0, 150.0}));
+  EXPECT_EQ(std::pair(loaded->GetTimeFloatPointer("IDS_SMOOTHING")->HasValues(),
+                      loaded->GetTimeFloatPointer("IDS_OPACITY")),
+            std::pair(0, static_cast<timefloat *>(nullptr)));
   EXPECT_FALSE(loaded->IsChanged());  // what was loaded is committed
 }
 
@@ -205,17 +195,14 @@ TEST(TimefloatMgrFile, BadHeadersAndStrayCurves) {
   src->timefloatset(123, 5, 0.5);
   bytes b = SaveMgr(*src);
   Put<int32_t>(b, 4, 2000000000);
-  EXPECT_EQ(m->Load(FileWith(b).get()), 1);
-  EXPECT_EQ(m->timefloatget(123, 5), 0.5);
+  EXPECT_EQ((std::pair{m->Load(FileWith(b).get()), m->timefloatget(123, 5)}), std::pair(1, 0.5));
 
   // A curve with a longer header than ours ends the loading; what was read stays.
   bytes two = SaveMgr(*src);
   Put<int32_t>(two, 4, 2);
-  bytes newer(400, 0);
-  Put<uint32_t>(newer, 0, 400);
-  two.insert(two.end(), newer.begin(), newer.end());
-  EXPECT_EQ(m->Load(FileWith(two).get()), 1);
-  EXPECT_EQ(m->timefloatget(123, 5), 0.5);
+  Put<uint32_t>(two, two.size(), 400);
+  two.resize(two.size() + 396);
+  EXPECT_EQ((std::pair{m->Load(FileWith(two).get()), m->timefloatget(123, 5)}), std::pair(1, 0.5));
 }
 
 TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
@@ -228,16 +215,14 @@ TEST(TimefloatMgrFile, EveryTruncationLoadsCleanly) {
     const int r = m->Load(FileWith(bytes(whole.begin(), whole.begin() + static_cast<long>(n))).get());
     EXPECT_EQ(r, n >= 8 ? 1 : 0) << n;
     if (r == 0) continue;
-    // Whatever arrived is a prefix of what was saved.
+    // Whatever arrived is a prefix of what was saved: the volume's two keys (0.25 first), then the opacity's.
     const int volume = m->GetTimeFloatPointer(123)->HasValues();
     const int opacity = m->GetTimeFloatPointer(104)->HasValues();
-    EXPECT_TRUE(volume <= 2 && opacity <= 1 && (!opacity || volume == 2)) << n;
-    EXPECT_TRUE(!volume || m->timefloatget(123, 0) == 0.25);
+    EXPECT_EQ(std::pair(volume, opacity), std::pair(opacity ? 2 : std::min(volume, 2), std::min(opacity, 1))) << n;
+    EXPECT_EQ(volume ? m->timefloatget(123, 0) : 0.25, 0.25) << n;
   }
   EXPECT_EQ(m->GetTimeFloatPointer(104)->HasValues(), 1);
 }
-
-// ---- Declared variables ----
 
 TEST(DeclaredVariables, TableIsConsistent) {
   size_t n = 0;
@@ -253,50 +238,46 @@ TEST(DeclaredVariables, TableIsConsistent) {
     const std::vector bounds({r.minimum, r.defaultvalue, r.maximum});
     if (r.kind == TF_KIND_GROUP)
       EXPECT_EQ(bounds, std::vector({0.0, 0.0, 0.0}));
+    else if (r.kind & TF_KIND_SWITCH)
+      EXPECT_EQ(std::pair(r.minimum, r.maximum), std::pair(0.0, 1.0));
     else
-      EXPECT_TRUE(r.minimum < r.maximum && std::is_sorted(bounds.begin(), bounds.end()));
-    EXPECT_TRUE(!(r.kind & TF_KIND_SWITCH) || (r.minimum == 0.0 && r.maximum == 1.0));
+      EXPECT_LT(r.minimum, r.maximum);
+    EXPECT_TRUE(std::is_sorted(bounds.begin(), bounds.end()));
   }
 }
 
 TEST(DeclaredVariables, RowsAsDeclared) {
-  EXPECT_EQ(FindDeclaredVariable("ids_dst_r")->id, 51);  // found without regard to case
-  EXPECT_EQ(FindDeclaredVariable("IDS_RED")->kind, 0u);
-  EXPECT_EQ(FindDeclaredVariable("IDS_RED", 3)->kind, 3u);
-  EXPECT_EQ(FindDeclaredVariable("IDS_RED", 7), nullptr);
-  EXPECT_EQ(FindDeclaredVariable("IDS_NOTHING"), nullptr);
-  EXPECT_EQ(DeclareVariable(*NewMgr(), "IDS_NOTHING"), 0);
+  // Found without regard to case; the kind picks among rows of one name.
+  EXPECT_EQ(std::vector({FindDeclaredVariable("ids_dst_r")->id, int(FindDeclaredVariable("IDS_RED")->kind),
+                         int(FindDeclaredVariable("IDS_RED", 3)->kind), DeclareVariable(*NewMgr(), "IDS_NOTHING")}),
+            std::vector({51, 0, 3, 0}));
+  EXPECT_EQ(std::vector({FindDeclaredVariable("IDS_RED", 7), FindDeclaredVariable("IDS_NOTHING")}),
+            std::vector<const tfdecl *>(2, nullptr));
 }
-
-// ---- Variable clipboard ----
 
 TEST(VariableClipboard, ByIDThenByName) {
   auto board = std::make_unique<tfcboard>();
   timefloat pan("IDS_PAN", -1, 1, 0), other("IDS_PAN", -1, 1, 0);
   for (timefloat *tf : {&pan, &other}) tf->SetID(150);
   pan.SetValue(0, 0.5);
-  EXPECT_FALSE(board->Check(&pan) || board->PasteTo(&other));
-  EXPECT_TRUE(board->CopyFrom(&pan) && board->Check(&other));
+  EXPECT_EQ((std::vector{board->Check(&pan), board->PasteTo(&other), board->CopyFrom(&pan), board->Check(&other)}),
+            std::vector({false, false, true, true}));
   other.SetCurrentTime(700);
-  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == 0.5);
+  EXPECT_EQ((std::pair{board->PasteTo(&other), other.GetValue(700)}), std::pair(true, 0.5));
   other.Revert();  // a paste is a pending edit
   EXPECT_EQ(other.HasValues(), 0);
+  pan.SetValue(0, -0.25);  // a second copy overwrites the entry
+  EXPECT_EQ((std::tuple{board->CopyFrom(&pan), board->CountByID(), board->PasteTo(&other), other.GetValue(700)}),
+            std::tuple(true, 1, true, -0.25));
 
-  pan.SetValue(0, -0.25);
-  EXPECT_TRUE(board->CopyFrom(&pan) && board->CountByID() == 1);  // overwrites its entry
-  EXPECT_TRUE(board->PasteTo(&other) && other.GetValue(700) == -0.25);
-
-  timefloat unnamed;
-  EXPECT_FALSE(board->CopyFrom(&unnamed));
-  timefloat a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
+  timefloat unnamed, a("my value", 0, 1, 0), b("MY VALUE", 0, 1, 0);
   a.SetValue(0, 0.75);
-  EXPECT_TRUE(board->CopyFrom(&a) && board->CountByName() == 1);
-  EXPECT_TRUE(board->PasteTo(&b) && b.GetValue(0) == 0.75);
-
+  EXPECT_EQ((std::tuple{board->CopyFrom(&unnamed), board->CopyFrom(&a), board->CountByName(), board->PasteTo(&b),
+                        b.GetValue(0)}),
+            std::tuple(false, true, 1, true, 0.75));
   // Names are kept to 63 characters.
-  const std::string longname(80, 'n');
-  timefloat l1(longname.c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
-  EXPECT_TRUE(board->CopyFrom(&l1) && board->Check(&l2));
+  timefloat l1(std::string(80, 'n').c_str(), 0, 1, 0), l2((std::string(63, 'n') + "zz").c_str(), 0, 1, 0);
+  EXPECT_EQ((std::pair{board->CopyFrom(&l1), board->Check(&l2)}), std::pair(true, true));
 }
 
 TEST(VariableClipboard, TablesHoldAThousandAndTwentyFourEntries) {

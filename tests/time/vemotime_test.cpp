@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "core/dialogs.h"
+#include "core/uiitems.h"
 #include "time/declared_vars.h"
 
 namespace {
 
-// The vtable slot of a virtual member function, read from its Itanium ABI representation
-// (1 + the byte offset into the vtable).
+// The vtable slot of a virtual member function, from its Itanium ABI form (1 + the byte offset).
 template <typename F>
 long Slot(F f) {
   uintptr_t rep[2];  // 1 + the offset, then the adjustment of `this`
@@ -71,13 +71,11 @@ std::pair<int, int> PoSiz(vemotime &o) { return {o.GetPosition(), o.GetSize()}; 
 TEST(TimedObject, OffsetTrimsTheHead) {
   auto obj = std::make_unique<vemotime>();
   obj->SetPoSiz(1000, 5000);
-  EXPECT_EQ(obj->SetOffset(300), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(PoSiz(*obj), std::pair(1300, 4700));
+  EXPECT_EQ((std::tuple{obj->SetOffset(300), PoSiz(*obj)}), std::tuple(uint32_t(QA_CHANGED), std::pair(1300, 4700)));
   obj->SetOffset(100);  // back out again: the head grows
   EXPECT_EQ(PoSiz(*obj), std::pair(1100, 4900));
   // Unlike the plain object's, a timed object's extent is not clamped.
-  EXPECT_EQ(obj->SetPoSiz(-5, 0), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(PoSiz(*obj), std::pair(-5, 0));
+  EXPECT_EQ((std::tuple{obj->SetPoSiz(-5, 0), PoSiz(*obj)}), std::tuple(uint32_t(QA_CHANGED), std::pair(-5, 0)));
   obj->MovePoSiz(20);
   EXPECT_EQ(obj->GetPosition(), 15);
 
@@ -97,8 +95,8 @@ TEST(TimedObject, LocalTimeReachesTheVariables) {
   EXPECT_EQ(std::vector({obj->GetCurrentTime(), obj->GetTimeFloatMgr().GetCurrentTime(),
                          obj->FindTimeFloat(45)->GetCurrentTime()}),
             std::vector({1800, 1800, 1800}));
-  EXPECT_EQ(obj->SetTimeFloat(45, 0.5), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(obj->SetTimeFloat(999, 0.5), 0u);
+  EXPECT_EQ(std::vector({obj->SetTimeFloat(45, 0.5), obj->SetTimeFloat(999, 0.5)}),
+            std::vector<uint32_t>({QA_CHANGED, 0}));
   EXPECT_EQ(obj->FindTimeFloat(45)->Keys()[0].time, 1800);
   EXPECT_EQ(std::vector({obj->CheckTimeFloat(45), obj->CheckTimeFloat(46), obj->CheckTimeFloat(999)}),
             std::vector({true, false, false}));
@@ -106,9 +104,8 @@ TEST(TimedObject, LocalTimeReachesTheVariables) {
   EXPECT_EQ(std::vector({obj->GetTimeFloat(45), obj->GetTimeFloat(45, 2800), obj->GetTimeFloat(999)}),
             std::vector({0.5, 1.0, 0.0}));
   double v = 0, lo = 9, hi = 9;
-  EXPECT_EQ(obj->GetTimeFloat(45, &v, &lo, &hi), 1);
-  EXPECT_EQ(v, 0.5);
-  EXPECT_EQ(obj->GetTimeFloat(999, &v, &lo, &hi), 0);
+  EXPECT_EQ((std::tuple{obj->GetTimeFloat(45, &v, &lo, &hi), v, obj->GetTimeFloat(999, &v, &lo, &hi)}),
+            std::tuple(1, 0.5, 0));
 }
 
 TEST(TimedObject, Commands) {
@@ -124,18 +121,15 @@ TEST(TimedObject, Commands) {
     EXPECT_STREQ(result, answer);
   }
 
-  // SetTime adds the positions up to the root; the offset then carries the object that much
-  // further into its material.
+  // SetTime adds the positions up to the root; the offset carries the object further into its material.
   EXPECT_TRUE(obj.Command("SetTime 2.25", result));
   EXPECT_EQ(std::vector(
                 {tree.root->GetCurrentTime(), obj.GetCurrentTime(), obj.GetTimeFloatMgr().GetCurrentTime()}),
             std::vector({2250 + 1300, 2250 + 300, 2250 + 300}));
-  EXPECT_FALSE(obj.Command("SetTime soon", result));
-  EXPECT_EQ(obj.GetCurrentTime(), 2550);
+  EXPECT_EQ((std::pair{obj.Command("SetTime soon", result), obj.GetCurrentTime()}), std::pair(false, 2550));
   obj.SetID(77);
   EXPECT_EQ(std::pair(obj.GetTimeFloatMgr().GetID(), obj.GetMTime().GetID()), std::pair(77, 77));
-  EXPECT_FALSE(obj.Command("GetTime now", result));
-  EXPECT_STREQ(result, "");
+  EXPECT_EQ((std::pair{obj.Command("GetTime now", result), std::string(result)}), std::pair(false, std::string()));
 }
 
 TEST(TimedObject, KeyDeletionAndStepping) {
@@ -162,41 +156,39 @@ TEST(TimedObject, KeyDeletionAndStepping) {
     EXPECT_EQ(next ? obj.NextTimeFloatTime(49) : obj.PrevTimeFloatTime(49), answer);
     EXPECT_EQ(obj.GetCurrentTime(), time);
   }
-  EXPECT_EQ(obj.DeletePreviousTimeFloatEntries(49), changed);
-  EXPECT_EQ(l->GetLoIndex(), 200);
-  EXPECT_EQ(obj.DeleteTimeFloatEntry(49), changed);
-  EXPECT_EQ(l->HasValues(), 2);
-  obj.NextTimeFloatTime(49);  // 300
-  EXPECT_EQ(obj.DeleteNextTimeFloatEntries(49), changed);
-  EXPECT_EQ(l->HasValues(), 1);
-  EXPECT_EQ(obj.NextTimeFloatTime(49), 0u);  // after the last key the time stays
-  EXPECT_EQ(obj.GetCurrentTime(), 300);
-  EXPECT_EQ(obj.NextTimeFloatTime(999), 0u);
-
-  EXPECT_EQ(obj.ResetTimeFloat(49), static_cast<uint32_t>(QA_CHANGED));
-  EXPECT_EQ(l->HasValues(), 0);
+  // At 200 the earlier key goes, then the one here.
+  EXPECT_EQ((std::vector<int>{int(obj.DeletePreviousTimeFloatEntries(49)), l->GetLoIndex(),
+                              int(obj.DeleteTimeFloatEntry(49)), l->HasValues()}),
+            std::vector<int>({int(changed), 200, int(changed), 2}));
+  obj.NextTimeFloatTime(49);  // at 300 the later ones go; after the last key the time stays
+  EXPECT_EQ((std::vector<int>{int(obj.DeleteNextTimeFloatEntries(49)), l->HasValues(), int(obj.NextTimeFloatTime(49)),
+                              obj.GetCurrentTime(), int(obj.NextTimeFloatTime(999)), int(obj.ResetTimeFloat(49)),
+                              l->HasValues()}),
+            std::vector<int>({int(changed), 1, 0, 300, 0, QA_CHANGED, 0}));
 }
 
 TEST(TimedObject, SelectingTheCurrentVariable) {
   auto obj = std::make_unique<vemotime>();
   EXPECT_EQ(obj->GuessCurrentTimeFloat(), 0);
   obj->RectCreateSource();
-  EXPECT_EQ(obj->SetCurrentTimeFloat(46), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 46);
-  EXPECT_TRUE(obj->SetCurrentTimeFloat(9999) == 0 && obj->GetCurrentTimeFloat() == 0);
-  EXPECT_EQ(obj->GuessCurrentTimeFloat(), 45);  // the group header is skipped
+  // An unknown ID leaves none current; a guess skips the group header.
+  EXPECT_EQ((std::vector<int>{int(obj->SetCurrentTimeFloat(46)), obj->GetCurrentTimeFloat(),
+                              int(obj->SetCurrentTimeFloat(9999)), obj->GetCurrentTimeFloat(),
+                              obj->GuessCurrentTimeFloat()}),
+            std::vector({int(QA_UPDATE), 46, 0, 0, 45}));
 
-  HeadlessDialogs().choice_answer = 3;  // the third variable, headers left out
-  EXPECT_EQ(obj->SelectCurrentTimeFloat(nullptr), static_cast<uint32_t>(QA_UPDATE));
-  EXPECT_EQ(obj->GetCurrentTimeFloat(), 47);
-  HeadlessDialogs().choice_answer = 0;
-  EXPECT_TRUE(obj->SelectCurrentTimeFloat(nullptr) == 0 && obj->GetCurrentTimeFloat() == 47);
+  // Chosen: the third variable, headers left out. Cancelled: it stays.
+  for (auto [choice, answer] : {std::pair{3, uint32_t(QA_UPDATE)}, {0, 0u}}) {
+    HeadlessDialogs().choice_answer = choice;
+    EXPECT_EQ((std::pair{obj->SelectCurrentTimeFloat(nullptr), obj->GetCurrentTimeFloat()}), std::pair(answer, 47));
+  }
 }
 
 TEST(TimedObject, Rectangles) {
   auto obj = std::make_unique<vemotime>();
   // The second destination request adds nothing.
-  EXPECT_TRUE(obj->RectCreateSource() && obj->RectCreateDestination() && obj->RectCreateDestination());
+  EXPECT_EQ((std::vector{obj->RectCreateSource(), obj->RectCreateDestination(), obj->RectCreateDestination()}),
+            std::vector({true, true, true}));
   timefloatmgr &m = obj->GetTimeFloatMgr();
   EXPECT_EQ(std::pair(m.GetCount(), m.GroupCount()), std::pair(10, 2));
   EXPECT_EQ(std::string(m.GetTimeFloatByIndex(0)->GetName()) + m.GetTimeFloatByIndex(5)->GetName(),
@@ -211,10 +203,11 @@ TEST(TimedObject, Rectangles) {
   EXPECT_EQ(obj->GetTimeRect(dst, 49, 50, 51, 52), 1);
   EXPECT_EQ(std::vector({dst.left, dst.top, dst.right, dst.bottom}),
             std::vector({-3.0, -0.5, 20.0, 2.0}));  // right clamped
-  EXPECT_EQ(obj->DeleteTimeRect(49, 50, 51, 52), static_cast<uint32_t>(QA_CHANGED | QA_UPDATE));
-  EXPECT_EQ(obj->FindTimeFloat(50)->HasValues(), 0);
+  EXPECT_EQ((std::pair{obj->DeleteTimeRect(49, 50, 51, 52), obj->FindTimeFloat(50)->HasValues()}),
+            std::pair(uint32_t(QA_CHANGED | QA_UPDATE), 0));
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
-  EXPECT_TRUE(obj->ResetTimeRect(49, 50, 51, 52) == QA_CHANGED && !obj->FindTimeFloat(49)->HasValues());
+  EXPECT_EQ((std::pair{obj->ResetTimeRect(49, 50, 51, 52), obj->FindTimeFloat(49)->HasValues()}),
+            std::pair(uint32_t(QA_CHANGED), 0));
 }
 
 TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
@@ -225,40 +218,34 @@ TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
   EXPECT_EQ(obj->Commit(), 1u);
   obj->SetTimeFloat(45, 0.25);
   obj->GetMTime().SetBPM(90);
-  EXPECT_EQ(obj->Revert(), 1u);
-  EXPECT_EQ(std::pair(obj->GetTimeFloat(45), obj->GetMTime().GetBPM()), std::pair(0.5, 120.0));
-  EXPECT_EQ(obj->Reset(), 1u);
-  EXPECT_EQ(std::pair(obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM()), std::pair(0, 60.0));
-  EXPECT_EQ(obj->GetTimeFloatMgr().GetCount(), 5);
+  EXPECT_EQ((std::tuple{obj->Revert(), obj->GetTimeFloat(45), obj->GetMTime().GetBPM()}), std::tuple(1u, 0.5, 120.0));
+  EXPECT_EQ((std::tuple{obj->Reset(), obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM(),
+                        obj->GetTimeFloatMgr().GetCount()}),
+            std::tuple(1u, 0, 60.0, 5));
 }
 
-TEST(TimedObject, Resolve) {
+TEST(TimedObject, ResolveAndCopies) {
   auto obj = std::make_unique<vemotime>();
   obj->RectCreateSource();
   EXPECT_EQ(obj->UIItemResolve("."), obj.get());
   for (const char *name : {"mt", "mt.336", "mt.tempo"})
     EXPECT_EQ(obj->UIItemResolve(name), &obj->GetMTime()) << name;
   UIItem *prefs = obj->UIItemResolve("prefs");
-  ASSERT_NE(prefs, nullptr);
-  EXPECT_TRUE(obj->UIItemResolve(".prefs") == prefs && obj->UIItemResolve("*.prefs") == prefs);
-  char result[UIITEM_RESULT_SIZE];
-  EXPECT_TRUE(prefs->Command("GetType", result));
-  EXPECT_STREQ(result, "UIItemPrefs");
+  ASSERT_NE(dynamic_cast<UIItemPrefs *>(prefs), nullptr);
+  EXPECT_EQ(std::pair(obj->UIItemResolve(".prefs"), obj->UIItemResolve("*.prefs")), std::pair(prefs, prefs));
   UIItem *help = obj->UIItemResolve("help");
-  ASSERT_TRUE(help && help != prefs);
+  ASSERT_NE(help, nullptr);
+  EXPECT_NE(help, prefs);
   // Application-wide: another object's ".help" is the same item.
-  EXPECT_TRUE(obj->UIItemResolve("*.help") == help && vemotime().UIItemResolve(".help") == help);
+  EXPECT_EQ(std::pair(obj->UIItemResolve("*.help"), vemotime().UIItemResolve(".help")), std::pair(help, help));
 
   EXPECT_EQ(obj->UIItemResolve("IDS_NEXTKEYFRAME")->GetID(), 614);
   EXPECT_EQ(obj->UIItemResolve("IDS_SRC_T"), obj->FindTimeFloat(46));
   for (const char *name : {"IDS_NOPE", "614", "something"})
     EXPECT_EQ(obj->UIItemResolve(name), nullptr) << name;
   EXPECT_FALSE(obj->rcDraw(nullptr, RECT{}));
-}
 
-TEST(TimedObject, CopiesOwnTheirMembers) {
-  auto obj = std::make_unique<vemotime>();
-  obj->RectCreateSource();
+  // Copies own their members.
   obj->SetTimeFloat(45, 0.5);
   auto copy = std::make_unique<vemotime>(*obj);
   for (UIItem *member :
