@@ -98,8 +98,10 @@ class timefloat : public UIItem {
   double GetMaximum() const { return data.maximum; }
   double GetDefault() const { return data.defaultvalue; }
   // v clamped to [minimum, maximum].
+  // A value that is no number (a damaged file's key, or keys at the ends of the double range
+  // interpolated into inf - inf) reads as the minimum.
   double BoundedValue(double v) const {
-    return v > data.maximum ? data.maximum : v < data.minimum ? data.minimum : v;
+    return v > data.maximum ? data.maximum : (v < data.minimum || v != v) ? data.minimum : v;
   }
 
   // ---- Reading and editing keys ----

@@ -1,6 +1,7 @@
 // Rectangles, float rectangles and the clip-time text forms.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,10 @@ TEST(FloatRect, ScaleToUnityTruncatesClipToUnityMovesThePartner) {
   EXPECT_TRUE(frect::ScaleToUnity(&f, 10, 4, &out));
   EXPECT_TRUE(Same(out, RECT{1, 1, 5, 4}));  // 5.5 truncates to 5
   // Negative, or 1 to 1.5: empty after truncation.
-  for (frect bad : {frect(-0.5, 0, 1, 1), frect(0.1, 0, 0.15, 1)})
+  // Edges from a damaged file: no number scales to 0, far past the int range to its end.
+  const double nan = std::nan(""), huge = 1e300;
+  for (frect bad : {frect(-0.5, 0, 1, 1), frect(0.1, 0, 0.15, 1), frect(0, nan, 1, nan), frect(0, 0, huge, nan),
+                    frect(-huge, 0, huge, 1)})
     EXPECT_FALSE(frect::ScaleToUnity(&bad, 10, 10, &out));
   // a spans -0.5 .. 1.5 horizontally; only its middle half is kept, so b keeps its middle half.
   frect a(-0.5, 0.0, 1.5, 1.0), b(0.0, 0.0, 1.0, 1.0);

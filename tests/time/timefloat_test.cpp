@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <climits>
 #include <map>
 #include <random>
@@ -107,6 +108,9 @@ TEST(TimefloatValue, WorkedExamples) {
   timefloat loud = Curve({{10, 5.0}});
   EXPECT_EQ(std::vector({loud.Keys()[0].value, loud.GetValue(10), loud.GetValue(-1000)}),
             std::vector({5.0, 1.0, 1.0}));
+  // No number reads as the minimum: a damaged key, or inf - inf between keys at the double range's ends.
+  EXPECT_EQ(std::vector({Curve({{0, std::nan("")}}).GetValue(0), Curve({{0, 1e308}, {10, -1e308}}).GetValue(5)}),
+            std::vector({0.0, 0.0}));
   // Keys at both ends of the time range: the differences exceed an int32.
   EXPECT_DOUBLE_EQ(Curve({{INT_MIN, 0.0}, {INT_MAX, 1.0}}).GetValue(0), 2147483648.0 / 4294967295.0);
 
