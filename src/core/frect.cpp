@@ -1,25 +1,13 @@
 // frect clipping and scaling.
 #include "core/frect.h"
 
-#include <cstdint>
-
-namespace {
-
-// Truncation toward zero, held at the int range; a value that is no number gives 0.
-int32_t ToPixel(double v) {
-  if (v != v) return 0;
-  if (v >= 2147483647.0) return INT32_MAX;
-  if (v <= -2147483648.0) return INT32_MIN;
-  return static_cast<int32_t>(v);
-}
-
-}  // namespace
+#include "core/saturate.h"
 
 int frect::ScaleToUnity(const frect *f, int w, int h, RECT *out) {
-  out->left = ToPixel(w * f->left);
-  out->top = ToPixel(h * f->top);
-  out->right = ToPixel(w * f->right);
-  out->bottom = ToPixel(h * f->bottom);
+  out->left = SaturateToInt(w * f->left);
+  out->top = SaturateToInt(h * f->top);
+  out->right = SaturateToInt(w * f->right);
+  out->bottom = SaturateToInt(h * f->bottom);
   return out->left < out->right && out->top < out->bottom && out->left >= 0 && out->top >= 0 &&
          out->right >= 0 && out->bottom >= 0;
 }

@@ -2,6 +2,7 @@
 // defaults, the layout of the children's rectangles and closing the gap of a deletion.
 #include <algorithm>
 
+#include "core/saturate.h"
 #include "engine/clip.h"
 #include "engine/editlog.h"
 
@@ -11,7 +12,6 @@ constexpr int kMinSpan = 30;
 constexpr int kMinBand = 10;
 constexpr int kMaxBand = 512;
 
-int32_t Clamp32(int64_t v) { return int32_t(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX)); }
 
 }  // namespace
 
@@ -25,7 +25,7 @@ uint32_t clip::ArrZoomIn() {
 
 uint32_t clip::ArrZoomOut() {
   if (visiblespan == GetSize()) return 0;
-  visiblespan = Clamp32(std::min<int64_t>(GetSize(), std::max<int64_t>(int64_t(visiblespan) * 2, kMinSpan)));
+  visiblespan = Saturate(std::min<int64_t>(GetSize(), std::max<int64_t>(int64_t(visiblespan) * 2, kMinSpan)));
   rememberedspan = visiblespan;
   rememberedstart = viewstart;
   return QA_UPDATE;
@@ -80,10 +80,10 @@ int clip::ClipResetArrangeSlider() {
   if (visiblespan > 0) return 1;
   const int start = GetPosition(), length = GetSize();
   // The start is counted twice on purpose; for the root, whose start is 0, this is its length.
-  visiblespan = Clamp32(int64_t(start) + length + start);
+  visiblespan = Saturate(int64_t(start) + length + start);
   viewstart = start;
   makestart = start;
-  makeend = Clamp32(int64_t(start) + length);
+  makeend = Saturate(int64_t(start) + length);
   return 1;
 }
 
@@ -94,7 +94,7 @@ uint32_t clip::ArrMakeSpace() {
     clip *c = children[i];
     if (c->track != gaptrack || c->GetPosition() < gapstart) continue;
     if (editlog *log = GetEditLog()) log->Changing(c);
-    c->SetPosition(Clamp32(int64_t(c->GetPosition()) - gaplength));
+    c->SetPosition(Saturate(int64_t(c->GetPosition()) - gaplength));
     r = QA_UPDATE;
   }
   gaptrack = -1;
@@ -111,15 +111,15 @@ RECT clip::ArrLayout(RECT area) {
     const int64_t e = s + c->GetSize();
     RECT r;
     if (width > 0) {
-      r.left = Clamp32(area.left + s * width / span);
-      r.right = Clamp32(area.left + e * width / span);
+      r.left = Saturate(area.left + s * width / span);
+      r.right = Saturate(area.left + e * width / span);
     } else {
       // Without a view: one pixel per millisecond, so overlaps in the layout are overlaps in time.
-      r.left = Clamp32(s);
-      r.right = Clamp32(e);
+      r.left = Saturate(s);
+      r.right = Saturate(e);
     }
-    r.top = Clamp32(int64_t(area.top) + int64_t(c->track) * bandheight);
-    r.bottom = Clamp32(int64_t(r.top) + bandheight);
+    r.top = Saturate(int64_t(area.top) + int64_t(c->track) * bandheight);
+    r.bottom = Saturate(int64_t(r.top) + bandheight);
     c->arrrect = r;
   }
   return area;
@@ -128,15 +128,15 @@ RECT clip::ArrLayout(RECT area) {
 int clip::ArrTimeAt(int x) const {
   const int64_t span = visiblespan > 0 ? visiblespan : std::max(size, 1);
   const int64_t width = int64_t(arrarea.right) - arrarea.left;
-  if (width <= 0) return Clamp32(int64_t(viewstart) + x);
-  return Clamp32(int64_t(viewstart) + (int64_t(x) - arrarea.left) * span / width);
+  if (width <= 0) return Saturate(int64_t(viewstart) + x);
+  return Saturate(int64_t(viewstart) + (int64_t(x) - arrarea.left) * span / width);
 }
 
 int clip::ArrXAt(int t) const {
   const int64_t span = visiblespan > 0 ? visiblespan : std::max(size, 1);
   const int64_t width = int64_t(arrarea.right) - arrarea.left;
-  if (width <= 0) return Clamp32(int64_t(t) - viewstart);
-  return Clamp32(arrarea.left + (int64_t(t) - viewstart) * width / span);
+  if (width <= 0) return Saturate(int64_t(t) - viewstart);
+  return Saturate(arrarea.left + (int64_t(t) - viewstart) * width / span);
 }
 
 clip::arrhit clip::ArrHitTest(POINT pt) {

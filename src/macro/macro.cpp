@@ -6,7 +6,6 @@
 
 #include <cctype>
 #include <chrono>
-#include <climits>
 #include <cmath>
 #include <cstdarg>
 #include <cstring>
@@ -19,6 +18,7 @@
 #include "core/commandline.h"
 #include "core/dialogs.h"
 #include "core/download.h"
+#include "core/saturate.h"
 #include "core/settings.h"
 #include "core/vemo.h"
 #include "engine/clip.h"
@@ -555,7 +555,7 @@ bool macro::InterpretToken(const std::string &token, std::string &out) {
     }
     if (strcasecmp(name.c_str(), "int") == 0) {
       // Truncation toward zero, held within the integer range.
-      const int i = std::isnan(v) ? 0 : v >= 2147483647.0 ? INT_MAX : v <= -2147483648.0 ? INT_MIN : int(v);
+      const int i = SaturateToInt(v);
       out = std::to_string(i);
       Log("%s converts to the integer \"%d\"...", token.c_str(), i);
       return true;

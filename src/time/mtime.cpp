@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "core/saturate.h"
+
 const int32_t mtime::QUANTIZATION_IDS[17] = {
     QUANTIZE_OFF,
     QUANTIZE_SEC100,
@@ -31,10 +33,6 @@ int32_t TruncToInt(double v) {
   if (!(v < 2147483648.0)) return INT32_MAX;
   if (!(v > -2147483649.0)) return INT32_MIN;
   return static_cast<int32_t>(v);
-}
-
-int32_t Saturate(int64_t v) {
-  return v > INT32_MAX ? INT32_MAX : v < INT32_MIN ? INT32_MIN : static_cast<int32_t>(v);
 }
 
 }  // namespace

@@ -10,14 +10,11 @@
 #include "core/commandline.h"
 #include "core/dialogs.h"
 #include "core/intarraytree.h"
+#include "core/saturate.h"
 #include "core/uiitems.h"
 #include "time/declared_vars.h"
 
 namespace {
-
-int32_t Saturate(int64_t v) {
-  return v > INT32_MAX ? INT32_MAX : v < INT32_MIN ? INT32_MIN : static_cast<int32_t>(v);
-}
 
 bool IsGroup(const timefloat &tf) { return (tf.GetKind() & TF_KIND_GROUP) == TF_KIND_GROUP; }
 
