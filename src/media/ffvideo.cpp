@@ -488,7 +488,8 @@ bool Show(ffvideo *v, KORSurface *dst) {
   std::memcpy(&space, &f->colorspace, sizeof space);
   bool full = range == AVCOL_RANGE_JPEG;
   const AVPixelFormat src = Unjpeg(static_cast<AVPixelFormat>(f->format), &full);
-  if (src == AV_PIX_FMT_BGR24 && f->width == dst->width && f->height == dst->height) return ShowBgr24(v, f, dst);
+  if (src == AV_PIX_FMT_BGR24 && f->width == dst->width && f->height == dst->height)
+    return ShowBgr24(v, f, dst);
   if (!v->sws || v->sws_w != f->width || v->sws_h != f->height || v->sws_fmt != src ||
       v->sws_dw != dst->width || v->sws_dh != dst->height || v->sws_full != int(full) ||
       v->sws_space != space) {
@@ -522,8 +523,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
   int strides[4] = {s.pitch * int(sizeof(pix32)), 0, 0, 0};
   // Video has no opacity of its own: alpha 0, as pictures without an alpha channel arrive.
   // The picture is converted in bands of source rows and each band's alpha cleared while its
-  // rows are still in the cache; whole pixels as words (little-endian 0xAARRGGBB).
-  using word = uint32_t __attribute__((may_alias));
+  // rows are still in the cache.
   constexpr int kBand = 16;  // a multiple of every vertical chroma subsampling
   int rows = 0;
   const AVPixFmtDescriptor *d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(f->format));
@@ -549,10 +549,7 @@ bool Show(ffvideo *v, KORSurface *dst) {
         sws_scale(v->sws, band, f->linesize, y, std::min(band_rows, f->height - y), planes, strides);
     if (n <= 0) continue;
     const int end = std::min(rows + n, s.height);
-    word *p = reinterpret_cast<word *>(s.bits + size_t(rows) * s.pitch);
-    const size_t count = size_t(end - rows) * size_t(s.pitch);
-    for (size_t i = 0; i < count; ++i) p[i] &= 0x00FFFFFFu;
-    rows = end;
+    for (; rows < end; ++rows) kernels::alpha_set_row(s.bits + size_t(rows) * s.pitch, s.pitch, 0);
   }
   surface::SurfaceDataUnlock(&s);
   if (rows <= 0) return false;

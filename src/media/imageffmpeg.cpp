@@ -11,6 +11,7 @@ extern "C" {
 
 #include "media/imagebytes.h"
 #include "media/imagecodecs.h"
+#include "media/kernels.h"
 #include "media/surface.h"
 
 using namespace imagebytes;
@@ -121,12 +122,9 @@ KORSurface *frame_to_surface(const AVFrame *f, bool transparency_only) {
           for (int x = 0; x < f->width; ++x) keep |= o[x].a != 255;
         }
       }
-      if (ok && !keep) {
-        for (int y = 0; y < f->height; ++y) {
-          pix32 *o = out.bits + size_t(out.pitch) * size_t(y);
-          for (int x = 0; x < f->width; ++x) o[x].a = 0;
-        }
-      }
+      if (ok && !keep)
+        for (int y = 0; y < f->height; ++y)
+          kernels::alpha_set_row(out.bits + size_t(out.pitch) * size_t(y), f->width, 0);
     }
   }
   surface::SurfaceDataUnlock(&out);
