@@ -105,6 +105,23 @@ TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
   kernels::LimitTier(best);
 }
 
+// An opaque 3 x 3 blur is a box filter with vector rows: every width's tail, the full level's
+// shortcut and the mixing levels.
+TEST(MatrixWalk, BoxRowsGiveThePlainWalksBytes) {
+  std::mt19937 rng(23);
+  for (int w = 1; w <= 19; ++w)
+    for (int level : {0, 1, 128, 254, 255}) {
+      canvas src(w, 3), fast(w, 3), plain(w, 3);
+      src.randomise(rng, true);
+      fast.randomise(rng);
+      plain.set(fast.pixels());
+      surf32 s = frame(src), f = frame(fast), p = frame(plain);
+      pixelator::RunSingleMatrix(&s, &f, src.whole(), 3, 3, pixelator::matrixBlurr, nullptr, uint8_t(level));
+      matrixwalk::Reference(&s, &p, src.whole(), 3, 3, pixelator::matrixBlurr, nullptr, uint8_t(level));
+      ASSERT_EQ(fast.pixels(), plain.pixels()) << "width " << w << " level " << level;
+    }
+}
+
 TEST(MatrixWalk, KeySmootherLevelIsSoftZeroOrOne) {
   std::mt19937 rng(4);
   canvas src(14, 10), dst(14, 10), want(14, 10);
