@@ -382,40 +382,87 @@ shapezones make_zones(int64_t outer, int64_t inner, bool inverted) {
   return z;
 }
 
+#if FX_SSE2
+// Below this divisor the ramp runs in doubles: d < 2^51, and (outer - d) * 255, (d - inner) * 255
+// and a * q are at most 256 * q < 2^53, so every value is an integer the doubles hold exactly.
+constexpr int64_t kVectorRampLimit = int64_t(1) << 44;
+
+// Ramp pixels x .. end four at a step: the level is the quotient of exactdiv, found the same way
+// (the product by the reciprocal, floored, then moved by one where a * q shows it is off).
+template <bool Inv, bool Round>
+__attribute__((target("avx2"))) int ramp_avx2(pix32 *p, int x, int end, int64_t cx, int64_t e,
+                                              const shapezones &z, int64_t q) {
+  const __m256d vq = _mm256_set1_pd(double(q)), inv = _mm256_set1_pd(1.0 / double(q)),
+                ve = _mm256_set1_pd(double(e)), bound = _mm256_set1_pd(double(Inv ? z.inner : z.outer)),
+                k255 = _mm256_set1_pd(255.0), one = _mm256_set1_pd(1.0), step = _mm256_set1_pd(4.0),
+                sign = _mm256_set1_pd(-0.0);
+  const __m128i colour = _mm_set1_epi32(0x00FFFFFF);
+  const double d0 = double(int64_t(x) - cx);
+  __m256d dx = _mm256_setr_pd(d0, d0 + 1, d0 + 2, d0 + 3);
+  for (; x + 4 <= end; x += 4, dx = _mm256_add_pd(dx, step)) {
+    const __m256d d =
+        Round ? _mm256_add_pd(_mm256_mul_pd(dx, dx), ve) : _mm256_max_pd(_mm256_andnot_pd(sign, dx), ve);
+    const __m256d n = _mm256_mul_pd(Inv ? _mm256_sub_pd(d, bound) : _mm256_sub_pd(bound, d), k255);
+    __m256d a = _mm256_floor_pd(_mm256_mul_pd(n, inv));
+    const __m256d aq = _mm256_mul_pd(a, vq);
+    a = _mm256_sub_pd(a, _mm256_and_pd(_mm256_cmp_pd(aq, n, _CMP_GT_OQ), one));
+    a = _mm256_add_pd(a, _mm256_and_pd(_mm256_cmp_pd(_mm256_add_pd(aq, vq), n, _CMP_LE_OQ), one));
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + x));
+    const __m128i alpha = _mm_min_epi32(_mm_srli_epi32(v, 24), _mm256_cvttpd_epi32(a));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(p + x),
+                     _mm_or_si128(_mm_and_si128(v, colour), _mm_slli_epi32(alpha, 24)));
+  }
+  return x;
+}
+#endif
+
 // One row: A is the largest |dx| of the inner zone (-1: none), B the smallest |dx| of the outer
-// zone (B > A). dist(dx) gives d for the ramp pixels.
-template <bool Inv, class Dist>
-void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, const shapezones &z,
-               const exactdiv &div, Dist dist) {
+// zone (B > A). d is dx^2 + e for the round keys (Round) and max(|dx|, e) for the rectangle.
+template <bool Inv, bool Round>
+void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, int64_t e, const shapezones &z,
+               const exactdiv &div, bool vector) {
   const int64_t b0 = cx - b + 1;
   const int64_t b1 = a >= 0 ? cx - a : cx;
   const int64_t b2 = a >= 0 ? cx + a + 1 : cx;
   const int64_t b3 = cx + b;
   int x = xl;
   auto upto = [&](int64_t bound) { return int(std::clamp<int64_t>(bound, x, xr)); };
-  auto clear = [&](int e) {
-    for (; x < e; ++x) p[x].a = 0;
+  auto clear = [&](int end) {
+    for (; x < end; ++x) p[x].a = 0;
   };
-  auto ramp = [&](int e) {
-    for (; x < e; ++x) {
-      const int64_t d = dist(int64_t(x) - cx);
+  auto ramp = [&](int end) {
+#if FX_SSE2
+    if (vector) x = ramp_avx2<Inv, Round>(p, x, end, cx, e, z, div.q);
+#endif
+    (void)vector;
+    for (; x < end; ++x) {
+      const int64_t dx = int64_t(x) - cx;
+      const int64_t d = Round ? dx * dx + e : std::max(dx < 0 ? -dx : dx, e);
       const int64_t level = Inv ? div((d - z.inner) * 255) : div((z.outer - d) * 255);
       p[x].a = uint8_t(std::min<int64_t>(p[x].a, level));
     }
   };
-  int e = upto(b0);
+  int end = upto(b0);
   if constexpr (Inv)
-    x = e;
+    x = end;
   else
-    clear(e);
+    clear(end);
   ramp(upto(b1));
-  e = upto(b2);
+  end = upto(b2);
   if constexpr (Inv)
-    clear(e);
+    clear(end);
   else
-    x = e;
+    x = end;
   ramp(upto(b3));
   if constexpr (!Inv) clear(xr);
+}
+
+bool vector_ramp(const exactdiv &div) {
+#if FX_SSE2
+  return kernels::ActiveTier() == kernels::tier::avx2 && div.q < kVectorRampLimit;
+#else
+  return false;
+#endif
 }
 
 bool geometry_ok(RECT r) {
@@ -434,6 +481,7 @@ void key_round(const surf &s, RECT r, double v1, double v2) {
   const shapezones z =
       make_zones(threshold(scale, std::max(v1, v2)), threshold(scale, std::min(v1, v2)), Inv);
   const exactdiv div(std::max<int64_t>(z.outer - z.inner, 1));
+  const bool vector = vector_ramp(div);
   const RECT c = clip_to(s, r);
   if (c.right <= c.left) return;
   for_rows(c, [&](int y0, int y1) {
@@ -444,7 +492,7 @@ void key_round(const surf &s, RECT r, double v1, double v2) {
       const int64_t a = z.ti - e < 0 ? -1 : isqrt(z.ti - e);
       const int64_t t = z.to - e;
       const int64_t b = t <= 0 ? 0 : isqrt(t - 1) + 1;  // the smallest n with n^2 >= t
-      shape_row<Inv>(row(s, y), c.left, c.right, cx, a, b, z, div, [e](int64_t dx) { return dx * dx + e; });
+      shape_row<Inv, true>(row(s, y), c.left, c.right, cx, a, b, e, z, div, vector);
     }
   });
 }
@@ -459,6 +507,7 @@ void key_rect(const surf &s, RECT r, double v1, double v2) {
   const shapezones z =
       make_zones(threshold(scale, std::max(v1, v2)), threshold(scale, std::min(v1, v2)), Inv);
   const exactdiv div(std::max<int64_t>(z.outer - z.inner, 1));
+  const bool vector = vector_ramp(div);
   const RECT c = clip_to(s, r);
   if (c.right <= c.left) return;
   for_rows(c, [&](int y0, int y1) {
@@ -467,8 +516,7 @@ void key_rect(const surf &s, RECT r, double v1, double v2) {
       const int64_t e = q < 0 ? -q : q;
       const int64_t a = e <= z.ti ? z.ti : -1;
       const int64_t b = e >= z.to ? 0 : z.to;
-      shape_row<Inv>(row(s, y), c.left, c.right, cx, a, b, z, div,
-                     [e](int64_t dx) { return std::max(dx < 0 ? -dx : dx, e); });
+      shape_row<Inv, false>(row(s, y), c.left, c.right, cx, a, b, e, z, div, vector);
     }
   });
 }
