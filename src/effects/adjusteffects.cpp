@@ -18,9 +18,8 @@ fxkernels::adjustlevels read_adjust(effectVideo &e) {
   return l;
 }
 
-void map_table(effectVideo &e, uint8_t *table, int low_id, int high_id) {
-  fxkernels::MakeMapTable(table, fxlevels::UnsignedLevel(e.GetTimeFloat(low_id)),
-                          fxlevels::UnsignedLevel(e.GetTimeFloat(high_id)));
+fxkernels::mapline map_line(effectVideo &e, int low_id, int high_id) {
+  return {fxlevels::UnsignedLevel(e.GetTimeFloat(low_id)), fxlevels::UnsignedLevel(e.GetTimeFloat(high_id))};
 }
 
 }  // namespace
@@ -43,15 +42,14 @@ int effectVideo::AdjusterProcess(KORSurface *mask, KORSurface *target, RECT rc) 
 }
 
 int effectVideo::ProcessEffectMapper(KORSurface *s, RECT rc) {
-  fxkernels::maptables t;
-  map_table(*this, t.red, fxid::IDS_MAP_RED_0, fxid::IDS_MAP_RED_1);
-  map_table(*this, t.green, fxid::IDS_MAP_GREEN_0, fxid::IDS_MAP_GREEN_1);
-  map_table(*this, t.blue, fxid::IDS_MAP_BLUE_0, fxid::IDS_MAP_BLUE_1);
-  map_table(*this, t.alpha, fxid::IDS_MAP_OPACITY_0, fxid::IDS_MAP_OPACITY_1);
+  const fxkernels::maplines l{map_line(*this, fxid::IDS_MAP_RED_0, fxid::IDS_MAP_RED_1),
+                              map_line(*this, fxid::IDS_MAP_GREEN_0, fxid::IDS_MAP_GREEN_1),
+                              map_line(*this, fxid::IDS_MAP_BLUE_0, fxid::IDS_MAP_BLUE_1),
+                              map_line(*this, fxid::IDS_MAP_OPACITY_0, fxid::IDS_MAP_OPACITY_1)};
   surf a;
   if (!surface::SurfaceDataLock(s, &a)) return 0;
   // Even the default levels (0 and 1) are no identity: entry 255 maps to 254.
-  fxkernels::Map(a, rc, t);
+  fxkernels::Map(a, rc, l);
   surface::SurfaceDataUnlock(&a);
   return 1;
 }

@@ -32,13 +32,17 @@ void Adjust(const surf &s, RECT r, const adjustlevels &l);
 // per channel; the target's alpha is never written.
 void AdjustMasked(const surf &mask, const surf &target, RECT r, const adjustlevels &l);
 
-// The mapper's four tables: entry i = low + (i * (high - low)) / 256, truncating toward zero.
-struct maptables {
-  uint8_t red[256], green[256], blue[256], alpha[256];
+// The mapper's four lines (levels 0..255): value i becomes low + (i * (high - low)) / 256,
+// truncating toward zero. MakeMapTable writes a line's 256 entries.
+struct mapline {
+  int low, high;
+};
+struct maplines {
+  mapline red, green, blue, alpha;
 };
 void MakeMapTable(uint8_t *table, int low, int high);
-// Every channel of every pixel of r replaced by its table's entry.
-void Map(const surf &s, RECT r, const maptables &t);
+// Every channel of every pixel of r replaced by its line's value.
+void Map(const surf &s, RECT r, const maplines &l);
 
 // alpha = clamp(alpha + k, 0, 255) over r (alpha 0 is raised too).
 void AlphaAdd(const surf &s, RECT r, int k);
@@ -48,6 +52,7 @@ void AlphaAdd(const surf &s, RECT r, int k);
 namespace ref {
 void Adjust(const surf &s, RECT r, const adjustlevels &l);
 void AdjustMasked(const surf &mask, const surf &target, RECT r, const adjustlevels &l);
+void Map(const surf &s, RECT r, const maplines &l);  // through the four tables
 }  // namespace ref
 
 }  // namespace fxkernels

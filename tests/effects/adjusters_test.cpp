@@ -70,21 +70,19 @@ TEST(AdjustMaskedAndMap, MixesByMaskAlphaNeverWritesTargetAlphaAndMapsThroughTab
   EXPECT_EQ(target.pixels(), std::vector({rgba(100, 150, 200, 77), rgba(149, 149, 199, 77),
                                           rgba(124, 149, 199, 77), rgba(100, 150, 200, 77)}));
 
-  // Map tables fall, rise and flatten.
-  fxkernels::maptables t;
-  fxkernels::MakeMapTable(t.red, 255, 0);
-  fxkernels::MakeMapTable(t.green, 0, 255);
-  fxkernels::MakeMapTable(t.blue, 0, 0);
-  fxkernels::MakeMapTable(t.alpha, 10, 20);
-  // Red 255 + (-32640 / 256 = -127) and 255 + (-65025 / 256 = -254); the default map (green) is one step
-  // short of the identity at the top.
-  EXPECT_EQ(std::vector({t.red[0], t.red[128], t.red[255], t.green[255], t.green[1], t.alpha[255]}),
-            std::vector<uint8_t>({255, 128, 1, 254, 0, 19}));
-
-  canvas c(3, 1, rgba(0, 255, 77, 255));
-  c.at(2, 0) = rgba(255, 1, 3, 0);
-  fxkernels::Map(c.locked(), RECT{1, 0, 3, 1}, t);
-  EXPECT_EQ(c.pixels(), std::vector({rgba(0, 255, 77, 255), rgba(255, 254, 0, 19), rgba(1, 0, 0, 10)}));
+  // Map lines fall, rise and flatten. Red 255 + (-32640 / 256 = -127) and 255 + (-65025 / 256 =
+  // -254); the default map (green) is one step short of the identity at the top.
+  const fxkernels::maplines lines{{255, 0}, {0, 255}, {0, 0}, {10, 20}};
+  for (auto map : {fxkernels::Map, fxkernels::ref::Map}) {
+    canvas c(11, 1, rgba(0, 255, 77, 255));
+    c.at(2, 0) = rgba(255, 1, 3, 0);
+    c.at(9, 0) = rgba(128, 1, 3, 0);  // the vector's eight pixels are 1..8, the rest by the tables
+    c.at(10, 0) = rgba(128, 1, 3, 0);
+    map(c.locked(), RECT{1, 0, 10, 1}, lines);
+    const pix32 m = rgba(255, 254, 0, 19);
+    EXPECT_EQ(c.pixels(), std::vector({rgba(0, 255, 77, 255), m, rgba(1, 0, 0, 10), m, m, m, m, m, m,
+                                       rgba(128, 0, 0, 10), rgba(128, 1, 3, 0)}));
+  }
 }
 
 TEST(AlphaAdd, SaturatesBothWaysAndRaisesTransparent) {
