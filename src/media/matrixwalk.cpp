@@ -61,7 +61,7 @@ struct lanes {
   explicit lanes(uint64_t v) : b(v & kLane), g((v >> 21) & kLane), r(v >> 42) {}
 };
 
-// Colour sums of a column or a record: three counters, or one packed word.
+// Colour sums of a column or a record too large for packed sums: three counters.
 struct rgb {
   uint32_t b = 0, g = 0, r = 0;
   void add(pix32 p) {
@@ -89,17 +89,6 @@ struct rgb {
   uint32_t red() const { return r; }
 };
 
-struct packed {
-  uint64_t v = 0;
-  void add(pix32 p) { v += pack(p); }
-  void add(const packed &o) { v += o.v; }
-  void sub(const packed &o) { v -= o.v; }
-  void replace(pix32 out, pix32 in) { v += pack(in) - pack(out); }
-  uint32_t blue() const { return uint32_t(v & kLane); }
-  uint32_t green() const { return uint32_t((v >> 21) & kLane); }
-  uint32_t red() const { return uint32_t(v >> 42); }
-};
-
 inline uint64_t diff(uint64_t a, uint64_t b) { return a > b ? a - b : b - a; }
 
 // x / n for x < 2^28 as a multiplication and a shift, exact: with b = ceil(log2 n), k = 28 + b
@@ -124,8 +113,8 @@ void window_rows(const surf32 *src, const RECT &c, int y, int H, std::vector<con
 
 // Blur: the record's column sums come from per-column vertical sums kept for the current row
 // (one row leaves and one enters per step), the record's total from the ring.
-template <class Sum>
-void blur_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
+void blur_wide(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
+  using Sum = rgb;
   const int cw = c.right - c.left;
   std::vector<Sum> vertical(static_cast<size_t>(cw)), ring(static_cast<size_t>(W));
   std::vector<const pix32 *> rows(static_cast<size_t>(H));
@@ -161,6 +150,135 @@ void blur_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
       }
       mix(d[x], int(mean(total.blue())), int(mean(total.green())), int(mean(total.red())), level);
     }
+  }
+}
+
+// The blur on packed sums in two passes a row. The walk's totals come first, in order and without
+// a branch on each pixel: a skipped pixel moves neither the ring nor the total. The means and the
+// mix then take the filtered pixels, four a step with AVX2.
+void mix_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to, const divider &mean,
+                   int level) {
+  for (int x = from; x < to; ++x) {
+    if (s[x].a == 0) continue;
+    const lanes t(totals[x]);
+    mix(d[x], int(mean(t.b)), int(mean(t.g)), int(mean(t.r)), level);
+  }
+}
+
+#if MATRIX_X86
+// The divider's multiplier is below 2^30 and the sums below 2^21, so each product is one
+// 32 x 32-bit multiply; d keeps its alpha, and its whole pixel where the source is skipped.
+__attribute__((target("avx2"))) int mix_means_avx2(const pix32 *s, pix32 *d, const uint64_t *totals, int n,
+                                                   const divider &mean, int level) {
+  const __m256i lane = _mm256_set1_epi64x(int64_t(kLane)), m = _mm256_set1_epi64x(int64_t(mean.m));
+  const __m128i k = _mm_cvtsi32_si128(mean.k);
+  const __m256i vl = _mm256_set1_epi16(int16_t(level)), vk = _mm256_set1_epi16(int16_t(255 - level));
+  const __m256i low_words = _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6);
+  const __m128i amask = _mm_set1_epi32(int(0xFF000000u)), zero = _mm_setzero_si128();
+  int x = 0;
+  for (; x + 4 <= n; x += 4) {
+    const __m256i t = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x));
+    const __m256i b = _mm256_srl_epi64(_mm256_mul_epu32(_mm256_and_si256(t, lane), m), k);
+    const __m256i g =
+        _mm256_srl_epi64(_mm256_mul_epu32(_mm256_and_si256(_mm256_srli_epi64(t, 21), lane), m), k);
+    const __m256i r = _mm256_srl_epi64(_mm256_mul_epu32(_mm256_srli_epi64(t, 42), m), k);
+    const __m256i words =
+        _mm256_or_si256(b, _mm256_or_si256(_mm256_slli_epi64(g, 8), _mm256_slli_epi64(r, 16)));
+    const __m128i means = _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(words, low_words));
+    const __m128i dv = _mm_loadu_si128(reinterpret_cast<const __m128i *>(d + x));
+    const __m128i sv = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + x));
+    const __m256i mixed =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_cvtepu8_epi16(means), vl),
+                                           _mm256_mullo_epi16(_mm256_cvtepu8_epi16(dv), vk)),
+                          8);
+    const __m128i out = _mm_packus_epi16(_mm256_castsi256_si128(mixed), _mm256_extracti128_si256(mixed, 1));
+    const __m128i keep = _mm_or_si128(_mm_cmpeq_epi32(_mm_and_si128(sv, amask), zero), amask);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(d + x), _mm_blendv_epi8(out, dv, keep));
+  }
+  return x;
+}
+#endif
+
+// Packed column sums of a row: the sums with one source row out and one in (without `out`, only
+// in added), four pixels a step with AVX2. A pixel word b | g << 8 | r << 16 packs by moving green
+// up 13 bits and red up 26.
+void packed_columns_ref(const pix32 *out, const pix32 *in, uint64_t *v, int from, int to) {
+  for (int x = from; x < to; ++x) v[x] += pack(in[x]) - (out ? pack(out[x]) : 0);
+}
+
+#if MATRIX_X86
+__attribute__((target("avx2"))) inline __m256i pack4(const pix32 *p) {
+  const __m256i w = _mm256_cvtepu32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
+  const __m256i b = _mm256_and_si256(w, _mm256_set1_epi64x(0xFF)),
+                g = _mm256_and_si256(w, _mm256_set1_epi64x(0xFF00)),
+                r = _mm256_and_si256(w, _mm256_set1_epi64x(0xFF0000));
+  return _mm256_or_si256(b, _mm256_or_si256(_mm256_slli_epi64(g, 13), _mm256_slli_epi64(r, 26)));
+}
+
+__attribute__((target("avx2"))) int packed_columns_avx2(const pix32 *out, const pix32 *in, uint64_t *v,
+                                                        int n) {
+  int x = 0;
+  for (; x + 4 <= n; x += 4) {
+    __m256i sum =
+        _mm256_add_epi64(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + x)), pack4(in + x));
+    if (out) sum = _mm256_sub_epi64(sum, pack4(out + x));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(v + x), sum);
+  }
+  return x;
+}
+#endif
+
+void packed_columns(const pix32 *out, const pix32 *in, uint64_t *v, int n, bool avx2) {
+  int done = 0;
+#if MATRIX_X86
+  if (avx2) done = packed_columns_avx2(out, in, v, n);
+#endif
+  (void)avx2;
+  packed_columns_ref(out, in, v, done, n);
+}
+
+// The ring is kept as the list of the columns pushed this row, the oldest W back from the end:
+// a skipped pixel writes its column past the end without moving it, so the walk has no branch
+// and no store the next load waits on. The last W carry over to the next row.
+void blur_packed(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level, bool avx2) {
+  const int cw = c.right - c.left, half = W / 2;
+  // The column sums, with the last repeated W / 2 times past the right edge.
+  std::vector<uint64_t> vertical(static_cast<size_t>(cw + half)), pushed(static_cast<size_t>(cw + W)),
+      totals(static_cast<size_t>(cw));
+  for (int j = 0; j < H; ++j)
+    packed_columns(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left,
+                   vertical.data(), cw, avx2);
+  uint64_t total = 0;
+  const divider mean(uint32_t(W) * uint32_t(H));
+  for (int y = c.top; y < c.bottom; ++y) {
+    if (y > c.top)
+      packed_columns(row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left,
+                     row(src, std::clamp(y + H / 2, c.top, c.bottom - 1)) + c.left, vertical.data(), cw,
+                     avx2);
+    std::fill(vertical.begin() + cw, vertical.end(), vertical[size_t(cw - 1)]);
+    const pix32 *s = row(src, y) + c.left;
+    pix32 *d = row(dst, y) + c.left;
+    if (s[0].a != 0) {  // the rectangle's left edge fills the ring anew
+      total = 0;
+      for (int i = 0; i < W; ++i) total += pushed[size_t(i)] = vertical[size_t(std::max(i - half, 0))];
+      totals[0] = total;
+    }
+    size_t count = size_t(W);
+    for (int x = 1; x < cw; ++x) {
+      const uint64_t fresh = vertical[size_t(x + half)];
+      const uint64_t keep = s[x].a != 0 ? ~uint64_t(0) : 0;
+      total += (fresh - pushed[count - size_t(W)]) & keep;
+      pushed[count] = fresh;
+      count += keep & 1;
+      totals[size_t(x)] = total;
+    }
+    std::copy(pushed.begin() + std::ptrdiff_t(count) - W, pushed.begin() + std::ptrdiff_t(count),
+              pushed.begin());
+    int done = 0;
+#if MATRIX_X86
+    if (avx2) done = mix_means_avx2(s, d, totals.data(), cw, mean, level);
+#endif
+    mix_means_ref(s, d, totals.data(), done, cw, mean, level);
   }
 }
 
@@ -458,9 +576,9 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (c.right <= c.left || c.bottom <= c.top) return 1;
   if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit)
-    blur_fast<packed>(src, dst, c, W, H, level);
+    blur_packed(src, dst, c, W, H, level, kernels::ActiveTier() == kernels::tier::avx2);
   else if (kernel == &pixelator::matrixBlurr)
-    blur_fast<rgb>(src, dst, c, W, H, level);
+    blur_wide(src, dst, c, W, H, level);
   else
     edge_fast(src, dst, c, W, H, level);
   return 1;
