@@ -152,15 +152,25 @@ int pixelator::RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft)
       hrow[x - c.left] = sum;
     }
   }
+  auto horiz_row = [&](int y) { return horiz.data() + size_t(std::clamp(y, 0, h - 1) - ry0) * size_t(cw); };
   for_rows(c, [&](int y0, int y1) {
+    // The window's column sums, slid down a row at a time: the clamped rows form a list that
+    // moves by one, so one row leaves and one enters.
+    std::vector<int64_t> vertical(static_cast<size_t>(cw));
+    for (int dy = -half; dy <= half; ++dy) {
+      const int64_t *hr = horiz_row(y0 + dy);
+      for (int x = 0; x < cw; ++x) vertical[size_t(x)] += hr[x];
+    }
     for (int y = y0; y < y1; ++y) {
+      if (y > y0) {
+        const int64_t *out = horiz_row(y - 1 - half), *in = horiz_row(y + half);
+        for (int x = 0; x < cw; ++x) vertical[size_t(x)] += in[x] - out[x];
+      }
       const pix32 *sp = row(src, y);
       pix32 *dp = row(dst, y);
       for (int x = c.left; x < c.right; ++x) {
         if (sp[x].a == 0) continue;
-        int64_t sum = 0;
-        for (int dy = -half; dy <= half; ++dy)
-          sum += horiz[size_t(std::clamp(y + dy, 0, h - 1) - ry0) * size_t(cw) + size_t(x - c.left)];
+        const int64_t sum = vertical[size_t(x - c.left)];
         uint8_t a;
         if (sum <= lo)
           a = 0;
