@@ -19,6 +19,10 @@ namespace {
 // corrupt header from making the decoder allocate gigabytes.
 constexpr int64_t kMaxPixels = int64_t(16384) * 8192;
 
+// What LimitDecoding lowered them to; -1 for the decoder's own thread count.
+int64_t max_pixels = kMaxPixels;
+int decoder_threads = -1;
+
 // Frame threads hold a decoded picture each. A codec whose every frame stands alone gains
 // nothing from them in reading one frame, and a large picture of such a codec (a lossless
 // 4096 x 4096 frame is 32 MiB) would cost that many times over: its threads are held to what
@@ -40,6 +44,11 @@ int FrameThreads(const AVStream *st) {
 }
 
 }  // namespace
+
+void LimitDecoding(int64_t pixels, int threads) {
+  max_pixels = std::clamp<int64_t>(pixels, 1, kMaxPixels);
+  decoder_threads = std::max(threads, 0);
+}
 
 void PrepareLibraries() {
   static std::once_flag once;
@@ -96,8 +105,8 @@ AVCodecContext *OpenDecoder(const AVStream *st) {
     return nullptr;
   }
   dec->pkt_timebase = st->time_base;
-  dec->max_pixels = kMaxPixels;
-  dec->thread_count = FrameThreads(st);
+  dec->max_pixels = max_pixels;
+  dec->thread_count = decoder_threads >= 0 ? decoder_threads : FrameThreads(st);
   if (avcodec_open2(dec, codec, nullptr) < 0) {
     avcodec_free_context(&dec);
     return nullptr;

@@ -19,6 +19,11 @@ namespace ffinput {
 // INFO chunk, say) is refused rather than allocated.
 void PrepareLibraries();
 
+// Lower caps for a process that feeds the decoders arbitrary bytes by the million (the fuzz
+// targets): pictures of at most `pixels`, and `threads` decoder threads. The large pictures a
+// damaged header claims then cost nothing, and no input starts threads.
+void LimitDecoding(int64_t pixels, int threads);
+
 // Opens path as a local file (never another protocol, never a numbered-file pattern) with the
 // AVI demuxer or any demuxer that recognises it, and reads the stream information. Null on
 // failure.
