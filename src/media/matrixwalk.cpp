@@ -153,9 +153,7 @@ void blur_wide(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
   }
 }
 
-// The blur on packed sums in two passes a row. The walk's totals come first, in order and without
-// a branch on each pixel: a skipped pixel moves neither the ring nor the total. The means and the
-// mix then take the filtered pixels, four a step with AVX2.
+// The means of the walk's totals mixed into the filtered pixels of a row.
 void mix_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to, const divider &mean,
                    int level) {
   for (int x = from; x < to; ++x) {
@@ -237,9 +235,11 @@ void packed_columns(const pix32 *out, const pix32 *in, uint64_t *v, int n, bool 
   packed_columns_ref(out, in, v, done, n);
 }
 
-// The ring is kept as the list of the columns pushed this row, the oldest W back from the end:
-// a skipped pixel writes its column past the end without moving it, so the walk has no branch
-// and no store the next load waits on. The last W carry over to the next row.
+// The blur on packed sums in two passes a row. The walk's totals come first, in order: the ring
+// is kept as the list of the columns pushed this row, the oldest W back from the end, and a skipped
+// pixel writes its column past the end without moving it, so the walk has no branch and no store
+// the next load waits on (the last W carry over to the next row). The means and the mix then take
+// the filtered pixels, four a step with AVX2.
 void blur_packed(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level, bool avx2) {
   const int cw = c.right - c.left, half = W / 2;
   // The column sums, with the last repeated W / 2 times past the right edge.
