@@ -144,41 +144,48 @@ __attribute__((target("avx2"))) inline __m256i within8(__m256i x, int lo, int hi
                           _mm256_cmpgt_epi32(_mm256_set1_epi32(hi + 1), x));
 }
 
-// A pair of 16-bit lanes in each 32-bit lane: low (blue's place) and high (red's place).
-constexpr int pair16(int lo, int hi) { return int((unsigned(hi) << 16) | (unsigned(lo) & 0xFFFFu)); }
-
-// The same on eight pixels at a time. Each term (k * x) >> s is the high half of the 16-bit
-// product x * (k << (16 - s)), so a term costs one multiply. Blue and red sit in the low and high
-// halves of a 32-bit lane, each takes its own multiplier, and madd adds or subtracts the two
-// terms into the lane whole. Every sum stays within 16..239, so the byte wrap never applies.
+// Sixteen pixels a step: the channels of two registers packed into 16-bit lanes, so each term
+// (k * x) >> s is one multiply on all sixteen, the high half of x * (k << (16 - s)). Every sum stays
+// within 16..239, so the byte wrap never applies; the lane masks are spread back to the pixels.
 template <bool Inv>
 __attribute__((target("avx2"))) int chroma_row_avx2(pix32 *p, int n, const chromabox &b) {
-  const __m256i m8 = _mm256_set1_epi32(0xFF), br = _mm256_set1_epi32(0x00FF00FF);
-  const __m256i ky = _mm256_set1_epi32(pair16(3 << 11, 17 << 10));  // (3b) >> 5, (17r) >> 6
-  const __m256i ku = _mm256_set1_epi32(pair16(7 << 12, 5 << 11));   // (7b) >> 4, (5r) >> 5
-  const __m256i kv = _mm256_set1_epi32(pair16(1 << 12, 7 << 12));   // b >> 4, (7r) >> 4
-  const __m256i sum = _mm256_set1_epi32(pair16(1, 1)), b_less_r = _mm256_set1_epi32(pair16(1, -1)),
-                r_less_b = _mm256_set1_epi32(pair16(-1, 1));
-  const __m256i g9 = _mm256_set1_epi32(9 << 11), g3 = _mm256_set1_epi32(3 << 13);  // (9g) >> 5, (3g) >> 3
-  const __m256i c16 = _mm256_set1_epi32(16), c128 = _mm256_set1_epi32(128);
-  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i m8 = _mm256_set1_epi32(0xFF), amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i r17 = _mm256_set1_epi16(17 << 10), b3 = _mm256_set1_epi16(3 << 11);  // y: >> 6, >> 5
+  const __m256i x7 = _mm256_set1_epi16(7 << 12);                                     // >> 4
+  const __m256i r5 = _mm256_set1_epi16(5 << 11), g9 = _mm256_set1_epi16(9 << 11);    // u: >> 5
+  const __m256i g3 = _mm256_set1_epi16(3 << 13);                                     // v: >> 3
+  const __m256i c16 = _mm256_set1_epi16(16), c128 = _mm256_set1_epi16(128);
+  const __m256i ly = _mm256_set1_epi16(short(b.ly - 1)), hy = _mm256_set1_epi16(short(b.hy + 1)),
+                lu = _mm256_set1_epi16(short(b.lu - 1)), lv = _mm256_set1_epi16(short(b.lv - 1)),
+                hv = _mm256_set1_epi16(short(b.hv + 1));
   int i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i));
-    const __m256i x = _mm256_and_si256(v, br);
-    const __m256i gr = _mm256_and_si256(_mm256_srli_epi32(v, 8), m8);
-    const __m256i y = _mm256_add_epi32(_mm256_madd_epi16(_mm256_mulhi_epu16(x, ky), sum),
-                                       _mm256_add_epi32(_mm256_srli_epi32(gr, 1), c16));
+  for (; i + 16 <= n; i += 16) {
+    const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i));
+    const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i + 8));
+    const __m256i bl = _mm256_packus_epi32(_mm256_and_si256(v0, m8), _mm256_and_si256(v1, m8));
+    const __m256i gr = _mm256_packus_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 8), m8),
+                                           _mm256_and_si256(_mm256_srli_epi32(v1, 8), m8));
+    const __m256i rd = _mm256_packus_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 16), m8),
+                                           _mm256_and_si256(_mm256_srli_epi32(v1, 16), m8));
+    const __m256i y =
+        _mm256_add_epi16(_mm256_add_epi16(_mm256_mulhi_epu16(rd, r17), _mm256_srli_epi16(gr, 1)),
+                         _mm256_add_epi16(_mm256_mulhi_epu16(bl, b3), c16));
     const __m256i u =
-        _mm256_sub_epi32(_mm256_add_epi32(_mm256_madd_epi16(_mm256_mulhi_epu16(x, ku), b_less_r), c128),
-                         _mm256_mulhi_epu16(gr, g9));
+        _mm256_sub_epi16(_mm256_add_epi16(c128, _mm256_mulhi_epu16(bl, x7)),
+                         _mm256_add_epi16(_mm256_mulhi_epu16(rd, r5), _mm256_mulhi_epu16(gr, g9)));
     const __m256i w =
-        _mm256_sub_epi32(_mm256_add_epi32(_mm256_madd_epi16(_mm256_mulhi_epu16(x, kv), r_less_b), c128),
-                         _mm256_mulhi_epu16(gr, g3));
-    const __m256i in = _mm256_and_si256(_mm256_and_si256(within8(y, b.ly, b.hy), within8(w, b.lv, b.hv)),
-                                        within8(u, b.lu, b.hv));
-    const __m256i keyed = Inv ? _mm256_andnot_si256(in, amask) : _mm256_and_si256(in, amask);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(p + i), _mm256_andnot_si256(keyed, v));
+        _mm256_sub_epi16(_mm256_add_epi16(c128, _mm256_mulhi_epu16(rd, x7)),
+                         _mm256_add_epi16(_mm256_mulhi_epu16(gr, g3), _mm256_srli_epi16(bl, 4)));
+    const __m256i in = _mm256_and_si256(
+        _mm256_and_si256(_mm256_cmpgt_epi16(y, ly), _mm256_cmpgt_epi16(hy, y)),
+        _mm256_and_si256(_mm256_and_si256(_mm256_cmpgt_epi16(w, lv), _mm256_cmpgt_epi16(hv, w)),
+                         _mm256_and_si256(_mm256_cmpgt_epi16(u, lu), _mm256_cmpgt_epi16(hv, u))));
+    // The packs keep each 128-bit half in order: its first four lanes are v0's pixels, the next v1's.
+    const __m256i in0 = _mm256_unpacklo_epi16(in, in), in1 = _mm256_unpackhi_epi16(in, in);
+    const __m256i k0 = Inv ? _mm256_andnot_si256(in0, amask) : _mm256_and_si256(in0, amask);
+    const __m256i k1 = Inv ? _mm256_andnot_si256(in1, amask) : _mm256_and_si256(in1, amask);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(p + i), _mm256_andnot_si256(k0, v0));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(p + i + 8), _mm256_andnot_si256(k1, v1));
   }
   return i;
 }
