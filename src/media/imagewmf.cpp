@@ -7,6 +7,7 @@
 
 #include "media/imagebytes.h"
 #include "media/imagecodecs.h"
+#include "media/kernels.h"
 #include "media/surface.h"
 
 #if VEMO_HAVE_WMF
@@ -171,7 +172,7 @@ KORSurface *DecodeWMF(const uint8_t *data, size_t size) {
       surf out;
       if (result && surface::SurfaceDataLock(result, &out)) {
         for (int y = 0; y < out.height; ++y)
-          for (int x = 0; x < out.width; ++x) out.bits[size_t(out.pitch) * y + x].a = 0;
+          kernels::alpha_set_row(out.bits + size_t(out.pitch) * y, out.width, 0);
         surface::SurfaceDataUnlock(&out);
       }
     }
