@@ -247,19 +247,6 @@ TEST(Compose, EditMarksAppearOnlyInTheEditingView) {
   EXPECT_EQ(FirstDifference(pr.At(100), made), "");
 }
 
-TEST(Compose, ProcessingMessagesNameTheSteps) {
-  project pr;
-  clip *b = pr.Still(pr.root(), "b.bmp", 30, 20, 0, 5000, 0);
-  ASSERT_NE(b, nullptr);
-  b->SetName("pic");
-  std::vector<std::string> seen;
-  pr.p->SetMessages([&](const char *m) { seen.emplace_back(m); });
-  pr.At(100);
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[0], "Processing: pic");
-  EXPECT_EQ(seen[1], "Processing: Drawing Video Frame pic");
-}
-
 TEST(Compose, ExtraOutputsAddTheirMappedCopyFromTheirPlaceInTheChain) {
   project pr;
   pr.Solid(pr.root(), pix32(0, 90, 0, 255), 0, 5000, 1);
