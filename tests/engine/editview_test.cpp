@@ -302,7 +302,7 @@ TEST_F(EditView, TheColourChooserKeysRedGreenBlueInOneStep) {
   EXPECT_EQ(int(fx->GetTimeFloat(40, 1000) * 255.0), 128);  // the key reads back as the byte chosen
 }
 
-TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
+TEST_F(EditView, DuplicateFollowsTheOriginalOrTakesANewTrack) {
   root.SelectCurrent(b);
   log.said.clear();
   Command(CMD_CLIP_DUPLICATE);
@@ -316,20 +316,6 @@ TEST_F(EditView, DuplicateFollowsTheOriginalAndDeleteAsks) {
   root.SelectCurrent(a);
   Command(CMD_CLIP_DUPLICATE);
   EXPECT_EQ(root.GetChild(4)->GetTrack(), 2);
-
-  HeadlessDialogs().quiet = true;
-  HeadlessDialogs().answer_yes = false;
-  root.SelectCurrent(b);
-  EXPECT_EQ(Command(CMD_CLIP_DELETE), 0u);
-  EXPECT_EQ(root.GetChildCount(), 5);
-  HeadlessDialogs().answer_yes = true;
-  log.said.clear();
-  Command(CMD_CLIP_DELETE);
-  HeadlessDialogs().answer_yes = false;
-  EXPECT_EQ(root.GetChildCount(), 4);
-  EXPECT_EQ(std::tuple(log.said.front(), std::count(log.said.begin(), log.said.end(), "removing B"),
-                       log.said.back()),
-            std::tuple("begin Delete", 1, "end"));
 }
 
 // The window's commands recorded by a real history: each is one step, undone to the byte.
