@@ -15,7 +15,6 @@
 #include "effects/fxtest.h"
 #include "effects/keyeffects.h"
 #include "plugins/plugintest.h"
-#include "time/declared_vars.h"
 #include "time/memfile.h"
 
 using fxtest::video;
@@ -62,18 +61,6 @@ TEST(Effect, NewVideoEffectCoversTheFrameAndIsSwitchedOn) {
   EXPECT_EQ((std::vector{e->IsActive(), e->ResetEffect(), e->IsActive()}), std::vector({false, true, true}));
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_TOGGLE, false), "Effect Toggle Off");
   EXPECT_STREQ(effect::SwitchText(fxid::IDS_EFFECT_ENABLE, false), "Effect Disabled");
-}
-
-TEST(Effect, VariableIDsMatchTheDeclarationTable) {
-  auto check = [](const char *key, int number) {
-    const tfdecl *row = FindDeclaredVariable(key);
-    EXPECT_EQ(row ? row->id : -1, number) << key;
-  };
-#define VEMO_CHECK(key, number) check(#key, number);
-  VEMO_EFFECT_SWITCH_VARIABLES(VEMO_CHECK)
-  VEMO_EFFECT_VIDEO_VARIABLES(VEMO_CHECK)
-  VEMO_EFFECT_AUDIO_VARIABLES(VEMO_CHECK)
-#undef VEMO_CHECK
 }
 
 TEST(Effect, FamiliesDeclareTheirVariablesInOrder) {

@@ -7,7 +7,6 @@
 #include "core/vemowin.h"
 #include "engine/enginetest.h"
 #include "support/mediafile.h"
-#include "time/declared_vars.h"
 
 using namespace enginetest;
 
@@ -231,13 +230,6 @@ TEST_F(Arrangement, TheSliderDefaultCountsTheStartTwice) {
   root.SetSize(9000);
   root.ClipResetArrangeSlider();
   EXPECT_EQ(root.GetVisibleSpan(), 9000);
-}
-
-TEST_F(Tree, ClipVariableIDsAreThoseOfTheTable) {
-#define VEMO_CHECK_ROW(key, number) \
-  EXPECT_EQ(FindDeclaredVariable(#key) ? FindDeclaredVariable(#key)->id : -1, number) << #key;
-  VEMO_CLIP_VARIABLES(VEMO_CHECK_ROW)
-#undef VEMO_CHECK_ROW
 }
 
 TEST(ImportReads, AnUncompressedVideoCostsTheSameForTenSecondsAndAHundred) {
