@@ -45,7 +45,7 @@ class MacroObjects : public ::testing::Test {
   std::string Saved(vemoproject &p, const char *name) {
     const std::string path = dir.file(name);
     EXPECT_TRUE(p.Save(path.c_str()));
-    return macrotest::ReadText(path);
+    return fixtures::ReadFileText(path);
   }
 
   fixtures::temp_dir dir;
