@@ -91,24 +91,16 @@ TEST(Making, FifteenFramesOverOneSecondCoverItExactly) {
   const std::vector<int> want = {0, 66, 133, 200, 266, 333, 400, 466, 533, 600, 666, 733, 800, 866, 933};
   EXPECT_EQ(rec.times, want);
   ASSERT_EQ(rec.audiobytes.size(), 15u);
-  int sum = 0;
   for (size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(rec.videoindex[i], int(i));
-    EXPECT_EQ(rec.audioindex[i], int(i));
-    const int length = (i + 1 < want.size() ? want[i + 1] : 1000) - want[i];
-    EXPECT_TRUE(length == 66 || length == 67);
+    EXPECT_EQ(std::pair(rec.videoindex[i], rec.audioindex[i]), std::pair(int(i), int(i)));
     // 66 ms: 2910.6 sample frames, truncated; 67 ms: 2954.7.
+    const int length = (i + 1 < want.size() ? want[i + 1] : 1000) - want[i];
     EXPECT_EQ(rec.audiobytes[i], length == 66 ? 2910 * 4 : 2954 * 4);
-    sum += length;
   }
-  EXPECT_EQ(sum, 1000);
   // The composed pictures and the tone's samples, as they are.
   for (int i : {0, 14}) EXPECT_EQ(FirstDifference(rec.pictures[size_t(i)], pr.At(want[size_t(i)])), "") << i;
   EXPECT_EQ(rec.wrongsamples, 0);
   EXPECT_EQ(std::tuple(rec.opened, rec.closed, pr.root()->GetBusyState()), std::tuple(1, 1, 0));
-  char name[500];
-  ASSERT_TRUE(rec.GetFileName(name, sizeof name));
-  EXPECT_EQ(std::string(name), pr.dir.file("out.bin"));
 }
 
 TEST(Making, LongRangesKeepExactTimesIn64Bits) {
