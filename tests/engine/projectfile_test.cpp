@@ -96,7 +96,7 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
   EXPECT_NE(I32(b, 568), 0);  // not an arrangement
 }
 
-TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
+TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypesAndLoadsBackTheSame) {
   project pr;
   BuildRich(pr);
   pr.root()->ChangeVideoFps(638);
@@ -116,11 +116,8 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   EXPECT_EQ((ints{I32(SaveOf(pr.root()->GetChild(1)), 1176), I32(SaveOf(sub), 1176),
                   I32(SaveOf(sub->GetChild(0)), 1176), I32(SaveOf(sub), 1152)}),
             (ints{172, 412, 568, 1}));
-}
 
-TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
-  project pr;
-  BuildRich(pr);
+  // Loaded again, the project saves to the same bytes and the same tree.
   const std::string first = pr.dir.file("rich.vmp"), second = pr.dir.file("again.vmp");
   ASSERT_TRUE(pr.p->Save(first.c_str()));
   const std::string before = pr.p->Describe();
