@@ -94,8 +94,7 @@ TEST_F(history, NestedStepsCancelAndCommandsThatChangeNothing) {
   EXPECT_EQ(Bytes(), original);
 }
 
-// Random commands, undos and redos, then everything undone and redone, to the byte.
-// LUMIVAXEL_EDIT_OPS sets the count.
+// Random edits, undos and redos, all undone and redone to the byte (LUMIVAXEL_EDIT_OPS: how many).
 TEST(historyproperty, RandomEditsUndoneAndRedoneWhole) {
   const long ops = editscript::Count("LUMIVAXEL_EDIT_OPS", 6000, 1500);
   const int clips = int(editscript::Count("LUMIVAXEL_EDIT_CLIPS", 40, 40));

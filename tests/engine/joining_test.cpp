@@ -1,5 +1,4 @@
-// Segments made apart and joined, and frames made on several composers, equal a single make;
-// parts that do not fit are refused.
+// Joined segments, and frames made on several composers, equal a single make; misfits are refused.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -43,8 +42,7 @@ packets Read(const std::string &file) {
   return out;
 }
 
-// A moving picture over a gradient and sound whose every sample differs from its neighbours,
-// so that a frame or a sample block out of place shows.
+// A moving picture over a gradient, and sound whose every sample differs: a misplaced one shows.
 struct segmentproject : project {
   explicit segmentproject(bool video = true, bool sound = true, int length = 1000) {
     if (video) {

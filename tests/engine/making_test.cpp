@@ -1,5 +1,4 @@
-// The make loop: what it settles before the first frame, frame times and sound sizes, stops,
-// refusals, and the worker's job word.
+// The make loop: its set-up, frame times and sound sizes, stops, refusals; the worker's job word.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 

@@ -1,5 +1,4 @@
-// Projects and their files: the printed tree, new projects, layout, round trips, truncations,
-// atomic saving, missing media, duplication.
+// Project files: the printed tree, layout, round trips, cuts, atomic saves, missing media, copies.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
