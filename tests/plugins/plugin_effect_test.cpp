@@ -167,12 +167,12 @@ TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
   EXPECT_EQ(src.at(3, 2), k);  // the source is only read
 }
 
-TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
-  auto e = FixtureVideo();
-  ASSERT_NE(e, nullptr);
-  e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75), e->GetTimeFloatMgr().Commit();
+TEST_F(PluginEffect, TheRecordNamesTheLibraryLoadingBindsItAgainAndAMissingOneIsKept) {
+  auto fixture = FixtureVideo();
+  ASSERT_NE(fixture, nullptr);
+  fixture->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75), fixture->GetTimeFloatMgr().Commit();
   int ok = 0;
-  const bytes saved = SavedBytes([&](FILE *f) { return e->Save(f); }, &ok);
+  const bytes saved = SavedBytes([&](FILE *f) { return fixture->Save(f); }, &ok);
   ASSERT_EQ(ok, 1);
   const bytes block = NameBlock("fx_params.so");
   EXPECT_EQ(bytes(saved.begin(), saved.begin() + ptrdiff_t(std::min(saved.size(), block.size()))), block);
@@ -183,23 +183,18 @@ TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
   ASSERT_NE(loaded, nullptr);
   EXPECT_EQ(dialogs.chooses, chooses);
   EXPECT_EQ(AsPlugin(loaded)->GetPlugin(), nullptr);
-  file_ptr f = FileWith(saved);
-  EXPECT_EQ(loaded->Load(f.get()), 1);
+  EXPECT_EQ(loaded->Load(FileWith(saved).get()), 1);
   ASSERT_NE(AsPlugin(loaded)->GetPlugin(), nullptr);
   EXPECT_STREQ(AsPlugin(loaded)->GetPluginName(), "fx_params.so");
   EXPECT_EQ(loaded->GetTimeFloatMgr().timefloatget("FX_PLAIN", 0), 0.75);
   EXPECT_EQ(SavedBytes([&](FILE *out) { return loaded->Save(out); }), saved);
-}
 
-TEST_F(PluginEffect, AMissingLibraryKeepsItsNameAndLeavesThePicture) {
+  // The record of an effect from a library that is not loaded here: kept, and the picture left alone.
   std::unique_ptr<effectVideo> e = VideoForLoading();
-  ASSERT_NE(e, nullptr);
-  // The record of an effect from a library that is not loaded here.
   bytes record = NameBlock("gone.so");
   const bytes vars = SavedBytes([&](FILE *f) { return e->tfSave(f); });
   record.insert(record.end(), vars.begin(), vars.end());
-  file_ptr f = FileWith(record);
-  EXPECT_EQ(e->Load(f.get()), 1);
+  EXPECT_EQ(e->Load(FileWith(record).get()), 1);
   EXPECT_EQ(AsPlugin(e)->GetPlugin(), nullptr);
   EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "gone.so");
   EXPECT_EQ(SavedBytes([&](FILE *out) { return e->Save(out); }), record);
