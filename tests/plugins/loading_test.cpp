@@ -103,21 +103,15 @@ TEST(PluginLists, AFileNameLoadsOnceWhateverItsCaseAndFolder) {
   EXPECT_EQ(std::pair(lists.VideoEffectCount(), lists.ExportCount()), std::pair(1, 1));
 }
 
-class ExportChoice : public ::testing::Test {
- protected:
-  void SetUp() override {
-    for (const char *name : {"avi.so", "mp4.so", "wav.so", "images.so"})
-      ASSERT_TRUE(lists.LoadPlugin(BuiltPlugin(name).c_str())) << name;
-    ASSERT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
-  }
-  auto Offered(bool video, bool audio) {
-    return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;
-  }
+TEST(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
   plugtest::recording_dialogs dialogs;
   pluginlists lists;
-};
-
-TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
+  for (const std::string &path : {BuiltPlugin("avi.so"), BuiltPlugin("mp4.so"), BuiltPlugin("wav.so"),
+                                  BuiltPlugin("images.so"), FixturePlugin("fx_both.so")})
+    ASSERT_TRUE(lists.LoadPlugin(path.c_str())) << path;
+  auto Offered = [&](bool video, bool audio) {
+    return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;
+  };
   auto d = [&](int i) { return std::string(lists.Exports()[i].description); };  // avi mp4 wav images fixture
   EXPECT_EQ(Offered(true, true), (std::vector{d(0), d(1)}));
   EXPECT_EQ(Offered(true, false), (std::vector{d(0), d(1), d(3), d(4)}));
