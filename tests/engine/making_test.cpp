@@ -109,7 +109,7 @@ TEST(Making, LongRangesKeepExactTimesIn64Bits) {
   EXPECT_EQ(clip::MakeAudioBytes(1000), 176400);
 }
 
-TEST(Making, EmptyRangesAndStopsCloseTheFile) {
+TEST(Making, EmptyRangesAndStopsCloseTheFileAndRefusalsAreTold) {
   makeproject pr;
   pr.root()->SetMakeRange(300, 300);
   recorder rec(pr.root());
@@ -139,17 +139,15 @@ TEST(Making, EmptyRangesAndStopsCloseTheFile) {
   EXPECT_EQ(pr.root()->StartMaking(&rec), 128);
   EXPECT_EQ(told, 50000000);
   pr.root()->SetMakeProgress(nullptr);
-}
 
-TEST(Making, RefusalsAreToldAndNothingIsWritten) {
-  makeproject pr;
+  // Refusals are told and nothing is written.
   pr.root()->SetMakeRange(0, 200);
-  recorder rec(pr.root());
-  rec.openresult = 0;
+  recorder refusing(pr.root());
+  refusing.openresult = 0;
   HeadlessDialogs().quiet = true;
-  EXPECT_EQ(pr.root()->StartMaking(&rec), 0);
+  EXPECT_EQ(pr.root()->StartMaking(&refusing), 0);
   EXPECT_EQ(HeadlessDialogs().last_text, "The Lumi-Vaxel make operation failed....");
-  EXPECT_TRUE(rec.times.empty());
+  EXPECT_TRUE(refusing.times.empty());
 
   pr.root()->SetVideoMute(true);
   pr.root()->SetAudioMute(true);
