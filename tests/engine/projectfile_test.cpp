@@ -95,7 +95,7 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
   EXPECT_NE(I32(b, 568), 0);  // not an arrangement
 }
 
-TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypesAndLoadsBackTheSame) {
+TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypesLoadsBackTheSameAndCopiesDeep) {
   project pr;
   BuildRich(pr);
   pr.root()->ChangeVideoFps(638);
@@ -138,6 +138,24 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypesAndLoadsBackTheS
   // The same pictures, too (every effect type at 2600).
   for (int ms : {0, 1200, 2600, 3900})
     EXPECT_EQ(FirstDifference(Grab(loaded.Compose(ms)), pr.At(ms)), "") << ms;
+
+  // Copies are deep; a thing planted under the old fixed name in the temporary folder is no matter.
+  const char *old = std::getenv("TMPDIR");
+  const std::string saved = old ? old : "";
+  setenv("TMPDIR", pr.dir.path().c_str(), 1);
+  std::filesystem::create_directory(pr.dir.file("lvtClipDuplicate.vmp"));
+  clip *copy = pr.root()->ClipDuplicate(sub);
+  if (old)
+    setenv("TMPDIR", saved.c_str(), 1);
+  else
+    unsetenv("TMPDIR");
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(copy->GetParentClip(), pr.root());
+  EXPECT_EQ(pr.root()->GetChildCount(), 3);
+  EXPECT_EQ(SaveOf(copy), SaveOf(sub));
+  ASSERT_TRUE(pr.root()->ClipInsertChild(copy));
+  EXPECT_EQ(copy->GetChildCount(), 2);
+  EXPECT_EQ(pr.root()->ClipDuplicate(nullptr), nullptr);
 }
 
 TEST(ProjectFile, EveryTruncationAndImpossibleCountFailsAndTheWholeFileLoads) {
@@ -175,7 +193,7 @@ TEST(ProjectFile, EveryTruncationAndImpossibleCountFailsAndTheWholeFileLoads) {
   EXPECT_EQ(SaveOf(target.Root()), whole);
 }
 
-TEST(ProjectFile, SavingIsAtomic) {
+TEST(ProjectFile, SavingIsAtomicAndANewProjectForgetsTheOldOne) {
   project pr;
   pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
   const std::string path = pr.dir.file("keep.vmp");
@@ -199,6 +217,21 @@ TEST(ProjectFile, SavingIsAtomic) {
   for (const auto &e : std::filesystem::directory_iterator(pr.dir.path()))
     entries += e.path().filename() != "";
   EXPECT_EQ(entries, 2);  // keep.vmp and folder.vmp
+
+  // A new project forgets the old one.
+  pr.root()->SetVideoMute(true);
+  pr.root()->SetName("old");
+  ASSERT_TRUE(pr.p->New(320, 136, 4000));
+  EXPECT_EQ(
+      std::tuple(pr.root()->GetChildCount(), pr.root()->GetVideoMute(), pr.p->Length(), pr.root()->GetFps()),
+      std::tuple(0, false, 4000, 30));
+  KORSurface *pic = pr.p->Compose(0);
+  ASSERT_NE(pic, nullptr);
+  EXPECT_EQ(pic->width, 720);
+  // A new project's root is written with a clean record.
+  bytes b = SavedBytes([&](FILE *f) { return pr.root()->Save(f); });
+  EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "Arrangement");
+  EXPECT_EQ(Get<int32_t>(b, 1152), -1);
 }
 
 TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
@@ -264,29 +297,6 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
   EXPECT_EQ(ui.boxes_shown, shown);
 }
 
-TEST(ProjectFile, DuplicatesAreDeepCopies) {
-  project pr;
-  BuildRich(pr);
-  // Something planted under the old fixed name in the temporary folder changes nothing.
-  const char *old = std::getenv("TMPDIR");
-  const std::string saved = old ? old : "";
-  setenv("TMPDIR", pr.dir.path().c_str(), 1);
-  std::filesystem::create_directory(pr.dir.file("lvtClipDuplicate.vmp"));
-  clip *sub = pr.root()->GetChild(2);
-  clip *copy = pr.root()->ClipDuplicate(sub);
-  if (old)
-    setenv("TMPDIR", saved.c_str(), 1);
-  else
-    unsetenv("TMPDIR");
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(copy->GetParentClip(), pr.root());
-  EXPECT_EQ(pr.root()->GetChildCount(), 3);
-  EXPECT_EQ(SaveOf(copy), SaveOf(sub));
-  ASSERT_TRUE(pr.root()->ClipInsertChild(copy));
-  EXPECT_EQ(copy->GetChildCount(), 2);
-  EXPECT_EQ(pr.root()->ClipDuplicate(nullptr), nullptr);
-}
-
 TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   project pr;
   clip *m = pr.Still(pr.root(), "u.bmp", 8, 6, 0, 2000, 0);
@@ -335,24 +345,6 @@ TEST(Project, DescribeListsKindsTimesMediaEffectsAndKeys) {
       "  track 0: text \"Text String\" at 0.000 s for 1.000 s, text \"Hi\", audio muted\n"
       "      IDS_START_OPACITY: 0.000=0\n";
   EXPECT_EQ(pr.p->Describe(), want);
-}
-
-TEST(Project, ANewProjectForgetsTheOldOne) {
-  project pr;
-  pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
-  pr.root()->SetVideoMute(true);
-  pr.root()->SetName("old");
-  ASSERT_TRUE(pr.p->New(320, 136, 4000));
-  EXPECT_EQ(
-      std::tuple(pr.root()->GetChildCount(), pr.root()->GetVideoMute(), pr.p->Length(), pr.root()->GetFps()),
-      std::tuple(0, false, 4000, 30));
-  KORSurface *pic = pr.p->Compose(0);
-  ASSERT_NE(pic, nullptr);
-  EXPECT_EQ(pic->width, 720);
-  // A new project's root is written with a clean record.
-  bytes b = SavedBytes([&](FILE *f) { return pr.root()->Save(f); });
-  EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "Arrangement");
-  EXPECT_EQ(Get<int32_t>(b, 1152), -1);
 }
 
 TEST(Project, AFileThatIsNoProjectLeavesANewOne) {
