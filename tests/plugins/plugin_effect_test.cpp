@@ -53,7 +53,7 @@ pix32 Known(int x, int y) {
 
 }  // namespace
 
-TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginLists) {
+TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingInvertsByItsAmountAndOutlivesThePluginLists) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(std::pair(dialogs.chooses, e->GetID()), std::pair(0, 122));
@@ -65,12 +65,37 @@ TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginL
   EXPECT_NE(vars.GetTimeFloatPointer("IDS_EFF_L"), nullptr);
   ASSERT_NE(vars.GetTimeFloatPointer("INVERT_AMOUNT"), nullptr);
 
+  // Invert turns the rectangle by its amount (a second effect: this one's variables change).
+  auto inv = Video();
+  ASSERT_NE(inv, nullptr);
+  fxtest::canvas src(7, 5), dst(7, 5);
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) src.at(x, y) = dst.at(x, y) = Known(x, y);
+  const RECT rc{1, 1, 5, 4};
+  // Amount 1 (the default): exactly 255 - c inside, alpha kept; outside untouched.
+  ASSERT_EQ(inv->Process(src.kor(), dst.kor(), rc), 1);
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) {
+      const pix32 k = Known(x, y), inverted(uint8_t(255 - k.r), uint8_t(255 - k.g), uint8_t(255 - k.b), k.a);
+      EXPECT_EQ(dst.at(x, y), x >= 1 && x < 5 && y >= 1 && y < 4 ? inverted : k) << x << "," << y;
+    }
+  // Amount 0.25 (m = 64) with the alpha switch on: c + floor((255 - 2c) * 64 / 256) per channel.
+  timefloatmgr &amount = inv->GetTimeFloatMgr();
+  amount.timefloatset("INVERT_AMOUNT", 0, 0.25), amount.timefloatset("INVERT_ALPHA", 0, 1.0);
+  amount.Commit();
+  ASSERT_EQ(inv->Process(src.kor(), dst.kor(), rc), 1);
+  auto quarter = [](int c) { return uint8_t(c + ((255 - 2 * c) >> 2)); };  // >> 2 floors either sign
+  const pix32 k = Known(3, 2);
+  EXPECT_EQ(dst.at(3, 2), pix32(quarter(k.r), quarter(k.g), quarter(k.b), quarter(k.a)));
+  EXPECT_EQ(dst.at(0, 0), Known(0, 0));
+  EXPECT_EQ(src.at(3, 2), k);  // the source is only read
+
   manager.reset();  // the lists free their libraries; the wrapper keeps its own
-  fxtest::canvas src(3, 3), dst(3, 3);
   src.at(1, 1) = pix32(10, 20, 30, 40);
   EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 3, 3}), 1);
   EXPECT_EQ(dst.at(1, 1), pix32(245, 235, 225, 40));
   EXPECT_TRUE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
+  inv.reset();
   e.reset();
   EXPECT_FALSE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
 }
@@ -139,32 +164,6 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   e->SetPluginVars(other);
   EXPECT_EQ(other->params[0].value, -0.75);
   other->SelfDestruct();
-}
-
-TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
-  auto e = Video();
-  ASSERT_NE(e, nullptr);
-  fxtest::canvas src(7, 5), dst(7, 5);
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 7; ++x) src.at(x, y) = dst.at(x, y) = Known(x, y);
-  const RECT rc{1, 1, 5, 4};
-  // Amount 1 (the default): exactly 255 - c inside, alpha kept; outside untouched.
-  ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 7; ++x) {
-      const pix32 k = Known(x, y), inverted(uint8_t(255 - k.r), uint8_t(255 - k.g), uint8_t(255 - k.b), k.a);
-      EXPECT_EQ(dst.at(x, y), x >= 1 && x < 5 && y >= 1 && y < 4 ? inverted : k) << x << "," << y;
-    }
-  // Amount 0.25 (m = 64) with the alpha switch on: c + floor((255 - 2c) * 64 / 256) per channel.
-  timefloatmgr &vars = e->GetTimeFloatMgr();
-  vars.timefloatset("INVERT_AMOUNT", 0, 0.25), vars.timefloatset("INVERT_ALPHA", 0, 1.0);
-  vars.Commit();
-  ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
-  auto quarter = [](int c) { return uint8_t(c + ((255 - 2 * c) >> 2)); };  // >> 2 floors either sign
-  const pix32 k = Known(3, 2);
-  EXPECT_EQ(dst.at(3, 2), pix32(quarter(k.r), quarter(k.g), quarter(k.b), quarter(k.a)));
-  EXPECT_EQ(dst.at(0, 0), Known(0, 0));
-  EXPECT_EQ(src.at(3, 2), k);  // the source is only read
 }
 
 TEST_F(PluginEffect, TheRecordNamesTheLibraryLoadingBindsItAgainAndAMissingOneIsKept) {
