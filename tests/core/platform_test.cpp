@@ -138,7 +138,8 @@ TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
 
 TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   EXPECT_TRUE(vemo::SetShellExtensions());
-  EXPECT_NE(fixtures::ReadFileText(dir + "/data/mime/packages/lumi-vaxel.xml").find("*.vmp"), std::string::npos);
+  const std::string mime = fixtures::ReadFileText(dir + "/data/mime/packages/lumi-vaxel.xml");
+  EXPECT_NE(mime.find("*.vmp"), std::string::npos);
   const std::string entry = fixtures::ReadFileText(dir + "/data/applications/lumi-vaxel.desktop");
   EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);
   // Opening a project shows it in the preview window of the program that registered the type.

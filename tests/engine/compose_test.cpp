@@ -233,12 +233,13 @@ TEST(Compose, EditMarksAppearOnlyInTheEditingViewAndRootEffectsRunAfterTheFullOp
   EXPECT_EQ(FirstDifference(pr.At(100), made), "");
 
   // An effect of the root takes the alpha the finishing step gave.
-  effectVideo *rootfx = pr.root()->VideoEffectAdd(103);
-  ASSERT_NE(rootfx, nullptr);
-  Key(rootfx, fxid::IDS_OPACITY, 0, -1.0);
-  SetRect(rootfx, fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B, 0, {0, 0, 1, 0.5});
+  fx = pr.root()->VideoEffectAdd(103);
+  ASSERT_NE(fx, nullptr);
+  Key(fx, fxid::IDS_OPACITY, 0, -1.0);
+  SetRect(fx, fxid::IDS_EFF_L, fxid::IDS_EFF_T, fxid::IDS_EFF_R, fxid::IDS_EFF_B, 0, {0, 0, 1, 0.5});
   const refpic p = pr.At(100);
-  EXPECT_EQ(std::pair(p.at(3, 10), p.at(3, 100)), std::pair(pix32(39, 49, 59, 0), pix32(39, 49, 59, 255)));
+  EXPECT_EQ(p.at(3, 10), pix32(39, 49, 59, 0));
+  EXPECT_EQ(p.at(3, 100), pix32(39, 49, 59, 255));
 }
 
 TEST(Compose, ExtraOutputsAddTheirMappedCopyFromTheirPlaceInTheChain) {

@@ -291,8 +291,9 @@ TEST_F(EditView, TheEditorPaneKeysTheVariableMenusAndStepsReachItAndTheViewIsDra
   std::vector<pix32> pixels(size_t(1072) * 600);
   dc hdc(pixels.data(), 1072, 600, 1072);
   root.Draw(&hdc, RECT{0, 0, 1072, 600}, 0);
-  // The time slider at 4 s crosses the tracks; B fills its rectangle; A, current, is drawn selected.
-  EXPECT_EQ(std::tuple(hdc.GetPixel(L + 400, 590), hdc.GetPixel(L + 700, 375), hdc.GetPixel(L + 300, 415)),
+  // The time slider at 4 s crosses the tracks; B fills its rectangle; A, current, is selected.
+  EXPECT_EQ(std::tuple(hdc.GetPixel(L + 400, 590), hdc.GetPixel(L + 700, 375),
+                       hdc.GetPixel(L + 300, 415)),
             std::tuple(ui::kCursor, ui::kClip, ui::kClipSelected));
 }
 

@@ -209,7 +209,7 @@ TEST(Worker, HeldBackByACriticalSectionTheLatestJobWinsNothingFollowsQuitAndItRu
   EXPECT_EQ(g_nice.load(), mine < 19 ? mine + 1 : 19);
 }
 
-// The display composition runs on the root's worker, names its steps and marks the window for redraw.
+// The display composition runs on the root's worker, names its steps and asks for a redraw.
 TEST(Worker, AHeadlessRootComposesOnItsWorkerAndMarksTheWindowForRedraw) {
   project pr;
   pr.Still(pr.root(), "b.bmp", 30, 20, 0, 5000, 0)->SetName("pic");
@@ -220,7 +220,8 @@ TEST(Worker, AHeadlessRootComposesOnItsWorkerAndMarksTheWindowForRedraw) {
   EXPECT_FALSE(pr.root()->WaitForIdle());  // no worker yet
   ASSERT_TRUE(pr.root()->PostJob(CLIP_JOB_COMPOSE));
   EXPECT_TRUE(pr.root()->WaitForIdle());
-  EXPECT_EQ(seen, (std::vector<std::string>{"Processing: pic", "Processing: Drawing Video Frame pic", "Done!"}));
+  EXPECT_EQ(seen, (std::vector<std::string>{"Processing: pic",
+                                            "Processing: Drawing Video Frame pic", "Done!"}));
   EXPECT_EQ(redraws.load(), 1);
   pr.root()->SetRedrawCallback(nullptr);
 }
@@ -302,7 +303,8 @@ TEST(MakeSetup, TheMadeFileGoesToTheDesktopOpenerWhenThePreferenceIsOn) {
 
 TEST(MakeSetup, AskForSaveCancelsWhenUnattended) {
   HeadlessDialogs().quiet = true;
-  EXPECT_EQ(std::tuple(clip::AskForSave(), HeadlessDialogs().last_default, HeadlessDialogs().last_text),
-            std::tuple(IDCANCEL, IDYES, "Save Current Project ?"));  // nothing is replaced
+  EXPECT_EQ(
+      std::tuple(clip::AskForSave(), HeadlessDialogs().last_default, HeadlessDialogs().last_text),
+      std::tuple(IDCANCEL, IDYES, "Save Current Project ?"));  // nothing is replaced
   HeadlessDialogs().quiet = false;
 }

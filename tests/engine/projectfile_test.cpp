@@ -26,7 +26,9 @@ bytes SaveOf(clip *c) {
 
 int32_t I32(const bytes &b, size_t at) { return Get<int32_t>(b, at); }
 // Where the first child's record starts in a saved root: after the root's block and variables.
-size_t FirstChildAt(clip *root) { return 5800 + SavedBytes([&](FILE *f) { return root->tfSave(f); }).size(); }
+size_t FirstChildAt(clip *root) {
+  return 5800 + SavedBytes([&](FILE *f) { return root->tfSave(f); }).size();
+}
 using ints = std::vector<int32_t>;
 
 // A project of every kind of clip: stills with keys and an offset, a text and a gradient,

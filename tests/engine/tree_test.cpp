@@ -138,8 +138,8 @@ TEST_F(Tree, StateQueriesFollowMediaAndMutes) {
   sub->SetVideoMute(true);
   pr.root()->ClipCollectState();
   // The streams ignore the mutes.
-  EXPECT_EQ(std::tuple(pr.root()->CheckVideo(), pr.root()->CheckAudio(), pr.root()->CheckVideoStream(),
-                       pr.root()->GetCollectedVideo()),
+  EXPECT_EQ(std::tuple(pr.root()->CheckVideo(), pr.root()->CheckAudio(),
+                       pr.root()->CheckVideoStream(), pr.root()->GetCollectedVideo()),
             std::tuple(false, false, true, false));
   // An arrangement that takes a medium becomes a media clip without children.
   const std::string picture = pic->GetFileName();  // the import deletes pic

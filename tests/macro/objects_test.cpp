@@ -34,7 +34,8 @@ TEST(MacroObjects, RefusedCommandsChangeNothingAndNamesReachChildrenEffectsAndVa
   ASSERT_NE(s, nullptr);
   ASSERT_TRUE(surface::SurfaceSave(s, dir.file("picture.bmp").c_str()));
   surface::SurfaceDelete(s);
-  const std::vector<uint8_t> wav = fixtures::WavBytes(fixtures::wav_layout{}, std::vector<uint8_t>(44100 * 4));
+  const std::vector<uint8_t> wav =
+      fixtures::WavBytes(fixtures::wav_layout{}, std::vector<uint8_t>(44100 * 4));
   macrotest::WriteText(dir.file("tone.wav"), std::string(wav.begin(), wav.end()));
   vemoproject built;
   ASSERT_TRUE(built.New());

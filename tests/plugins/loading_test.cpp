@@ -106,8 +106,9 @@ TEST(PluginLists, AFileNameLoadsOnceWhateverItsCaseAndFolder) {
 TEST(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
   plugtest::recording_dialogs dialogs;
   pluginlists lists;
-  for (const std::string &path : {BuiltPlugin("avi.so"), BuiltPlugin("mp4.so"), BuiltPlugin("wav.so"),
-                                  BuiltPlugin("images.so"), FixturePlugin("fx_both.so")})
+  for (const std::string &path :
+       {BuiltPlugin("avi.so"), BuiltPlugin("mp4.so"), BuiltPlugin("wav.so"),
+        BuiltPlugin("images.so"), FixturePlugin("fx_both.so")})
     ASSERT_TRUE(lists.LoadPlugin(path.c_str())) << path;
   auto Offered = [&](bool video, bool audio) {
     return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;

@@ -53,7 +53,7 @@ pix32 Known(int x, int y) {
 
 }  // namespace
 
-TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingInvertsByItsAmountAndOutlivesThePluginLists) {
+TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenUnaskedInvertsByItsAmountAndOutlivesItsList) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(std::pair(dialogs.chooses, e->GetID()), std::pair(0, 122));
@@ -188,7 +188,7 @@ TEST_F(PluginEffect, TheRecordNamesTheLibraryLoadingBindsItAgainAndAMissingOneIs
   EXPECT_EQ(loaded->GetTimeFloatMgr().timefloatget("FX_PLAIN", 0), 0.75);
   EXPECT_EQ(SavedBytes([&](FILE *out) { return loaded->Save(out); }), saved);
 
-  // The record of an effect from a library that is not loaded here: kept, and the picture left alone.
+  // An effect from a library not loaded here: its record is kept and the picture left alone.
   std::unique_ptr<effectVideo> e = VideoForLoading();
   bytes record = NameBlock("gone.so");
   const bytes vars = SavedBytes([&](FILE *f) { return e->tfSave(f); });
