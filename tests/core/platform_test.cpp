@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -37,7 +36,6 @@ TEST(StringTable, KnownIdsAndEmptyOutsideTheRange) {
   for (auto [id, text] : {std::pair{45, "Source Left Edge"}, {394, "Forground Color"}, {158, "Quantize Off"},
                           {0, ""}, {1024, ""}, {-3, ""}})
     EXPECT_STREQ(vemo::GetStringPtr(id), text) << id;
-  EXPECT_NE(vemo::GetStringPtr(1023), nullptr);
 }
 
 TEST_F(PlatformTest, MessageBoxesGoThroughTheDialogInterface) {
@@ -105,9 +103,6 @@ TEST_F(PlatformTest, FoldersFileNamesAndTempFiles) {
   EXPECT_TRUE(fs::exists(dir + "/lv-temp.bin"));
   unsetenv("TMPDIR");
 
-  const std::string exe = vemo::ExeDir();
-  EXPECT_EQ(std::pair(exe.back(), fs::exists(exe + "test_core")), std::pair('/', true)) << exe;
-
   char s[] = "folder/";
   vemo::removelastchar(s, '/');
   vemo::removelastchar(s, '/');  // only a last '/' goes
@@ -143,12 +138,9 @@ TEST_F(PlatformTest, IconsComeFromTheFileTypeOrTheQuestionMark) {
 
 TEST_F(PlatformTest, ShellRegistrationWritesMimeTypeAndDesktopEntry) {
   EXPECT_TRUE(vemo::SetShellExtensions());
-  auto text = [](const std::string &p) {
-    const auto b = fixtures::ReadFileBytes(p);
-    return std::string(b.begin(), b.end());
-  };
-  EXPECT_NE(text(dir + "/data/mime/packages/lumi-vaxel.xml").find("*.vmp"), std::string::npos);
-  const std::string entry = text(dir + "/data/applications/lumi-vaxel.desktop");
+  const std::string mime = fixtures::ReadFileText(dir + "/data/mime/packages/lumi-vaxel.xml");
+  EXPECT_NE(mime.find("*.vmp"), std::string::npos);
+  const std::string entry = fixtures::ReadFileText(dir + "/data/applications/lumi-vaxel.desktop");
   EXPECT_NE(entry.find("MimeType=application/x-lumi-vaxel-project;"), std::string::npos);
   // Opening a project shows it in the preview window of the program that registered the type.
   const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();

@@ -38,8 +38,7 @@ inline void Generate(vemoproject &p, int arrangements, int clips, int length_ms 
   }
 }
 
-// A repetition count: the environment variable's value when set, else `plain` (`sanitized`
-// under AddressSanitizer, which runs several times slower).
+// A repetition count: the variable's value if set, else `plain` (`sanitized` under ASan: slower).
 inline long Count(const char *variable, long plain, long sanitized) {
   if (const char *n = std::getenv(variable)) return std::atol(n);
 #if defined(__SANITIZE_ADDRESS__)

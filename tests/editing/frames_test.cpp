@@ -83,7 +83,7 @@ struct frames : ::testing::Test {
   }
 };
 
-TEST_F(frames, SplittingChangesNoFrame) {
+TEST_F(frames, SplittingChangesNoFrameTrimmingOnlyThoseTrimmedAway) {
   Send("Video", "Split 2");
   Send("Title", "Split 2.53");  // between two frames: no frame sees both halves
   ASSERT_EQ(p.Root()->GetChildCount(), 5);
@@ -93,9 +93,7 @@ TEST_F(frames, SplittingChangesNoFrame) {
   ASSERT_TRUE(log->Undo());
   ASSERT_TRUE(log->Undo());
   ExpectSameOutside(0, 0);
-}
-
-TEST_F(frames, TrimmingChangesOnlyTheFramesTrimmedAway) {
+  // Trimming changes only the frames trimmed away.
   Send("Video", "SetOffset 0.6");  // the head: 0.5 s .. 1.1 s goes
   ExpectSameOutside(500, 1100);
   ASSERT_TRUE(log->Undo());

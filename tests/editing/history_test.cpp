@@ -94,21 +94,7 @@ TEST_F(history, NestedStepsCancelAndCommandsThatChangeNothing) {
   EXPECT_EQ(Bytes(), original);
 }
 
-TEST(historyscale, ARecordLeavesTheChildrenOut) {
-  vemoproject p;
-  editscript::Generate(p, 4, 500);
-  const auto log = OpenEditJournal(p.Root(), "");
-  char result[UIITEM_RESULT_SIZE];
-  ASSERT_TRUE(p.Root()->GetChild(2)->Command("Place 0 500", result));
-  ASSERT_EQ(log->Steps().size(), 1u);
-  const editentry &e = log->Steps()[0].entries.at(0);
-  // 500 children would be megabytes; the arrangement's own record packs into a few hundred bytes.
-  EXPECT_LT(e.before.size() + e.after.size(), 4000u);
-  EXPECT_EQ(e.path, editrecord::clippath{2});
-}
-
-// Random commands, undos and redos, then everything undone and redone, to the byte.
-// LUMIVAXEL_EDIT_OPS sets the count.
+// Random edits, undos and redos, all undone and redone to the byte (LUMIVAXEL_EDIT_OPS: how many).
 TEST(historyproperty, RandomEditsUndoneAndRedoneWhole) {
   const long ops = editscript::Count("LUMIVAXEL_EDIT_OPS", 6000, 1500);
   const int clips = int(editscript::Count("LUMIVAXEL_EDIT_CLIPS", 40, 40));

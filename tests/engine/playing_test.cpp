@@ -12,8 +12,7 @@ using namespace enginetest;
 
 namespace {
 
-// A project whose only sound is a wave file of known samples (127 000 sample frames, 2.8798 s:
-// no whole number of milliseconds), at 0 on track 0.
+// Its only sound: 127 000 known sample frames (2.8798 s, no whole milliseconds) at 0 on track 0.
 struct playproject : project {
   clip *tone = nullptr;
   playqueue queue;

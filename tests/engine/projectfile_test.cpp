@@ -1,5 +1,4 @@
-// Projects and their files: the printed tree, new projects, layout, round trips, truncations,
-// atomic saving, missing media, duplication.
+// Project files: the printed tree, layout, round trips, cuts, atomic saves, missing media, copies.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -26,6 +25,10 @@ bytes SaveOf(clip *c) {
 }
 
 int32_t I32(const bytes &b, size_t at) { return Get<int32_t>(b, at); }
+// Where the first child's record starts in a saved root: after the root's block and variables.
+size_t FirstChildAt(clip *root) {
+  return 5800 + SavedBytes([&](FILE *f) { return root->tfSave(f); }).size();
+}
 using ints = std::vector<int32_t>;
 
 // A project of every kind of clip: stills with keys and an offset, a text and a gradient,
@@ -94,7 +97,7 @@ TEST(ProjectFile, AnEmptyClipIsItsBlockAndItsVariables) {
   EXPECT_NE(I32(b, 568), 0);  // not an arrangement
 }
 
-TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
+TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypesLoadsBackTheSameAndCopiesDeep) {
   project pr;
   BuildRich(pr);
   pr.root()->ChangeVideoFps(638);
@@ -104,8 +107,7 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   EXPECT_EQ(Fields<int32_t>(b, {564, 568, 1152, 1160, 1164, 1176, 540, 544}),
             (ints{3, 0, 2, 80, 638, 0, 250, 4750}));
   // The first child follows the root's block, variables; its effects are listed by type.
-  const bytes rootvars = SavedBytes([&](FILE *f) { return pr.root()->tfSave(f); });
-  const size_t a = 5800 + rootvars.size();
+  const size_t a = FirstChildAt(pr.root());
   // Start, length, offset, video muted, two video and no audio effects, their types.
   EXPECT_EQ(
       Fields<int32_t>(b, {a + 520, a + 524, a + 528, a + 560, a + 572, a + 576, a + 836, a + 840, a + 844}),
@@ -115,11 +117,8 @@ TEST(ProjectFile, TheBlockRecordsTreeEffectsFormatAndSourceTypes) {
   EXPECT_EQ((ints{I32(SaveOf(pr.root()->GetChild(1)), 1176), I32(SaveOf(sub), 1176),
                   I32(SaveOf(sub->GetChild(0)), 1176), I32(SaveOf(sub), 1152)}),
             (ints{172, 412, 568, 1}));
-}
 
-TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
-  project pr;
-  BuildRich(pr);
+  // Loaded again, the project saves to the same bytes and the same tree.
   const std::string first = pr.dir.file("rich.vmp"), second = pr.dir.file("again.vmp");
   ASSERT_TRUE(pr.p->Save(first.c_str()));
   const std::string before = pr.p->Describe();
@@ -130,25 +129,38 @@ TEST(ProjectFile, ALoadedProjectSavesToTheSameBytesAndTheSameTree) {
   EXPECT_EQ(HeadlessDialogs().boxes_shown, shown);
   ASSERT_TRUE(loaded.Save(second.c_str()));
   EXPECT_EQ(fixtures::ReadFileBytes(first), fixtures::ReadFileBytes(second));
-  // The description covers places, names, mutes, masters, effects and keys; the rest here.
+  // The description covers kinds, places, names, mutes, masters, effects and keys; the rest here.
   EXPECT_EQ(loaded.Describe(), before);
   clip *root = loaded.Root();
   ASSERT_EQ(root->GetChildCount(), 3);
-  EXPECT_TRUE(root->GetChild(2)->IsArrangement());
-  EXPECT_FALSE(root->GetChild(2)->IsMediaMissing());
   clip *t = root->GetChild(1);
   EXPECT_EQ(
       std::tuple(std::string(t->GetFont()), t->ClipGetTextAlign(), root->GetMakeStart(), root->GetMakeEnd()),
       std::tuple("DejaVu Serif", 2, 250, 4750));
-  clip *b = pr.root()->GetChild(2)->GetChild(1), *lb = root->GetChild(2)->GetChild(1);
-  EXPECT_EQ(lb->GetVideoEffectCount(), b->GetVideoEffectCount());
-  EXPECT_EQ(lb->GetAudioEffectCount(), 2);
   // The same pictures, too (every effect type at 2600).
   for (int ms : {0, 1200, 2600, 3900})
     EXPECT_EQ(FirstDifference(Grab(loaded.Compose(ms)), pr.At(ms)), "") << ms;
+
+  // Copies are deep; a thing planted under the old fixed name in the temporary folder is no matter.
+  const char *old = std::getenv("TMPDIR");
+  const std::string saved = old ? old : "";
+  setenv("TMPDIR", pr.dir.path().c_str(), 1);
+  std::filesystem::create_directory(pr.dir.file("lvtClipDuplicate.vmp"));
+  clip *copy = pr.root()->ClipDuplicate(sub);
+  if (old)
+    setenv("TMPDIR", saved.c_str(), 1);
+  else
+    unsetenv("TMPDIR");
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(copy->GetParentClip(), pr.root());
+  EXPECT_EQ(pr.root()->GetChildCount(), 3);
+  EXPECT_EQ(SaveOf(copy), SaveOf(sub));
+  ASSERT_TRUE(pr.root()->ClipInsertChild(copy));
+  EXPECT_EQ(copy->GetChildCount(), 2);
+  EXPECT_EQ(pr.root()->ClipDuplicate(nullptr), nullptr);
 }
 
-TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
+TEST(ProjectFile, EveryTruncationAndImpossibleCountFailsAndTheWholeFileLoads) {
   // A root and one child with an effect: the nesting of deeper trees is the same code, and
   // the fuzz target cuts deeper projects at a spread of lengths.
   project pr;
@@ -173,24 +185,17 @@ TEST(ProjectFile, EveryTruncationFailsAndTheWholeFileLoads) {
   };
   for (size_t cut = 0; cut < whole.size(); ++cut)
     ASSERT_EQ(load(cut), 0) << "a project cut to " << cut << " of " << whole.size() << " bytes loaded";
+  // A block size, child count and effect count that no save writes.
+  for (auto [at, value] : {std::pair{0, 5804}, {564, 513}, {572, -1}}) {
+    bytes bad = whole;
+    Put<int32_t>(bad, size_t(at), value);
+    EXPECT_EQ(target.Root()->Load(FileWith(bad).get()), 0) << at;
+  }
   EXPECT_EQ(load(whole.size()), 1);
   EXPECT_EQ(SaveOf(target.Root()), whole);
 }
 
-TEST(ProjectFile, RecordsThatCannotBeTrueAreRefused) {
-  project pr;
-  pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
-  const bytes good = SaveOf(pr.root());
-  // A block size, child count and effect count that no save writes.
-  for (auto [at, value] : {std::pair{0, 5804}, {564, 513}, {572, -1}}) {
-    bytes bad = good;
-    Put<int32_t>(bad, size_t(at), value);
-    EXPECT_EQ(pr.root()->Load(FileWith(bad).get()), 0) << at;
-  }
-  EXPECT_EQ(pr.root()->Load(FileWith(good).get()), 1);
-}
-
-TEST(ProjectFile, SavingIsAtomic) {
+TEST(ProjectFile, SavingIsAtomicAndANewProjectForgetsTheOldOne) {
   project pr;
   pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
   const std::string path = pr.dir.file("keep.vmp");
@@ -214,6 +219,21 @@ TEST(ProjectFile, SavingIsAtomic) {
   for (const auto &e : std::filesystem::directory_iterator(pr.dir.path()))
     entries += e.path().filename() != "";
   EXPECT_EQ(entries, 2);  // keep.vmp and folder.vmp
+
+  // A new project forgets the old one.
+  pr.root()->SetVideoMute(true);
+  pr.root()->SetName("old");
+  ASSERT_TRUE(pr.p->New(320, 136, 4000));
+  EXPECT_EQ(
+      std::tuple(pr.root()->GetChildCount(), pr.root()->GetVideoMute(), pr.p->Length(), pr.root()->GetFps()),
+      std::tuple(0, false, 4000, 30));
+  KORSurface *pic = pr.p->Compose(0);
+  ASSERT_NE(pic, nullptr);
+  EXPECT_EQ(pic->width, 720);
+  // A new project's root is written with a clean record.
+  bytes b = SavedBytes([&](FILE *f) { return pr.root()->Save(f); });
+  EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "Arrangement");
+  EXPECT_EQ(Get<int32_t>(b, 1152), -1);
 }
 
 TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
@@ -239,7 +259,6 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
   EXPECT_EQ(ui.boxes_shown, shown + 1);
   EXPECT_EQ(ui.last_caption, "File Not Found!");
   EXPECT_EQ(ui.last_text, "\"" + media + "/pic.bmp\"\n\nDo you want to locate this file?");
-  EXPECT_NE(loaded.Describe().find("MISSING"), std::string::npos);
   // Nothing of the clip is lost: saving gives the same file back.
   const std::string again = pr.dir.file("again.vmp");
   ASSERT_TRUE(loaded.Save(again.c_str()));
@@ -280,29 +299,6 @@ TEST(ProjectFile, MissingMediaLoadsMarkedAndCanBeFoundAgainOrLocated) {
   EXPECT_EQ(ui.boxes_shown, shown);
 }
 
-TEST(ProjectFile, DuplicatesAreDeepCopies) {
-  project pr;
-  BuildRich(pr);
-  // Something planted under the old fixed name in the temporary folder changes nothing.
-  const char *old = std::getenv("TMPDIR");
-  const std::string saved = old ? old : "";
-  setenv("TMPDIR", pr.dir.path().c_str(), 1);
-  std::filesystem::create_directory(pr.dir.file("lvtClipDuplicate.vmp"));
-  clip *sub = pr.root()->GetChild(2);
-  clip *copy = pr.root()->ClipDuplicate(sub);
-  if (old)
-    setenv("TMPDIR", saved.c_str(), 1);
-  else
-    unsetenv("TMPDIR");
-  ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(copy->GetParentClip(), pr.root());
-  EXPECT_EQ(pr.root()->GetChildCount(), 3);
-  EXPECT_EQ(SaveOf(copy), SaveOf(sub));
-  ASSERT_TRUE(pr.root()->ClipInsertChild(copy));
-  EXPECT_EQ(copy->GetChildCount(), 2);
-  EXPECT_EQ(pr.root()->ClipDuplicate(nullptr), nullptr);
-}
-
 TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   project pr;
   clip *m = pr.Still(pr.root(), "u.bmp", 8, 6, 0, 2000, 0);
@@ -312,8 +308,7 @@ TEST(ProjectFile, EffectsOfUnknownTypesAreKeptByteForByte) {
   Key(m->AudioEffectAdd(142), fxid::IDS_PAN, 20, 0.25);
   bytes whole = SaveOf(pr.root());
   // Types no build knows, for the first video and the audio effect of the child.
-  const bytes rootvars = SavedBytes([&](FILE *f) { return pr.root()->tfSave(f); });
-  const size_t at = 5800 + rootvars.size();
+  const size_t at = FirstChildAt(pr.root());
   ASSERT_EQ(I32(whole, at + 836), 103);
   ASSERT_EQ(I32(whole, at + 580), 142);
   for (size_t field : {at + 836, at + 580}) Put<int32_t>(whole, field, 9999);
@@ -352,24 +347,6 @@ TEST(Project, DescribeListsKindsTimesMediaEffectsAndKeys) {
       "  track 0: text \"Text String\" at 0.000 s for 1.000 s, text \"Hi\", audio muted\n"
       "      IDS_START_OPACITY: 0.000=0\n";
   EXPECT_EQ(pr.p->Describe(), want);
-}
-
-TEST(Project, ANewProjectForgetsTheOldOne) {
-  project pr;
-  pr.Solid(pr.root(), pix32(1, 2, 3, 4), 0, 100, 0);
-  pr.root()->SetVideoMute(true);
-  pr.root()->SetName("old");
-  ASSERT_TRUE(pr.p->New(320, 136, 4000));
-  EXPECT_EQ(
-      std::tuple(pr.root()->GetChildCount(), pr.root()->GetVideoMute(), pr.p->Length(), pr.root()->GetFps()),
-      std::tuple(0, false, 4000, 30));
-  KORSurface *pic = pr.p->Compose(0);
-  ASSERT_NE(pic, nullptr);
-  EXPECT_EQ(pic->width, 720);
-  // A new project's root is written with a clean record.
-  bytes b = SavedBytes([&](FILE *f) { return pr.root()->Save(f); });
-  EXPECT_STREQ(reinterpret_cast<const char *>(&b[4]), "Arrangement");
-  EXPECT_EQ(Get<int32_t>(b, 1152), -1);
 }
 
 TEST(Project, AFileThatIsNoProjectLeavesANewOne) {

@@ -168,17 +168,17 @@ TEST(MacroLog, EveryLineAsWritten) {
       "       00004: The value of variable \"x\" is \"7.000000\"...\n"
       "              The value of variable \"z\" is \"2\"...\n"
       "              Returning \"7.000000 2\" (from 2 Levels).\n";
-  EXPECT_EQ(macrotest::ReadText(log), expected);
+  EXPECT_EQ(fixtures::ReadFileText(log), expected);
 
   RunText(&g_root, "debug " + log + " ; x = 1 ; x /= 0");
-  EXPECT_EQ(macrotest::ReadText(log).substr(expected.find("00004")),
+  EXPECT_EQ(fixtures::ReadFileText(log).substr(expected.find("00004")),
             "00003: Created Variable \"x\"...\n"
             "       \"1\" is a constant\n"
             "       New Value of variable \"x\" is \"1\".\n"
             "00004: \"0\" is a constant\n"
             "       Divide by 0 Error!\n");
   RunText(&g_root, "debug " + log + " ; i = 0 ; loop { i += 1 ; if i == 2 break } ; return");
-  const std::string loop = macrotest::ReadText(log);
+  const std::string loop = fixtures::ReadFileText(log);
   EXPECT_NE(loop.find("              Hittin' the brakes...\n"), std::string::npos) << loop;
   // The ";" after the loop's "}" cuts an empty clause of its own.
   EXPECT_NE(loop.find("00006: Returning \"\".\n"), std::string::npos) << loop;

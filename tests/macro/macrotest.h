@@ -34,11 +34,6 @@ inline void ExpectFailure(UIItem *root, const std::string &clauses, const std::s
   EXPECT_NE(o.error.find(says), std::string::npos) << clauses << "\n" << o.error;
 }
 
-inline std::string ReadText(const std::string &path) {
-  const std::vector<uint8_t> b = fixtures::ReadFileBytes(path);
-  return std::string(b.begin(), b.end());
-}
-
 inline void WriteText(const std::string &path, const std::string &text) {
   std::ofstream(path, std::ios::binary) << text;
 }

@@ -25,7 +25,7 @@ TEST(MacroMemberScripts, FetchedOnceThenTakenFromTheCache) {
   macrotest::WriteText(members.file("plain.lvm"), "<lvm> return not-a-member-script");
   ASSERT_TRUE(vemo::SetDatasetValue("Internet", "MemberScripts", ("file://" + members.path()).c_str()));
   EXPECT_EQ(RunText(&root, "r = call double.lvm 21 ; return r").value, "42.000000");
-  EXPECT_EQ(macrotest::ReadText(app.file("double.lvs")), "<lvs>\n x = arg1 ; x *= 2 ; return x");
+  EXPECT_EQ(fixtures::ReadFileText(app.file("double.lvs")), "<lvs>\n x = arg1 ; x *= 2 ; return x");
   // Not found, or no member script: a failure that leaves nothing behind.
   macrotest::ExpectFailure(&root, "call absent.lvm", "Unable to load macro file \"absent.lvm\".");
   EXPECT_FALSE(RunText(&root, "call plain.lvm").ok);

@@ -137,7 +137,6 @@ TEST(StreamReader, RefusesNonsense) {
   EXPECT_EQ(mediareaders::StreamOpenRead(nullptr), nullptr);
   EXPECT_EQ(mediareaders::StreamOpenRead(std::string("/nonexistent/missing.mp4").c_str()), nullptr);
   EXPECT_EQ(mediareaders::StreamOpenRead(WriteTempFile("empty.mp4", {}).c_str()), nullptr);
-  mediareaders::StreamCloseRead(nullptr);
 }
 
 }  // namespace

@@ -38,20 +38,12 @@ TEST(Surface, CropCopiesTheRectangleOrRefuses) {
     EXPECT_EQ(surface::SurfaceCrop(s.get(), r), nullptr) << r.right << "," << r.bottom;
 }
 
-class SurfaceManager : public ::testing::Test {
- protected:
-  void SetUp() override {
-    texts.clear();
-    surface::SetProgressCallback([this](const char *t) { texts.emplace_back(t); });
-    manager = std::make_unique<surface>(&context, nullptr);
-    surface::SetProgressCallback(nullptr);
-  }
+TEST(SurfaceManager, StartsUpWithWorkSurfacesAndLogosAndCachesByKeyAndPattern) {
   std::vector<std::string> texts;
+  surface::SetProgressCallback([&texts](const char *t) { texts.emplace_back(t); });
   vemowin context;
-  std::unique_ptr<surface> manager;
-};
-
-TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
+  const auto manager = std::make_unique<surface>(&context, nullptr);
+  surface::SetProgressCallback(nullptr);
   EXPECT_EQ(texts, (std::vector<std::string>{"Initializing AVI System", "Initializing Direct Draw",
                                              "Initializing Surfaces", "Initializing Internet Access"}));
   EXPECT_TRUE(manager->CheckDirectX600());
@@ -66,9 +58,8 @@ TEST_F(SurfaceManager, StartsUpInOrderWithWorkSurfacesAndLogos) {
     EXPECT_EQ(logo ? std::pair(logo->width, logo->height) : std::pair(0, 0), std::pair(300, 293)) << key;
   }
   EXPECT_EQ(manager->CacheCount(), 4);
-}
 
-TEST_F(SurfaceManager, CacheKeysReplacementAndPatterns) {
+  // Cache keys, replacement and patterns.
   EXPECT_EQ(manager->CacheSurfaceGet(0), nullptr);  // the work surfaces are never found
   auto spare = make_surface(2, 2);
   EXPECT_FALSE(manager->CacheSurfaceInsert(0, spare.get()));  // refused: the caller keeps it

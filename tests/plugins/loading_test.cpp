@@ -103,21 +103,16 @@ TEST(PluginLists, AFileNameLoadsOnceWhateverItsCaseAndFolder) {
   EXPECT_EQ(std::pair(lists.VideoEffectCount(), lists.ExportCount()), std::pair(1, 1));
 }
 
-class ExportChoice : public ::testing::Test {
- protected:
-  void SetUp() override {
-    for (const char *name : {"avi.so", "mp4.so", "wav.so", "images.so"})
-      ASSERT_TRUE(lists.LoadPlugin(BuiltPlugin(name).c_str())) << name;
-    ASSERT_TRUE(lists.LoadPlugin(FixturePlugin("fx_both.so").c_str()));
-  }
-  auto Offered(bool video, bool audio) {
-    return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;
-  }
+TEST(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
   plugtest::recording_dialogs dialogs;
   pluginlists lists;
-};
-
-TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOrFileType) {
+  for (const std::string &path :
+       {BuiltPlugin("avi.so"), BuiltPlugin("mp4.so"), BuiltPlugin("wav.so"),
+        BuiltPlugin("images.so"), FixturePlugin("fx_both.so")})
+    ASSERT_TRUE(lists.LoadPlugin(path.c_str())) << path;
+  auto Offered = [&](bool video, bool audio) {
+    return dialogs.offered.clear(), lists.PopExportTypes(nullptr, video, audio), dialogs.offered;
+  };
   auto d = [&](int i) { return std::string(lists.Exports()[i].description); };  // avi mp4 wav images fixture
   EXPECT_EQ(Offered(true, true), (std::vector{d(0), d(1)}));
   EXPECT_EQ(Offered(true, false), (std::vector{d(0), d(1), d(3), d(4)}));
@@ -147,18 +142,9 @@ TEST_F(ExportChoice, OffersThePluginsThatCanEncodeWhatIsMadeAndFindsThemByNameOr
   for (auto [file, plugin] : files) EXPECT_EQ(lists.FindExportForFile(file), plugin) << file;
 }
 
-TEST(SurfaceStartUp, LoadsThePluginFoldersAndOffersEachCandidateToTheHook) {
+// The folders' loading itself is every engine test's start; a hook can take each candidate instead.
+TEST(SurfaceStartUp, OffersEachCandidateOfThePluginFoldersToTheHook) {
   vemowin context;
-  {
-    surface manager(&context, nullptr);
-    pluginlists &lists = manager.Plugins();
-    for (const char *name : {"avi", "mp4", "wav", "images"})
-      EXPECT_NE(lists.FindExport(name), nullptr) << name;
-    EXPECT_NE(lists.FindByFileName(pluginlists::kVideo, "invert.so"), nullptr);
-    EXPECT_TRUE(Resident(BuiltPlugin("invert.so")));
-  }
-  EXPECT_FALSE(Resident(BuiltPlugin("invert.so")));
-
   std::vector<std::string> offered;
   surface::SetPluginLoader([&offered](surface &, const char *path) {
     offered.emplace_back(path);

@@ -53,7 +53,7 @@ pix32 Known(int x, int y) {
 
 }  // namespace
 
-TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginLists) {
+TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenUnaskedInvertsByItsAmountAndOutlivesItsList) {
   auto e = Video();
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(std::pair(dialogs.chooses, e->GetID()), std::pair(0, 122));
@@ -64,16 +64,38 @@ TEST_F(PluginEffect, TheOnlyVideoPluginIsTakenWithoutAskingAndOutlivesThePluginL
   timefloatmgr &vars = e->GetTimeFloatMgr();
   EXPECT_NE(vars.GetTimeFloatPointer("IDS_EFF_L"), nullptr);
   ASSERT_NE(vars.GetTimeFloatPointer("INVERT_AMOUNT"), nullptr);
-  EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_AMOUNT")->GetDefault(), 1.0);
-  EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_VARS")->GetKind(), 7u);
-  EXPECT_EQ(vars.GetTimeFloatPointer("INVERT_ALPHA")->GetKind(), 8u);
+
+  // Invert turns the rectangle by its amount (a second effect: this one's variables change).
+  auto inv = Video();
+  ASSERT_NE(inv, nullptr);
+  fxtest::canvas src(7, 5), dst(7, 5);
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) src.at(x, y) = dst.at(x, y) = Known(x, y);
+  const RECT rc{1, 1, 5, 4};
+  // Amount 1 (the default): exactly 255 - c inside, alpha kept; outside untouched.
+  ASSERT_EQ(inv->Process(src.kor(), dst.kor(), rc), 1);
+  for (int y = 0; y < 5; ++y)
+    for (int x = 0; x < 7; ++x) {
+      const pix32 k = Known(x, y), inverted(uint8_t(255 - k.r), uint8_t(255 - k.g), uint8_t(255 - k.b), k.a);
+      EXPECT_EQ(dst.at(x, y), x >= 1 && x < 5 && y >= 1 && y < 4 ? inverted : k) << x << "," << y;
+    }
+  // Amount 0.25 (m = 64) with the alpha switch on: c + floor((255 - 2c) * 64 / 256) per channel.
+  timefloatmgr &amount = inv->GetTimeFloatMgr();
+  amount.timefloatset("INVERT_AMOUNT", 0, 0.25), amount.timefloatset("INVERT_ALPHA", 0, 1.0);
+  amount.Commit();
+  ASSERT_EQ(inv->Process(src.kor(), dst.kor(), rc), 1);
+  auto quarter = [](int c) { return uint8_t(c + ((255 - 2 * c) >> 2)); };  // >> 2 floors either sign
+  const pix32 k = Known(3, 2);
+  EXPECT_EQ(dst.at(3, 2), pix32(quarter(k.r), quarter(k.g), quarter(k.b), quarter(k.a)));
+  EXPECT_EQ(dst.at(0, 0), Known(0, 0));
+  EXPECT_EQ(src.at(3, 2), k);  // the source is only read
 
   manager.reset();  // the lists free their libraries; the wrapper keeps its own
-  fxtest::canvas src(3, 3), dst(3, 3);
   src.at(1, 1) = pix32(10, 20, 30, 40);
   EXPECT_EQ(e->Process(src.kor(), dst.kor(), RECT{0, 0, 3, 3}), 1);
   EXPECT_EQ(dst.at(1, 1), pix32(245, 235, 225, 40));
   EXPECT_TRUE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
+  inv.reset();
   e.reset();
   EXPECT_FALSE(plugtest::Resident(plugtest::BuiltPlugin("invert.so")));
 }
@@ -144,38 +166,12 @@ TEST_F(PluginEffect, ParameterFlagsBecomeVariableKindsAndValuesReachThePlugin) {
   other->SelfDestruct();
 }
 
-TEST_F(PluginEffect, InvertTurnsTheRectangleByItsAmount) {
-  auto e = Video();
-  ASSERT_NE(e, nullptr);
-  fxtest::canvas src(7, 5), dst(7, 5);
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 7; ++x) src.at(x, y) = dst.at(x, y) = Known(x, y);
-  const RECT rc{1, 1, 5, 4};
-  // Amount 1 (the default): exactly 255 - c inside, alpha kept; outside untouched.
-  ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 7; ++x) {
-      const pix32 k = Known(x, y), inverted(uint8_t(255 - k.r), uint8_t(255 - k.g), uint8_t(255 - k.b), k.a);
-      EXPECT_EQ(dst.at(x, y), x >= 1 && x < 5 && y >= 1 && y < 4 ? inverted : k) << x << "," << y;
-    }
-  // Amount 0.25 (m = 64) with the alpha switch on: c + floor((255 - 2c) * 64 / 256) per channel.
-  timefloatmgr &vars = e->GetTimeFloatMgr();
-  vars.timefloatset("INVERT_AMOUNT", 0, 0.25), vars.timefloatset("INVERT_ALPHA", 0, 1.0);
-  vars.Commit();
-  ASSERT_EQ(e->Process(src.kor(), dst.kor(), rc), 1);
-  auto quarter = [](int c) { return uint8_t(c + ((255 - 2 * c) >> 2)); };  // >> 2 floors either sign
-  const pix32 k = Known(3, 2);
-  EXPECT_EQ(dst.at(3, 2), pix32(quarter(k.r), quarter(k.g), quarter(k.b), quarter(k.a)));
-  EXPECT_EQ(dst.at(0, 0), Known(0, 0));
-  EXPECT_EQ(src.at(3, 2), k);  // the source is only read
-}
-
-TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
-  auto e = FixtureVideo();
-  ASSERT_NE(e, nullptr);
-  e->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75), e->GetTimeFloatMgr().Commit();
+TEST_F(PluginEffect, TheRecordNamesTheLibraryLoadingBindsItAgainAndAMissingOneIsKept) {
+  auto fixture = FixtureVideo();
+  ASSERT_NE(fixture, nullptr);
+  fixture->GetTimeFloatMgr().timefloatset("FX_PLAIN", 0, 0.75), fixture->GetTimeFloatMgr().Commit();
   int ok = 0;
-  const bytes saved = SavedBytes([&](FILE *f) { return e->Save(f); }, &ok);
+  const bytes saved = SavedBytes([&](FILE *f) { return fixture->Save(f); }, &ok);
   ASSERT_EQ(ok, 1);
   const bytes block = NameBlock("fx_params.so");
   EXPECT_EQ(bytes(saved.begin(), saved.begin() + ptrdiff_t(std::min(saved.size(), block.size()))), block);
@@ -186,23 +182,18 @@ TEST_F(PluginEffect, TheRecordNamesTheLibraryAndLoadingBindsItAgain) {
   ASSERT_NE(loaded, nullptr);
   EXPECT_EQ(dialogs.chooses, chooses);
   EXPECT_EQ(AsPlugin(loaded)->GetPlugin(), nullptr);
-  file_ptr f = FileWith(saved);
-  EXPECT_EQ(loaded->Load(f.get()), 1);
+  EXPECT_EQ(loaded->Load(FileWith(saved).get()), 1);
   ASSERT_NE(AsPlugin(loaded)->GetPlugin(), nullptr);
   EXPECT_STREQ(AsPlugin(loaded)->GetPluginName(), "fx_params.so");
   EXPECT_EQ(loaded->GetTimeFloatMgr().timefloatget("FX_PLAIN", 0), 0.75);
   EXPECT_EQ(SavedBytes([&](FILE *out) { return loaded->Save(out); }), saved);
-}
 
-TEST_F(PluginEffect, AMissingLibraryKeepsItsNameAndLeavesThePicture) {
+  // An effect from a library not loaded here: its record is kept and the picture left alone.
   std::unique_ptr<effectVideo> e = VideoForLoading();
-  ASSERT_NE(e, nullptr);
-  // The record of an effect from a library that is not loaded here.
   bytes record = NameBlock("gone.so");
   const bytes vars = SavedBytes([&](FILE *f) { return e->tfSave(f); });
   record.insert(record.end(), vars.begin(), vars.end());
-  file_ptr f = FileWith(record);
-  EXPECT_EQ(e->Load(f.get()), 1);
+  EXPECT_EQ(e->Load(FileWith(record).get()), 1);
   EXPECT_EQ(AsPlugin(e)->GetPlugin(), nullptr);
   EXPECT_STREQ(AsPlugin(e)->GetPluginName(), "gone.so");
   EXPECT_EQ(SavedBytes([&](FILE *out) { return e->Save(out); }), record);

@@ -70,8 +70,12 @@ bool HaveEncoder(const char *name);
 
 // Writes the medium into the program's temporary folder (a test failure when it cannot); its path.
 std::string WriteTempMedia(const std::string &name, const media_recipe &recipe);
-// A whole file's bytes (empty when it cannot be read).
+// A whole file's bytes (empty when it cannot be read), or the same as text.
 std::vector<uint8_t> ReadFileBytes(const std::string &path);
+inline std::string ReadFileText(const std::string &path) {
+  const std::vector<uint8_t> b = ReadFileBytes(path);
+  return std::string(b.begin(), b.end());
+}
 // What the readers open, closed when the handle goes.
 template <auto Close>
 struct closer {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <climits>
 #include <map>
@@ -287,7 +286,7 @@ TEST(TimefloatFile, SaveWritesTheRecordsByteForByte) {
             std::tuple(72u, int32_t{TF_KEY_COMMITTED}, false));
 }
 
-TEST(TimefloatFile, HeaderSizes) {
+TEST(TimefloatFile, HeaderSizesAndKeysInAnyOrder) {
   timefloat tf;
   tf.SetValue(1, 1);
   // A longer header is refused and the curve stays empty; so is one cut short.
@@ -298,10 +297,7 @@ TEST(TimefloatFile, HeaderSizes) {
   EXPECT_EQ(tf.Load(FileWith(CurveBytes(2, {{5, 0.5}, {1, 3.0}}, 24)).get()), 1);
   EXPECT_EQ(std::tuple(tf.GetMinimum(), tf.GetMaximum(), std::string(tf.GetName())), std::tuple(0.0, 2.0, ""));
   ExpectSameKeys(tf, {{1, 3.0}, {5, 0.5}});
-}
-
-TEST(TimefloatFile, KeysInAnyOrderLoadAsIfSetInFileOrder) {
-  timefloat tf;
+  // Keys in any order load as if set in file order.
   EXPECT_EQ(tf.Load(FileWith(CurveBytes(4, {{50, 0.1}, {10, 0.2}, {50, 0.3}, {30, 0.4}})).get()), 1);
   ExpectSameKeys(tf, {{10, 0.2}, {30, 0.4}, {50, 0.3}});
   // More keys announced than stored: the stored ones load; a negative count loads none.

@@ -85,7 +85,7 @@ TEST(TimedObject, OffsetTrimsTheHead) {
   EXPECT_EQ(obj->GetCurrentTime(), INT32_MIN);
 }
 
-TEST(TimedObject, LocalTimeReachesTheVariables) {
+TEST(TimedObject, LocalTimeReachesTheVariablesWhichCommitRevertAndResetWithTheMusicalTime) {
   auto obj = std::make_unique<vemotime>();
   obj->RectCreateSource();
   obj->SetPoSiz(1000, 5000);
@@ -106,9 +106,19 @@ TEST(TimedObject, LocalTimeReachesTheVariables) {
   double v = 0, lo = 9, hi = 9;
   EXPECT_EQ((std::tuple{obj->GetTimeFloat(45, &v, &lo, &hi), v, obj->GetTimeFloat(999, &v, &lo, &hi)}),
             std::tuple(1, 0.5, 0));
+
+  // Commit, Revert and Reset cover the variables and the musical time.
+  obj->GetMTime().SetBPM(120);
+  EXPECT_EQ(obj->Commit(), 1u);
+  obj->SetTimeFloat(45, 0.25);
+  obj->GetMTime().SetBPM(90);
+  EXPECT_EQ((std::tuple{obj->Revert(), obj->GetTimeFloat(45), obj->GetMTime().GetBPM()}), std::tuple(1u, 0.5, 120.0));
+  EXPECT_EQ((std::tuple{obj->Reset(), obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM(),
+                        obj->GetTimeFloatMgr().GetCount()}),
+            std::tuple(1u, 0, 60.0, 5));
 }
 
-TEST(TimedObject, Commands) {
+TEST(TimedObject, CommandsKeyDeletionAndStepping) {
   timed_tree tree;
   vemotime &obj = *tree.obj;
   tree.root->SetTime(2500);
@@ -130,11 +140,8 @@ TEST(TimedObject, Commands) {
   obj.SetID(77);
   EXPECT_EQ(std::pair(obj.GetTimeFloatMgr().GetID(), obj.GetMTime().GetID()), std::pair(77, 77));
   EXPECT_EQ((std::pair{obj.Command("GetTime now", result), std::string(result)}), std::pair(false, std::string()));
-}
 
-TEST(TimedObject, KeyDeletionAndStepping) {
-  timed_tree tree;
-  vemotime &obj = *tree.obj;
+  // Keys are deleted around the local time and stepped through.
   obj.RectCreateDestination();
   timefloat *l = obj.FindTimeFloat(49);
   for (int t : {100, 200, 300, 400}) l->SetValue(t, t / 1000.0);
@@ -208,20 +215,6 @@ TEST(TimedObject, Rectangles) {
   obj->SetTimeRect(49, 50, 51, 52, frect(0, 0, 1, 1));
   EXPECT_EQ((std::pair{obj->ResetTimeRect(49, 50, 51, 52), obj->FindTimeFloat(49)->HasValues()}),
             std::pair(uint32_t(QA_CHANGED), 0));
-}
-
-TEST(TimedObject, CommitRevertResetCoverVariablesAndMusicalTime) {
-  auto obj = std::make_unique<vemotime>();
-  obj->RectCreateSource();
-  obj->SetTimeFloat(45, 0.5);
-  obj->GetMTime().SetBPM(120);
-  EXPECT_EQ(obj->Commit(), 1u);
-  obj->SetTimeFloat(45, 0.25);
-  obj->GetMTime().SetBPM(90);
-  EXPECT_EQ((std::tuple{obj->Revert(), obj->GetTimeFloat(45), obj->GetMTime().GetBPM()}), std::tuple(1u, 0.5, 120.0));
-  EXPECT_EQ((std::tuple{obj->Reset(), obj->FindTimeFloat(45)->HasValues(), obj->GetMTime().GetBPM(),
-                        obj->GetTimeFloatMgr().GetCount()}),
-            std::tuple(1u, 0, 60.0, 5));
 }
 
 TEST(TimedObject, ResolveAndCopies) {
