@@ -106,7 +106,6 @@ TEST(historyproperty, RandomEditsUndoneAndRedoneWhole) {
   for (long i = 0; i < ops; ++i) d.Step();
   const std::string final_bytes = editscript::Bytes(p.Root());
   const size_t done = log->Position();
-  std::printf("%ld edits: %zu steps kept, %zu done\n", ops, log->Steps().size(), done);
   while (log->CanUndo()) ASSERT_TRUE(log->Undo());
   EXPECT_EQ(editscript::Bytes(p.Root()), original);
   for (size_t i = 0; i < done; ++i) ASSERT_TRUE(log->Redo());

@@ -207,7 +207,6 @@ TEST(journalcrash, KilledAtRandomPointsRecoversTheLastAcknowledgedEdit) {
   vemoproject child, reopened;
   std::mt19937 rng(4242);
   double editing_us = 0;  // how long a child takes for all its edits, measured on the first run
-  int inflight = 0, total = 0;
   for (int k = 0; k < kills + 1; ++k) {
     for (const char *leftover : {"", ".journal", ".journal.unmatched", ".journal.unreadable"})
       fs::remove(run + leftover);
@@ -243,20 +242,10 @@ TEST(journalcrash, KilledAtRandomPointsRecoversTheLastAcknowledgedEdit) {
     ASSERT_TRUE(reopened.Load(run.c_str()));
     const auto log = OpenEditJournal(reopened.Root(), run.c_str(), [](const std::string &) { return true; });
     const std::string now = editscript::Bytes(reopened.Root());
-    ++total;
-    if (now == expected[size_t(acked)]) continue;
-    if (acked < kEdits && now == expected[size_t(acked) + 1]) {
-      ++inflight;
-      continue;
-    }
-    FAIL() << "kill " << k << ": " << acked
-           << " edits acknowledged, the reopened project holds another state";
+    // The edit in flight may already have been written down.
+    EXPECT_TRUE(now == expected[size_t(acked)] || (acked < kEdits && now == expected[size_t(acked) + 1]))
+        << "kill " << k << ": " << acked << " edits acknowledged, the reopened project holds another state";
   }
-  std::printf(
-      "%d kills over %.0f ms of edits: every reopening held the last acknowledged state (%d times the edit "
-      "in flight was already written down)\n",
-      kills, editing_us / 1000, inflight);
-  EXPECT_EQ(total, kills + 1);
 }
 
 }  // namespace

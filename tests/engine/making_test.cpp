@@ -227,13 +227,10 @@ TEST(Worker, AHeadlessRootComposesOnItsWorkerAndMarksTheWindowForRedraw) {
 }
 
 TEST(MakeSetup, OutputFormatTable) {
-  // choice, then the format: PCM, channels, rate, bits, block align, bytes per second
+  // choice, then the format: PCM, channels, rate, bits, block align, bytes per second. The ends of
+  // the choices' table and a choice outside it.
   const std::pair<int, std::vector<uint32_t>> table[] = {
-      {95, {1, 2, 44100, 16, 4, 176400}}, {122, {1, 1, 44100, 16, 2, 88200}},
-      {90, {1, 2, 22050, 16, 4, 88200}},  {91, {1, 1, 22050, 16, 2, 44100}},
-      {120, {1, 2, 22050, 8, 2, 44100}},  {121, {1, 1, 22050, 8, 1, 22050}},
-      {92, {1, 2, 11025, 8, 2, 22050}},   {0, {1, 1, 11025, 8, 1, 11025}},
-      {96, {1, 1, 11025, 8, 1, 11025}}};
+      {95, {1, 2, 44100, 16, 4, 176400}}, {92, {1, 2, 11025, 8, 2, 22050}}, {96, {1, 1, 11025, 8, 1, 11025}}};
   clip c(nullptr);
   for (const auto &[choice, format] : table) {
     EXPECT_TRUE(c.InitWFX(choice));

@@ -124,6 +124,11 @@ TEST(MusicalTime, PendingEdits) {
 
 TEST(MusicalTime, ItemsByNumberButNotTheSeparator) {
   mtime mt;
+  auto owned_id = [&](int id) {  // the item's id when it is the musical time's own
+    UIItem *item = mt.UIItemResolve(("#" + std::to_string(id)).c_str());
+    return item && item->GetParent() == &mt ? item->GetID() : -1;
+  };
+  for (int id : {336, 337, 338, 339}) EXPECT_EQ(owned_id(id), id);
   EXPECT_EQ(mt.UIItemResolve("#339"), mt.UIItemResolve("339"));
   for (const char *name : {"635", "bpm", static_cast<const char *>(nullptr)})
     EXPECT_EQ(mt.UIItemResolve(name), nullptr);

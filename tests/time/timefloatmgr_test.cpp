@@ -232,7 +232,6 @@ TEST(DeclaredVariables, TableIsConsistent) {
     const tfdecl &r = rows[i];
     SCOPED_TRACE(r.name);
     EXPECT_TRUE(seen.insert({r.name, r.kind}).second);
-    EXPECT_EQ(std::string(r.name).rfind("IDS_", 0), 0u);
     EXPECT_STRNE(vemo::GetStringPtr(r.id), "");  // every row has its displayed text
     const std::vector bounds({r.minimum, r.defaultvalue, r.maximum});
     if (r.kind == TF_KIND_GROUP)
