@@ -423,6 +423,21 @@ __attribute__((target("avx2"))) int ramp_avx2(pix32 *p, int x, int end, int64_t 
 }
 #endif
 
+#if FX_SSE2
+// Alpha held at most `level` (0..255) from x to end: a byte minimum that leaves the colours, as
+// 255 in their bytes. Returns end.
+__attribute__((target("avx2"))) int cap_alpha_avx2(pix32 *p, int x, int end, int level) {
+  const uint32_t cap = uint32_t(level) << 24 | 0x00FFFFFFu;
+  const __m256i c = _mm256_set1_epi32(int(cap));
+  for (; x + 8 <= end; x += 8) {
+    __m256i *q = reinterpret_cast<__m256i *>(p + x);
+    _mm256_storeu_si256(q, _mm256_min_epu8(_mm256_loadu_si256(q), c));
+  }
+  for (; x < end; ++x) p[x].a = std::min(p[x].a, uint8_t(level));
+  return x;
+}
+#endif
+
 // One row: A is the largest |dx| of the inner zone (-1: none), B the smallest |dx| of the outer
 // zone (B > A). d is dx^2 + e for the round keys (Round) and max(|dx|, e) for the rectangle.
 template <bool Inv, bool Round>
@@ -437,17 +452,28 @@ void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, int64
   auto clear = [&](int end) {
     for (; x < end; ++x) p[x].a = 0;
   };
-  auto ramp = [&](int end) {
+  auto level_at = [&](int64_t d) { return Inv ? div((d - z.inner) * 255) : div((z.outer - d) * 255); };
+  auto ramp_to = [&](int end) {
 #if FX_SSE2
     if (vector) x = ramp_avx2<Inv, Round>(p, x, end, cx, e, z, div.q);
 #endif
-    (void)vector;
     for (; x < end; ++x) {
       const int64_t dx = int64_t(x) - cx;
       const int64_t d = Round ? dx * dx + e : std::max(dx < 0 ? -dx : dx, e);
-      const int64_t level = Inv ? div((d - z.inner) * 255) : div((z.outer - d) * 255);
-      p[x].a = uint8_t(std::min<int64_t>(p[x].a, level));
+      p[x].a = uint8_t(std::min<int64_t>(p[x].a, level_at(d)));
     }
+  };
+  auto ramp = [&](int end) {
+#if FX_SSE2
+    // The rectangle's distance is e wherever |dx| <= e: one level for that whole span.
+    if (!Round && vector) {
+      ramp_to(int(std::clamp<int64_t>(cx - e, x, end)));
+      const int span_end = int(std::clamp<int64_t>(cx + e + 1, x, end));
+      x = cap_alpha_avx2(p, x, span_end, int(level_at(e)));
+    }
+#endif
+    (void)vector;
+    ramp_to(end);
   };
   int end = upto(b0);
   if constexpr (Inv)
