@@ -6,14 +6,10 @@
 #include <initializer_list>
 
 #include "fuzz_io.h"
-#include "media/ffinput.h"
 #include "media/mediareaders.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  // Pictures of a megapixel at most and no decoder threads: every header is still parsed, but the
-  // huge pictures damaged headers claim no longer take the run's time.
-  static const bool limited = (ffinput::LimitDecoding(int64_t(1) << 20, 1), true);
-  (void)limited;
+  fuzzio::SmallDecodes();
   // The reader takes a path: the bytes go to a file of their own.
   const fuzzio::named_file file("avi", data, size);
   if (file.path().empty()) return 0;

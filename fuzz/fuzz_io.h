@@ -1,5 +1,5 @@
 // What the fuzz targets share: the fuzz bytes as a file (an open one, or a named one for readers
-// that take a path), and the bytes an object's Save writes. Files live in memory (a memfd, or
+// that take a path), the bytes an object's Save writes, and small decodes. Files live in memory (a memfd, or
 // /dev/shm for named ones): a target makes one or two per input, and creating and deleting them
 // on a disk's file system cost more than most parsers take.
 #pragma once
@@ -13,7 +13,17 @@
 #include <string>
 #include <vector>
 
+#include "media/ffinput.h"
+
 namespace fuzzio {
+
+// Pictures of a megapixel at most and no decoder threads, for the targets that decode video:
+// every header is still parsed, but the huge pictures damaged headers claim no longer take the
+// run's time.
+inline void SmallDecodes() {
+  static const bool once = (ffinput::LimitDecoding(int64_t(1) << 20, 1), true);
+  (void)once;
+}
 
 // An empty read-write file in memory, gone when closed; null when none can be made.
 inline FILE *ScratchFile() {
