@@ -28,7 +28,8 @@ framesize FrameSize() {
   return f;
 }
 
-const int kW = FrameSize().w, kH = FrameSize().h;
+const framesize kFrame = FrameSize();
+const int kW = kFrame.w, kH = kFrame.h;
 
 KORSurface *noisy_frame(uint32_t seed, bool opaque = false) {
   KORSurface *s = surface::SurfaceCreate(kW, kH);

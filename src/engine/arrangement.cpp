@@ -12,7 +12,6 @@ constexpr int kMinSpan = 30;
 constexpr int kMinBand = 10;
 constexpr int kMaxBand = 512;
 
-
 }  // namespace
 
 uint32_t clip::ArrZoomIn() {

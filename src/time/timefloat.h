@@ -97,9 +97,8 @@ class timefloat : public UIItem {
   double GetMinimum() const { return data.minimum; }
   double GetMaximum() const { return data.maximum; }
   double GetDefault() const { return data.defaultvalue; }
-  // v clamped to [minimum, maximum].
-  // A value that is no number (a damaged file's key, or keys at the ends of the double range
-  // interpolated into inf - inf) reads as the minimum.
+  // v clamped to [minimum, maximum]; a value that is no number (a damaged file's key, or keys at
+  // the ends of the double range interpolated into inf - inf) reads as the minimum.
   double BoundedValue(double v) const {
     return v > data.maximum ? data.maximum : (v < data.minimum || v != v) ? data.minimum : v;
   }
