@@ -1,12 +1,11 @@
 // pixelator: pixel value helpers and the surf32 frame helpers (copy, blend, flip, rotate,
-// key softening, frame allocation).
+// frame allocation). The key smoother is in keysmooth.cpp.
 #include "media/pixelator.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include "media/kernels.h"
 #include "media/rows.h"
@@ -118,67 +117,6 @@ int pixelator::Rotate(surf32 *src, surf32 *dst, RECT r, POINT c, double deg) {
           o[x] = row(src, int(fy))[int(fx)];
         else
           o[x] = black;
-      }
-    }
-  });
-  return 1;
-}
-
-int pixelator::RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft) {
-  if (!usable(src) || !usable(dst)) return 0;
-  // Kernels wider than this only repeat the edges; the cap keeps the sums in range.
-  n = std::clamp(n, 0, 1023);
-  const int k = std::max(n | 1, 3), half = k / 2;
-  const int64_t lo = int64_t(k) * k * 255 / 2;
-  const double s = std::isnan(soft) ? 0.0 : std::clamp(soft, 0.0, 1.0);
-  const int64_t hi = int64_t(double(lo) + double(lo) * s);
-  const RECT c = inside(src, dst, r);
-  if (c.right <= c.left || c.bottom <= c.top) return 1;
-  const int w = src->width, h = src->height;
-  // Box sums with clamped edges: per row, horizontal sums from a prefix sum of the row with the
-  // overhang counted as copies of the edge pixel; then the same vertically over those sums.
-  const int cw = c.right - c.left;
-  const int ry0 = std::max(c.top - half, 0), ry1 = std::min(c.bottom - 1 + half, h - 1);
-  std::vector<int64_t> prefix(size_t(w) + 1), horiz(size_t(ry1 - ry0 + 1) * size_t(cw));
-  for (int y = ry0; y <= ry1; ++y) {
-    const pix32 *p = row(src, y);
-    for (int x = 0; x < w; ++x) prefix[size_t(x) + 1] = prefix[size_t(x)] + p[x].a;
-    int64_t *hrow = horiz.data() + size_t(y - ry0) * size_t(cw);
-    for (int x = c.left; x < c.right; ++x) {
-      const int a = x - half, b = x + half;
-      int64_t sum = prefix[size_t(std::min(b, w - 1)) + 1] - prefix[size_t(std::max(a, 0))];
-      if (a < 0) sum += int64_t(-a) * p[0].a;
-      if (b > w - 1) sum += int64_t(b - (w - 1)) * p[w - 1].a;
-      hrow[x - c.left] = sum;
-    }
-  }
-  auto horiz_row = [&](int y) { return horiz.data() + size_t(std::clamp(y, 0, h - 1) - ry0) * size_t(cw); };
-  for_rows(c, [&](int y0, int y1) {
-    // The window's column sums, slid down a row at a time: the clamped rows form a list that
-    // moves by one, so one row leaves and one enters.
-    std::vector<int64_t> vertical(static_cast<size_t>(cw));
-    for (int dy = -half; dy <= half; ++dy) {
-      const int64_t *hr = horiz_row(y0 + dy);
-      for (int x = 0; x < cw; ++x) vertical[size_t(x)] += hr[x];
-    }
-    for (int y = y0; y < y1; ++y) {
-      if (y > y0) {
-        const int64_t *out = horiz_row(y - 1 - half), *in = horiz_row(y + half);
-        for (int x = 0; x < cw; ++x) vertical[size_t(x)] += in[x] - out[x];
-      }
-      const pix32 *sp = row(src, y);
-      pix32 *dp = row(dst, y);
-      for (int x = c.left; x < c.right; ++x) {
-        if (sp[x].a == 0) continue;
-        const int64_t sum = vertical[size_t(x - c.left)];
-        uint8_t a;
-        if (sum <= lo)
-          a = 0;
-        else if (sum >= hi)
-          a = 255;
-        else
-          a = uint8_t((sum - lo) * 255 / (hi - lo));
-        dp[x].a = a;
       }
     }
   });

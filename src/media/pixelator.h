@@ -58,7 +58,7 @@ class pixelator : public vemo {
   // dst(x, y) for (x, y) in r = src at (x, y) turned by deg degrees about c (nearest pixel);
   // 0 (black, alpha 0) where that lies outside the source frame or outside r.
   static int Rotate(surf32 *src, surf32 *dst, RECT r, POINT c, double deg);
-  // Softens a keyed alpha mask: for pixels of r whose source alpha is not 0, dst alpha comes
+  // Softens a keyed alpha mask (keysmooth.cpp): for pixels of r whose source alpha is not 0, dst alpha comes
   // from the sum of source alpha over an odd k x k square (k = n with its lowest bit set, at
   // least 3; edges clamped) against lo = k * k * 255 / 2 and hi = lo + lo * soft.
   static int RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft);
