@@ -390,34 +390,36 @@ shapezones make_zones(int64_t outer, int64_t inner, bool inverted) {
 }
 
 #if FX_SSE2
-// Below this divisor the ramp runs in doubles: d < 2^51, and (outer - d) * 255, (d - inner) * 255
-// and a * q are at most 256 * q < 2^53, so every value is an integer the doubles hold exactly.
-constexpr int64_t kVectorRampLimit = int64_t(1) << 44;
+// Below this divisor and zone bound the ramp runs in 32-bit lanes. A ramp pixel's distance lies
+// between the zone bounds, so it and its numerator (outer - d) * 255 or (d - inner) * 255 < 255 * q
+// fit, as does (a + 1) * q <= 256 * q.
+constexpr int64_t kVectorRampLimit = int64_t(1) << 23;
+constexpr int64_t kVectorZoneLimit = int64_t(1) << 30;
 
-// Ramp pixels x .. end four at a step: the level is the quotient of exactdiv, found the same way
-// (the product by the reciprocal, floored, then moved by one where a * q shows it is off).
+// Ramp pixels x .. end eight at a step: the level is the quotient of exactdiv. The float product
+// of the numerator and the reciprocal is within 2^-15 of the quotient (three roundings of one
+// part in 2^24 on a value below 256), so its integer part is off by at most one, and a * q
+// against the numerator moves it to the exact quotient.
 template <bool Inv, bool Round>
 __attribute__((target("avx2"))) int ramp_avx2(pix32 *p, int x, int end, int64_t cx, int64_t e,
                                               const shapezones &z, int64_t q) {
-  const __m256d vq = _mm256_set1_pd(double(q)), inv = _mm256_set1_pd(1.0 / double(q)),
-                ve = _mm256_set1_pd(double(e)), bound = _mm256_set1_pd(double(Inv ? z.inner : z.outer)),
-                k255 = _mm256_set1_pd(255.0), one = _mm256_set1_pd(1.0), step = _mm256_set1_pd(4.0),
-                sign = _mm256_set1_pd(-0.0);
-  const __m128i colour = _mm_set1_epi32(0x00FFFFFF);
-  const double d0 = double(int64_t(x) - cx);
-  __m256d dx = _mm256_setr_pd(d0, d0 + 1, d0 + 2, d0 + 3);
-  for (; x + 4 <= end; x += 4, dx = _mm256_add_pd(dx, step)) {
-    const __m256d d =
-        Round ? _mm256_add_pd(_mm256_mul_pd(dx, dx), ve) : _mm256_max_pd(_mm256_andnot_pd(sign, dx), ve);
-    const __m256d n = _mm256_mul_pd(Inv ? _mm256_sub_pd(d, bound) : _mm256_sub_pd(bound, d), k255);
-    __m256d a = _mm256_floor_pd(_mm256_mul_pd(n, inv));
-    const __m256d aq = _mm256_mul_pd(a, vq);
-    a = _mm256_sub_pd(a, _mm256_and_pd(_mm256_cmp_pd(aq, n, _CMP_GT_OQ), one));
-    a = _mm256_add_pd(a, _mm256_and_pd(_mm256_cmp_pd(_mm256_add_pd(aq, vq), n, _CMP_LE_OQ), one));
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + x));
-    const __m128i alpha = _mm_min_epi32(_mm_srli_epi32(v, 24), _mm256_cvttpd_epi32(a));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(p + x),
-                     _mm_or_si128(_mm_and_si128(v, colour), _mm_slli_epi32(alpha, 24)));
+  const __m256i vq = _mm256_set1_epi32(int(q)), ve = _mm256_set1_epi32(int(e)),
+                bound = _mm256_set1_epi32(int(Inv ? z.inner : z.outer)), one = _mm256_set1_epi32(1),
+                step = _mm256_set1_epi32(8), colour = _mm256_set1_epi32(0x00FFFFFF);
+  const __m256 inv = _mm256_set1_ps(1.0f / float(q));
+  __m256i dx = _mm256_add_epi32(_mm256_set1_epi32(int(int64_t(x) - cx)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  for (; x + 8 <= end; x += 8, dx = _mm256_add_epi32(dx, step)) {
+    const __m256i d =
+        Round ? _mm256_add_epi32(_mm256_mullo_epi32(dx, dx), ve) : _mm256_max_epi32(_mm256_abs_epi32(dx), ve);
+    const __m256i t = Inv ? _mm256_sub_epi32(d, bound) : _mm256_sub_epi32(bound, d);
+    const __m256i n = _mm256_sub_epi32(_mm256_slli_epi32(t, 8), t);
+    const __m256i up = _mm256_add_epi32(_mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(n), inv)), one);
+    __m256i a = _mm256_add_epi32(up, _mm256_cmpgt_epi32(_mm256_mullo_epi32(up, vq), n));
+    a = _mm256_add_epi32(a, _mm256_cmpgt_epi32(_mm256_mullo_epi32(a, vq), n));
+    __m256i *at = reinterpret_cast<__m256i *>(p + x);
+    const __m256i v = _mm256_loadu_si256(at);
+    const __m256i alpha = _mm256_min_epi32(_mm256_srli_epi32(v, 24), a);
+    _mm256_storeu_si256(at, _mm256_or_si256(_mm256_and_si256(v, colour), _mm256_slli_epi32(alpha, 24)));
   }
   return x;
 }
@@ -450,6 +452,9 @@ void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, int64
   int x = xl;
   auto upto = [&](int64_t bound) { return int(std::clamp<int64_t>(bound, x, xr)); };
   auto clear = [&](int end) {
+#if FX_SSE2
+    if (vector) x = cap_alpha_avx2(p, x, end, 0);
+#endif
     for (; x < end; ++x) p[x].a = 0;
   };
   auto level_at = [&](int64_t d) { return Inv ? div((d - z.inner) * 255) : div((z.outer - d) * 255); };
@@ -490,10 +495,12 @@ void shape_row(pix32 *p, int xl, int xr, int64_t cx, int64_t a, int64_t b, int64
   if constexpr (!Inv) clear(xr);
 }
 
-bool vector_ramp(const exactdiv &div) {
+bool vector_ramp(const exactdiv &div, const shapezones &z) {
 #if FX_SSE2
-  return kernels::ActiveTier() == kernels::tier::avx2 && div.q < kVectorRampLimit;
+  return kernels::ActiveTier() == kernels::tier::avx2 && div.q < kVectorRampLimit && z.to <= kVectorZoneLimit;
 #else
+  (void)div;
+  (void)z;
   return false;
 #endif
 }
@@ -514,7 +521,7 @@ void key_round(const surf &s, RECT r, double v1, double v2) {
   const shapezones z =
       make_zones(threshold(scale, std::max(v1, v2)), threshold(scale, std::min(v1, v2)), Inv);
   const exactdiv div(std::max<int64_t>(z.outer - z.inner, 1));
-  const bool vector = vector_ramp(div);
+  const bool vector = vector_ramp(div, z);
   const RECT c = clip_to(s, r);
   if (c.right <= c.left) return;
   for_rows(c, [&](int y0, int y1) {
@@ -540,7 +547,7 @@ void key_rect(const surf &s, RECT r, double v1, double v2) {
   const shapezones z =
       make_zones(threshold(scale, std::max(v1, v2)), threshold(scale, std::min(v1, v2)), Inv);
   const exactdiv div(std::max<int64_t>(z.outer - z.inner, 1));
-  const bool vector = vector_ramp(div);
+  const bool vector = vector_ramp(div, z);
   const RECT c = clip_to(s, r);
   if (c.right <= c.left) return;
   for_rows(c, [&](int y0, int y1) {

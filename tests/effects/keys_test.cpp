@@ -165,6 +165,9 @@ TEST(ShapeKeysByHand, CircleRectAndOvalZonesAndRamps) {
   // Rect, 474 x 2: outer 237, inner 0. 79 * 255 = 237 * 85 and 158 * 255 = 237 * 170 are exact
   // multiples, where the quotient by the reciprocal comes out one short before its correction.
   expect_shape(fxkernels::KeyRect, 474, 2, 0.0, 1.0, {{316, 1, 255, 170, 85}, {395, 1, 255, 85, 170}});
+  // Outer 55079, inner 0: at dx 216, 216 * 255 = 55080 = outer + 1, so the plain level is just
+  // under 254 (253) and its float estimate rounds up to 254; the inverted level is 1.
+  expect_shape(fxkernels::KeyRect, 474, 2, 0.0, 55079.5 / 237, {{21, 1, 255, 253, 1}});
 }
 
 TEST(ShapeKeys, RunsMatchThePerPixelWalkOnRandomRectangles) {
