@@ -162,6 +162,10 @@ void BM_Edge(benchmark::State &s) {
   const double n = double(std::min<int64_t>(s.range(0), 32));
   run(s, 72, [n](effectVideo &e) { e.SetTimeFloat(fxid::IDS_MATRIX_SIZE, n); });
 }
+// An opaque picture: the 3 x 3 record is the window itself.
+void BM_EdgeOpaque(benchmark::State &s) {
+  run(s, 72, [](effectVideo &e) { e.SetTimeFloat(fxid::IDS_MATRIX_SIZE, 3.0); }, true);
+}
 void BM_KeySmoother(benchmark::State &s) {
   run(s, 78, [](effectVideo &e) { e.SetTimeFloat(fxid::IDS_MATRIX_SIZE, 9.0); });
 }
@@ -217,6 +221,7 @@ BENCHMARK(BM_Frame);
 BENCHMARK(BM_Blur)->Arg(3)->Arg(9)->Arg(33);
 BENCHMARK(BM_BlurOpaque)->Arg(3)->Arg(9);
 BENCHMARK(BM_Edge)->Arg(3)->Arg(9)->Arg(33);
+BENCHMARK(BM_EdgeOpaque);
 BENCHMARK(BM_KeySmoother);
 BENCHMARK(BM_FieldBlender);
 BENCHMARK(BM_FirstFieldOnly);

@@ -527,6 +527,112 @@ bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t lev
   return true;
 }
 
+// Edge map of a 3 x 3 record over a rectangle in which no pixel is skipped: the record is then
+// the clamped window, and each pair of halves differs only by the cells off its dividing line
+// (rows 0 and 2, columns 0 and 2, the three cells on either side of each diagonal). Cell (u, v)
+// is column u of row v. The strength over 9 is (s * 7282) >> 16, exact for s below 32768.
+constexpr uint32_t kNinth = 7282;
+
+int edge3_strength(const pix32 *r0, const pix32 *r1, const pix32 *r2, int a, int b, int c) {
+  const pix32 *rows[3] = {r0, r1, r2};
+  const int cols[3] = {a, b, c};
+  int strength = 0;
+  for (int ch = 0; ch < 3; ++ch) {
+    auto at = [&](int u, int v) {
+      const pix32 p = rows[v][cols[u]];
+      return int(ch == 0 ? p.b : ch == 1 ? p.g : p.r);
+    };
+    const int across = at(0, 0) + at(1, 0) + at(2, 0) - at(0, 2) - at(1, 2) - at(2, 2);
+    const int down = at(0, 0) + at(0, 1) + at(0, 2) - at(2, 0) - at(2, 1) - at(2, 2);
+    const int diag = at(0, 1) + at(0, 2) + at(1, 2) - at(1, 0) - at(2, 0) - at(2, 1);
+    const int anti = at(2, 1) + at(1, 2) + at(2, 2) - at(0, 0) - at(1, 0) - at(0, 1);
+    // The top red sum is taken over by the bottom one: that pair adds no red.
+    strength += (ch == 2 ? 0 : std::abs(across)) + std::abs(down) + std::abs(diag) + std::abs(anti);
+  }
+  return strength;
+}
+
+#if MATRIX_X86
+#define AVX2_INLINE __attribute__((target("avx2"))) inline
+AVX2_INLINE __m256i cell16(const pix32 *p) {
+  return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
+}
+AVX2_INLINE __m256i add3(__m256i p, __m256i q, __m256i r) { return _mm256_add_epi16(_mm256_add_epi16(p, q), r); }
+AVX2_INLINE __m256i apart(__m256i p, __m256i q) { return _mm256_abs_epi16(_mm256_sub_epi16(p, q)); }
+// (k * level + d * (255 - level)) >> 8 for four pixels' bytes.
+AVX2_INLINE __m256i mix16(__m128i k, __m128i d, __m256i level, __m256i rest) {
+  return _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_cvtepu8_epi16(k), level),
+                                            _mm256_mullo_epi16(_mm256_cvtepu8_epi16(d), rest)),
+                           8);
+}
+
+// The strengths of four pixels from x on, as b + g and r in two 32-bit lanes each: sixteen-bit
+// lanes hold every sum of three cells (at most 765), the differences and their total.
+AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2, int x) {
+  const __m256i c00 = cell16(r0 + x - 1), c10 = cell16(r0 + x), c20 = cell16(r0 + x + 1);
+  const __m256i c01 = cell16(r1 + x - 1), c21 = cell16(r1 + x + 1);
+  const __m256i c02 = cell16(r2 + x - 1), c12 = cell16(r2 + x), c22 = cell16(r2 + x + 1);
+  const __m256i across = apart(add3(c00, c10, c20), add3(c02, c12, c22));
+  const __m256i down = apart(add3(c00, c01, c02), add3(c20, c21, c22));
+  const __m256i diag = apart(add3(c01, c02, c12), add3(c10, c20, c21));
+  const __m256i anti = apart(add3(c21, c12, c22), add3(c00, c10, c01));
+  const __m256i no_red = _mm256_set1_epi64x(0x00000000FFFFFFFF);
+  const __m256i total = _mm256_add_epi16(_mm256_add_epi16(_mm256_and_si256(across, no_red), down),
+                                         _mm256_add_epi16(diag, anti));
+  return _mm256_madd_epi16(total, _mm256_set1_epi64x(0x0000000100010001));  // alpha weighed 0
+}
+
+// Pixels x .. end - 1 (all with both neighbours in the rectangle), eight a step; returns where
+// it stopped.
+__attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1, const pix32 *r2, pix32 *d, int x,
+                                               int end, int level) {
+  const __m256i ninth = _mm256_set1_epi32(int(kNinth)), top = _mm256_set1_epi32(255);
+  const __m256i vl = _mm256_set1_epi16(int16_t(level)), vk = _mm256_set1_epi16(int16_t(255 - level));
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), grey = _mm256_set1_epi32(0x00010101);
+  for (; x + 8 <= end; x += 8) {
+    // hadd pairs the lanes of pixels 0 1 4 5 | 2 3 6 7; the permute puts them in order.
+    const __m256i s = _mm256_permute4x64_epi64(
+        _mm256_hadd_epi32(edge3_four(r0, r1, r2, x), edge3_four(r0, r1, r2, x + 4)), 0xD8);
+    const __m256i k = _mm256_mullo_epi32(_mm256_min_epi32(_mm256_mulhi_epu16(s, ninth), top), grey);
+    const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
+    const __m256i lo = mix16(_mm256_castsi256_si128(k), _mm256_castsi256_si128(dv), vl, vk);
+    const __m256i hi = mix16(_mm256_extracti128_si256(k, 1), _mm256_extracti128_si256(dv, 1), vl, vk);
+    const __m256i out = _mm256_permute4x64_epi64(_mm256_packus_epi16(lo, hi), 0xD8);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(out, dv, amask));
+  }
+  return x;
+}
+#undef AVX2_INLINE
+#endif
+
+bool edge3_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
+#if MATRIX_X86
+  if (W != 3 || H != 3 || src->bits == dst->bits || kernels::ActiveTier() != kernels::tier::avx2 ||
+      !all_filtered(src, c, true))
+    return false;
+  for (int y = c.top; y < c.bottom; ++y) {
+    const pix32 *r0 = row(src, std::max(y - 1, int(c.top))), *r1 = row(src, y),
+                *r2 = row(src, std::min(y + 1, int(c.bottom) - 1));
+    pix32 *d = row(dst, y);
+    int x = c.left;
+    auto plain = [&](int to) {
+      for (; x < to; ++x) {
+        const int s = edge3_strength(r0, r1, r2, std::max(x - 1, int(c.left)), x, std::min(x + 1, int(c.right) - 1));
+        const int v = std::min(int((uint32_t(s) * kNinth) >> 16), 255);
+        mix(d[x], v, v, v, level);
+      }
+    };
+    plain(std::min(c.left + 1, c.right));
+    x = edge3_avx2(r0, r1, r2, d, x, c.right - 1, level);
+    plain(c.right);
+  }
+  return true;
+#else
+  (void)src, (void)dst, (void)c, (void)W, (void)H, (void)level;
+  return false;
+#endif
+}
+
 struct record_free {
   void operator()(matrixrecord *m) const { std::free(m); }
 };
@@ -575,6 +681,7 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   const RECT c = inside(src, dst, r);
   if (c.right <= c.left || c.bottom <= c.top) return 1;
   if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
+  if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit)
     blur_packed(src, dst, c, W, H, level, kernels::ActiveTier() == kernels::tier::avx2);
   else if (kernel == &pixelator::matrixBlurr)
