@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <vector>
@@ -239,33 +240,29 @@ void packed_columns(const pix32 *out, const pix32 *in, uint64_t *v, int n, bool 
 // is kept as the list of the columns pushed this row, the oldest W back from the end, and a skipped
 // pixel writes its column past the end without moving it, so the walk has no branch and no store
 // the next load waits on (the last W carry over to the next row). The means and the mix then take
-// the filtered pixels, four a step with AVX2.
-void blur_packed(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level, bool avx2) {
+// the filtered pixels. `Sums` keeps the column sums, one 64-bit word a column (see sums21 and
+// sums16), with the last repeated W / 2 times past the right edge.
+template <class Sums>
+void blur_walk(surf32 *src, surf32 *dst, const RECT &c, int W, int H, Sums &sums) {
   const int cw = c.right - c.left, half = W / 2;
-  // The column sums, with the last repeated W / 2 times past the right edge.
-  std::vector<uint64_t> vertical(static_cast<size_t>(cw + half)), pushed(static_cast<size_t>(cw + W)),
-      totals(static_cast<size_t>(cw));
-  for (int j = 0; j < H; ++j)
-    packed_columns(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left,
-                   vertical.data(), cw, avx2);
+  std::vector<uint64_t> pushed(static_cast<size_t>(cw + W)), totals(static_cast<size_t>(cw));
+  for (int j = 0; j < H; ++j) sums.rows(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left);
   uint64_t total = 0;
-  const divider mean(uint32_t(W) * uint32_t(H));
   for (int y = c.top; y < c.bottom; ++y) {
     if (y > c.top)
-      packed_columns(row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left,
-                     row(src, std::clamp(y + H / 2, c.top, c.bottom - 1)) + c.left, vertical.data(), cw,
-                     avx2);
-    std::fill(vertical.begin() + cw, vertical.end(), vertical[size_t(cw - 1)]);
+      sums.rows(row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left,
+                row(src, std::clamp(y + H / 2, c.top, c.bottom - 1)) + c.left);
+    sums.extend();
     const pix32 *s = row(src, y) + c.left;
     pix32 *d = row(dst, y) + c.left;
     if (s[0].a != 0) {  // the rectangle's left edge fills the ring anew
       total = 0;
-      for (int i = 0; i < W; ++i) total += pushed[size_t(i)] = vertical[size_t(std::max(i - half, 0))];
+      for (int i = 0; i < W; ++i) total += pushed[size_t(i)] = sums.word(std::max(i - half, 0));
       totals[0] = total;
     }
     size_t count = size_t(W);
     for (int x = 1; x < cw; ++x) {
-      const uint64_t fresh = vertical[size_t(x + half)];
+      const uint64_t fresh = sums.word(x + half);
       const uint64_t keep = s[x].a != 0 ? ~uint64_t(0) : 0;
       total += (fresh - pushed[count - size_t(W)]) & keep;
       pushed[count] = fresh;
@@ -274,13 +271,29 @@ void blur_packed(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t 
     }
     std::copy(pushed.begin() + std::ptrdiff_t(count) - W, pushed.begin() + std::ptrdiff_t(count),
               pushed.begin());
-    int done = 0;
-#if MATRIX_X86
-    if (avx2) done = mix_means_avx2(s, d, totals.data(), cw, mean, level);
-#endif
-    mix_means_ref(s, d, totals.data(), done, cw, mean, level);
+    sums.finish(s, d, totals.data());
   }
 }
+
+// Column sums in 21-bit lanes: any record up to kPackedLimit square.
+struct sums21 {
+  int cw, level;
+  bool avx2;
+  divider mean;
+  std::vector<uint64_t> v;
+  sums21(int width, int W, int H, uint8_t lv, bool fast)
+      : cw(width), level(lv), avx2(fast), mean(uint32_t(W) * uint32_t(H)), v(size_t(width + W / 2)) {}
+  void rows(const pix32 *out, const pix32 *in) { packed_columns(out, in, v.data(), cw, avx2); }
+  void extend() { std::fill(v.begin() + cw, v.end(), v[size_t(cw - 1)]); }
+  uint64_t word(int i) const { return v[size_t(i)]; }
+  void finish(const pix32 *s, pix32 *d, const uint64_t *totals) const {
+    int done = 0;
+#if MATRIX_X86
+    if (avx2) done = mix_means_avx2(s, d, totals, cw, mean, level);
+#endif
+    mix_means_ref(s, d, totals, done, cw, mean, level);
+  }
+};
 
 // Edge map: each ring slot holds the prefix sums of its column over the record's rows, so the
 // halves and triangles are sums of one or two prefix entries per column.
@@ -479,6 +492,77 @@ void box_columns(const pix32 *out, const pix32 *in, uint16_t *v, int pixels, boo
   (void)avx2;
   box_columns_ref(o, i, v, done, pixels * 4);
 }
+
+// The means of the walk's totals in 16-bit lanes, mixed into the filtered pixels of a row.
+void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to, uint32_t m, int level) {
+  for (int x = from; x < to; ++x) {
+    if (s[x].a == 0) continue;
+    const uint64_t t = totals[x];
+    auto mean = [&](int lane) { return int(((t >> (16 * lane) & 0xFFFF) * m) >> 16); };
+    mix(d[x], mean(0), mean(1), mean(2), level);
+  }
+}
+
+#if MATRIX_X86
+// Eight pixels a step as box_row_avx2 does, d kept whole where the source is skipped.
+template <bool Full>
+__attribute__((target("avx2"))) int small_means_avx2(const pix32 *s, pix32 *d, const uint64_t *totals, int n,
+                                                     uint32_t m, int level) {
+  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), vl = _mm256_set1_epi16(int16_t(level)),
+                vk = _mm256_set1_epi16(int16_t(255 - level)), one = _mm256_set1_epi16(1),
+                amask = _mm256_set1_epi32(int(0xFF000000u)), zero = _mm256_setzero_si256();
+  int x = 0;
+  for (; x + 8 <= n; x += 8) {
+    __m256i lo = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x)), vm);
+    __m256i hi = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x + 4)), vm);
+    const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
+    const __m256i sv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + x));
+    if constexpr (Full) {
+      lo = _mm256_subs_epu16(lo, one);
+      hi = _mm256_subs_epu16(hi, one);
+    } else {
+      const __m256i dlo = _mm256_cvtepu8_epi16(_mm256_castsi256_si128(dv));
+      const __m256i dhi = _mm256_cvtepu8_epi16(_mm256_extracti128_si256(dv, 1));
+      lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(lo, vl), _mm256_mullo_epi16(dlo, vk)), 8);
+      hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(hi, vl), _mm256_mullo_epi16(dhi, vk)), 8);
+    }
+    const __m256i colours = _mm256_permute4x64_epi64(_mm256_packus_epi16(lo, hi), 0xD8);
+    const __m256i keep = _mm256_or_si256(_mm256_cmpeq_epi32(_mm256_and_si256(sv, amask), zero), amask);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(colours, dv, keep));
+  }
+  return x;
+}
+#endif
+
+// Column sums in 16-bit lanes (b, g, r, a), for records of at most kBoxCells whose mean is a
+// 16-bit multiply: a column is read as one 64-bit word, and the walk's packed arithmetic stays
+// exact as every true lane sum fits.
+struct sums16 {
+  int cw, half, level;
+  bool avx2;
+  uint32_t m;
+  std::vector<uint16_t> v;
+  sums16(int width, int W, uint32_t mul, uint8_t lv, bool fast)
+      : cw(width), half(W / 2), level(lv), avx2(fast), m(mul), v(size_t(width + W / 2) * 4) {}
+  void rows(const pix32 *out, const pix32 *in) { box_columns(out, in, v.data(), cw, avx2); }
+  void extend() {
+    for (int i = cw; i < cw + half; ++i) std::copy_n(&v[size_t(cw - 1) * 4], 4, &v[size_t(i) * 4]);
+  }
+  uint64_t word(int i) const {
+    uint64_t w;
+    std::memcpy(&w, &v[size_t(i) * 4], sizeof w);
+    return w;
+  }
+  void finish(const pix32 *s, pix32 *d, const uint64_t *totals) const {
+    int done = 0;
+#if MATRIX_X86
+    if (avx2)
+      done = level == 255 ? small_means_avx2<true>(s, d, totals, cw, m, level)
+                          : small_means_avx2<false>(s, d, totals, cw, m, level);
+#endif
+    small_means_ref(s, d, totals, done, cw, m, level);
+  }
+};
 
 bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
   for (int y = c.top; y < c.bottom; ++y) {
@@ -682,9 +766,15 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (c.right <= c.left || c.bottom <= c.top) return 1;
   if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
-  if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit)
-    blur_packed(src, dst, c, W, H, level, kernels::ActiveTier() == kernels::tier::avx2);
-  else if (kernel == &pixelator::matrixBlurr)
+  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
+  const uint32_t small = W * H <= kBoxCells ? box_divisor(uint32_t(W * H)) : 0;
+  if (kernel == &pixelator::matrixBlurr && small) {
+    sums16 sums(c.right - c.left, W, small, level, avx2);
+    blur_walk(src, dst, c, W, H, sums);
+  } else if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit) {
+    sums21 sums(c.right - c.left, W, H, level, avx2);
+    blur_walk(src, dst, c, W, H, sums);
+  } else if (kernel == &pixelator::matrixBlurr)
     blur_wide(src, dst, c, W, H, level);
   else
     edge_fast(src, dst, c, W, H, level);

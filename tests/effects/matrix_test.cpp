@@ -91,10 +91,11 @@ TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
     fast.randomise(rng);
     plain.set(fast.pixels());
     // The largest size the effects use, one beyond the packed sums, and 3 x 3 (opaque: the box
-    // filter's vector rows, with the full level's shortcut every other time).
-    const int n = round % 12 == 11 ? 33 : round % 12 == 10 ? 101 : round % 2 ? 3 : 3 + round % 7;
+    // filter's vector rows; with skipped pixels: the 16-bit sums), with the full level's shortcut
+    // in both.
+    const int n = round % 12 == 11 ? 33 : round % 12 == 10 ? 101 : round % 4 != 2 ? 3 : 3 + round % 7;
     const RECT r{round % 3, round % 2, w - round % 4, h - 1};  // partial rectangles
-    const uint8_t level = round % 4 == 1 ? 255 : uint8_t(round * 37);
+    const uint8_t level = round % 4 == 1 || round % 8 == 4 ? 255 : uint8_t(round * 37);
     for (matrixkernel k : {&pixelator::matrixBlurr, &pixelator::matrixEdge}) {
       surf32 s = frame(src), f = frame(fast), p = frame(plain);
       pixelator::RunSingleMatrix(&s, &f, r, n, n, k, nullptr, level);
