@@ -21,6 +21,7 @@
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
 #define MATRIX_X86 1
+#define AVX2_INLINE __attribute__((target("avx2"))) inline
 #endif
 
 namespace {
@@ -410,14 +411,31 @@ void box_row_ref(const uint16_t *v, pix32 *d, int from, int to, int W, uint32_t 
 }
 
 #if MATRIX_X86
-// Eight pixels a step, in two registers of four. At level 255 the colours no longer depend on
-// the old pixel: (mean * 255) >> 8 is mean - 1, or 0 for 0.
+// Eight pixels' colour bytes from their means, two registers of four pixels in 16-bit lanes,
+// mixed into dv by level ((mean * level + d * (255 - level)) >> 8). At level 255 (Full) the
+// colours no longer depend on the old pixel: (mean * 255) >> 8 is mean - 1, or 0 for 0. The
+// alpha bytes are whatever the lanes give; callers put dv's back.
+template <bool Full>
+AVX2_INLINE __m256i mixed_means(__m256i lo, __m256i hi, __m256i dv, int level) {
+  if constexpr (Full) {
+    const __m256i one = _mm256_set1_epi16(1);
+    lo = _mm256_subs_epu16(lo, one);
+    hi = _mm256_subs_epu16(hi, one);
+  } else {
+    const __m256i vl = _mm256_set1_epi16(int16_t(level)), vk = _mm256_set1_epi16(int16_t(255 - level));
+    const __m256i dlo = _mm256_cvtepu8_epi16(_mm256_castsi256_si128(dv));
+    const __m256i dhi = _mm256_cvtepu8_epi16(_mm256_extracti128_si256(dv, 1));
+    lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(lo, vl), _mm256_mullo_epi16(dlo, vk)), 8);
+    hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(hi, vl), _mm256_mullo_epi16(dhi, vk)), 8);
+  }
+  return _mm256_permute4x64_epi64(_mm256_packus_epi16(lo, hi), 0xD8);
+}
+
+// Eight pixels a step, in two registers of four.
 template <bool Full>
 __attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W, uint32_t m,
                                                  int level) {
-  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), vl = _mm256_set1_epi16(int16_t(level)),
-                vk = _mm256_set1_epi16(int16_t(255 - level)), one = _mm256_set1_epi16(1),
-                amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), amask = _mm256_set1_epi32(int(0xFF000000u));
   int x = 0;
   for (; x + 8 <= n; x += 8) {
     const __m256i *p = reinterpret_cast<const __m256i *>(v + size_t(x) * 4);
@@ -427,19 +445,8 @@ __attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, in
       lo = _mm256_add_epi16(lo, _mm256_loadu_si256(q));
       hi = _mm256_add_epi16(hi, _mm256_loadu_si256(q + 1));
     }
-    lo = _mm256_mulhi_epu16(lo, vm);
-    hi = _mm256_mulhi_epu16(hi, vm);
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
-    if constexpr (Full) {
-      lo = _mm256_subs_epu16(lo, one);
-      hi = _mm256_subs_epu16(hi, one);
-    } else {
-      const __m256i dlo = _mm256_cvtepu8_epi16(_mm256_castsi256_si128(dv));
-      const __m256i dhi = _mm256_cvtepu8_epi16(_mm256_extracti128_si256(dv, 1));
-      lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(lo, vl), _mm256_mullo_epi16(dlo, vk)), 8);
-      hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(hi, vl), _mm256_mullo_epi16(dhi, vk)), 8);
-    }
-    const __m256i colours = _mm256_permute4x64_epi64(_mm256_packus_epi16(lo, hi), 0xD8);
+    const __m256i colours = mixed_means<Full>(_mm256_mulhi_epu16(lo, vm), _mm256_mulhi_epu16(hi, vm), dv, level);
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(colours, dv, amask));
   }
   return x;
@@ -508,27 +515,16 @@ void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from,
 template <bool Full>
 __attribute__((target("avx2"))) int small_means_avx2(const pix32 *s, pix32 *d, const uint64_t *totals, int n,
                                                      uint32_t m, int level) {
-  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), vl = _mm256_set1_epi16(int16_t(level)),
-                vk = _mm256_set1_epi16(int16_t(255 - level)), one = _mm256_set1_epi16(1),
-                amask = _mm256_set1_epi32(int(0xFF000000u)), zero = _mm256_setzero_si256();
+  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), amask = _mm256_set1_epi32(int(0xFF000000u)),
+                zero = _mm256_setzero_si256();
   int x = 0;
   for (; x + 8 <= n; x += 8) {
-    __m256i lo = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x)), vm);
-    __m256i hi = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x + 4)), vm);
+    const __m256i lo = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x)), vm);
+    const __m256i hi = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x + 4)), vm);
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
     const __m256i sv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + x));
-    if constexpr (Full) {
-      lo = _mm256_subs_epu16(lo, one);
-      hi = _mm256_subs_epu16(hi, one);
-    } else {
-      const __m256i dlo = _mm256_cvtepu8_epi16(_mm256_castsi256_si128(dv));
-      const __m256i dhi = _mm256_cvtepu8_epi16(_mm256_extracti128_si256(dv, 1));
-      lo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(lo, vl), _mm256_mullo_epi16(dlo, vk)), 8);
-      hi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(hi, vl), _mm256_mullo_epi16(dhi, vk)), 8);
-    }
-    const __m256i colours = _mm256_permute4x64_epi64(_mm256_packus_epi16(lo, hi), 0xD8);
     const __m256i keep = _mm256_or_si256(_mm256_cmpeq_epi32(_mm256_and_si256(sv, amask), zero), amask);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(colours, dv, keep));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(mixed_means<Full>(lo, hi, dv, level), dv, keep));
   }
   return x;
 }
@@ -637,19 +633,11 @@ int edge3_strength(const pix32 *r0, const pix32 *r1, const pix32 *r2, int a, int
 }
 
 #if MATRIX_X86
-#define AVX2_INLINE __attribute__((target("avx2"))) inline
 AVX2_INLINE __m256i cell16(const pix32 *p) {
   return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
 }
 AVX2_INLINE __m256i add3(__m256i p, __m256i q, __m256i r) { return _mm256_add_epi16(_mm256_add_epi16(p, q), r); }
 AVX2_INLINE __m256i apart(__m256i p, __m256i q) { return _mm256_abs_epi16(_mm256_sub_epi16(p, q)); }
-// (k * level + d * (255 - level)) >> 8 for four pixels' bytes.
-AVX2_INLINE __m256i mix16(__m128i k, __m128i d, __m256i level, __m256i rest) {
-  return _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_cvtepu8_epi16(k), level),
-                                            _mm256_mullo_epi16(_mm256_cvtepu8_epi16(d), rest)),
-                           8);
-}
-
 // The strengths of four pixels from x on, as b + g and r in two 32-bit lanes each: sixteen-bit
 // lanes hold every sum of three cells (at most 765), the differences and their total.
 AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2, int x) {
@@ -671,7 +659,6 @@ AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2
 __attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1, const pix32 *r2, pix32 *d, int x,
                                                int end, int level) {
   const __m256i ninth = _mm256_set1_epi32(int(kNinth)), top = _mm256_set1_epi32(255);
-  const __m256i vl = _mm256_set1_epi16(int16_t(level)), vk = _mm256_set1_epi16(int16_t(255 - level));
   const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), grey = _mm256_set1_epi32(0x00010101);
   for (; x + 8 <= end; x += 8) {
     // hadd pairs the lanes of pixels 0 1 4 5 | 2 3 6 7; the permute puts them in order.
@@ -679,14 +666,12 @@ __attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1,
         _mm256_hadd_epi32(edge3_four(r0, r1, r2, x), edge3_four(r0, r1, r2, x + 4)), 0xD8);
     const __m256i k = _mm256_mullo_epi32(_mm256_min_epi32(_mm256_mulhi_epu16(s, ninth), top), grey);
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
-    const __m256i lo = mix16(_mm256_castsi256_si128(k), _mm256_castsi256_si128(dv), vl, vk);
-    const __m256i hi = mix16(_mm256_extracti128_si256(k, 1), _mm256_extracti128_si256(dv, 1), vl, vk);
-    const __m256i out = _mm256_permute4x64_epi64(_mm256_packus_epi16(lo, hi), 0xD8);
+    const __m256i out = mixed_means<false>(_mm256_cvtepu8_epi16(_mm256_castsi256_si128(k)),
+                                           _mm256_cvtepu8_epi16(_mm256_extracti128_si256(k, 1)), dv, level);
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(out, dv, amask));
   }
   return x;
 }
-#undef AVX2_INLINE
 #endif
 
 bool edge3_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
