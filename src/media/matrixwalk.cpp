@@ -385,28 +385,51 @@ void edge_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t le
 constexpr int kBoxCells = 257;
 constexpr int kBoxWidth = 17;
 
-// m with (x * m) >> 16 == x / n for every x <= 255 * n, or 0 when no 16-bit m is exact (of the
-// square records the effects walk only 3 x 3 has one; the others take the column-sum walk). The
-// product overshoots x / n by x * (m * n - 65536) / (65536 * n); it can only reach the next
-// integer at x = q * n + n - 1, so those are the points to check.
-uint32_t box_divisor(uint32_t n) {
+// m with (x * m) >> 16 == x / n for every x <= top, or 0 when no 16-bit m is exact. The product
+// overshoots x / n by x * (m * n - 65536) / (65536 * n); it can only reach the next integer at
+// x = q * n + n - 1, so those are the points to check.
+uint32_t exact16(uint32_t n, uint32_t top) {
   const uint32_t m = 65536 / n + 1;
   if (m > 65535) return 0;
-  for (uint32_t q = 0; q < 255; ++q) {
-    const uint32_t x = q * n + n - 1;
-    if (((x * m) >> 16) != q) return 0;
-  }
+  for (uint32_t x = n - 1; x <= top; x += n)
+    if (((x * m) >> 16) != x / n) return 0;
   return m;
 }
 
+// The mean of a record's 16-bit sum as one multiply ((t * first) >> 16) or, where none is exact
+// (of the square records only 3 x 3 has one), two: floor(floor(t / W) / H) is t / (W * H). That
+// covers the squares up to 11 x 11; larger ones take the 21-bit sums.
+struct divisor16 {
+  uint32_t first = 0, second = 0;
+  divisor16(int W, int H) {
+    if (W * H > kBoxCells) return;  // the sums would not fit 16 bits
+    const uint32_t top = 255 * uint32_t(W * H);
+    if ((first = exact16(uint32_t(W * H), top))) return;
+    second = exact16(uint32_t(H), 255 * uint32_t(H));
+    first = second ? exact16(uint32_t(W), top) : 0;
+    if (!first) second = 0;
+  }
+  explicit operator bool() const { return first != 0; }
+  int operator()(uint32_t t) const {
+    t = (t * first) >> 16;
+    return int(second ? (t * second) >> 16 : t);
+  }
+#if MATRIX_X86
+  AVX2_INLINE __m256i apply(__m256i t) const {
+    t = _mm256_mulhi_epu16(t, _mm256_set1_epi16(int16_t(uint16_t(first))));
+    return second ? _mm256_mulhi_epu16(t, _mm256_set1_epi16(int16_t(uint16_t(second)))) : t;
+  }
+#endif
+};
+
 // One output row from the padded column sums v (four uint16 per column, the first W/2 and last
 // W/2 columns repeated): colour mean mixed into d by level, d's alpha kept.
-void box_row_ref(const uint16_t *v, pix32 *d, int from, int to, int W, uint32_t m, int level) {
+void box_row_ref(const uint16_t *v, pix32 *d, int from, int to, int W, const divisor16 &mean, int level) {
   for (int x = from; x < to; ++x) {
     uint32_t t[3] = {0, 0, 0};
     for (int i = 0; i < W; ++i)
       for (int ch = 0; ch < 3; ++ch) t[ch] += v[size_t(x + i) * 4 + size_t(ch)];
-    mix(d[x], int((t[0] * m) >> 16), int((t[1] * m) >> 16), int((t[2] * m) >> 16), level);
+    mix(d[x], mean(t[0]), mean(t[1]), mean(t[2]), level);
   }
 }
 
@@ -433,9 +456,9 @@ AVX2_INLINE __m256i mixed_means(__m256i lo, __m256i hi, __m256i dv, int level) {
 
 // Eight pixels a step, in two registers of four.
 template <bool Full>
-__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W, uint32_t m,
+__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W, const divisor16 &mean,
                                                  int level) {
-  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
   int x = 0;
   for (; x + 8 <= n; x += 8) {
     const __m256i *p = reinterpret_cast<const __m256i *>(v + size_t(x) * 4);
@@ -446,7 +469,7 @@ __attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, in
       hi = _mm256_add_epi16(hi, _mm256_loadu_si256(q + 1));
     }
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
-    const __m256i colours = mixed_means<Full>(_mm256_mulhi_epu16(lo, vm), _mm256_mulhi_epu16(hi, vm), dv, level);
+    const __m256i colours = mixed_means<Full>(mean.apply(lo), mean.apply(hi), dv, level);
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(colours, dv, amask));
   }
   return x;
@@ -501,12 +524,13 @@ void box_columns(const pix32 *out, const pix32 *in, uint16_t *v, int pixels, boo
 }
 
 // The means of the walk's totals in 16-bit lanes, mixed into the filtered pixels of a row.
-void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to, uint32_t m, int level) {
+void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to, const divisor16 &mean,
+                     int level) {
   for (int x = from; x < to; ++x) {
     if (s[x].a == 0) continue;
     const uint64_t t = totals[x];
-    auto mean = [&](int lane) { return int(((t >> (16 * lane) & 0xFFFF) * m) >> 16); };
-    mix(d[x], mean(0), mean(1), mean(2), level);
+    auto lane = [&](int i) { return mean(uint32_t(t >> (16 * i) & 0xFFFF)); };
+    mix(d[x], lane(0), lane(1), lane(2), level);
   }
 }
 
@@ -514,13 +538,12 @@ void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from,
 // Eight pixels a step as box_row_avx2 does, d kept whole where the source is skipped.
 template <bool Full>
 __attribute__((target("avx2"))) int small_means_avx2(const pix32 *s, pix32 *d, const uint64_t *totals, int n,
-                                                     uint32_t m, int level) {
-  const __m256i vm = _mm256_set1_epi16(int16_t(uint16_t(m))), amask = _mm256_set1_epi32(int(0xFF000000u)),
-                zero = _mm256_setzero_si256();
+                                                     const divisor16 &mean, int level) {
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), zero = _mm256_setzero_si256();
   int x = 0;
   for (; x + 8 <= n; x += 8) {
-    const __m256i lo = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x)), vm);
-    const __m256i hi = _mm256_mulhi_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x + 4)), vm);
+    const __m256i lo = mean.apply(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x)));
+    const __m256i hi = mean.apply(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(totals + x + 4)));
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
     const __m256i sv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + x));
     const __m256i keep = _mm256_or_si256(_mm256_cmpeq_epi32(_mm256_and_si256(sv, amask), zero), amask);
@@ -536,10 +559,10 @@ __attribute__((target("avx2"))) int small_means_avx2(const pix32 *s, pix32 *d, c
 struct sums16 {
   int cw, half, level;
   bool avx2;
-  uint32_t m;
+  divisor16 mean;
   std::vector<uint16_t> v;
-  sums16(int width, int W, uint32_t mul, uint8_t lv, bool fast)
-      : cw(width), half(W / 2), level(lv), avx2(fast), m(mul), v(size_t(width + W / 2) * 4) {}
+  sums16(int width, int W, const divisor16 &m, uint8_t lv, bool fast)
+      : cw(width), half(W / 2), level(lv), avx2(fast), mean(m), v(size_t(width + W / 2) * 4) {}
   void rows(const pix32 *out, const pix32 *in) { box_columns(out, in, v.data(), cw, avx2); }
   void extend() {
     for (int i = cw; i < cw + half; ++i) std::copy_n(&v[size_t(cw - 1) * 4], 4, &v[size_t(i) * 4]);
@@ -553,10 +576,10 @@ struct sums16 {
     int done = 0;
 #if MATRIX_X86
     if (avx2)
-      done = level == 255 ? small_means_avx2<true>(s, d, totals, cw, m, level)
-                          : small_means_avx2<false>(s, d, totals, cw, m, level);
+      done = level == 255 ? small_means_avx2<true>(s, d, totals, cw, mean, level)
+                          : small_means_avx2<false>(s, d, totals, cw, mean, level);
 #endif
-    small_means_ref(s, d, totals, done, cw, m, level);
+    small_means_ref(s, d, totals, done, cw, mean, level);
   }
 };
 
@@ -579,9 +602,9 @@ bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
 
 bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
   if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return false;
-  const uint32_t m = box_divisor(uint32_t(W * H));
+  const divisor16 mean(W, H);
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
-  if (!m || !all_filtered(src, c, avx2)) return false;
+  if (!mean || !all_filtered(src, c, avx2)) return false;
   const int cw = c.right - c.left, pad = W / 2;
   std::vector<uint16_t> padded(size_t(cw + 2 * pad) * 4);
   uint16_t *v = padded.data() + size_t(pad) * 4;
@@ -599,10 +622,10 @@ bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t lev
     int done = 0;
 #if MATRIX_X86
     if (avx2)
-      done = level == 255 ? box_row_avx2<true>(padded.data(), d, cw, W, m, level)
-                          : box_row_avx2<false>(padded.data(), d, cw, W, m, level);
+      done = level == 255 ? box_row_avx2<true>(padded.data(), d, cw, W, mean, level)
+                          : box_row_avx2<false>(padded.data(), d, cw, W, mean, level);
 #endif
-    box_row_ref(padded.data(), d, done, cw, W, m, level);
+    box_row_ref(padded.data(), d, done, cw, W, mean, level);
   }
   return true;
 }
@@ -752,7 +775,7 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
-  const uint32_t small = W * H <= kBoxCells ? box_divisor(uint32_t(W * H)) : 0;
+  const divisor16 small(W, H);
   if (kernel == &pixelator::matrixBlurr && small) {
     sums16 sums(c.right - c.left, W, small, level, avx2);
     blur_walk(src, dst, c, W, H, sums);

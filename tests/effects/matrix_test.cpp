@@ -90,10 +90,11 @@ TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
     src.randomise(rng, round % 2 == 1);
     fast.randomise(rng);
     plain.set(fast.pixels());
-    // The largest size the effects use, one beyond the packed sums, and 3 x 3 (opaque: the box
-    // filter's vector rows; with skipped pixels: the 16-bit sums), with the full level's shortcut
-    // in both.
-    const int n = round % 12 == 11 ? 33 : round % 12 == 10 ? 101 : round % 4 != 2 ? 3 : 3 + round % 7;
+    // The largest size the effects use, one beyond the packed sums, and the 16-bit sums with one
+    // multiply for the mean (3) and two (5, 7, 9), opaque (odd rounds: the box filter's vector
+    // rows) and with skipped pixels, with the full level's shortcut in both.
+    const int sizes[12] = {3, 3, 5, 9, 3, 3, 7, 5, 3, 3, 101, 33};
+    const int n = sizes[round % 12];
     const RECT r{round % 3, round % 2, w - round % 4, h - 1};  // partial rectangles
     const uint8_t level = round % 4 == 1 || round % 8 == 4 ? 255 : uint8_t(round * 37);
     for (matrixkernel k : {&pixelator::matrixBlurr, &pixelator::matrixEdge}) {
