@@ -636,24 +636,6 @@ bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t lev
 // is column u of row v. The strength over 9 is (s * 7282) >> 16, exact for s below 32768.
 constexpr uint32_t kNinth = 7282;
 
-int edge3_strength(const pix32 *r0, const pix32 *r1, const pix32 *r2, int a, int b, int c) {
-  const pix32 *rows[3] = {r0, r1, r2};
-  const int cols[3] = {a, b, c};
-  int strength = 0;
-  for (int ch = 0; ch < 3; ++ch) {
-    auto at = [&](int u, int v) {
-      const pix32 p = rows[v][cols[u]];
-      return int(ch == 0 ? p.b : ch == 1 ? p.g : p.r);
-    };
-    const int across = at(0, 0) + at(1, 0) + at(2, 0) - at(0, 2) - at(1, 2) - at(2, 2);
-    const int down = at(0, 0) + at(0, 1) + at(0, 2) - at(2, 0) - at(2, 1) - at(2, 2);
-    const int diag = at(0, 1) + at(0, 2) + at(1, 2) - at(1, 0) - at(2, 0) - at(2, 1);
-    const int anti = at(2, 1) + at(1, 2) + at(2, 2) - at(0, 0) - at(1, 0) - at(0, 1);
-    // The top red sum is taken over by the bottom one: that pair adds no red.
-    strength += (ch == 2 ? 0 : std::abs(across)) + std::abs(down) + std::abs(diag) + std::abs(anti);
-  }
-  return strength;
-}
 
 #if MATRIX_X86
 AVX2_INLINE __m256i cell16(const pix32 *p) {
@@ -661,6 +643,27 @@ AVX2_INLINE __m256i cell16(const pix32 *p) {
 }
 AVX2_INLINE __m256i add3(__m256i p, __m256i q, __m256i r) { return _mm256_add_epi16(_mm256_add_epi16(p, q), r); }
 AVX2_INLINE __m256i apart(__m256i p, __m256i q) { return _mm256_abs_epi16(_mm256_sub_epi16(p, q)); }
+
+// The level of one record held as cell[u][v]: the strength over 9, limited to 255, with the
+// three colours in 16-bit lanes of one register.
+AVX2_INLINE __m128i lanes16(pix32 p) { return _mm_cvtepu8_epi16(_mm_cvtsi32_si128(int(p.word()))); }
+AVX2_INLINE __m128i add3(__m128i p, __m128i q, __m128i r) { return _mm_add_epi16(_mm_add_epi16(p, q), r); }
+AVX2_INLINE __m128i apart(__m128i p, __m128i q) { return _mm_abs_epi16(_mm_sub_epi16(p, q)); }
+AVX2_INLINE int edge3_level(const pix32 (&cell)[3][3]) {
+  const __m128i c00 = lanes16(cell[0][0]), c01 = lanes16(cell[0][1]), c02 = lanes16(cell[0][2]);
+  const __m128i c10 = lanes16(cell[1][0]), c12 = lanes16(cell[1][2]);
+  const __m128i c20 = lanes16(cell[2][0]), c21 = lanes16(cell[2][1]), c22 = lanes16(cell[2][2]);
+  const __m128i across = apart(add3(c00, c10, c20), add3(c02, c12, c22));
+  const __m128i down = apart(add3(c00, c01, c02), add3(c20, c21, c22));
+  const __m128i diag = apart(add3(c01, c02, c12), add3(c10, c20, c21));
+  const __m128i anti = apart(add3(c21, c12, c22), add3(c00, c10, c01));
+  // The top red sum is taken over by the bottom one: that pair adds no red.
+  const __m128i total = _mm_add_epi16(_mm_add_epi16(_mm_and_si128(across, _mm_setr_epi16(-1, -1, 0, 0, 0, 0, 0, 0)), down),
+                                      _mm_add_epi16(diag, anti));
+  const __m128i pairs = _mm_madd_epi16(total, _mm_setr_epi16(1, 1, 1, 0, 0, 0, 0, 0));
+  const uint32_t strength = uint32_t(_mm_cvtsi128_si32(pairs) + _mm_extract_epi32(pairs, 1));
+  return std::min(int((strength * kNinth) >> 16), 255);
+}
 // The strengths of four pixels from x on, as b + g and r in two 32-bit lanes each: sixteen-bit
 // lanes hold every sum of three cells (at most 765), the differences and their total.
 AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2, int x) {
@@ -679,8 +682,9 @@ AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2
 
 // Pixels x .. end - 1 (all with both neighbours in the rectangle), eight a step; returns where
 // it stopped.
+// With `take`, only the pixels whose byte in it is not 0 are written.
 __attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1, const pix32 *r2, pix32 *d, int x,
-                                               int end, int level) {
+                                               int end, int level, const uint8_t *take = nullptr) {
   const __m256i ninth = _mm256_set1_epi32(int(kNinth)), top = _mm256_set1_epi32(255);
   const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), grey = _mm256_set1_epi32(0x00010101);
   for (; x + 8 <= end; x += 8) {
@@ -691,7 +695,12 @@ __attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1,
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
     const __m256i out = mixed_means<false>(_mm256_cvtepu8_epi16(_mm256_castsi256_si128(k)),
                                            _mm256_cvtepu8_epi16(_mm256_extracti128_si256(k, 1)), dv, level);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(out, dv, amask));
+    __m256i keep = amask;
+    if (take) {
+      const __m256i t = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(take + x)));
+      keep = _mm256_or_si256(keep, _mm256_cmpeq_epi32(t, _mm256_setzero_si256()));
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(out, dv, keep));
   }
   return x;
 }
@@ -709,8 +718,9 @@ bool edge3_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t l
     int x = c.left;
     auto plain = [&](int to) {
       for (; x < to; ++x) {
-        const int s = edge3_strength(r0, r1, r2, std::max(x - 1, int(c.left)), x, std::min(x + 1, int(c.right) - 1));
-        const int v = std::min(int((uint32_t(s) * kNinth) >> 16), 255);
+        const int a = std::max(x - 1, int(c.left)), b = std::min(x + 1, int(c.right) - 1);
+        const pix32 cell[3][3] = {{r0[a], r1[a], r2[a]}, {r0[x], r1[x], r2[x]}, {r0[b], r1[b], r2[b]}};
+        const int v = edge3_level(cell);
         mix(d[x], v, v, v, level);
       }
     };
@@ -722,6 +732,63 @@ bool edge3_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t l
 #else
   (void)src, (void)dst, (void)c, (void)W, (void)H, (void)level;
   return false;
+#endif
+}
+
+// The 3 x 3 edge map with skipped pixels. A scalar pass keeps the walker's record as the image
+// columns it holds (each with the row it was read for: the record carries over skipped pixels
+// and rows) and works out every pixel whose record is not its clamped window, and the
+// rectangle's edge pixels; the others, those after three pixels filtered in a row or after the
+// rectangle's left edge, are the vector rows' window, eight a step.
+void edge3_walk(surf32 *src, surf32 *dst, const RECT &c, uint8_t level) {
+#if MATRIX_X86
+  // Each column held as x | row << 32 in one word (row -1: a column of the empty record the walk
+  // starts with), oldest first, kept in registers.
+  auto held_at = [](int x, int y) { return uint64_t(uint32_t(x)) | uint64_t(uint32_t(y)) << 32; };
+  uint64_t h0 = held_at(0, -1), h1 = h0, h2 = h0;
+  auto cells = [&](uint64_t k, pix32 *out) {
+    const int x = int(uint32_t(k)), y = int(uint32_t(k >> 32));
+    for (int v = 0; v < 3; ++v)
+      out[v] = y < 0 ? pix32() : row(src, std::clamp(y - 1 + v, int(c.top), int(c.bottom) - 1))[x];
+  };
+  std::vector<uint8_t> window(static_cast<size_t>(c.right - c.left));
+  uint8_t *take = window.data() - c.left;
+  for (int y = c.top; y < c.bottom; ++y) {
+    const pix32 *s = row(src, y);
+    pix32 *d = row(dst, y);
+    for (int x = c.left; x < c.right; ++x) {
+      take[x] = 0;
+      if (s[x].a == 0) continue;
+      if (x == c.left) {
+        h0 = held_at(std::max(x - 1, int(c.left)), y);
+        h1 = held_at(x, y);
+      } else {
+        h0 = h1;
+        h1 = h2;
+      }
+      h2 = held_at(std::min(x + 1, int(c.right) - 1), y);
+      if (h0 == held_at(x - 1, y) && h1 == held_at(x, y) && x + 1 < c.right) {
+        take[x] = 1;
+        continue;
+      }
+      pix32 cell[3][3];
+      cells(h0, cell[0]);
+      cells(h1, cell[1]);
+      cells(h2, cell[2]);
+      const int v = edge3_level(cell);
+      mix(d[x], v, v, v, level);
+    }
+    const pix32 *r0 = row(src, std::max(y - 1, int(c.top))), *r2 = row(src, std::min(y + 1, int(c.bottom) - 1));
+    int x = edge3_avx2(r0, s, r2, d, c.left + 1, c.right - 1, level, take);
+    for (; x < c.right - 1; ++x) {
+      if (!take[x]) continue;
+      const pix32 cell[3][3] = {{r0[x - 1], s[x - 1], r2[x - 1]}, {r0[x], s[x], r2[x]}, {r0[x + 1], s[x + 1], r2[x + 1]}};
+      const int v = edge3_level(cell);
+      mix(d[x], v, v, v, level);
+    }
+  }
+#else
+  (void)src, (void)dst, (void)c, (void)level;
 #endif
 }
 
@@ -774,6 +841,11 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (c.right <= c.left || c.bottom <= c.top) return 1;
   if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
+  if (kernel == &pixelator::matrixEdge && W == 3 && H == 3 && src->bits != dst->bits &&
+      kernels::ActiveTier() == kernels::tier::avx2) {
+    edge3_walk(src, dst, c, level);
+    return 1;
+  }
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
   const divisor16 small(W, H);
   if (kernel == &pixelator::matrixBlurr && small) {
