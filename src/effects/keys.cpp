@@ -407,7 +407,8 @@ __attribute__((target("avx2"))) int ramp_avx2(pix32 *p, int x, int end, int64_t 
                 bound = _mm256_set1_epi32(int(Inv ? z.inner : z.outer)), one = _mm256_set1_epi32(1),
                 step = _mm256_set1_epi32(8), colour = _mm256_set1_epi32(0x00FFFFFF);
   const __m256 inv = _mm256_set1_ps(1.0f / float(q));
-  __m256i dx = _mm256_add_epi32(_mm256_set1_epi32(int(int64_t(x) - cx)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  __m256i dx =
+      _mm256_add_epi32(_mm256_set1_epi32(int(int64_t(x) - cx)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
   for (; x + 8 <= end; x += 8, dx = _mm256_add_epi32(dx, step)) {
     const __m256i d =
         Round ? _mm256_add_epi32(_mm256_mullo_epi32(dx, dx), ve) : _mm256_max_epi32(_mm256_abs_epi32(dx), ve);

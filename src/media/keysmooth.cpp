@@ -46,19 +46,23 @@ void running_sum_ref(const uint32_t *col, uint32_t *sum, int from, int to) {
   for (int i = from; i < to; ++i) sum[i + 1] = sum[i] + col[i];
 }
 
-void smooth_row_ref(const pix32 *s, pix32 *d, const uint32_t *sum, int from, int to, int k, const ramp &level) {
+void smooth_row_ref(const pix32 *s, pix32 *d, const uint32_t *sum, int from, int to, int k,
+                    const ramp &level) {
   for (int x = from; x < to; ++x)
     if (s[x].a != 0) d[x].a = level(sum[x + k] - sum[x]);
 }
 
 #if SMOOTH_X86
-__attribute__((target("avx2"))) int alpha_columns_avx2(const pix32 *out, const pix32 *in, uint32_t *v, int n) {
+__attribute__((target("avx2"))) int alpha_columns_avx2(const pix32 *out, const pix32 *in, uint32_t *v,
+                                                       int n) {
   int x = 0;
   for (; x + 8 <= n; x += 8) {
-    __m256i s = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + x)),
-                                 _mm256_srli_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + x)), 24));
+    __m256i s = _mm256_add_epi32(
+        _mm256_loadu_si256(reinterpret_cast<const __m256i *>(v + x)),
+        _mm256_srli_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + x)), 24));
     if (out)
-      s = _mm256_sub_epi32(s, _mm256_srli_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(out + x)), 24));
+      s = _mm256_sub_epi32(
+          s, _mm256_srli_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(out + x)), 24));
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(v + x), s);
   }
   return x;
@@ -86,8 +90,8 @@ __attribute__((target("avx2"))) int running_sum_avx2(const uint32_t *col, uint32
 // float, the two roundings leave it off by less than 2^-15), and one step each way makes it exact.
 constexpr int32_t kVectorSpan = 1 << 23;
 
-__attribute__((target("avx2"))) int smooth_row_avx2(const pix32 *s, pix32 *d, const uint32_t *sum, int n, int k,
-                                                    const ramp &level) {
+__attribute__((target("avx2"))) int smooth_row_avx2(const pix32 *s, pix32 *d, const uint32_t *sum, int n,
+                                                    int k, const ramp &level) {
   const __m256i lo = _mm256_set1_epi32(level.lo), span = _mm256_set1_epi32(level.span);
   const __m256i zero = _mm256_setzero_si256(), one = _mm256_set1_epi32(1);
   const __m256i alpha = _mm256_set1_epi32(int(0xFF000000u));
@@ -143,7 +147,8 @@ void smooth_rows(const surf32 *src, surf32 *dst, const RECT &c, int y0, int y1, 
     pix32 *d = row(dst, y) + c.left;
     done = 0;
 #if SMOOTH_X86
-    if (avx2 && level.span < kVectorSpan) done = smooth_row_avx2(s, d, sum.data(), c.right - c.left, k, level);
+    if (avx2 && level.span < kVectorSpan)
+      done = smooth_row_avx2(s, d, sum.data(), c.right - c.left, k, level);
 #endif
     smooth_row_ref(s, d, sum.data(), done, c.right - c.left, k, level);
   }
@@ -168,7 +173,8 @@ int pixelator::RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft)
   if (src->bits == dst->bits) {
     copy.reset(pixelator::Surf32Create(src->width, src->height));
     if (!copy) return 0;
-    for (int y = 0; y < src->height; ++y) std::memcpy(row(copy.get(), y), row(src, y), sizeof(pix32) * size_t(src->width));
+    for (int y = 0; y < src->height; ++y)
+      std::memcpy(row(copy.get(), y), row(src, y), sizeof(pix32) * size_t(src->width));
     src = copy.get();
   }
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;

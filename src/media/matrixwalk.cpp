@@ -247,7 +247,8 @@ template <class Sums>
 void blur_walk(surf32 *src, surf32 *dst, const RECT &c, int W, int H, Sums &sums) {
   const int cw = c.right - c.left, half = W / 2;
   std::vector<uint64_t> pushed(static_cast<size_t>(cw + W)), totals(static_cast<size_t>(cw));
-  for (int j = 0; j < H; ++j) sums.rows(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left);
+  for (int j = 0; j < H; ++j)
+    sums.rows(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left);
   uint64_t total = 0;
   for (int y = c.top; y < c.bottom; ++y) {
     if (y > c.top)
@@ -456,8 +457,8 @@ AVX2_INLINE __m256i mixed_means(__m256i lo, __m256i hi, __m256i dv, int level) {
 
 // Eight pixels a step, in two registers of four.
 template <bool Full>
-__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W, const divisor16 &mean,
-                                                 int level) {
+__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W,
+                                                 const divisor16 &mean, int level) {
   const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
   int x = 0;
   for (; x + 8 <= n; x += 8) {
@@ -524,8 +525,8 @@ void box_columns(const pix32 *out, const pix32 *in, uint16_t *v, int pixels, boo
 }
 
 // The means of the walk's totals in 16-bit lanes, mixed into the filtered pixels of a row.
-void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to, const divisor16 &mean,
-                     int level) {
+void small_means_ref(const pix32 *s, pix32 *d, const uint64_t *totals, int from, int to,
+                     const divisor16 &mean, int level) {
   for (int x = from; x < to; ++x) {
     if (s[x].a == 0) continue;
     const uint64_t t = totals[x];
@@ -547,7 +548,8 @@ __attribute__((target("avx2"))) int small_means_avx2(const pix32 *s, pix32 *d, c
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
     const __m256i sv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + x));
     const __m256i keep = _mm256_or_si256(_mm256_cmpeq_epi32(_mm256_and_si256(sv, amask), zero), amask);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(mixed_means<Full>(lo, hi, dv, level), dv, keep));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x),
+                        _mm256_blendv_epi8(mixed_means<Full>(lo, hi, dv, level), dv, keep));
   }
   return x;
 }
@@ -636,12 +638,13 @@ bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t lev
 // is column u of row v. The strength over 9 is (s * 7282) >> 16, exact for s below 32768.
 constexpr uint32_t kNinth = 7282;
 
-
 #if MATRIX_X86
 AVX2_INLINE __m256i cell16(const pix32 *p) {
   return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
 }
-AVX2_INLINE __m256i add3(__m256i p, __m256i q, __m256i r) { return _mm256_add_epi16(_mm256_add_epi16(p, q), r); }
+AVX2_INLINE __m256i add3(__m256i p, __m256i q, __m256i r) {
+  return _mm256_add_epi16(_mm256_add_epi16(p, q), r);
+}
 AVX2_INLINE __m256i apart(__m256i p, __m256i q) { return _mm256_abs_epi16(_mm256_sub_epi16(p, q)); }
 
 // The level of one record held as cell[u][v]: the strength over 9, limited to 255, with the
@@ -658,8 +661,9 @@ AVX2_INLINE int edge3_level(const pix32 (&cell)[3][3]) {
   const __m128i diag = apart(add3(c01, c02, c12), add3(c10, c20, c21));
   const __m128i anti = apart(add3(c21, c12, c22), add3(c00, c10, c01));
   // The top red sum is taken over by the bottom one: that pair adds no red.
-  const __m128i total = _mm_add_epi16(_mm_add_epi16(_mm_and_si128(across, _mm_setr_epi16(-1, -1, 0, 0, 0, 0, 0, 0)), down),
-                                      _mm_add_epi16(diag, anti));
+  const __m128i total =
+      _mm_add_epi16(_mm_add_epi16(_mm_and_si128(across, _mm_setr_epi16(-1, -1, 0, 0, 0, 0, 0, 0)), down),
+                    _mm_add_epi16(diag, anti));
   const __m128i pairs = _mm_madd_epi16(total, _mm_setr_epi16(1, 1, 1, 0, 0, 0, 0, 0));
   const uint32_t strength = uint32_t(_mm_cvtsi128_si32(pairs) + _mm_extract_epi32(pairs, 1));
   return std::min(int((strength * kNinth) >> 16), 255);
@@ -683,8 +687,8 @@ AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2
 // Pixels x .. end - 1 (all with both neighbours in the rectangle), eight a step; returns where
 // it stopped.
 // With `take`, only the pixels whose byte in it is not 0 are written.
-__attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1, const pix32 *r2, pix32 *d, int x,
-                                               int end, int level, const uint8_t *take = nullptr) {
+__attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1, const pix32 *r2, pix32 *d,
+                                               int x, int end, int level, const uint8_t *take = nullptr) {
   const __m256i ninth = _mm256_set1_epi32(int(kNinth)), top = _mm256_set1_epi32(255);
   const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), grey = _mm256_set1_epi32(0x00010101);
   for (; x + 8 <= end; x += 8) {
@@ -778,11 +782,13 @@ void edge3_walk(surf32 *src, surf32 *dst, const RECT &c, uint8_t level) {
       const int v = edge3_level(cell);
       mix(d[x], v, v, v, level);
     }
-    const pix32 *r0 = row(src, std::max(y - 1, int(c.top))), *r2 = row(src, std::min(y + 1, int(c.bottom) - 1));
+    const pix32 *r0 = row(src, std::max(y - 1, int(c.top))),
+                *r2 = row(src, std::min(y + 1, int(c.bottom) - 1));
     int x = edge3_avx2(r0, s, r2, d, c.left + 1, c.right - 1, level, take);
     for (; x < c.right - 1; ++x) {
       if (!take[x]) continue;
-      const pix32 cell[3][3] = {{r0[x - 1], s[x - 1], r2[x - 1]}, {r0[x], s[x], r2[x]}, {r0[x + 1], s[x + 1], r2[x + 1]}};
+      const pix32 cell[3][3] = {
+          {r0[x - 1], s[x - 1], r2[x - 1]}, {r0[x], s[x], r2[x]}, {r0[x + 1], s[x + 1], r2[x + 1]}};
       const int v = edge3_level(cell);
       mix(d[x], v, v, v, level);
     }

@@ -100,7 +100,8 @@ TEST(Pixelator, KeyBlendMatchesTheBoxSumRuleOnEveryTier) {
         // Wide enough for whole vector steps and a tail; alpha mostly 255 so the sums reach the ramp.
         const int w = 29, h = 7;
         auto src = make_frame(w, h, 0), dst = make_frame(w, h, uint32_t(20 + n));
-        for (int i = 0; i < w * h; ++i) src->bits[i].a = uint8_t(rng() % 4 == 0 ? 0 : rng() % 2 ? 255 : rng());
+        for (int i = 0; i < w * h; ++i)
+          src->bits[i].a = uint8_t(rng() % 4 == 0 ? 0 : rng() % 2 ? 255 : rng());
         auto before = make_frame(w, h, uint32_t(20 + n));
         const RECT r{1, 1, w - 2, h - 1};
         ASSERT_EQ(pixelator::RunKeyBlend(src.get(), dst.get(), r, n, soft), 1);
@@ -108,7 +109,8 @@ TEST(Pixelator, KeyBlendMatchesTheBoxSumRuleOnEveryTier) {
         const long lo = long(k) * k * 255 / 2, hi = long(lo + lo * soft);
         for (int y = 0; y < h; ++y)
           for (int x = 0; x < w; ++x) {
-            const bool in = x >= r.left && x < r.right && y >= r.top && y < r.bottom && px(src.get(), x, y).a != 0;
+            const bool in =
+                x >= r.left && x < r.right && y >= r.top && y < r.bottom && px(src.get(), x, y).a != 0;
             if (!in) {
               EXPECT_EQ(px(dst.get(), x, y), px(before.get(), x, y));
               continue;
@@ -118,7 +120,8 @@ TEST(Pixelator, KeyBlendMatchesTheBoxSumRuleOnEveryTier) {
               for (int dx = -k / 2; dx <= k / 2; ++dx)
                 sum += px(src.get(), std::clamp(x + dx, 0, w - 1), std::clamp(y + dy, 0, h - 1)).a;
             const int want = sum <= lo ? 0 : sum >= hi ? 255 : int((sum - lo) * 255 / (hi - lo));
-            ASSERT_EQ(px(dst.get(), x, y).a, want) << "n=" << n << " soft=" << soft << " at " << x << "," << y;
+            ASSERT_EQ(px(dst.get(), x, y).a, want)
+                << "n=" << n << " soft=" << soft << " at " << x << "," << y;
             EXPECT_EQ(px(dst.get(), x, y).r, px(before.get(), x, y).r);
           }
         // Smoothing a frame in place reads the alpha it had before.
