@@ -668,6 +668,7 @@ AVX2_INLINE int edge3_level(const pix32 (&cell)[3][3]) {
   const uint32_t strength = uint32_t(_mm_cvtsi128_si32(pairs) + _mm_extract_epi32(pairs, 1));
   return std::min(int((strength * kNinth) >> 16), 255);
 }
+
 // The strengths of four pixels from x on, as b + g and r in two 32-bit lanes each: sixteen-bit
 // lanes hold every sum of three cells (at most 765), the differences and their total.
 AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2, int x) {
@@ -685,8 +686,7 @@ AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2
 }
 
 // Pixels x .. end - 1 (all with both neighbours in the rectangle), eight a step; returns where
-// it stopped.
-// With `take`, only the pixels whose byte in it is not 0 are written.
+// it stopped. With `take`, only the pixels whose byte in it is not 0 are written.
 __attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1, const pix32 *r2, pix32 *d,
                                                int x, int end, int level, const uint8_t *take = nullptr) {
   const __m256i ninth = _mm256_set1_epi32(int(kNinth)), top = _mm256_set1_epi32(255);
@@ -845,14 +845,13 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
   const RECT c = inside(src, dst, r);
   if (c.right <= c.left || c.bottom <= c.top) return 1;
+  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
   if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
-  if (kernel == &pixelator::matrixEdge && W == 3 && H == 3 && src->bits != dst->bits &&
-      kernels::ActiveTier() == kernels::tier::avx2) {
+  if (kernel == &pixelator::matrixEdge && W == 3 && H == 3 && avx2 && src->bits != dst->bits) {
     edge3_walk(src, dst, c, level);
     return 1;
   }
-  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
   const divisor16 small(W, H);
   if (kernel == &pixelator::matrixBlurr && small) {
     sums16 sums(c.right - c.left, W, small, level, avx2);
