@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -165,16 +164,14 @@ int pixelator::RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft)
   const double s = std::isnan(soft) ? 0.0 : std::clamp(soft, 0.0, 1.0);
   const int64_t hi = int64_t(double(lo) + double(lo) * s);
   const ramp level{int32_t(lo), int32_t(std::max<int64_t>(hi - lo, 1))};
-  const RECT c{std::max(r.left, 0), std::max(r.top, 0), std::min({r.right, src->width, dst->width}),
-               std::min({r.bottom, src->height, dst->height})};
+  const RECT c = clip_to(*dst, clip_to(*src, r));
   if (c.right <= c.left || c.bottom <= c.top) return 1;
   // The squares read rows the band has already written when both are one frame: read a copy.
   std::unique_ptr<surf32, void (*)(surf32 *)> copy(nullptr, &pixelator::Surf32Delete);
   if (src->bits == dst->bits) {
     copy.reset(pixelator::Surf32Create(src->width, src->height));
-    if (!copy) return 0;
-    for (int y = 0; y < src->height; ++y)
-      std::memcpy(row(copy.get(), y), row(src, y), sizeof(pix32) * size_t(src->width));
+    RECT whole{0, 0, src->width, src->height};
+    if (!copy || !pixelator::BitBlt(src, copy.get(), &whole)) return 0;
     src = copy.get();
   }
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;

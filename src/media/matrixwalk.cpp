@@ -669,6 +669,12 @@ AVX2_INLINE int edge3_level(const pix32 (&cell)[3][3]) {
   return std::min(int((strength * kNinth) >> 16), 255);
 }
 
+// The level of the window of columns a, x, b of three rows.
+AVX2_INLINE int window_level(const pix32 *r0, const pix32 *r1, const pix32 *r2, int a, int x, int b) {
+  const pix32 cell[3][3] = {{r0[a], r1[a], r2[a]}, {r0[x], r1[x], r2[x]}, {r0[b], r1[b], r2[b]}};
+  return edge3_level(cell);
+}
+
 // The strengths of four pixels from x on, as b + g and r in two 32-bit lanes each: sixteen-bit
 // lanes hold every sum of three cells (at most 765), the differences and their total.
 AVX2_INLINE __m256i edge3_four(const pix32 *r0, const pix32 *r1, const pix32 *r2, int x) {
@@ -722,9 +728,8 @@ bool edge3_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t l
     int x = c.left;
     auto plain = [&](int to) {
       for (; x < to; ++x) {
-        const int a = std::max(x - 1, int(c.left)), b = std::min(x + 1, int(c.right) - 1);
-        const pix32 cell[3][3] = {{r0[a], r1[a], r2[a]}, {r0[x], r1[x], r2[x]}, {r0[b], r1[b], r2[b]}};
-        const int v = edge3_level(cell);
+        const int v =
+            window_level(r0, r1, r2, std::max(x - 1, int(c.left)), x, std::min(x + 1, int(c.right) - 1));
         mix(d[x], v, v, v, level);
       }
     };
@@ -787,9 +792,7 @@ void edge3_walk(surf32 *src, surf32 *dst, const RECT &c, uint8_t level) {
     int x = edge3_avx2(r0, s, r2, d, c.left + 1, c.right - 1, level, take);
     for (; x < c.right - 1; ++x) {
       if (!take[x]) continue;
-      const pix32 cell[3][3] = {
-          {r0[x - 1], s[x - 1], r2[x - 1]}, {r0[x], s[x], r2[x]}, {r0[x + 1], s[x + 1], r2[x + 1]}};
-      const int v = edge3_level(cell);
+      const int v = window_level(r0, s, r2, x - 1, x, x + 1);
       mix(d[x], v, v, v, level);
     }
   }
