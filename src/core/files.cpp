@@ -64,6 +64,20 @@ FILE *vemo::OpenTempFile(const char *name, const char *mode) {
   return std::fopen(path.c_str(), mode);
 }
 
+bool vemo::ReadWholeFile(const char *path, std::vector<uint8_t> &bytes, size_t max_bytes) {
+  FILE *f = std::fopen(path, "rb");
+  if (!f) return false;
+  bool ok = std::fseek(f, 0, SEEK_END) == 0;
+  const long end = ok ? std::ftell(f) : -1;
+  ok = ok && end >= 0 && size_t(end) <= max_bytes && std::fseek(f, 0, SEEK_SET) == 0;
+  if (ok) {
+    bytes.resize(size_t(end));
+    ok = std::fread(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  }
+  std::fclose(f);
+  return ok;
+}
+
 void vemo::SetNumberingFolder(int folder) { g_numbering_folder = folder; }
 int vemo::GetNumberingFolder() { return g_numbering_folder; }
 

@@ -112,6 +112,8 @@ class vemo {
   static char *AppDir();
   static void SetAppDir(const char *dir);
   static FILE *OpenTempFile(const char *name, const char *mode);
+  // The whole of a file; false when it cannot be read or is longer than max_bytes.
+  static bool ReadWholeFile(const char *path, std::vector<uint8_t> &bytes, size_t max_bytes);
   static bool MakeFileName(char kind, int number, const char *ext, char *dst);
   static bool MakeUrlName(const char *base, char kind, int number, const char *ext, char *dst);
   static int MakeDirectory(char *path);  // may append '/' in place: leave room for it

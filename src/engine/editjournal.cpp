@@ -7,13 +7,13 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "core/dialogs.h"
+#include "core/vemo.h"
 #include "engine/clip.h"
 
 namespace {
@@ -42,13 +42,6 @@ void SyncFolder(const std::string &path) {
   if (dir < 0) return;
   ::fsync(dir);
   ::close(dir);
-}
-
-bool ReadWhole(const std::string &path, std::vector<uint8_t> &out) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return !in.bad();
 }
 
 }  // namespace
@@ -93,7 +86,8 @@ void editjournal::Follow(const std::string &path) {
     return;
   }
   std::vector<uint8_t> bytes;
-  if (ReadWhole(journal, bytes)) {
+  // No cap: a journal that is not read whole would be started anew, and its edits lost.
+  if (vemo::ReadWholeFile(journal.c_str(), bytes, SIZE_MAX)) {
     const journalfile::contents found = journalfile::Parse(bytes.data(), bytes.size());
     if (!found.header || !found.based || !(found.base == base)) {
       // Never overwritten: a journal that cannot be used here may still matter to someone.
@@ -120,12 +114,12 @@ void editjournal::Follow(const std::string &path) {
 }
 
 bool editjournal::Recover(const journalfile::contents &found) {
-  const std::string last = found.newer.back().what == 'S' ? found.newer.back().step.name
+  const std::string last = found.newer.back().what == 'S'   ? found.newer.back().step.name
                            : found.newer.back().what == 'U' ? "Undo"
                                                             : "Redo";
   const std::string question = project + " has " + std::to_string(found.newer.size()) +
-                               " edits made after it was last saved (the last: " + last +
-                               "), kept in " + journal + ". Recover them?";
+                               " edits made after it was last saved (the last: " + last + "), kept in " +
+                               journal + ". Recover them?";
   const bool yes = ask ? ask(question)
                        : Dialogs().MessageBox(Root()->GetWindow(), question.c_str(), "Recover Edits",
                                               boxbuttons::yesno, boxicon::question) == IDYES;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/byteorder.h"
+#include "core/vemo.h"
 #include "media/imagecodecs.h"
 #include "media/surface.h"
 
@@ -15,20 +16,6 @@ namespace {
 bool has_extension(const char *name, const char *ext) {
   const size_t n = std::strlen(name), e = std::strlen(ext);
   return n > e && strcasecmp(name + n - e, ext) == 0;
-}
-
-bool read_file(const char *path, std::vector<uint8_t> &bytes) {
-  FILE *f = std::fopen(path, "rb");
-  if (!f) return false;
-  bool ok = std::fseek(f, 0, SEEK_END) == 0;
-  const long end = ok ? std::ftell(f) : -1;
-  ok = ok && end >= 0 && size_t(end) <= IMAGE_MAX_FILE_BYTES && std::fseek(f, 0, SEEK_SET) == 0;
-  if (ok) {
-    bytes.resize(size_t(end));
-    ok = std::fread(bytes.data(), 1, bytes.size(), f) == bytes.size();
-  }
-  std::fclose(f);
-  return ok;
 }
 
 void put16(uint8_t *p, uint32_t v) {
@@ -92,7 +79,7 @@ KORSurface *surface::SurfaceLoad(const char *path) {
   const bool emf = has_extension(path, ".emf");
   if (!decode && !emf) return nullptr;
   std::vector<uint8_t> bytes;
-  if (!read_file(path, bytes)) return nullptr;
+  if (!vemo::ReadWholeFile(path, bytes, IMAGE_MAX_FILE_BYTES)) return nullptr;
   // An enhanced metafile, whether named .emf or .wmf, has no renderer here.
   if (emf || (decode == DecodeWMF && IsEnhancedMetafile(bytes.data(), bytes.size()))) {
     load_failure = "unsupported picture format";

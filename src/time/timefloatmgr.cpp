@@ -3,6 +3,7 @@
 
 #include <strings.h>
 
+#include <cctype>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -83,8 +84,10 @@ int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max
 
 int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max, double def,
                                uint32_t colour1, uint32_t colour2, int kind) {
+  const int before = data.count;
   timefloatadd(n, new_id, min, max, def);
-  if (timefloat *v = GetTimeFloatPointer(n)) {
+  // A new variable is the last one; only a name already there needs the search.
+  if (timefloat *v = data.count > before ? &vars[data.count - 1] : GetTimeFloatPointer(n)) {
     v->SetColors(colour1 != kNoColour ? colour1 : v->GetColor1(),
                  colour2 != kNoColour ? colour2 : v->GetColor2());
     v->SetKind(static_cast<uint32_t>(kind));
@@ -97,8 +100,13 @@ int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max
 
 int timefloatmgr::timefloatget(const char *n) const {
   if (!n) return -1;
-  for (int i = 0; i < data.count; ++i)
-    if (strcasecmp(vars[i].GetName(), n) == 0) return i;
+  // The first letters are compared before the whole names: most differ there, and clips look
+  // their variables up by name while they load and while they compose.
+  const int first = std::tolower(static_cast<unsigned char>(n[0]));
+  for (int i = 0; i < data.count; ++i) {
+    const char *name = vars[i].GetName();
+    if (std::tolower(static_cast<unsigned char>(name[0])) == first && strcasecmp(name, n) == 0) return i;
+  }
   return -1;
 }
 
