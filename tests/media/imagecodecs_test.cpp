@@ -191,6 +191,19 @@ TEST(ImageWMF, SolidRectangleAtItsNaturalSizeAndLargestRecordsThatLie) {
   }
 }
 
+// The raster device's cost grows with the square of a pen's width: on a 160 x 80 picture a pen
+// is narrowed to 32 units, and where a window unit is 10 pixels, to 3.
+TEST(ImageWMF, PensAreNarrowedTo32Pixels) {
+  auto picture = [](int pen, int units) {
+    auto s = decode(DecodeWMF, make_wmf(160, 80, pen, units));
+    return s ? Words(s.get()) : words();
+  };
+  EXPECT_EQ(picture(150, 1), picture(32, 1));
+  EXPECT_NE(picture(20, 1), picture(32, 1));
+  EXPECT_EQ(picture(15, 10), picture(3, 10));
+  EXPECT_NE(picture(2, 10), picture(3, 10));
+}
+
 TEST(SurfaceLoad, PicksTheDecoderByExtensionAndEnhancedMetafilesAreUnsupported) {
   const bytes bmp = make_bmp({.pixels = {1, 2, 3, 0}});
   auto load = [](const std::string &path) { return owned_surface(surface::SurfaceLoad(path.c_str())); };

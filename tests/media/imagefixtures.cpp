@@ -147,21 +147,25 @@ bytes make_gif(int w, int h, const std::vector<uint8_t> &indices, const std::vec
   return out;
 }
 
-bytes make_wmf(int w, int h) {
+bytes make_wmf(int w, int h, int pen, int units) {
   bytes records;
   auto record = [&](uint32_t function, std::initializer_list<uint16_t> params) {
     put32(records, uint32_t(3 + params.size()));
     put16(records, function);
     for (uint16_t p : params) put16(records, p);
   };
-  record(0x020B, {0, 0});                            // window origin (y, x)
-  record(0x020C, {uint16_t(h), uint16_t(w)});        // window extent (y, x)
-  record(0x02FC, {0, 0x00FF, 0x0000, 0});            // solid brush, COLORREF red
-  record(0x012D, {0});                               // select it
-  record(0x02FA, {5, 0, 0, 0, 0});                   // null pen
-  record(0x012D, {1});                               // select it
-  record(0x041B, {uint16_t(h), uint16_t(w), 0, 0});  // rectangle (bottom, right, top, left)
-  record(0x0000, {});                                // end
+  const auto x = uint16_t(w / units), y = uint16_t(h / units);
+  record(0x020B, {0, 0});                  // window origin (y, x)
+  record(0x020C, {y, x});                  // window extent (y, x)
+  record(0x02FC, {0, 0x00FF, 0x0000, 0});  // solid brush, COLORREF red
+  record(0x012D, {0});                     // select it
+  if (pen < 0)
+    record(0x02FA, {5, 0, 0, 0, 0});  // null pen
+  else
+    record(0x02FA, {0, uint16_t(pen), 0, 0, 0});  // solid black pen
+  record(0x012D, {1});                            // select it
+  record(0x041B, {y, x, 0, 0});                   // rectangle (bottom, right, top, left)
+  record(0x0000, {});                             // end
   bytes out;
   put32(out, 0x9AC6CDD7);  // the placeable header: key, handle, bounds, 96 units per inch
   for (uint32_t v : {0u, 0u, 0u, uint32_t(w), uint32_t(h), 96u, 0u, 0u}) put16(out, v);

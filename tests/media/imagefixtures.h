@@ -33,4 +33,6 @@ bytes make_png(int w, int h, const std::vector<pix32> &pixels, bool alpha);
 bytes make_gif(int w, int h, const std::vector<uint8_t> &indices, const std::vector<uint32_t> &palette,
                int transparent);
 // A placeable metafile of w x h units at 96 per inch filled with one solid red rectangle.
-bytes make_wmf(int w, int h);
+// A red rectangle over the whole w x h picture (96 units per inch), with a window extent of
+// `units` picture units each, outlined with a black pen `pen` units wide (none when negative).
+bytes make_wmf(int w, int h, int pen = -1, int units = 1);
