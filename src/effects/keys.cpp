@@ -144,12 +144,20 @@ __attribute__((target("avx2"))) inline __m256i within8(__m256i x, int lo, int hi
                           _mm256_cmpgt_epi32(_mm256_set1_epi32(hi + 1), x));
 }
 
-// Sixteen pixels a step: the channels of two registers packed into 16-bit lanes, so each term
-// (k * x) >> s is one multiply on all sixteen, the high half of x * (k << (16 - s)). Every sum stays
-// within 16..239, so the byte wrap never applies; the lane masks are spread back to the pixels.
+// Sixteen pixels a step: the channels of two registers spread into 16-bit lanes by byte
+// shuffles, so each term (k * x) >> s is one multiply on all sixteen, the high half of
+// x * (k << (16 - s)). Every sum stays within 16..239, so the byte wrap never applies; the lane
+// masks are spread back to the pixels.
 template <bool Inv>
 __attribute__((target("avx2"))) int chroma_row_avx2(pix32 *p, int n, const chromabox &b) {
-  const __m256i m8 = _mm256_set1_epi32(0xFF), amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
+  // Of each half's four pixels: blue then green (8 lanes), and red in the low or high 4 lanes.
+  const __m256i blue_green =
+      _mm256_broadcastsi128_si256(_mm_setr_epi8(0, -1, 4, -1, 8, -1, 12, -1, 1, -1, 5, -1, 9, -1, 13, -1));
+  const __m256i red_low = _mm256_broadcastsi128_si256(
+      _mm_setr_epi8(2, -1, 6, -1, 10, -1, 14, -1, -1, -1, -1, -1, -1, -1, -1, -1));
+  const __m256i red_high = _mm256_broadcastsi128_si256(
+      _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 2, -1, 6, -1, 10, -1, 14, -1));
   const __m256i r17 = _mm256_set1_epi16(17 << 10), b3 = _mm256_set1_epi16(3 << 11);  // y: >> 6, >> 5
   const __m256i x7 = _mm256_set1_epi16(7 << 12);                                     // >> 4
   const __m256i r5 = _mm256_set1_epi16(5 << 11), g9 = _mm256_set1_epi16(9 << 11);    // u: >> 5
@@ -162,11 +170,9 @@ __attribute__((target("avx2"))) int chroma_row_avx2(pix32 *p, int n, const chrom
   for (; i + 16 <= n; i += 16) {
     const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i));
     const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i + 8));
-    const __m256i bl = _mm256_packus_epi32(_mm256_and_si256(v0, m8), _mm256_and_si256(v1, m8));
-    const __m256i gr = _mm256_packus_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 8), m8),
-                                           _mm256_and_si256(_mm256_srli_epi32(v1, 8), m8));
-    const __m256i rd = _mm256_packus_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 16), m8),
-                                           _mm256_and_si256(_mm256_srli_epi32(v1, 16), m8));
+    const __m256i bg0 = _mm256_shuffle_epi8(v0, blue_green), bg1 = _mm256_shuffle_epi8(v1, blue_green);
+    const __m256i bl = _mm256_unpacklo_epi64(bg0, bg1), gr = _mm256_unpackhi_epi64(bg0, bg1);
+    const __m256i rd = _mm256_or_si256(_mm256_shuffle_epi8(v0, red_low), _mm256_shuffle_epi8(v1, red_high));
     const __m256i y =
         _mm256_add_epi16(_mm256_add_epi16(_mm256_mulhi_epu16(rd, r17), _mm256_srli_epi16(gr, 1)),
                          _mm256_add_epi16(_mm256_mulhi_epu16(bl, b3), c16));
@@ -180,7 +186,7 @@ __attribute__((target("avx2"))) int chroma_row_avx2(pix32 *p, int n, const chrom
         _mm256_and_si256(_mm256_cmpgt_epi16(y, ly), _mm256_cmpgt_epi16(hy, y)),
         _mm256_and_si256(_mm256_and_si256(_mm256_cmpgt_epi16(w, lv), _mm256_cmpgt_epi16(hv, w)),
                          _mm256_and_si256(_mm256_cmpgt_epi16(u, lu), _mm256_cmpgt_epi16(hv, u))));
-    // The packs keep each 128-bit half in order: its first four lanes are v0's pixels, the next v1's.
+    // Each 128-bit half holds v0's four pixels in its first four lanes, v1's in the next.
     const __m256i in0 = _mm256_unpacklo_epi16(in, in), in1 = _mm256_unpackhi_epi16(in, in);
     const __m256i k0 = Inv ? _mm256_andnot_si256(in0, amask) : _mm256_and_si256(in0, amask);
     const __m256i k1 = Inv ? _mm256_andnot_si256(in1, amask) : _mm256_and_si256(in1, amask);
