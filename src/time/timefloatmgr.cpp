@@ -3,7 +3,6 @@
 
 #include <strings.h>
 
-#include <cctype>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -100,13 +99,8 @@ int timefloatmgr::timefloatadd(const char *n, int new_id, double min, double max
 
 int timefloatmgr::timefloatget(const char *n) const {
   if (!n) return -1;
-  // The first letters are compared before the whole names: most differ there, and clips look
-  // their variables up by name while they load and while they compose.
-  const int first = std::tolower(static_cast<unsigned char>(n[0]));
-  for (int i = 0; i < data.count; ++i) {
-    const char *name = vars[i].GetName();
-    if (std::tolower(static_cast<unsigned char>(name[0])) == first && strcasecmp(name, n) == 0) return i;
-  }
+  for (int i = 0; i < data.count; ++i)
+    if (strcasecmp(vars[i].GetName(), n) == 0) return i;
   return -1;
 }
 
