@@ -139,11 +139,6 @@ void rgb_row(pix32 *p, int n, const rgbbox &b) {
 }
 
 #if FX_SSE2
-__attribute__((target("avx2"))) inline __m256i within8(__m256i x, int lo, int hi) {
-  return _mm256_and_si256(_mm256_cmpgt_epi32(x, _mm256_set1_epi32(lo - 1)),
-                          _mm256_cmpgt_epi32(_mm256_set1_epi32(hi + 1), x));
-}
-
 // Sixteen pixels a step: the channels of two registers spread into 16-bit lanes by byte
 // shuffles, so each term (k * x) >> s is one multiply on all sixteen, the high half of
 // x * (k << (16 - s)). Every sum stays within 16..239, so the byte wrap never applies; the lane
@@ -235,23 +230,34 @@ void chroma_row(pix32 *p, int n, const chromabox &b) {
 }
 
 #if FX_SSE2
+// Byte c of each pixel alone in its lane, by a shuffle with this (blue 0, green 1, red 2).
+__attribute__((target("avx2"))) inline __m256i byte_lanes(int c) {
+  const char b = char(c);
+  return _mm256_broadcastsi128_si256(_mm_setr_epi8(b, -1, -1, -1, char(b + 4), -1, -1, -1, char(b + 8), -1,
+                                                   -1, -1, char(b + 12), -1, -1, -1));
+}
+
 // Eight pixels a step; b + 2g + r comes from the bytes in two multiply-adds.
 template <dominance D, bool Inv>
 __attribute__((target("avx2"))) int bright_row_avx2(pix32 *p, int n, const brightrange &b) {
-  const __m256i m8 = _mm256_set1_epi32(0xFF), weights = _mm256_set1_epi32(0x00010201),
-                ones = _mm256_set1_epi16(1), amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i weights = _mm256_set1_epi32(0x00010201), ones = _mm256_set1_epi16(1),
+                amask = _mm256_set1_epi32(int(0xFF000000u));
+  const __m256i top_of = byte_lanes(D == dominance::red     ? 2
+                                    : D == dominance::green ? 1
+                                                            : 0),
+                one_of = byte_lanes(D == dominance::red ? 1 : 2),
+                other_of = byte_lanes(D == dominance::blue ? 1 : 0);
+  // The bounds are read once: the stores could alias them for all the compiler knows.
+  const __m256i lo = _mm256_set1_epi32(b.lo - 1), hi = _mm256_set1_epi32(b.hi + 1);
   int i = 0;
   for (; i + 8 <= n; i += 8) {
     const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i));
     const __m256i l = _mm256_srli_epi32(_mm256_madd_epi16(_mm256_maddubs_epi16(v, weights), ones), 2);
-    __m256i in = within8(l, b.lo, b.hi);
+    __m256i in = _mm256_and_si256(_mm256_cmpgt_epi32(l, lo), _mm256_cmpgt_epi32(hi, l));
     if constexpr (D != dominance::none) {
-      const __m256i bl = _mm256_and_si256(v, m8);
-      const __m256i gr = _mm256_and_si256(_mm256_srli_epi32(v, 8), m8);
-      const __m256i rd = _mm256_and_si256(_mm256_srli_epi32(v, 16), m8);
-      const __m256i top = D == dominance::red ? rd : D == dominance::green ? gr : bl;
-      const __m256i one = D == dominance::red ? gr : rd, other = D == dominance::blue ? gr : bl;
-      in = _mm256_andnot_si256(_mm256_or_si256(_mm256_cmpgt_epi32(one, top), _mm256_cmpgt_epi32(other, top)),
+      const __m256i top = _mm256_shuffle_epi8(v, top_of);
+      in = _mm256_andnot_si256(_mm256_or_si256(_mm256_cmpgt_epi32(_mm256_shuffle_epi8(v, one_of), top),
+                                               _mm256_cmpgt_epi32(_mm256_shuffle_epi8(v, other_of), top)),
                                in);
     }
     const __m256i keyed = Inv ? _mm256_andnot_si256(in, amask) : _mm256_and_si256(in, amask);
