@@ -9,6 +9,7 @@
 
 #include "effects/levels.h"
 #include "effects/sampling.h"
+#include "media/kernels.h"
 #include "media/rows.h"
 #include "media/surface.h"
 
@@ -36,13 +37,10 @@ int effectVideo::FlipXProcess(KORSurface *s, RECT rc) {
   surf a;
   if (!surface::SurfaceDataLock(s, &a)) return 0;
   const RECT r = clip_to(a, rc);
-  const int half = (r.right - r.left) / 2;
-  for_rows(r, [&](int y0, int y1) {
-    for (int y = y0; y < y1; ++y) {
-      pix32 *p = row_of(a, y);
-      for (int i = 0; i < half; ++i) std::swap(p[r.left + i], p[r.right - 1 - i]);
-    }
-  });
+  if (r.right > r.left)
+    for_rows(r, [&](int y0, int y1) {
+      for (int y = y0; y < y1; ++y) kernels::mirror_row(row_of(a, y) + r.left, r.right - r.left);
+    });
   surface::SurfaceDataUnlock(&a);
   return 1;
 }
@@ -51,11 +49,14 @@ int effectVideo::FlipYProcess(KORSurface *s, RECT rc) {
   surf a;
   if (!surface::SurfaceDataLock(s, &a)) return 0;
   const RECT r = clip_to(a, rc);
-  const int half = (r.bottom - r.top) / 2;
+  // Each row of the upper half changes places with its mirror in the lower half.
+  const RECT upper{r.left, r.top, r.right, r.top + (r.bottom - r.top) / 2};
   if (r.right > r.left)
-    for (int i = 0; i < half; ++i)
-      std::swap_ranges(row_of(a, r.top + i) + r.left, row_of(a, r.top + i) + r.right,
-                       row_of(a, r.bottom - 1 - i) + r.left);
+    for_rows(upper, [&](int y0, int y1) {
+      for (int y = y0; y < y1; ++y)
+        kernels::swap_rows(row_of(a, y) + r.left, row_of(a, r.bottom - 1 - (y - r.top)) + r.left,
+                           r.right - r.left);
+    });
   surface::SurfaceDataUnlock(&a);
   return 1;
 }

@@ -87,6 +87,27 @@ int fill_sse2(pix32 *p, int n, pix32 value) {
   return i;
 }
 
+int swap_sse2(pix32 *a, pix32 *b, int n) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i x = load4(a + i);
+    store4(a + i, load4(b + i));
+    store4(b + i, x);
+  }
+  return i;
+}
+
+// Four pixels from each end a step, each four reversed; returns how many were taken from each end.
+int mirror_sse2(pix32 *p, int n) {
+  int k = 0;
+  for (; n - 2 * k >= 8; k += 4) {
+    const __m128i x = load4(p + k), y = load4(p + n - k - 4);
+    store4(p + k, _mm_shuffle_epi32(y, 0x1B));
+    store4(p + n - k - 4, _mm_shuffle_epi32(x, 0x1B));
+  }
+  return k;
+}
+
 int blend_sse2(const pix32 *src, pix32 *dst, int n) {
   int i = 0;
   for (; i + 4 <= n; i += 4) {
@@ -99,7 +120,8 @@ int blend_sse2(const pix32 *src, pix32 *dst, int n) {
 // The alpha of each source pixel is first moved by `delta` (saturating, as alpha_add_row does).
 int gather_blend_sse2(const pix32 *src, const int32_t *index, pix32 *dst, int n, int delta) {
   const uint32_t mag = uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24;
-  const __m128i up = _mm_set1_epi32(int(delta > 0 ? mag : 0)), down = _mm_set1_epi32(int(delta < 0 ? mag : 0));
+  const __m128i up = _mm_set1_epi32(int(delta > 0 ? mag : 0)),
+                down = _mm_set1_epi32(int(delta < 0 ? mag : 0));
   int i = 0;
   for (; i + 4 <= n; i += 4) {
     const __m128i s = _mm_set_epi32(word_at(src + index[i + 3]), word_at(src + index[i + 2]),
@@ -267,8 +289,8 @@ AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8
   return i;
 }
 
-AVX2_FN int gather_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
-                        int rows, int n, bool blend, int delta) {
+AVX2_FN int gather_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
+                        ptrdiff_t pitch, int rows, int n, bool blend, int delta) {
   const __m256i step = _mm256_set1_epi32(int(uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24));
   if (delta > 0)
     return blend ? gather_blend_avx2<1>(src, index, kinds, dst, pitch, rows, n, step)
@@ -323,8 +345,8 @@ AVX2_FN int alpha_set_avx2(pix32 *p, int n, uint8_t alpha) {
 // with alpha 0 by a byte shuffle within each 128-bit lane. The loads reach 4 bytes past the
 // pixels used, so the loop stops two pixels short of the row's end.
 AVX2_FN int bgr24_avx2(const uint8_t *in, pix32 *out, int n) {
-  const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1, 2, -1, 3, 4,
-                                          5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+  const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1, 2, -1,
+                                          3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
   int i = 0;
   for (; i + 10 <= n; i += 8) {
     const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 3 * i));
@@ -332,6 +354,27 @@ AVX2_FN int bgr24_avx2(const uint8_t *in, pix32 *out, int n) {
     store8(out + i, _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1), spread));
   }
   return i;
+}
+
+AVX2_FN int swap_avx2(pix32 *a, pix32 *b, int n) {
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i x = load8(a + i);
+    store8(a + i, load8(b + i));
+    store8(b + i, x);
+  }
+  return i;
+}
+
+AVX2_FN int mirror_avx2(pix32 *p, int n) {
+  const __m256i reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+  int k = 0;
+  for (; n - 2 * k >= 16; k += 8) {
+    const __m256i x = load8(p + k), y = load8(p + n - k - 8);
+    store8(p + k, _mm256_permutevar8x32_epi32(y, reverse));
+    store8(p + n - k - 8, _mm256_permutevar8x32_epi32(x, reverse));
+  }
+  return k;
 }
 
 AVX2_FN int dimm_avx2(pix32 *p, int n) {
@@ -464,7 +507,8 @@ void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, p
 #if KERNELS_X86
   if (use() == tier::avx2) {
     i = gather_avx2(src, index, kinds, dst, pitch, rows, n, blend, alpha_delta);
-    for (int r = 0; r < rows; ++r) gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend, alpha_delta);
+    for (int r = 0; r < rows; ++r)
+      gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend, alpha_delta);
     return;
   }
 #endif
@@ -528,6 +572,34 @@ void alpha_set_row(pix32 *p, int n, uint8_t alpha) {
     i = alpha_set_sse2(p, n, alpha);
 #endif
   alpha_set_row_ref(p + i, n - i, alpha);
+}
+
+void swap_rows_ref(pix32 *a, pix32 *b, int n) { std::swap_ranges(a, a + n, b); }
+
+void mirror_row_ref(pix32 *p, int n) { std::reverse(p, p + n); }
+
+void swap_rows(pix32 *a, pix32 *b, int n) {
+  int i = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = swap_avx2(a, b, n);
+  else if (t == tier::sse2)
+    i = swap_sse2(a, b, n);
+#endif
+  swap_rows_ref(a + i, b + i, n - i);
+}
+
+void mirror_row(pix32 *p, int n) {
+  int k = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    k = mirror_avx2(p, n);
+  else if (t == tier::sse2)
+    k = mirror_sse2(p, n);
+#endif
+  mirror_row_ref(p + k, n - 2 * k);
 }
 
 void dimm_row(pix32 *p, int n) {

@@ -35,7 +35,8 @@ void blend_row_ref(const pix32 *src, pix32 *dst, int n);
 // rows.
 void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, int n, bool blend,
                 int alpha_delta = 0);
-void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend, int alpha_delta = 0);
+void gather_row_ref(const pix32 *src, const int32_t *index, pix32 *dst, int n, bool blend,
+                    int alpha_delta = 0);
 // gather_row into `rows` destination rows `pitch` pixels apart, each run of source pixels
 // fetched once for all of them.
 void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst, ptrdiff_t pitch,
@@ -63,6 +64,14 @@ void alpha_set_row_ref(pix32 *p, int n, uint8_t alpha);
 // Pixels of three bytes (blue, green, red) to words with alpha 0; reads exactly 3 * n bytes.
 void bgr24_row(const uint8_t *in, pix32 *out, int n);
 void bgr24_row_ref(const uint8_t *in, pix32 *out, int n);
+
+// The n pixels of a and of b exchanged (rows that do not overlap).
+void swap_rows(pix32 *a, pix32 *b, int n);
+void swap_rows_ref(pix32 *a, pix32 *b, int n);
+
+// The n pixels in reverse order.
+void mirror_row(pix32 *p, int n);
+void mirror_row_ref(pix32 *p, int n);
 
 // Blue, green, red halved (rounded down); alpha unchanged.
 void dimm_row(pix32 *p, int n);
