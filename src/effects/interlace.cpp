@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "media/kernels.h"
 #include "media/rows.h"
 #include "media/surface.h"
 
@@ -25,13 +26,6 @@ int each_even_row(KORSurface *s, RECT rc, Fn &&fn) {
 
 void copy_row(const surf &a, int from, int to, int left, int right) {
   std::memcpy(row_of(a, to) + left, row_of(a, from) + left, size_t(right - left) * sizeof(pix32));
-}
-
-// out = (a + b) / 2 per byte, truncating.
-void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n) {
-  for (int x = 0; x < n; ++x)
-    out[x] = pix32(uint8_t((a[x].r + b[x].r) >> 1), uint8_t((a[x].g + b[x].g) >> 1),
-                   uint8_t((a[x].b + b[x].b) >> 1), uint8_t((a[x].a + b[x].a) >> 1));
 }
 
 }  // namespace
@@ -69,6 +63,6 @@ int effectInterlaceFB1::Process(KORSurface *, KORSurface *destination, RECT rc) 
     // count is its own mean and stays as it is.
     if (r + 1 >= bottom) return;
     const int below = r + 2 < bottom ? r + 2 : r + 1;
-    mean_row(row_of(a, r) + left, row_of(a, below) + left, row_of(a, r + 1) + left, right - left);
+    kernels::mean_row(row_of(a, r) + left, row_of(a, below) + left, row_of(a, r + 1) + left, right - left);
   });
 }

@@ -97,6 +97,17 @@ int swap_sse2(pix32 *a, pix32 *b, int n) {
   return i;
 }
 
+// The rounded-up mean of the bytes less the bit the rounding added: the truncated mean.
+int mean_sse2(const pix32 *a, const pix32 *b, pix32 *out, int n) {
+  const __m128i one = _mm_set1_epi8(1);
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i x = load4(a + i), y = load4(b + i);
+    store4(out + i, _mm_sub_epi8(_mm_avg_epu8(x, y), _mm_and_si128(_mm_xor_si128(x, y), one)));
+  }
+  return i;
+}
+
 // Four pixels from each end a step, each four reversed; returns how many were taken from each end.
 int mirror_sse2(pix32 *p, int n) {
   int k = 0;
@@ -366,6 +377,16 @@ AVX2_FN int swap_avx2(pix32 *a, pix32 *b, int n) {
   return i;
 }
 
+AVX2_FN int mean_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n) {
+  const __m256i one = _mm256_set1_epi8(1);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i x = load8(a + i), y = load8(b + i);
+    store8(out + i, _mm256_sub_epi8(_mm256_avg_epu8(x, y), _mm256_and_si256(_mm256_xor_si256(x, y), one)));
+  }
+  return i;
+}
+
 AVX2_FN int mirror_avx2(pix32 *p, int n) {
   const __m256i reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
   int k = 0;
@@ -577,6 +598,24 @@ void alpha_set_row(pix32 *p, int n, uint8_t alpha) {
 void swap_rows_ref(pix32 *a, pix32 *b, int n) { std::swap_ranges(a, a + n, b); }
 
 void mirror_row_ref(pix32 *p, int n) { std::reverse(p, p + n); }
+
+void mean_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n) {
+  for (int x = 0; x < n; ++x)
+    out[x] = pix32(uint8_t((a[x].r + b[x].r) >> 1), uint8_t((a[x].g + b[x].g) >> 1),
+                   uint8_t((a[x].b + b[x].b) >> 1), uint8_t((a[x].a + b[x].a) >> 1));
+}
+
+void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n) {
+  int i = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = mean_avx2(a, b, out, n);
+  else if (t == tier::sse2)
+    i = mean_sse2(a, b, out, n);
+#endif
+  mean_row_ref(a + i, b + i, out + i, n - i);
+}
 
 void swap_rows(pix32 *a, pix32 *b, int n) {
   int i = 0;

@@ -65,6 +65,10 @@ void alpha_set_row_ref(pix32 *p, int n, uint8_t alpha);
 void bgr24_row(const uint8_t *in, pix32 *out, int n);
 void bgr24_row_ref(const uint8_t *in, pix32 *out, int n);
 
+// out = (a + b) >> 1 for each byte, all four channels.
+void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n);
+void mean_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n);
+
 // The n pixels of a and of b exchanged (rows that do not overlap).
 void swap_rows(pix32 *a, pix32 *b, int n);
 void swap_rows_ref(pix32 *a, pix32 *b, int n);

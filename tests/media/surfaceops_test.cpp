@@ -206,6 +206,7 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           ref ? alpha_set_row_ref(d, n, uint8_t(alpha)) : alpha_set_row(d, n, uint8_t(alpha));
         });
         same("dimm", [&](pix32 *d, bool ref) { ref ? dimm_row_ref(d, n) : dimm_row(d, n); });
+        same("mean", [&](pix32 *d, bool ref) { ref ? mean_row_ref(s, d, d, n) : mean_row(s, d, d, n); });
         same("mirror", [&](pix32 *d, bool ref) { ref ? mirror_row_ref(d, n) : mirror_row(d, n); });
         same("swap", [&](pix32 *d, bool ref) {
           ref ? swap_rows_ref(d, d + n / 2, n / 2) : swap_rows(d, d + n / 2, n / 2);
