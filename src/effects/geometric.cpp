@@ -25,6 +25,19 @@ int trunc_int(double v) {
 
 double unit(double v) { return !(v > 0.0) ? 0.0 : v > 1.0 ? 1.0 : v; }
 
+// The first x in [lo, hi) where pred holds, for a pred that holds from some x on; hi if none.
+template <class Pred>
+int first_where(int lo, int hi, Pred pred) {
+  while (lo < hi) {
+    const int mid = lo + (hi - lo) / 2;
+    if (pred(mid))
+      hi = mid;
+    else
+      lo = mid + 1;
+  }
+  return lo;
+}
+
 surf32 frame_of(const surf &s) { return surf32{s.width, s.height, s.pitch, s.bits}; }
 
 bool empty(const RECT &r) { return r.right <= r.left || r.bottom <= r.top; }
@@ -122,13 +135,26 @@ int effectWipe::Process(KORSurface *, KORSurface *destination, RECT rc) {
     std::vector<double> across(size_t(std::max(r.right - r.left, 0)));
     for (int x = r.left; x < r.right; ++x)
       across[size_t(x - r.left)] = 2.0 * k * cs * double(cx - x) / double(w);
+    // Along a row the level is monotonic in x (each step of its sum is), so the row is a run
+    // at 255, which changes nothing, a ramp, and a run at 0, in one order or the other: the
+    // ends of the ramp are found by bisection and only the ramp is worked pixel by pixel.
     for_rows(r, [&](int y0, int y1) {
       for (int y = y0; y < y1; ++y) {
         const double down = 2.0 * k * sn * double(cy - y) / double(h);
         pix32 *p = row_of(a, y);
-        for (int x = r.left; x < r.right; ++x) {
-          const uint8_t alpha = uint8_t(unit(down + across[size_t(x - r.left)]) * 255.0);
-          if (alpha < p[x].a) p[x].a = alpha;
+        auto level = [&](int x) { return uint8_t(unit(down + across[size_t(x - r.left)]) * 255.0); };
+        auto ramp = [&](int from, int to) {
+          for (int x = from; x < to; ++x) p[x].a = std::min(p[x].a, level(x));
+        };
+        if (level(r.left) >= level(r.right - 1)) {
+          const int start = first_where(r.left, r.right, [&](int x) { return level(x) < 255; });
+          const int zero = first_where(start, r.right, [&](int x) { return level(x) == 0; });
+          ramp(start, zero);
+          kernels::alpha_set_row(p + zero, r.right - zero, 0);
+        } else {
+          const int start = first_where(r.left, r.right, [&](int x) { return level(x) > 0; });
+          kernels::alpha_set_row(p + r.left, start - r.left, 0);
+          ramp(start, first_where(start, r.right, [&](int x) { return level(x) == 255; }));
         }
       }
     });

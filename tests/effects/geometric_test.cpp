@@ -68,7 +68,8 @@ TEST(Wipe, LowersOnlyAlphaAlongTheRamp) {
 
   auto wipe = [&](double smoothing, double progress, double angle, int alpha) {
     c.fill(rgba(9, 8, 7, alpha));
-    for (auto [id, v] : {std::pair{fxid::IDS_SMOOTHING, smoothing}, {fxid::IDS_PROGRESS, progress},
+    for (auto [id, v] : {std::pair{fxid::IDS_SMOOTHING, smoothing},
+                         {fxid::IDS_PROGRESS, progress},
                          {fxid::IDS_WIPEANGLE, angle}})
       e->SetTimeFloat(id, v);
     e->Process(nullptr, c.kor(), c.whole());
@@ -76,6 +77,9 @@ TEST(Wipe, LowersOnlyAlphaAlongTheRamp) {
   // Progress 0.5 moves the centre to x = 10; a steep ramp (smoothing 0.7) keeps the old alpha.
   wipe(0.7, 0.5, 0.0, 200);
   EXPECT_EQ(c.at(9, 0).a, 200);
+  wipe(0.99, 0.0, 180.0, 200);  // turned round: the ramp rises along the row
+  EXPECT_EQ(std::vector<int>({c.at(0, 3).a, c.at(5, 3).a, c.at(6, 3).a, c.at(7, 3).a, c.at(9, 3).a}),
+            std::vector({0, 0, 32, 65, 130}));
   wipe(0.99, 0.0, 90.0, 255);  // rotated a quarter: the ramp runs down the rows instead
   EXPECT_EQ(std::vector<int>({c.at(3, 6).a, c.at(3, 4).a}), std::vector({32, 0}));
 
@@ -164,7 +168,8 @@ TEST(DesignedEffects, WorkedValuesOfLoopShadowAndFrame) {
   sink->SetTimeFloat(fxid::IDS_SHADOW_SIZE, 1.0);
   sink->Process(nullptr, page.kor(), page.whole());
   // 200 * 56 >> 8; keep (56 * 56) >> 8 = 12 in the corner, 256 - trunc(200 * 0.25) = 206 at (4, 15).
-  EXPECT_EQ(std::vector({page.at(0, 10), page.at(8, 8)}), std::vector({rgba(43, 43, 43, 99), rgba(200, 200, 200, 99)}));
+  EXPECT_EQ(std::vector({page.at(0, 10), page.at(8, 8)}),
+            std::vector({rgba(43, 43, 43, 99), rgba(200, 200, 200, 99)}));
   EXPECT_EQ(std::vector({page.at(0, 0).r, page.at(4, 15).r}), std::vector<uint8_t>({9, 160}));
 
   // Frame: 0.1 of 20 = 2 pixels of grey 127 at full alpha, blended by the shift rule.
