@@ -9,6 +9,7 @@
 
 #include "effects/levels.h"
 #include "effects/sampling.h"
+#include "media/kernels.h"
 #include "media/rows.h"
 #include "media/surface.h"
 
@@ -50,15 +51,16 @@ int effectPatHor::Process(KORSurface *source, KORSurface *destination, RECT rc) 
   if (empty(r)) return 1;
   const loop l(r.right - r.left, percent);
   const int n = l.n, s = l.shift;
+  // The band's weights, once for all rows.
+  std::vector<uint16_t> weights(size_t(std::min(l.band, s)));
+  for (size_t q = 0; q < weights.size(); ++q) weights[q] = uint16_t(l.weight(int(q)));
   for_rows(r, [&](int y0, int y1) {
     for (int y = y0; y < y1; ++y) {
       const pix32 *sp = row_of(lk.first, y) + r.left;
       pix32 *dp = row_of(lk.second, y) + r.left;
       std::memmove(dp, sp + s, size_t(n - s) * sizeof(pix32));
       std::memmove(dp + (n - s), sp, size_t(s) * sizeof(pix32));
-      if (s == 0) continue;
-      for (int q = 0; q < std::min(l.band, s); ++q)
-        dp[n - s + q] = fxsample::Mix(sp[n - 1 - q], sp[q], l.weight(q));
+      kernels::mix256_mirrored_row(sp + n - 1, sp, dp + n - s, int(weights.size()), weights.data());
     }
   });
   return 1;
@@ -87,8 +89,7 @@ int effectPatVer::Process(KORSurface *source, KORSurface *destination, RECT rc) 
     if (a == 256) {
       std::memmove(dp, src(q), size_t(w) * sizeof(pix32));
     } else {
-      const pix32 *mirror = src(n - 1 - q), *own = src(q);
-      for (int x = 0; x < w; ++x) dp[x] = fxsample::Mix(mirror[x], own[x], a);
+      kernels::mix256_row(src(n - 1 - q), src(q), dp, w, a);
     }
   }
   return 1;

@@ -108,6 +108,25 @@ int mean_sse2(const pix32 *a, const pix32 *b, pix32 *out, int n) {
   return i;
 }
 
+// Each channel in 16-bit lanes: a * (256 - w) + b * w is at most 255 * 256, so the shift is
+// logical.
+int mix256_sse2(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
+  const __m128i zero = _mm_setzero_si128(), wa = _mm_set1_epi16(int16_t(256 - w)),
+                wb = _mm_set1_epi16(int16_t(w));
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i x = load4(a + i), y = load4(b + i);
+    const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(x, zero), wa),
+                                                    _mm_mullo_epi16(_mm_unpacklo_epi8(y, zero), wb)),
+                                      8);
+    const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(x, zero), wa),
+                                                    _mm_mullo_epi16(_mm_unpackhi_epi8(y, zero), wb)),
+                                      8);
+    store4(out + i, _mm_packus_epi16(lo, hi));
+  }
+  return i;
+}
+
 // Four pixels from each end a step, each four reversed; returns how many were taken from each end.
 int mirror_sse2(pix32 *p, int n) {
   int k = 0;
@@ -387,6 +406,55 @@ AVX2_FN int mean_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n) {
   return i;
 }
 
+AVX2_FN int mix256_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
+  const __m256i zero = _mm256_setzero_si256(), wa = _mm256_set1_epi16(int16_t(256 - w)),
+                wb = _mm256_set1_epi16(int16_t(w));
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i x = load8(a + i), y = load8(b + i);
+    const __m256i lo =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(x, zero), wa),
+                                           _mm256_mullo_epi16(_mm256_unpacklo_epi8(y, zero), wb)),
+                          8);
+    const __m256i hi =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(x, zero), wa),
+                                           _mm256_mullo_epi16(_mm256_unpackhi_epi8(y, zero), wb)),
+                          8);
+    store8(out + i, _mm256_packus_epi16(lo, hi));
+  }
+  return i;
+}
+
+// The weights of eight pixels spread over their channels' 16-bit lanes: pixels 0, 1 | 4, 5 in
+// lo, 2, 3 | 6, 7 in hi, as the byte unpacks hold them.
+AVX2_FN inline void spread_weights(const uint16_t *w, __m256i &lo, __m256i &hi) {
+  const __m256i v = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(w)));
+  const __m256i pair = _mm256_or_si256(v, _mm256_slli_epi32(v, 16));
+  lo = _mm256_unpacklo_epi32(pair, pair);
+  hi = _mm256_unpackhi_epi32(pair, pair);
+}
+
+AVX2_FN int mix256_mirrored_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w) {
+  const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(256);
+  const __m256i reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i x = _mm256_permutevar8x32_epi32(load8(a - i - 7), reverse), y = load8(b + i);
+    __m256i wlo, whi;
+    spread_weights(w + i, wlo, whi);
+    const __m256i lo = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(x, zero), _mm256_sub_epi16(full, wlo)),
+                         _mm256_mullo_epi16(_mm256_unpacklo_epi8(y, zero), wlo)),
+        8);
+    const __m256i hi = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(x, zero), _mm256_sub_epi16(full, whi)),
+                         _mm256_mullo_epi16(_mm256_unpackhi_epi8(y, zero), whi)),
+        8);
+    store8(out + i, _mm256_packus_epi16(lo, hi));
+  }
+  return i;
+}
+
 AVX2_FN int mirror_avx2(pix32 *p, int n) {
   const __m256i reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
   int k = 0;
@@ -603,6 +671,37 @@ void mean_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n) {
   for (int x = 0; x < n; ++x)
     out[x] = pix32(uint8_t((a[x].r + b[x].r) >> 1), uint8_t((a[x].g + b[x].g) >> 1),
                    uint8_t((a[x].b + b[x].b) >> 1), uint8_t((a[x].a + b[x].a) >> 1));
+}
+
+void mix256_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
+  const int k = 256 - w;
+  for (int x = 0; x < n; ++x)
+    out[x] = pix32(uint8_t((a[x].r * k + b[x].r * w) >> 8), uint8_t((a[x].g * k + b[x].g * w) >> 8),
+                   uint8_t((a[x].b * k + b[x].b * w) >> 8), uint8_t((a[x].a * k + b[x].a * w) >> 8));
+}
+
+void mix256_row(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
+  int i = 0;
+#if KERNELS_X86
+  const tier t = use();
+  if (t == tier::avx2)
+    i = mix256_avx2(a, b, out, n, w);
+  else if (t == tier::sse2)
+    i = mix256_sse2(a, b, out, n, w);
+#endif
+  mix256_row_ref(a + i, b + i, out + i, n - i, w);
+}
+
+void mix256_mirrored_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w) {
+  for (int x = 0; x < n; ++x) mix256_row_ref(a - x, b + x, out + x, 1, w[x]);
+}
+
+void mix256_mirrored_row(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w) {
+  int i = 0;
+#if KERNELS_X86
+  if (use() == tier::avx2) i = mix256_mirrored_avx2(a, b, out, n, w);
+#endif
+  mix256_mirrored_row_ref(a - i, b + i, out + i, n - i, w + i);
 }
 
 void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n) {

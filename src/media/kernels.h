@@ -65,6 +65,14 @@ void alpha_set_row_ref(pix32 *p, int n, uint8_t alpha);
 void bgr24_row(const uint8_t *in, pix32 *out, int n);
 void bgr24_row_ref(const uint8_t *in, pix32 *out, int n);
 
+// out = (a * (256 - w) + b * w) >> 8 for each of the four channels, 0 <= w <= 256.
+void mix256_row(const pix32 *a, const pix32 *b, pix32 *out, int n, int w);
+void mix256_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, int w);
+
+// The same with a weight per pixel, and a read backwards: out[x] mixes a[-x] and b[x] by w[x].
+void mix256_mirrored_row(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w);
+void mix256_mirrored_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w);
+
 // out = (a + b) >> 1 for each byte, all four channels.
 void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n);
 void mean_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n);

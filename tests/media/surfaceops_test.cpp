@@ -206,6 +206,15 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           ref ? alpha_set_row_ref(d, n, uint8_t(alpha)) : alpha_set_row(d, n, uint8_t(alpha));
         });
         same("dimm", [&](pix32 *d, bool ref) { ref ? dimm_row_ref(d, n) : dimm_row(d, n); });
+        same("mix256", [&](pix32 *d, bool ref) {
+          ref ? mix256_row_ref(s, d, d, n, alpha + 1) : mix256_row(s, d, d, n, alpha + 1);
+        });
+        std::vector<uint16_t> weights(80);
+        for (uint16_t &w : weights) w = uint16_t(rng() % 257);
+        same("mix256 mirrored", [&](pix32 *d, bool ref) {
+          ref ? mix256_mirrored_row_ref(s + n - 1, d, d, n, weights.data())
+              : mix256_mirrored_row(s + n - 1, d, d, n, weights.data());
+        });
         same("mean", [&](pix32 *d, bool ref) { ref ? mean_row_ref(s, d, d, n) : mean_row(s, d, d, n); });
         same("mirror", [&](pix32 *d, bool ref) { ref ? mirror_row_ref(d, n) : mirror_row(d, n); });
         same("swap", [&](pix32 *d, bool ref) {
