@@ -25,19 +25,6 @@ int trunc_int(double v) {
 
 double unit(double v) { return !(v > 0.0) ? 0.0 : v > 1.0 ? 1.0 : v; }
 
-// The first x in [lo, hi) where pred holds, for a pred that holds from some x on; hi if none.
-template <class Pred>
-int first_where(int lo, int hi, Pred pred) {
-  while (lo < hi) {
-    const int mid = lo + (hi - lo) / 2;
-    if (pred(mid))
-      hi = mid;
-    else
-      lo = mid + 1;
-  }
-  return lo;
-}
-
 surf32 frame_of(const surf &s) { return surf32{s.width, s.height, s.pitch, s.bits}; }
 
 bool empty(const RECT &r) { return r.right <= r.left || r.bottom <= r.top; }

@@ -181,25 +181,23 @@ int effectFrame01::Process(KORSurface *, KORSurface *destination, RECT rc) {
       const double s = i < 2 ? shading : -shading;
       side[i] = pix32(shade(red, s), shade(green, s), shade(blue, s), uint8_t(alpha));
     }
-    const int keep = 255 - alpha;
-    auto paint = [&](pix32 &d, const pix32 &c) {
-      d.r = uint8_t((c.r * alpha + d.r * keep) >> 8);
-      d.g = uint8_t((c.g * alpha + d.g * keep) >> 8);
-      d.b = uint8_t((c.b * alpha + d.b * keep) >> 8);
-      if (d.a < alpha) d.a = uint8_t(alpha);
+    auto side_at = [&](int dt, int db, int x) {
+      const int dl = x - r.left, dr = r.right - 1 - x;
+      const int m = std::min({dt, dl, db, dr});
+      return m >= t ? -1 : m == dt ? 0 : m == dl ? 1 : m == db ? 2 : 3;
     };
+    // Along a row the distance to the left edge grows and the one to the right shrinks, so a
+    // row is a run of the left side, a run of the top or bottom side (or of the inside, left
+    // alone), and a run of the right side, each possibly empty.
     for (int y = r.top; y < r.bottom; ++y) {
       pix32 *p = row_of(a, y);
       const int dt = y - r.top, db = r.bottom - 1 - y;
-      const bool band = dt < t || db < t;
-      for (int x = r.left; x < r.right; ++x) {
-        if (!band && x == r.left + t) x = std::max(x, r.right - t);  // skip the inside
-        const int dl = x - r.left, dr = r.right - 1 - x;
-        const int m = std::min({dt, dl, db, dr});
-        if (m >= t) continue;
-        const int s = m == dt ? 0 : m == dl ? 1 : m == db ? 2 : 3;
-        paint(p[x], side[s]);
-      }
+      const int middle = first_where(r.left, r.right, [&](int x) { return side_at(dt, db, x) != 1; });
+      const int right = first_where(middle, r.right, [&](int x) { return side_at(dt, db, x) == 3; });
+      kernels::paint_row(p + r.left, middle - r.left, side[1], alpha);
+      if (middle < right && side_at(dt, db, middle) >= 0)
+        kernels::paint_row(p + middle, right - middle, side[side_at(dt, db, middle)], alpha);
+      kernels::paint_row(p + right, r.right - right, side[3], alpha);
     }
   }
   surface::SurfaceDataUnlock(&a);

@@ -69,6 +69,11 @@ void bgr24_row_ref(const uint8_t *in, pix32 *out, int n);
 void mix256_row(const pix32 *a, const pix32 *b, pix32 *out, int n, int w);
 void mix256_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, int w);
 
+// Blue, green and red blended with the colour's by the constant alpha (the blend rule), and
+// every alpha raised to at least `alpha`; the colour's own alpha is not used.
+void paint_row(pix32 *p, int n, pix32 colour, int alpha);
+void paint_row_ref(pix32 *p, int n, pix32 colour, int alpha);
+
 // The same with a weight per pixel, and a read backwards: out[x] mixes a[-x] and b[x] by w[x].
 void mix256_mirrored_row(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w);
 void mix256_mirrored_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w);

@@ -32,3 +32,18 @@ inline RECT clip_to(const Frame &f, RECT r) {
   if (r.bottom > f.height) r.bottom = f.height;
   return r;
 }
+
+// The first x in [lo, hi) where pred holds, for a pred that holds from some x on (hi when it
+// never does), by bisection: where a row's pixels fall into runs in a known order (a ramp's
+// levels, the sides of a border), the runs' ends are found without visiting every pixel.
+template <class Pred>
+inline int first_where(int lo, int hi, Pred pred) {
+  while (lo < hi) {
+    const int mid = lo + (hi - lo) / 2;
+    if (pred(mid))
+      hi = mid;
+    else
+      lo = mid + 1;
+  }
+  return lo;
+}

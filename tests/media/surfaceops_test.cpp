@@ -215,6 +215,9 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           ref ? mix256_mirrored_row_ref(s + n - 1, d, d, n, weights.data())
               : mix256_mirrored_row(s + n - 1, d, d, n, weights.data());
         });
+        same("paint", [&](pix32 *d, bool ref) {
+          ref ? paint_row_ref(d, n, src[5], alpha) : paint_row(d, n, src[5], alpha);
+        });
         same("mean", [&](pix32 *d, bool ref) { ref ? mean_row_ref(s, d, d, n) : mean_row(s, d, d, n); });
         same("mirror", [&](pix32 *d, bool ref) { ref ? mirror_row_ref(d, n) : mirror_row(d, n); });
         same("swap", [&](pix32 *d, bool ref) {
