@@ -62,7 +62,8 @@ inline __m128i blend4(__m128i s, __m128i d) {
   return _mm_packus_epi16(_mm_srli_epi16(rlo, 8), _mm_srli_epi16(rhi, 8));
 }
 
-// Colours of four pixels blended by the constant weights va = a and vb = 255 - a (16-bit).
+// (s * va + d * vb) >> 8 for every byte of four pixels, the weights in 16-bit lanes; each sum
+// must fit 16 bits unsigned (a blend: va = a, vb = 255 - a).
 inline __m128i mix4(__m128i s, __m128i d, __m128i va, __m128i vb) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(s, zero), va),
@@ -108,22 +109,11 @@ int mean_sse2(const pix32 *a, const pix32 *b, pix32 *out, int n) {
   return i;
 }
 
-// Each channel in 16-bit lanes: a * (256 - w) + b * w is at most 255 * 256, so the shift is
-// logical.
+// a * (256 - w) + b * w is at most 255 * 256: it fits mix4's lanes.
 int mix256_sse2(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
-  const __m128i zero = _mm_setzero_si128(), wa = _mm_set1_epi16(int16_t(256 - w)),
-                wb = _mm_set1_epi16(int16_t(w));
+  const __m128i wa = _mm_set1_epi16(int16_t(256 - w)), wb = _mm_set1_epi16(int16_t(w));
   int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    const __m128i x = load4(a + i), y = load4(b + i);
-    const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(x, zero), wa),
-                                                    _mm_mullo_epi16(_mm_unpacklo_epi8(y, zero), wb)),
-                                      8);
-    const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(x, zero), wa),
-                                                    _mm_mullo_epi16(_mm_unpackhi_epi8(y, zero), wb)),
-                                      8);
-    store4(out + i, _mm_packus_epi16(lo, hi));
-  }
+  for (; i + 4 <= n; i += 4) store4(out + i, mix4(load4(a + i), load4(b + i), wa, wb));
   return i;
 }
 
@@ -240,6 +230,22 @@ AVX2_FN inline __m256i keep_alpha8(__m256i r, __m256i d) {
   return _mm256_blendv_epi8(r, d, _mm256_set1_epi32(int(0xFF000000u)));
 }
 
+// mix4 on eight pixels. The weights are 16-bit lanes as the byte unpacks hold the pixels: lo for
+// pixels 0, 1 | 4, 5, hi for 2, 3 | 6, 7 (the same register twice for constant weights).
+AVX2_FN inline __m256i mix8(__m256i s, __m256i d, __m256i va_lo, __m256i vb_lo, __m256i va_hi,
+                            __m256i vb_hi) {
+  const __m256i zero = _mm256_setzero_si256();
+  const __m256i lo =
+      _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(s, zero), va_lo),
+                                         _mm256_mullo_epi16(_mm256_unpacklo_epi8(d, zero), vb_lo)),
+                        8);
+  const __m256i hi =
+      _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(s, zero), va_hi),
+                                         _mm256_mullo_epi16(_mm256_unpackhi_epi8(d, zero), vb_hi)),
+                        8);
+  return _mm256_packus_epi16(lo, hi);
+}
+
 AVX2_FN int fill_avx2(pix32 *p, int n, pix32 value) {
   const __m256i v = _mm256_set1_epi32(int(value.word()));
   int i = 0;
@@ -333,20 +339,11 @@ AVX2_FN int gather_avx2(const pix32 *src, const int32_t *index, const uint8_t *k
 }
 
 AVX2_FN int mix_avx2(const pix32 *src, pix32 *dst, int n, int a) {
-  const __m256i zero = _mm256_setzero_si256();
   const __m256i va = _mm256_set1_epi16(int16_t(a)), vb = _mm256_set1_epi16(int16_t(255 - a));
   int i = 0;
   for (; i + 8 <= n; i += 8) {
-    const __m256i s = load8(src + i), d = load8(dst + i);
-    const __m256i lo =
-        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(s, zero), va),
-                                           _mm256_mullo_epi16(_mm256_unpacklo_epi8(d, zero), vb)),
-                          8);
-    const __m256i hi =
-        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(s, zero), va),
-                                           _mm256_mullo_epi16(_mm256_unpackhi_epi8(d, zero), vb)),
-                          8);
-    store8(dst + i, keep_alpha8(_mm256_packus_epi16(lo, hi), d));
+    const __m256i d = load8(dst + i);
+    store8(dst + i, keep_alpha8(mix8(load8(src + i), d, va, vb, va, vb), d));
   }
   return i;
 }
@@ -407,21 +404,9 @@ AVX2_FN int mean_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n) {
 }
 
 AVX2_FN int mix256_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
-  const __m256i zero = _mm256_setzero_si256(), wa = _mm256_set1_epi16(int16_t(256 - w)),
-                wb = _mm256_set1_epi16(int16_t(w));
+  const __m256i wa = _mm256_set1_epi16(int16_t(256 - w)), wb = _mm256_set1_epi16(int16_t(w));
   int i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const __m256i x = load8(a + i), y = load8(b + i);
-    const __m256i lo =
-        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(x, zero), wa),
-                                           _mm256_mullo_epi16(_mm256_unpacklo_epi8(y, zero), wb)),
-                          8);
-    const __m256i hi =
-        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(x, zero), wa),
-                                           _mm256_mullo_epi16(_mm256_unpackhi_epi8(y, zero), wb)),
-                          8);
-    store8(out + i, _mm256_packus_epi16(lo, hi));
-  }
+  for (; i + 8 <= n; i += 8) store8(out + i, mix8(load8(a + i), load8(b + i), wa, wb, wa, wb));
   return i;
 }
 
@@ -447,8 +432,7 @@ AVX2_FN int paint_avx2(pix32 *p, int n, pix32 colour, int alpha) {
   return i;
 }
 
-// The weights of eight pixels spread over their channels' 16-bit lanes: pixels 0, 1 | 4, 5 in
-// lo, 2, 3 | 6, 7 in hi, as the byte unpacks hold them.
+// The weights of eight pixels spread over their channels' 16-bit lanes as mix8 takes them.
 AVX2_FN inline void spread_weights(const uint16_t *w, __m256i &lo, __m256i &hi) {
   const __m256i v = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(w)));
   const __m256i pair = _mm256_or_si256(v, _mm256_slli_epi32(v, 16));
@@ -457,22 +441,13 @@ AVX2_FN inline void spread_weights(const uint16_t *w, __m256i &lo, __m256i &hi) 
 }
 
 AVX2_FN int mix256_mirrored_avx2(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w) {
-  const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(256);
-  const __m256i reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+  const __m256i full = _mm256_set1_epi16(256), reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
   int i = 0;
   for (; i + 8 <= n; i += 8) {
-    const __m256i x = _mm256_permutevar8x32_epi32(load8(a - i - 7), reverse), y = load8(b + i);
-    __m256i wlo, whi;
-    spread_weights(w + i, wlo, whi);
-    const __m256i lo = _mm256_srli_epi16(
-        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(x, zero), _mm256_sub_epi16(full, wlo)),
-                         _mm256_mullo_epi16(_mm256_unpacklo_epi8(y, zero), wlo)),
-        8);
-    const __m256i hi = _mm256_srli_epi16(
-        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(x, zero), _mm256_sub_epi16(full, whi)),
-                         _mm256_mullo_epi16(_mm256_unpackhi_epi8(y, zero), whi)),
-        8);
-    store8(out + i, _mm256_packus_epi16(lo, hi));
+    const __m256i x = _mm256_permutevar8x32_epi32(load8(a - i - 7), reverse);
+    __m256i lo, hi;
+    spread_weights(w + i, lo, hi);
+    store8(out + i, mix8(x, load8(b + i), _mm256_sub_epi16(full, lo), lo, _mm256_sub_epi16(full, hi), hi));
   }
   return i;
 }
