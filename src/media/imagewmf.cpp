@@ -24,12 +24,14 @@ using namespace imagebytes;
 
 namespace {
 
+// Where the metafile header starts: after the placeable header when there is one.
+size_t header_at(const uint8_t *d, size_t size) { return size >= 22 && le32(d) == 0x9AC6CDD7u ? 22 : 0; }
+
 // The records must be well formed up to the end record inside the data before the library
 // sees them: each at least three words long and lying inside the file. The header's largest
 // record sizes the library's record buffer, so it must hold every record and fit in the file.
 [[maybe_unused]] bool wmf_well_formed(const uint8_t *d, size_t size) {
-  size_t at = 0;
-  if (size >= 22 && le32(d) == 0x9AC6CDD7u) at = 22;  // the placeable header
+  size_t at = header_at(d, size);
   if (!fits(size, at, 18)) return false;
   const unsigned type = le16(d + at), words = le16(d + at + 2);
   const uint32_t largest = le32(d + at + 12);
@@ -45,30 +47,35 @@ namespace {
   return false;
 }
 
+// fn(at, words, function) for each record lying inside the data, past an end record too (the
+// library reads on when the record is longer than one), up to one shorter than three words.
+template <class Fn>
+void each_record(const uint8_t *d, size_t size, Fn fn) {
+  for (size_t at = header_at(d, size) + 18; fits(size, at, 6);) {
+    const uint32_t n = le32(d + at);
+    if (n < 3 || !fits(size, at, uint64_t(n) * 2)) break;
+    fn(at, n, le16(d + at + 4));
+    at += size_t(n) * 2;
+  }
+}
+
 // The narrower sides of the picture's boxes in logical units (the placeable box and the window
 // extents): the largest, and the smallest, where the fewest units span the picture; 1 at least.
 struct wmf_sides {
   int widest = 1, finest = 0;
 };
 [[maybe_unused]] wmf_sides wmf_narrow_sides(const uint8_t *d, size_t size) {
-  size_t first = 0;
   wmf_sides sides;
   auto box = [&sides](int x, int y) {
     const int narrow = std::max(std::min(std::abs(x), std::abs(y)), 1);
     sides.widest = std::max(sides.widest, narrow);
     sides.finest = sides.finest ? std::min(sides.finest, narrow) : narrow;
   };
-  if (size >= 22 && le32(d) == 0x9AC6CDD7u) {
-    first = 22;
+  if (header_at(d, size))
     box(int16_t(le16(d + 10)) - int16_t(le16(d + 6)), int16_t(le16(d + 12)) - int16_t(le16(d + 8)));
-  }
-  for (size_t at = first + 18; fits(size, at, 6);) {
-    const uint32_t n = le32(d + at);
-    if (n < 3 || !fits(size, at, uint64_t(n) * 2)) break;
-    if (le16(d + at + 4) == 0x020C && n >= 5)  // window extent (y, x)
-      box(int16_t(le16(d + at + 8)), int16_t(le16(d + at + 6)));
-    at += size_t(n) * 2;
-  }
+  each_record(d, size, [&](size_t at, uint32_t n, unsigned function) {
+    if (function == 0x020C && n >= 5) box(int16_t(le16(d + at + 8)), int16_t(le16(d + at + 6)));  // (y, x)
+  });
   sides.finest = std::max(sides.finest, 1);
   return sides;
 }
@@ -79,20 +86,15 @@ struct wmf_sides {
 // `limit` logical units are narrowed to it in the library's copy of the records; true when one
 // was.
 [[maybe_unused]] bool wmf_narrow_pens(uint8_t *d, size_t size, unsigned limit) {
-  const size_t first = size >= 22 && le32(d) == 0x9AC6CDD7u ? 22 : 0;
   bool narrowed = false;
-  for (size_t at = first + 18; fits(size, at, 6);) {
-    const uint32_t n = le32(d + at);
-    // Past an end record too: the library reads on when the record is longer than one.
-    if (n < 3 || !fits(size, at, uint64_t(n) * 2)) break;
-    uint8_t *width = d + at + 8;                                        // pen: style, width (x, y), colour
-    if (le16(d + at + 4) == 0x02FA && n >= 6 && le16(width) > limit) {  // unsigned to the library
+  each_record(d, size, [&](size_t at, uint32_t n, unsigned function) {
+    uint8_t *width = d + at + 8;                                // pen: style, width (x, y), colour
+    if (function == 0x02FA && n >= 6 && le16(width) > limit) {  // unsigned to the library
       width[0] = uint8_t(limit);
       width[1] = uint8_t(limit >> 8);
       narrowed = true;
     }
-    at += size_t(n) * 2;
-  }
+  });
   return narrowed;
 }
 
