@@ -37,10 +37,9 @@ int effectVideo::FlipXProcess(KORSurface *s, RECT rc) {
   surf a;
   if (!surface::SurfaceDataLock(s, &a)) return 0;
   const RECT r = clip_to(a, rc);
-  if (r.right > r.left)
-    for_rows(r, [&](int y0, int y1) {
-      for (int y = y0; y < y1; ++y) kernels::mirror_row(row_of(a, y) + r.left, r.right - r.left);
-    });
+  for_rows(r, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y) kernels::mirror_row(row_of(a, y) + r.left, r.right - r.left);
+  });
   surface::SurfaceDataUnlock(&a);
   return 1;
 }
@@ -51,12 +50,11 @@ int effectVideo::FlipYProcess(KORSurface *s, RECT rc) {
   const RECT r = clip_to(a, rc);
   // Each row of the upper half changes places with its mirror in the lower half.
   const RECT upper{r.left, r.top, r.right, r.top + (r.bottom - r.top) / 2};
-  if (r.right > r.left)
-    for_rows(upper, [&](int y0, int y1) {
-      for (int y = y0; y < y1; ++y)
-        kernels::swap_rows(row_of(a, y) + r.left, row_of(a, r.bottom - 1 - (y - r.top)) + r.left,
-                           r.right - r.left);
-    });
+  for_rows(upper, [&](int y0, int y1) {
+    for (int y = y0; y < y1; ++y)
+      kernels::swap_rows(row_of(a, y) + r.left, row_of(a, r.bottom - 1 - (y - r.top)) + r.left,
+                         r.right - r.left);
+  });
   surface::SurfaceDataUnlock(&a);
   return 1;
 }

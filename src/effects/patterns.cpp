@@ -195,8 +195,8 @@ int effectFrame01::Process(KORSurface *, KORSurface *destination, RECT rc) {
       const int middle = first_where(r.left, r.right, [&](int x) { return side_at(dt, db, x) != 1; });
       const int right = first_where(middle, r.right, [&](int x) { return side_at(dt, db, x) == 3; });
       kernels::paint_row(p + r.left, middle - r.left, side[1], alpha);
-      if (middle < right && side_at(dt, db, middle) >= 0)
-        kernels::paint_row(p + middle, right - middle, side[side_at(dt, db, middle)], alpha);
+      const int across = middle < right ? side_at(dt, db, middle) : -1;
+      if (across >= 0) kernels::paint_row(p + middle, right - middle, side[across], alpha);
       kernels::paint_row(p + right, r.right - right, side[3], alpha);
     }
   }
