@@ -119,16 +119,12 @@ int effectSinkTL::Process(KORSurface *, KORSurface *destination, RECT rc) {
       const double f = 1.0 - double(d) / b;
       keep[size_t(d)] = 256 - int(200.0 * f * f);
     }
+    std::vector<uint16_t> weight(static_cast<size_t>(w));
     for (int y = r.top; y < r.bottom; ++y) {
       const int ky = keep[size_t(y - r.top)];
-      pix32 *p = row_of(a, y);
-      const int last = ky < 256 ? r.right : r.left + b;  // below the top band only the left band
-      for (int x = r.left; x < last; ++x) {
-        const int k = (ky * keep[size_t(x - r.left)]) >> 8;
-        p[x].r = uint8_t((p[x].r * k) >> 8);
-        p[x].g = uint8_t((p[x].g * k) >> 8);
-        p[x].b = uint8_t((p[x].b * k) >> 8);
-      }
+      const int n = ky < 256 ? w : b;  // below the top band only the left band
+      for (int x = 0; x < n; ++x) weight[size_t(x)] = uint16_t((ky * keep[size_t(x)]) >> 8);
+      kernels::shade_row(row_of(a, y) + r.left, n, weight.data());
     }
   }
   surface::SurfaceDataUnlock(&a);

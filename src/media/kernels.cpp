@@ -452,6 +452,21 @@ AVX2_FN int mix256_mirrored_avx2(const pix32 *a, const pix32 *b, pix32 *out, int
   return i;
 }
 
+// Alpha's lanes weigh 256, which gives it back unchanged.
+AVX2_FN int shade_avx2(pix32 *p, int n, const uint16_t *w) {
+  const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(256);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    __m256i lo, hi;
+    spread_weights(w + i, lo, hi);
+    const __m256i v = load8(p + i);
+    lo = _mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), _mm256_blend_epi16(lo, full, 0x88));
+    hi = _mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), _mm256_blend_epi16(hi, full, 0x88));
+    store8(p + i, _mm256_packus_epi16(_mm256_srli_epi16(lo, 8), _mm256_srli_epi16(hi, 8)));
+  }
+  return i;
+}
+
 AVX2_FN int mirror_avx2(pix32 *p, int n) {
   const __m256i reverse = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
   int k = 0;
@@ -717,6 +732,22 @@ void mix256_mirrored_row(const pix32 *a, const pix32 *b, pix32 *out, int n, cons
   if (use() == tier::avx2) i = mix256_mirrored_avx2(a, b, out, n, w);
 #endif
   mix256_mirrored_row_ref(a - i, b + i, out + i, n - i, w + i);
+}
+
+void shade_row_ref(pix32 *p, int n, const uint16_t *w) {
+  for (int x = 0; x < n; ++x) {
+    p[x].r = uint8_t((p[x].r * w[x]) >> 8);
+    p[x].g = uint8_t((p[x].g * w[x]) >> 8);
+    p[x].b = uint8_t((p[x].b * w[x]) >> 8);
+  }
+}
+
+void shade_row(pix32 *p, int n, const uint16_t *w) {
+  int i = 0;
+#if KERNELS_X86
+  if (use() == tier::avx2) i = shade_avx2(p, n, w);
+#endif
+  shade_row_ref(p + i, n - i, w + i);
 }
 
 void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n) {

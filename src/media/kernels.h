@@ -78,6 +78,11 @@ void paint_row_ref(pix32 *p, int n, pix32 colour, int alpha);
 void mix256_mirrored_row(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w);
 void mix256_mirrored_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w);
 
+// Blue, green and red of each pixel scaled by its weight, (c * w[x]) >> 8 with 0 <= w <= 256;
+// alpha unchanged.
+void shade_row(pix32 *p, int n, const uint16_t *w);
+void shade_row_ref(pix32 *p, int n, const uint16_t *w);
+
 // out = (a + b) >> 1 for each byte, all four channels.
 void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n);
 void mean_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n);

@@ -215,6 +215,9 @@ TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
           ref ? mix256_mirrored_row_ref(s + n - 1, d, d, n, weights.data())
               : mix256_mirrored_row(s + n - 1, d, d, n, weights.data());
         });
+        same("shade", [&](pix32 *d, bool ref) {
+          ref ? shade_row_ref(d, n, weights.data()) : shade_row(d, n, weights.data());
+        });
         same("paint", [&](pix32 *d, bool ref) {
           ref ? paint_row_ref(d, n, src[5], alpha) : paint_row(d, n, src[5], alpha);
         });
