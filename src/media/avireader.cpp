@@ -17,7 +17,8 @@ constexpr int32_t kUnknownDuration = 10000;
 
 roa *mediareaders::AVIReadOpen(const char *path) {
   ffdecoder::video_info vi;
-  ffvideo *video = ffdecoder::VideoOpen(path, ffdecoder::container::avi, &vi);
+  bool has_sound = false;
+  ffvideo *video = ffdecoder::VideoOpen(path, ffdecoder::container::avi, &vi, &has_sound);
   if (!video) return nullptr;
   roa *r = new roa;
   r->video = video;
@@ -35,7 +36,7 @@ roa *mediareaders::AVIReadOpen(const char *path) {
 
   // Sound is optional: a file whose sound cannot be used still opens for its pictures.
   ffdecoder::audio_info ai;
-  r->audio = ffdecoder::AudioOpen(path, ffdecoder::container::avi, &ai);
+  r->audio = has_sound ? ffdecoder::AudioOpen(path, ffdecoder::container::avi, &ai) : nullptr;
   if (r->audio) {
     r->wfx = ai.wfx;
     if (IsAcceptedPCM(r->wfx)) r->audiobuffer = static_cast<uint8_t *>(std::malloc(r->wfx.nAvgBytesPerSec));

@@ -44,8 +44,11 @@ struct video_info {
 };
 
 // Opens the first video stream of path (cover pictures of sound files do not count). Null when
-// the file cannot be read, holds no video, or its codec or frame size is not usable.
-ffvideo *VideoOpen(const char *path, container c, video_info *info);
+// the file cannot be read, holds no video, or its codec or frame size is not usable. *has_sound
+// says, whether or not the pictures can be used, if a demuxer took the file and found a sound
+// stream: a reader that wants the sound as well opens it only then, rather than probing the file
+// a second time for nothing.
+ffvideo *VideoOpen(const char *path, container c, video_info *info, bool *has_sound = nullptr);
 // Decodes the frame shown at ms into dst (scaled to dst's size should the frame's size differ).
 // False for ms before the first frame or after the last frame's span, or when decoding fails.
 // Asking again for a frame already in dst does no work.

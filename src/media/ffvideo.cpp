@@ -588,8 +588,9 @@ bool IsPictureDemuxer(const char *name) {
 
 namespace ffdecoder {
 
-ffvideo *VideoOpen(const char *path, container c, video_info *info) {
+ffvideo *VideoOpen(const char *path, container c, video_info *info, bool *has_sound) {
   AVFormatContext *fmt = ffinput::OpenInput(path, c);
+  if (has_sound) *has_sound = fmt && ffinput::FindStream(fmt, AVMEDIA_TYPE_AUDIO) >= 0;
   if (!fmt) return nullptr;
   ffvideo *v = new ffvideo;
   v->path = path;

@@ -24,7 +24,8 @@ mmstream *mediareaders::StreamOpenRead(const char *path) {
 
   // Video: any failure leaves the medium without pictures and goes on to the sound.
   ffdecoder::video_info vi;
-  m->video = ffdecoder::VideoOpen(path, ffdecoder::container::any, &vi);
+  bool has_sound = false;
+  m->video = ffdecoder::VideoOpen(path, ffdecoder::container::any, &vi, &has_sound);
   if (m->video) m->frame = surface::SurfaceCreate(vi.width, vi.height);
   if (m->video && m->frame) {
     m->videovalid = 1;
@@ -40,7 +41,7 @@ mmstream *mediareaders::StreamOpenRead(const char *path) {
   }
 
   ffdecoder::audio_info ai;
-  m->audio = ffdecoder::AudioOpen(path, ffdecoder::container::any, &ai);
+  m->audio = has_sound ? ffdecoder::AudioOpen(path, ffdecoder::container::any, &ai) : nullptr;
   if (m->audio) {
     m->wfx = ai.wfx;
     if (IsAcceptedPCM(m->wfx)) m->audiobuffer = static_cast<uint8_t *>(std::malloc(m->wfx.nAvgBytesPerSec));
