@@ -114,17 +114,23 @@ int effectSinkTL::Process(KORSurface *, KORSurface *destination, RECT rc) {
   const int w = r.right - r.left, h = r.bottom - r.top;
   const int b = empty(r) || !(size > 0.0) ? 0 : int(std::min(size, 1.0) * std::min(w, h) / 2.0);
   if (b > 0) {
-    std::vector<int> keep(size_t(std::max(w, h)), 256);
+    std::vector<uint16_t> keep(size_t(std::max(w, h)), 256);
     for (int d = 0; d < b; ++d) {
       const double f = 1.0 - double(d) / b;
-      keep[size_t(d)] = 256 - int(200.0 * f * f);
+      keep[size_t(d)] = uint16_t(256 - int(200.0 * f * f));
     }
+    // Below the top band a row keeps (256 * keep) >> 8 = keep of its left band: the factors
+    // themselves are its weights, and only the top band's rows are worked out.
     std::vector<uint16_t> weight(static_cast<size_t>(w));
     for (int y = r.top; y < r.bottom; ++y) {
       const int ky = keep[size_t(y - r.top)];
-      const int n = ky < 256 ? w : b;  // below the top band only the left band
-      for (int x = 0; x < n; ++x) weight[size_t(x)] = uint16_t((ky * keep[size_t(x)]) >> 8);
-      kernels::shade_row(row_of(a, y) + r.left, n, weight.data());
+      pix32 *p = row_of(a, y) + r.left;
+      if (ky == 256) {
+        kernels::shade_row(p, b, keep.data());
+        continue;
+      }
+      for (int x = 0; x < w; ++x) weight[size_t(x)] = uint16_t((ky * keep[size_t(x)]) >> 8);
+      kernels::shade_row(p, w, weight.data());
     }
   }
   surface::SurfaceDataUnlock(&a);

@@ -452,7 +452,8 @@ AVX2_FN int mix256_mirrored_avx2(const pix32 *a, const pix32 *b, pix32 *out, int
   return i;
 }
 
-// Alpha's lanes weigh 256, which gives it back unchanged.
+// mix8 with no second picture: one multiply a half rather than a second against zero. Alpha's
+// lanes weigh 256, which gives it back unchanged.
 AVX2_FN int shade_avx2(pix32 *p, int n, const uint16_t *w) {
   const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(256);
   int i = 0;
