@@ -108,39 +108,36 @@ inline __m128i adjust4(__m128i v, const shift4 &sh, const desat2 &ds) {
   return v;
 }
 
-// Eight pixels a step. The weighted sum b + 2g + r comes from the bytes in two multiply-adds,
-// and L * k is worked once per pixel and spread over its colour lanes; alpha goes through the
-// mixing as garbage and is put back from the shifted pixel afterwards.
+// Eight pixels a step, on the even (blue, red) and odd (green, alpha) bytes as 16-bit lanes, so
+// no step moves bytes across lanes; L * k is worked once per pixel.
 struct avx2steps {
-  __m256i up, down, weights, ones, kv, kcv, amask;
+  __m256i up, down, kv, kcv, kcv_odd, even, high;
   __attribute__((target("avx2"))) avx2steps(const adjuster &a, int da) {
     const shift4 sh(a, da);
     up = _mm256_broadcastsi128_si256(sh.up);
     down = _mm256_broadcastsi128_si256(sh.down);
-    weights = _mm256_set1_epi32(0x00010201);  // b, g, r, a weighed 1, 2, 1, 0
-    ones = _mm256_set1_epi16(1);
     kv = _mm256_set1_epi32(a.k);
     kcv = _mm256_set1_epi16(short(a.kc));
-    amask = _mm256_set1_epi32(int(0xFF000000u));
+    kcv_odd = _mm256_set1_epi32(a.kc | 256 << 16);  // alpha weighed 256 comes back as it was
+    even = _mm256_set1_epi16(0x00FF);
+    high = _mm256_set1_epi16(short(0xFF00));
   }
   __attribute__((target("avx2"))) __m256i shift(__m256i v) const {
     return _mm256_subs_epu8(_mm256_adds_epu8(v, up), down);
   }
-  // L * k + c * kc is at most 255 * 255: unsigned 16 bits, shifted logically.
+  // L * k + c * kc is at most 255 * 255 and a * 256 at most 65280: unsigned 16 bits. b + 2g + r
+  // is summed with adds, leaving the multiplier to the three products; the odd lanes' results
+  // are taken from their high bytes, where they belong, instead of shifting.
   __attribute__((target("avx2"))) __m256i desaturate(__m256i v) const {
-    const __m256i sum = _mm256_madd_epi16(_mm256_maddubs_epi16(v, weights), ones);
-    const __m256i lk = _mm256_mullo_epi16(_mm256_srli_epi32(sum, 2), kv);
+    const __m256i br_in = _mm256_and_si256(v, even), ga_in = _mm256_srli_epi16(v, 8);
+    // b + r + 2g in each pixel's low half (the high half holds r + 2a, which k's 0 clears).
+    const __m256i sum = _mm256_add_epi16(_mm256_add_epi16(br_in, _mm256_srli_epi32(br_in, 16)),
+                                         _mm256_add_epi16(ga_in, ga_in));
+    const __m256i lk = _mm256_mullo_epi16(_mm256_srli_epi16(sum, 2), kv);
     const __m256i spread = _mm256_or_si256(lk, _mm256_slli_epi32(lk, 16));
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i lo =
-        _mm256_srli_epi16(_mm256_add_epi16(_mm256_unpacklo_epi32(spread, spread),
-                                           _mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), kcv)),
-                          8);
-    const __m256i hi =
-        _mm256_srli_epi16(_mm256_add_epi16(_mm256_unpackhi_epi32(spread, spread),
-                                           _mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), kcv)),
-                          8);
-    return _mm256_blendv_epi8(_mm256_packus_epi16(lo, hi), v, amask);
+    const __m256i br = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(br_in, kcv), spread), 8);
+    const __m256i ga = _mm256_and_si256(_mm256_add_epi16(_mm256_mullo_epi16(ga_in, kcv_odd), lk), high);
+    return _mm256_or_si256(br, ga);
   }
   template <bool Desat>
   __attribute__((target("avx2"))) __m256i adjust(__m256i v) const {
@@ -164,29 +161,28 @@ __attribute__((target("avx2"))) int adjust_row_avx2(pix32 *p, int n, const adjus
   return i;
 }
 
-// (c * w + o * (255 - w)) >> 8 on 16-bit lanes.
-inline __attribute__((target("avx2"))) __m256i mix_by(__m256i c, __m256i o, __m256i w, __m256i full) {
-  return _mm256_srli_epi16(
-      _mm256_add_epi16(_mm256_mullo_epi16(c, w), _mm256_mullo_epi16(o, _mm256_sub_epi16(full, w))), 8);
-}
-
-// Colours mixed by the mask's alpha, alpha kept, and pixels under a mask alpha of 0 left whole.
+// Colours mixed by the mask's alpha, (c * w + o * (255 - w)) >> 8 on the even and odd bytes as
+// 16-bit lanes; alpha and the pixels under a mask alpha of 0 are put back from the old pixel.
 template <bool Desat>
 __attribute__((target("avx2"))) int masked_row_avx2(const pix32 *m, pix32 *p, int n, const adjuster &a) {
   const avx2steps st(a, 0);
   const __m256i zero = _mm256_setzero_si256(), full = _mm256_set1_epi16(255);
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
   int i = 0;
   for (; i + 8 <= n; i += 8) {
     const __m256i old = load8(p + i);
     const __m256i ma = _mm256_srli_epi32(load8(m + i), 24);
     const __m256i adj = st.adjust<Desat>(old);
-    const __m256i spread = _mm256_or_si256(ma, _mm256_slli_epi32(ma, 16));
-    const __m256i lo = mix_by(_mm256_unpacklo_epi8(adj, zero), _mm256_unpacklo_epi8(old, zero),
-                              _mm256_unpacklo_epi32(spread, spread), full);
-    const __m256i hi = mix_by(_mm256_unpackhi_epi8(adj, zero), _mm256_unpackhi_epi8(old, zero),
-                              _mm256_unpackhi_epi32(spread, spread), full);
-    const __m256i keep = _mm256_or_si256(_mm256_cmpeq_epi32(ma, zero), st.amask);
-    store8(p + i, _mm256_blendv_epi8(_mm256_packus_epi16(lo, hi), old, keep));
+    const __m256i w = _mm256_or_si256(ma, _mm256_slli_epi32(ma, 16)), wo = _mm256_sub_epi16(full, w);
+    const __m256i br = _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_and_si256(adj, st.even), w),
+                         _mm256_mullo_epi16(_mm256_and_si256(old, st.even), wo)),
+        8);
+    const __m256i ga = _mm256_and_si256(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_srli_epi16(adj, 8), w),
+                                                         _mm256_mullo_epi16(_mm256_srli_epi16(old, 8), wo)),
+                                        st.high);
+    const __m256i keep = _mm256_or_si256(_mm256_cmpeq_epi32(ma, zero), amask);
+    store8(p + i, _mm256_blendv_epi8(_mm256_or_si256(br, ga), old, keep));
   }
   return i;
 }
