@@ -242,9 +242,10 @@ void packed_columns(const pix32 *out, const pix32 *in, uint64_t *v, int n, bool 
 // pixel writes its column past the end without moving it, so the walk has no branch and no store
 // the next load waits on (the last W carry over to the next row). The means and the mix then take
 // the filtered pixels. `Sums` keeps the column sums, one 64-bit word a column (see sums21 and
-// sums16), with the last repeated W / 2 times past the right edge.
+// sums16), with the last repeated W / 2 times past the right edge. Rows above `from` are walked
+// but not written (the box filter wrote them).
 template <class Sums>
-void blur_walk(surf32 *src, surf32 *dst, const RECT &c, int W, int H, Sums &sums) {
+void blur_walk(surf32 *src, surf32 *dst, const RECT &c, int W, int H, Sums &sums, int from) {
   const int cw = c.right - c.left, half = W / 2;
   std::vector<uint64_t> pushed(static_cast<size_t>(cw + W)), totals(static_cast<size_t>(cw));
   for (int j = 0; j < H; ++j)
@@ -273,7 +274,7 @@ void blur_walk(surf32 *src, surf32 *dst, const RECT &c, int W, int H, Sums &sums
     }
     std::copy(pushed.begin() + std::ptrdiff_t(count) - W, pushed.begin() + std::ptrdiff_t(count),
               pushed.begin());
-    sums.finish(s, d, totals.data());
+    if (y >= from) sums.finish(s, d, totals.data());
   }
 }
 
@@ -602,20 +603,42 @@ bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
   return true;
 }
 
-bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
-  if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return false;
+bool any_skipped(const pix32 *s, int n, bool avx2) {
+#if MATRIX_X86
+  if (avx2) return any_transparent_avx2(s, n);
+#endif
+  (void)avx2;
+  for (int x = 0; x < n; ++x)
+    if (s[x].a == 0) return true;
+  return false;
+}
+
+// The blur as a box filter down to the first row with a skipped pixel: up to there the walker
+// filters every pixel, so its record is the clamped window. Each source row is looked at as it
+// first enters the column sums, while it is at hand. Returns the first row not written: c.top
+// when the box cannot take this record, c.bottom when it took the whole rectangle.
+int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
+  if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return c.top;
   const divisor16 mean(W, H);
+  if (!mean) return c.top;
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
-  if (!mean || !all_filtered(src, c, avx2)) return false;
   const int cw = c.right - c.left, pad = W / 2;
+  int looked = c.top - 1, stop = c.bottom;  // the last row looked at; the first with a skipped pixel
+  auto enter = [&](int y) {
+    const pix32 *p = row(src, y) + c.left;
+    if (y > looked) {
+      looked = y;
+      if (stop == c.bottom && any_skipped(p, cw, avx2)) stop = y;
+    }
+    return p;
+  };
   std::vector<uint16_t> padded(size_t(cw + 2 * pad) * 4);
   uint16_t *v = padded.data() + size_t(pad) * 4;
-  for (int j = 0; j < H; ++j)
-    box_columns(nullptr, row(src, std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)) + c.left, v, cw, avx2);
-  for (int y = c.top; y < c.bottom; ++y) {
+  for (int j = 0; j < H; ++j) box_columns(nullptr, enter(std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)), v, cw, avx2);
+  for (int y = c.top; y < stop; ++y) {
     if (y > c.top)
       box_columns(row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left,
-                  row(src, std::clamp(y + H / 2, c.top, c.bottom - 1)) + c.left, v, cw, avx2);
+                  enter(std::clamp(y + H / 2, c.top, c.bottom - 1)), v, cw, avx2);
     for (int k = 1; k <= pad; ++k) {
       std::copy_n(v, 4, v - size_t(k) * 4);
       std::copy_n(v + size_t(cw - 1) * 4, 4, v + size_t(cw - 1 + k) * 4);
@@ -629,7 +652,7 @@ bool box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t lev
 #endif
     box_row_ref(padded.data(), d, done, cw, W, mean, level);
   }
-  return true;
+  return stop;
 }
 
 // Edge map of a 3 x 3 record over a rectangle in which no pixel is skipped: the record is then
@@ -849,7 +872,8 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   const RECT c = inside(src, dst, r);
   if (c.right <= c.left || c.bottom <= c.top) return 1;
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
-  if (kernel == &pixelator::matrixBlurr && box_fast(src, dst, c, W, H, level)) return 1;
+  const int boxed = kernel == &pixelator::matrixBlurr ? box_fast(src, dst, c, W, H, level) : c.top;
+  if (boxed == c.bottom) return 1;
   if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixEdge && W == 3 && H == 3 && avx2 && src->bits != dst->bits) {
     edge3_walk(src, dst, c, level);
@@ -858,10 +882,10 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   const divisor16 small(W, H);
   if (kernel == &pixelator::matrixBlurr && small) {
     sums16 sums(c.right - c.left, W, small, level, avx2);
-    blur_walk(src, dst, c, W, H, sums);
+    blur_walk(src, dst, c, W, H, sums, boxed);
   } else if (kernel == &pixelator::matrixBlurr && W <= kPackedLimit && H <= kPackedLimit) {
     sums21 sums(c.right - c.left, W, H, level, avx2);
-    blur_walk(src, dst, c, W, H, sums);
+    blur_walk(src, dst, c, W, H, sums, boxed);
   } else if (kernel == &pixelator::matrixBlurr)
     blur_wide(src, dst, c, W, H, level);
   else
