@@ -174,10 +174,10 @@ __attribute__((target("avx2"))) int masked_row_avx2(const pix32 *m, pix32 *p, in
     const __m256i ma = _mm256_srli_epi32(load8(m + i), 24);
     const __m256i adj = st.adjust<Desat>(old);
     const __m256i w = _mm256_or_si256(ma, _mm256_slli_epi32(ma, 16)), wo = _mm256_sub_epi16(full, w);
-    const __m256i br = _mm256_srli_epi16(
-        _mm256_add_epi16(_mm256_mullo_epi16(_mm256_and_si256(adj, st.even), w),
-                         _mm256_mullo_epi16(_mm256_and_si256(old, st.even), wo)),
-        8);
+    const __m256i br =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_and_si256(adj, st.even), w),
+                                           _mm256_mullo_epi16(_mm256_and_si256(old, st.even), wo)),
+                          8);
     const __m256i ga = _mm256_and_si256(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_srli_epi16(adj, 8), w),
                                                          _mm256_mullo_epi16(_mm256_srli_epi16(old, 8), wo)),
                                         st.high);

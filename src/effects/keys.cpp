@@ -417,10 +417,12 @@ constexpr int64_t kVectorZoneLimit = int64_t(1) << 30;
 template <bool Inv>
 __attribute__((target("avx2"))) int ramp_avx2(pix32 *p, int x, int end, int64_t cx, int64_t e,
                                               const shapezones &z, int64_t q) {
-  const __m256i bound = _mm256_set1_epi32(int(Inv ? z.inner : z.outer)), colour = _mm256_set1_epi32(0x00FFFFFF);
+  const __m256i bound = _mm256_set1_epi32(int(Inv ? z.inner : z.outer)),
+                colour = _mm256_set1_epi32(0x00FFFFFF);
   const __m256i vq = _mm256_set1_epi32(int(q)), one = _mm256_set1_epi32(1);
   const __m256 inv = _mm256_set1_ps(1.0f / float(q));
-  const __m256i dx = _mm256_add_epi32(_mm256_set1_epi32(int(int64_t(x) - cx)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  const __m256i dx =
+      _mm256_add_epi32(_mm256_set1_epi32(int(int64_t(x) - cx)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
   __m256i d = _mm256_add_epi32(_mm256_mullo_epi32(dx, dx), _mm256_set1_epi32(int(e)));
   __m256i grow = _mm256_add_epi32(_mm256_slli_epi32(dx, 4), _mm256_set1_epi32(64));
   const __m256i grow_step = _mm256_set1_epi32(128);
@@ -575,7 +577,8 @@ void cap_row(pix32 *p, const pix32 *columns, int n, uint8_t own) {
   const __m128i o = _mm_set1_epi32(int(word));
   for (; x + 4 <= n; x += 4) store4(p + x, _mm_min_epu8(load4(p + x), row_caps4<Inv>(load4(columns + x), o)));
 #endif
-  for (; x < n; ++x) p[x].a = std::min(p[x].a, Inv ? std::max(columns[x].a, own) : std::min(columns[x].a, own));
+  for (; x < n; ++x)
+    p[x].a = std::min(p[x].a, Inv ? std::max(columns[x].a, own) : std::min(columns[x].a, own));
 }
 
 // Rectangle: d = max(|dx|, e) with e = |dy| scaled by w / h, plain distances. The level a

@@ -634,7 +634,8 @@ int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t leve
   };
   std::vector<uint16_t> padded(size_t(cw + 2 * pad) * 4);
   uint16_t *v = padded.data() + size_t(pad) * 4;
-  for (int j = 0; j < H; ++j) box_columns(nullptr, enter(std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)), v, cw, avx2);
+  for (int j = 0; j < H; ++j)
+    box_columns(nullptr, enter(std::clamp(c.top - H / 2 + j, c.top, c.bottom - 1)), v, cw, avx2);
   for (int y = c.top; y < stop; ++y) {
     if (y > c.top)
       box_columns(row(src, std::clamp(y - 1 - H / 2, c.top, c.bottom - 1)) + c.left,
