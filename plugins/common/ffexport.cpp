@@ -2,7 +2,9 @@
 // and a close that finishes the file on every path.
 #include "ffexport.h"
 
+#include <fcntl.h>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -126,6 +128,62 @@ int ffexport::GetLastError(char *buffer, int size) {
 
 // ---- Opening ----
 
+namespace {
+
+int WriteAll(void *opaque, uint8_t *buf, int n) {
+  const int fd = *static_cast<int *>(opaque);
+  for (int done = 0; done < n;) {
+    const ssize_t w = write(fd, buf + done, size_t(n - done));
+    if (w < 0 && errno == EINTR) continue;
+    if (w <= 0) return AVERROR(w < 0 ? errno : EIO);
+    done += int(w);
+  }
+  return n;
+}
+
+int64_t Seek(void *opaque, int64_t offset, int whence) {
+  const int fd = *static_cast<int *>(opaque);
+  if (whence == AVSEEK_SIZE) {
+    struct stat st;
+    return fstat(fd, &st) == 0 ? int64_t(st.st_size) : AVERROR(errno);
+  }
+  const off_t at = lseek(fd, off_t(offset), whence & ~AVSEEK_FORCE);
+  return at < 0 ? AVERROR(errno) : int64_t(at);
+}
+
+}  // namespace
+
+bool ffexport::OpenFile(const char *file) {
+  constexpr int kBufferSize = 1 << 16;  // for the muxer's small writes
+  fd = open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) return Fail(std::string("cannot create ") + file + ": " + std::strerror(errno));
+  uint8_t *buffer = static_cast<uint8_t *>(av_malloc(kBufferSize));
+  oc->pb = buffer ? avio_alloc_context(buffer, kBufferSize, 1, &fd, nullptr, WriteAll, Seek) : nullptr;
+  if (!oc->pb) {
+    av_free(buffer);
+    close(fd);
+    fd = -1;
+    unlink(file);
+    return Fail("out of memory");
+  }
+  oc->pb->direct = 1;
+  oc->flags |= AVFMT_FLAG_CUSTOM_IO;
+  return true;
+}
+
+bool ffexport::CloseFile() {
+  bool ok = true;
+  if (oc && oc->pb) {
+    avio_flush(oc->pb);
+    ok = oc->pb->error == 0;
+    av_freep(&oc->pb->buffer);
+    avio_context_free(&oc->pb);
+  }
+  if (fd >= 0 && close(fd) != 0) ok = false;
+  fd = -1;
+  return ok;
+}
+
 int ffexport::Open(HWND) {
   Close();
   lasterror.clear();
@@ -171,11 +229,7 @@ int ffexport::Open(HWND) {
   if (ok && !(pkt = av_packet_alloc())) ok = Fail("out of memory");
   bool created = false;
   if (ok && !(oc->oformat->flags & AVFMT_NOFILE)) {
-    const int rc = avio_open(&oc->pb, file, AVIO_FLAG_WRITE);
-    if (rc < 0)
-      ok = Fail(std::string("cannot create ") + file + ": " + AvError(rc));
-    else
-      created = true;
+    ok = created = OpenFile(file);
   }
   if (ok) {
     const int rc = avformat_write_header(oc, nullptr);
@@ -399,7 +453,8 @@ int ffexport::PutVideo(int index, surf32 *frame) {
     // the frame is not filled and then copied once more.
     const int w = venc->width, h = venc->height;
     if (av_new_packet(pkt, w * 3 * h) < 0) return Fail("out of memory"), 0;
-    for (int y = 0; y < h; ++y) bgr24_row(frame->bits + size_t(y) * frame->pitch, pkt->data + size_t(y) * w * 3, w);
+    for (int y = 0; y < h; ++y)
+      bgr24_row(frame->bits + size_t(y) * frame->pitch, pkt->data + size_t(y) * w * 3, w);
     pkt->pts = pkt->dts = index - firstindex;
     pkt->flags |= AV_PKT_FLAG_KEY;
     lastindex = index;
@@ -493,7 +548,7 @@ int ffexport::Close() {
     const int rc = av_write_trailer(oc);
     if (rc < 0) ok = Fail("cannot finish the file: " + AvError(rc));
   }
-  if (oc->pb && avio_closep(&oc->pb) < 0) ok = Fail("cannot close the file");
+  if (!CloseFile()) ok = Fail("cannot close the file");
   Free();
   return ok ? 1 : 0;
 }
@@ -507,10 +562,8 @@ void ffexport::Free() {
   av_frame_free(&aframe);
   avcodec_free_context(&venc);
   avcodec_free_context(&aenc);
-  if (oc) {
-    if (oc->pb) avio_closep(&oc->pb);
-    avformat_free_context(oc);
-  }
+  CloseFile();
+  if (oc) avformat_free_context(oc);
   oc = nullptr;
   vst = ast = nullptr;
   headerwritten = false;

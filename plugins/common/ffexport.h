@@ -79,6 +79,10 @@ class ffexport : public imgio_export {
   bool WritePacket(AVRational timebase, AVStream *st);
   bool FillVideoFrame(const surf32 *frame);
   bool EncodeAudioBlock(int frames);
+  // The output file, written through FFmpeg's I/O with `direct` set: a whole picture's packet
+  // goes to the file in one write, not copied through the I/O buffer first.
+  bool OpenFile(const char *file);
+  bool CloseFile();  // false when a write or the close failed
   void Free();
 
   ffexportformat format;
@@ -90,6 +94,7 @@ class ffexport : public imgio_export {
   std::string encodername;
 
   AVFormatContext *oc = nullptr;
+  int fd = -1;  // the output file
   AVCodecContext *venc = nullptr;
   AVCodecContext *aenc = nullptr;
   AVStream *vst = nullptr;
@@ -104,12 +109,12 @@ class ffexport : public imgio_export {
   bool failed = false;  // a write failed since Open: Close reports an incomplete file
   int64_t lastindex = -1;
   int64_t firstindex = 0;  // the index of the first frame written
-  int64_t audiopos = 0;  // sample frames handed to the sound encoder
-  int width = 0;         // the picture size asked for
+  int64_t audiopos = 0;    // sample frames handed to the sound encoder
+  int width = 0;           // the picture size asked for
   int height = 0;
   int convwidth = 0;  // the size pictures are converted at (even for 4:2:0)
   int convheight = 0;
-  bool rawbgr24 = false;  // raw 24-bit pictures: written as packets, not through the encoder
+  bool rawbgr24 = false;         // raw 24-bit pictures: written as packets, not through the encoder
   std::vector<pix32> staging;    // a frame with its odd side padded
   std::vector<int16_t> pending;  // sound waiting for a whole encoder frame
 };
