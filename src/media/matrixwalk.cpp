@@ -586,23 +586,6 @@ struct sums16 {
   }
 };
 
-bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
-  for (int y = c.top; y < c.bottom; ++y) {
-    const pix32 *s = row(src, y) + c.left;
-    const int n = c.right - c.left;
-#if MATRIX_X86
-    if (avx2) {
-      if (any_transparent_avx2(s, n)) return false;
-      continue;
-    }
-#endif
-    (void)avx2;
-    for (int x = 0; x < n; ++x)
-      if (s[x].a == 0) return false;
-  }
-  return true;
-}
-
 bool any_skipped(const pix32 *s, int n, bool avx2) {
 #if MATRIX_X86
   if (avx2) return any_transparent_avx2(s, n);
@@ -611,6 +594,12 @@ bool any_skipped(const pix32 *s, int n, bool avx2) {
   for (int x = 0; x < n; ++x)
     if (s[x].a == 0) return true;
   return false;
+}
+
+bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
+  for (int y = c.top; y < c.bottom; ++y)
+    if (any_skipped(row(src, y) + c.left, c.right - c.left, avx2)) return false;
+  return true;
 }
 
 // The blur as a box filter down to the first row with a skipped pixel: up to there the walker
