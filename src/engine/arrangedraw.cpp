@@ -100,8 +100,8 @@ int clip::ArrDraw(HDC hdc) {
       const RECT row{heads.left, top, heads.right - 1, std::min<int>(top + bandheight, arrarea.bottom)};
       hdc->FillRect(row, t % 2 ? ui::kTrackB : ui::kTrackA);
       hdc->FillRect(RECT{row.left, top + bandheight - 1, row.right, top + bandheight}, ui::kLine);
-      char name[32];
-      std::snprintf(name, sizeof name, t < tracks ? "Track %d" : "", t + 1);
+      char name[32] = "";  // the band below the last track has no name
+      if (t < tracks) std::snprintf(name, sizeof name, "Track %d", t + 1);
       DrawTextOnly(hdc, name,
                    RECT{row.left + 8, row.top, row.right - 4, std::min<int>(row.bottom, row.top + 22)},
                    ui::kTextDim, DT_LEFT | DT_VCENTER | DT_SINGLELINE);
