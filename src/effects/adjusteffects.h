@@ -11,6 +11,7 @@ class effectAdjuster : public effectVideo {
   effectAdjuster(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
   bool WorksInPlace() const override { return true; }
+  bool IsPointwise() const override { return true; }
 };
 
 // A keyed adjuster: keys the source in place with its key worker, then adjusts the destination
@@ -65,6 +66,7 @@ class effectMapper : public effectVideo {
   effectMapper(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
   bool WorksInPlace() const override { return true; }
+  bool IsPointwise() const override { return true; }
 };
 
 // Adds "Opacity" (a signed level) to the alpha of the rectangle; 0 touches nothing.
@@ -74,4 +76,5 @@ class effectOpacity : public effectVideo {
   effectOpacity(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
   bool WorksInPlace() const override { return true; }
+  bool IsPointwise() const override { return true; }
 };

@@ -157,6 +157,9 @@ class effectVideo : public effect {
   // True when Process reads nothing but its destination: the chain then hands it the picture
   // itself rather than a copy of it.
   virtual bool WorksInPlace() const { return false; }
+  // True when each pixel comes out as a function of that pixel alone, wherever it lies: the
+  // effect may then run on a picture already scaled to its place instead of before the scaling.
+  virtual bool IsPointwise() const { return false; }
 
   // ---- Factories ----
   // The effect of that type with its variables at their defaults, or null for a type that is

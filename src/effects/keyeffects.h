@@ -19,6 +19,10 @@ class effectKeyOf : public effectVideo {
     return (this->*Worker)(destination, rc);
   }
   bool WorksInPlace() const override { return true; }
+  // The colour keys look at the pixel alone; the shape keys at where it lies.
+  bool IsPointwise() const override {
+    return Vars != &effectVideo::KeyCircleVars && Vars != &effectVideo::KeyRectVars;
+  }
 };
 
 #define VEMO_KEY_EFFECT(name, type, vars, worker)                                   \

@@ -722,6 +722,14 @@ class clip : public vemotime {
   std::vector<std::unique_ptr<KORSurface, surface_deleter>> extrapictures;
   // A copy of `current` in extra picture k (made or resized when needed); null on failure.
   KORSurface *KeepExtraPicture(int k, KORSurface *current);
+  // A chain of pointwise effects runs on the picture already scaled to its place on the parent,
+  // kept here from frame to frame (grown when too small).
+  std::unique_ptr<KORSurface, surface_deleter> placedpicture;
+  // The effect chain and the scaling onto the parent the other way round, which gives the same
+  // pixels when every effect that runs is pointwise over the whole picture; -1, with nothing
+  // done, where that does not hold or the scalings cannot be fused.
+  int CompositePointwiseChain(KORSurface *src, RECT prs, frect destination, clip *parent, bool blend,
+                              bool listening);
 
   // Audio blocks.
   int32_t blocksize = 0;

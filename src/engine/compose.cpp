@@ -39,6 +39,15 @@ void RunEffect(effectVideo *fx, KORSurface *&cur, KORSurface *&other, RECT area)
   std::swap(cur, other);
 }
 
+// Where a picture's part s goes on the parent's part d: the source cut to the picture moves the
+// destination in proportion, then the other way, both in whole pixels.
+bool PlaceOnParent(const KORSurface *pic, frect s, frect d, const RECT &out, RECT *rs, RECT *rd) {
+  if (!frect::ClipToUnity(&s, &d)) return false;
+  if (!frect::ClipToUnity(&d, &s)) return false;
+  if (!frect::ScaleToUnity(&s, pic->width, pic->height, rs)) return false;
+  return frect::ScaleToUnity(&d, out.right - out.left, out.bottom - out.top, rd);
+}
+
 }  // namespace
 
 int clip::ClipComposite() {
@@ -212,6 +221,14 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   const RECT &out = parent->outputrect;
   const bool covers = out.left == 0 && out.top == 0 && out.right == cur->width && out.bottom == cur->height &&
                       prs.left >= 0 && prs.top >= 0 && prs.right <= src->width && prs.bottom <= src->height;
+  const int w = parent->outputrect.right, h = parent->outputrect.bottom;
+  const bool editing = (flags & CLIP_COMPOSE_EDIT) && parent->currentchild == this;
+  // Pointwise effects can run after the scaling: a quarter-size picture keys a quarter of the
+  // pixels, and the parent-sized copy is never made.
+  if (covers && !editing) {
+    const int done = CompositePointwiseChain(src, prs, rd, parent, blend, listening);
+    if (done >= 0) return done;
+  }
   if (covers) {
     // The picture fills the whole effect surface: its opacity goes on in the same pass.
     if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, false, GetTimeFloat(clipvar::IDS_START_OPACITY)))
@@ -221,8 +238,6 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     surface::SurfaceOpacityAdjust(cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
   }
 
-  const int w = parent->outputrect.right, h = parent->outputrect.bottom;
-  const bool editing = (flags & CLIP_COMPOSE_EDIT) && parent->currentchild == this;
   // The "Extra Output" effects met in the chain: their index and area, their picture kept.
   int extras[CLIP_MAX_EFFECTS];
   RECT extraareas[CLIP_MAX_EFFECTS];
@@ -280,15 +295,50 @@ int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, boo
   if (!frame || !pic || !parent || !parent->arrangement) return 0;
   KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
   if (!dst) return 0;
-  // The source cut to the picture moves the destination in proportion, then the other way.
-  if (!frect::ClipToUnity(&s, &d)) return 0;
-  if (!frect::ClipToUnity(&d, &s)) return 0;
   RECT rs, rd;
-  if (!frect::ScaleToUnity(&s, pic->width, pic->height, &rs)) return 0;
-  if (!frect::ScaleToUnity(&d, parent->outputrect.right - parent->outputrect.left,
-                           parent->outputrect.bottom - parent->outputrect.top, &rd))
-    return 0;
+  if (!PlaceOnParent(pic, s, d, parent->outputrect, &rs, &rd)) return 0;
   // The opacity goes on each pixel on its way: the picture as read stays as it was read.
   surface::SurfaceScaleOpacityAdjust(pic, rs, dst, rd, blend, opacity);
+  return 1;
+}
+
+int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *parent, bool blend, bool listening) {
+  KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
+  KORSurface *mid = parent->worksurfaces[CLIP_SURFACE_EFFECT1];
+  if (!frame || !dst || !mid || !parent->arrangement) return -1;
+  const RECT whole{0, 0, mid->width, mid->height};
+  for (int i = 0; i < videoeffectcount; ++i) {
+    effectVideo *fx = videoeffects[i];
+    RECT area;
+    if (!fx->GetEffectRect(whole.right, whole.bottom, &area) || !fx->IsActive()) continue;
+    if (fx->GetID() == effectExtraOutput::kType || !fx->IsPointwise() || !fx->WorksInPlace()) return -1;
+    if (area.left != 0 || area.top != 0 || area.right != whole.right || area.bottom != whole.bottom) return -1;
+  }
+  RECT rs, rd;
+  if (!PlaceOnParent(mid, frect(0.0, 0.0, 1.0, 1.0), d, parent->outputrect, &rs, &rd)) return -1;
+  const int pw = std::min(rd.right, dst->width) - std::max(rd.left, 0);
+  const int ph = std::min(rd.bottom, dst->height) - std::max(rd.top, 0);
+  if (pw < 2 || ph < 2) return -1;
+  if (!placedpicture || placedpicture->width < pw || placedpicture->height < ph) {
+    placedpicture.reset(surface::SurfaceCreate(std::max(pw, placedpicture ? placedpicture->width : 0),
+                                               std::max(ph, placedpicture ? placedpicture->height : 0)));
+    if (!placedpicture) return -1;
+  }
+  KORSurface *pic = placedpicture.get();
+  RECT placed;
+  if (!surface::SurfaceScaleThrough(src, prs, parent->outputrect, mid->width, mid->height, rs, dst, rd, pic,
+                                    GetTimeFloat(clipvar::IDS_START_OPACITY), &placed))
+    return -1;
+  const RECT part{0, 0, placed.right - placed.left, placed.bottom - placed.top};
+  if (part.right < 2 || part.bottom < 2) return -1;
+  for (int i = 0; i < videoeffectcount; ++i) {
+    effectVideo *fx = videoeffects[i];
+    RECT area;
+    if (!fx->GetEffectRect(whole.right, whole.bottom, &area) || !fx->IsActive()) continue;
+    if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
+    fx->Process(pic, pic, part);
+  }
+  if (listening) Message(this, "Processing", "Adding To Destination", GetName());
+  surface::SurfaceScale(pic, part, dst, placed, blend);
   return 1;
 }

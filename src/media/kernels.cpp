@@ -856,6 +856,48 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int 
   });
 }
 
+bool scale_rect_through(const surf &a, RECT rs1, RECT rd1, int w, int h, RECT rs2, const surf &b, RECT rd2,
+                        const surf &m, int alpha_delta, RECT *placed) {
+  *placed = RECT{0, 0, 0, 0};
+  surf mid{};
+  mid.width = w;
+  mid.height = h;
+  const scale_plan p1 = plan(a, rs1, mid, rd1), p2 = plan(mid, rs2, b, rd2);
+  const int y0 = std::max(rd2.top, 0), y1 = std::min(rd2.bottom, b.height);
+  if (p2.x1 <= p2.x0 || y1 <= y0) return true;
+  const int n = p2.x1 - p2.x0, rows = y1 - y0;
+  if (m.width < n || m.height < rows) return false;
+  thread_local std::vector<int32_t> index, source_row;
+  thread_local std::vector<uint8_t> kinds;
+  if (index.size() < size_t(n)) index.resize(size_t(n));
+  if (kinds.size() < size_t(n / 8 + 1)) kinds.resize(size_t(n / 8 + 1));
+  if (source_row.size() < size_t(rows)) source_row.resize(size_t(rows));
+  for (int i = 0; i < n; ++i) {
+    const int64_t x = source_x(rs2, rd2, p2.sw, p2.dw, p2.x0 + i);
+    if (x < p1.x0 || x >= p1.x1) return false;
+    index[size_t(i)] = int32_t(source_x(rs1, rd1, p1.sw, p1.dw, x));
+  }
+  // The rows as each step's own loop works them out, skipped rows included.
+  const int mid0 = std::max(rd1.top, 0), mid1 = std::min(rd1.bottom, h);
+  for (int i = 0; i < rows; ++i) {
+    const int64_t y = rs2.top + ((int64_t(y0 + i) - rd2.top) * p2.sh) / p2.dh;
+    if (y >= rs2.bottom || y < 0 || y >= h || y < mid0 || y >= mid1) return false;
+    const int64_t sy = rs1.top + ((y - rd1.top) * p1.sh) / p1.dh;
+    if (sy >= rs1.bottom || sy < 0 || sy >= a.height) return false;
+    source_row[size_t(i)] = int32_t(sy);
+  }
+  gather_plan(index.data(), n, a.pitch, kinds.data());
+  for_rows(0, rows, [&](int r0, int r1) {
+    for (int i = r0, run; i < r1; i += run) {
+      for (run = 1; i + run < r1 && source_row[size_t(i + run)] == source_row[size_t(i)];) ++run;
+      gather_rows(a.bits + size_t(a.pitch) * size_t(source_row[size_t(i)]), index.data(), kinds.data(),
+                  m.bits + size_t(m.pitch) * size_t(i), m.pitch, run, n, false, alpha_delta);
+    }
+  });
+  *placed = RECT{p2.x0, y0, p2.x1, y1};
+  return true;
+}
+
 void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta) {
   const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
   const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;

@@ -108,4 +108,13 @@ void scale_rect(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int 
 // The same written as the plainest per-pixel loop, for the tests.
 void scale_rect_ref(const surf &a, RECT rs, const surf &b, RECT rd, bool blend, int alpha_delta = 0);
 
+// Two scalings in one pick: m takes what scale_rect(a, rs1, mid, rd1) and then
+// scale_rect(mid, rs2, b, rd2) would put on b, mid being a w x h picture, from a straight. Both
+// steps pick pixels, so picking through both tables at once picks the same ones; pixel (x, y)
+// of `placed` on b lands at (x - placed.left, y - placed.top) of m, with the first step's
+// alpha_delta. False, with nothing written, where the second step would read a pixel of mid
+// that the first does not write, would skip a row, or m is too small.
+bool scale_rect_through(const surf &a, RECT rs1, RECT rd1, int w, int h, RECT rs2, const surf &b, RECT rd2,
+                        const surf &m, int alpha_delta, RECT *placed);
+
 }  // namespace kernels

@@ -157,6 +157,13 @@ class surface : public pixelator, public amplay {
   // each source alpha is moved on its way (a picture's opacity without a copy of the picture).
   static int SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend,
                                        double d);
+  // The two scalings SurfaceScaleOpacityAdjust(src, rs1, mid, rd1, false, d) onto a w x h mid
+  // and SurfaceScale(mid, rs2, dst, rd2, ...) in one pick, into `part` rather than onto dst:
+  // what the second would put on `placed` of dst lands at part's top left. False, with dst
+  // untouched, where the two steps cannot be fused (either refuses its rectangles, the second
+  // reads a pixel of mid the first does not write, or part is too small).
+  static bool SurfaceScaleThrough(KORSurface *src, RECT rs1, RECT rd1, int w, int h, RECT rs2, KORSurface *dst,
+                                  RECT rd2, KORSurface *part, double d, RECT *placed);
   // Blends r of src over r of dst by source alpha; dst alpha unchanged. Always returns 0.
   static int SurfaceBlend(KORSurface *src, KORSurface *dst, RECT r);
   // Black and white (0x00FFFFFF) squares of 2^n pixels (n clamped to 0..16), origin black.

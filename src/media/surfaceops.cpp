@@ -66,11 +66,16 @@ int OpacityDelta(double d) {
   return int(std::clamp(d * 256.1, -1000.0, 1000.0));
 }
 
-// SurfaceScale with the alpha of each source pixel moved by delta on its way.
-int scale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend, int delta) {
+// Scaling works with rectangles of at least 2 x 2 pixels on both sides.
+bool scalable(RECT rs, RECT rd) {
   const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
   const int64_t dw = int64_t(rd.right) - rd.left, dh = int64_t(rd.bottom) - rd.top;
-  if (sw < 2 || sh < 2 || dw < 2 || dh < 2) return 0;
+  return sw >= 2 && sh >= 2 && dw >= 2 && dh >= 2;
+}
+
+// SurfaceScale with the alpha of each source pixel moved by delta on its way.
+int scale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend, int delta) {
+  if (!scalable(rs, rd)) return 0;
   surf a, b;
   if (!surface::SurfaceDataLock(src, &a)) return 0;
   if (!surface::SurfaceDataLock(dst, &b)) {
@@ -112,6 +117,27 @@ int surface::SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bo
 int surface::SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend,
                                        double d) {
   return scale(src, rs, dst, rd, blend, OpacityDelta(d));
+}
+
+bool surface::SurfaceScaleThrough(KORSurface *src, RECT rs1, RECT rd1, int w, int h, RECT rs2, KORSurface *dst,
+                                  RECT rd2, KORSurface *part, double d, RECT *placed) {
+  if (!scalable(rs1, rd1) || !scalable(rs2, rd2)) return false;
+  surf a, b, m;
+  if (!SurfaceDataLock(src, &a)) return false;
+  if (!SurfaceDataLock(dst, &b)) {
+    SurfaceDataUnlock(&a);
+    return false;
+  }
+  if (!SurfaceDataLock(part, &m)) {
+    SurfaceDataUnlock(&b);
+    SurfaceDataUnlock(&a);
+    return false;
+  }
+  const bool done = kernels::scale_rect_through(a, rs1, rd1, w, h, rs2, b, rd2, m, OpacityDelta(d), placed);
+  SurfaceDataUnlock(&m);
+  SurfaceDataUnlock(&b);
+  SurfaceDataUnlock(&a);
+  return done;
 }
 
 int surface::SurfaceBlend(KORSurface *src, KORSurface *dst, RECT r) {

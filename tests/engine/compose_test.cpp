@@ -185,6 +185,33 @@ TEST(Compose, EffectChainRunsOnAParentSizedCopyWithEnableAndToggleKeys) {
   EXPECT_EQ(FirstDifference(pr.At(2500), Finished(ground)), "");
 }
 
+// Effects that each work pixel by pixel over the whole picture run on it once it is scaled to
+// its place: shrunk, enlarged or partly off the frame, it must come out as the chain run on the
+// parent-sized copy would leave it. A switched-off shape key does not stand in the way.
+TEST(Compose, PointwiseChainGivesTheParentSizedCopysPixelsWhereverThePictureGoes) {
+  project pr;
+  pr.Solid(pr.root(), pix32(0, 90, 0, 255), 0, 5000, 1);
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0, Other);
+  ASSERT_NE(b, nullptr);
+  const frac src{0.1, 0.05, 0.9, 0.95};
+  SetSrc(b, 0, src);
+  Key(b, clipvar::IDS_START_OPACITY, 0, 0.5);          // alpha 0 + 128
+  Key(b->VideoEffectAdd(103), fxid::IDS_OPACITY, 0, -0.25);  // - trunc(63.75)
+  effectVideo *shape = b->VideoEffectAdd(181);
+  ASSERT_NE(shape, nullptr);
+  Key(shape, fxid::IDS_EFFECT_ENABLE, 0, 0.0);
+
+  refpic e = RefEffectSurface(Pattern(64, 48, Other), src, W, H);
+  RefOpacity(e, 0.5);
+  for (pix32 &q : e.px) q.a = uint8_t(q.a - 63);
+  for (frac dst : {frac{-0.2, 0.3, 0.35, 0.8}, frac{0.3, -0.2, 1.6, 1.1}, frac{0.013, 0.5, 0.77, 0.61}}) {
+    SetDst(b, 0, dst);
+    refpic want = Ground(pix32(0, 90, 0, 255));
+    RefComposite(want, e, kUnit, dst, true);
+    EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "") << "destination from " << dst.l << ", " << dst.t;
+  }
+}
+
 TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
   project pr;
   pr.Solid(pr.root(), pix32(0, 0, 255, 255), 0, 5000, 1);
