@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Side by side: lumivaxel against ffmpeg and melt making the same workloads from the same
-# generated media, on one core (taskset -c 0) and on all cores, timed by hyperfine (medians),
-# with our peak resident memory from /usr/bin/time. Prints one table; rerun it at will.
+# generated media, on one core (taskset -c 0) and on all cores, timed by hyperfine (medians of
+# runs that take turns), with our peak resident memory from /usr/bin/time. Prints one table;
+# rerun it at will.
 #
 #   bench/compare.sh [BUILD_DIR]     (default build/; WORK=/dev/shm/... RUNS=5 LIMIT=120 to change,
 #                                     WORKLOADS="W1 W2" for some of them)
@@ -116,19 +117,32 @@ OURS[W3]=$(ours w3.vmp wav)
 PEERS[W3]="ffmpeg amix=$ffw3
 melt mix=$meltw3"
 
-# Median seconds of a command under taskset, or "n/a" when it fails or hangs (a peer that runs
-# past $LIMIT seconds is stopped).
+# Median seconds of each command under taskset, "n/a" for one that fails or hangs (a peer that
+# runs past $LIMIT seconds is stopped). The runs take turns (ours, each peer, ours again, ...),
+# so a machine that slows down for a while slows every tool alike and the ratios stay fair.
 LIMIT=${LIMIT:-120}
-median() {  # cpus threads command
-  local json
+medians() {  # cpus threads command...
+  local cpus=$1 threads=$2 json i r
+  shift 2
+  local -a cmds=() times=() failed=()
+  for c in "$@"; do cmds+=("timeout $LIMIT taskset -c $cpus bash -c '${c//\$T/$threads} </dev/null'"); done
   json=$(mktemp)
-  if hyperfine -N --style none --runs "$RUNS" --warmup 1 --export-json "$json" \
-      "timeout $LIMIT taskset -c $1 bash -c '${3//\$T/$2} </dev/null'" >/dev/null 2>&1; then
-    python3 -c "import json,sys; print('%.3f' % json.load(open(sys.argv[1]))['results'][0]['median'])" "$json"
-  else
-    echo n/a
-  fi
+  for ((r = 0; r <= RUNS; ++r)); do  # round 0 warms the caches up and is not counted
+    for i in "${!cmds[@]}"; do
+      [ -n "${failed[$i]:-}" ] && continue
+      if hyperfine -N --style none --runs 1 --export-json "$json" "${cmds[$i]}" >/dev/null 2>&1; then
+        [ $r -gt 0 ] && times[$i]+=" $(python3 -c "import json,sys; print(json.load(open(sys.argv[1]))['results'][0]['mean'])" "$json")"
+      else
+        failed[$i]=1
+      fi
+    done
+  done
   rm -f "$json"
+  for i in "${!cmds[@]}"; do
+    if [ -n "${failed[$i]:-}" ]; then echo n/a; else
+      python3 -c "import statistics,sys; print('%.3f' % statistics.median(map(float, sys.argv[1:])))" ${times[$i]}
+    fi
+  done
 }
 peak() {  # cpus threads command: our peak resident memory in MiB
   local out
@@ -141,15 +155,18 @@ printf "%-5s %-6s %9s %9s  %-16s %9s %8s\n" load cores ours_s peak_MiB peer peer
 for w in ${WORKLOADS:-W1 W1j W1m W2 W3}; do
   for c in 1 all; do
     if [ $c = 1 ]; then cpus=0 threads=1; else cpus=$ALL threads=$CORES; fi
-    o=$(median "$cpus" "$threads" "${OURS[$w]}")
-    m=$(peak "$cpus" "$threads" "${OURS[$w]}")
+    names=() cmds=("${OURS[$w]}")
     while IFS= read -r line; do
-      name=${line%%=*} cmd=${line#*=}
-      p=$(median "$cpus" "$threads" "$cmd")
-      r=n/a
-      [ "$o" != n/a ] && [ "$p" != n/a ] && r=$(python3 -c "print('%.2f' % ($p / $o))")
-      printf "%-5s %-6s %9s %9s  %-16s %9s %8s\n" $w $c "$o" "$m" "$name" "$p" "$r"
+      names+=("${line%%=*}") cmds+=("${line#*=}")
     done <<< "${PEERS[$w]}"
+    mapfile -t secs < <(medians "$cpus" "$threads" "${cmds[@]}")
+    o=${secs[0]}
+    m=$(peak "$cpus" "$threads" "${OURS[$w]}")
+    for i in "${!names[@]}"; do
+      p=${secs[$((i + 1))]} r=n/a
+      [ "$o" != n/a ] && [ "$p" != n/a ] && r=$(python3 -c "print('%.2f' % ($p / $o))")
+      printf "%-5s %-6s %9s %9s  %-16s %9s %8s\n" $w $c "$o" "$m" "${names[$i]}" "$p" "$r"
+    done
   done
 done
 for n in "${notes[@]}"; do echo "note: $n"; done
