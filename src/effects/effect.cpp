@@ -10,6 +10,7 @@
 #include "core/byteorder.h"
 #include "core/frect.h"
 #include "core/vemowin.h"
+#include "media/surface.h"
 #include "time/declared_vars.h"
 
 namespace {
@@ -181,6 +182,11 @@ effectVideo::effectVideo() {
 }
 
 int effectVideo::Process(KORSurface *, KORSurface *, RECT) { return 0; }
+
+int effectVideo::ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) {
+  surface::SurfaceCopy(source, destination);
+  return Process(source, destination, rc);
+}
 
 int effectVideo::GetEffectRect(int w, int h, RECT *out) {
   if (!out) return 0;

@@ -160,6 +160,10 @@ class effectVideo : public effect {
   // True when each pixel comes out as a function of that pixel alone, wherever it lies: the
   // effect may then run on a picture already scaled to its place instead of before the scaling.
   virtual bool IsPointwise() const { return false; }
+  // Process onto a destination that is first to become a copy of the source, as the chain
+  // hands an effect that does not work in place. The base copies the whole picture; an effect
+  // that writes most pixels itself copies only the rest.
+  virtual int ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc);
 
   // ---- Factories ----
   // The effect of that type with its variables at their defaults, or null for a type that is

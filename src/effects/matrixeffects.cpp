@@ -28,13 +28,15 @@ unsigned char effectMatrix::MatrixLevel() {
   return uint8_t(fxlevels::UnsignedLevel(GetTimeFloat(fxid::IDS_EFFECT_LEVEL)));
 }
 
-int effectMatrix::RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel) {
+int effectMatrix::RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel,
+                            bool onto_copy) {
   const int n = MatrixSize();
   const unsigned char level = MatrixLevel();
   fxsample::locked_pair lk(source, destination);
   if (!lk.ok()) return 0;
   surf32 from = frame_of(lk.first), to = frame_of(lk.second);
-  return pixelator::RunSingleMatrix(&from, &to, rc, n, n, kernel, nullptr, level);
+  return onto_copy ? pixelator::RunSingleMatrixOntoCopy(&from, &to, rc, n, n, kernel, nullptr, level)
+                   : pixelator::RunSingleMatrix(&from, &to, rc, n, n, kernel, nullptr, level);
 }
 
 effectMatrixEdge::effectMatrixEdge(clip *owner, vemowin *w, surface *s) {
@@ -53,6 +55,12 @@ effectMatrixBlurr::effectMatrixBlurr(clip *owner, vemowin *w, surface *s) {
 
 int effectMatrixBlurr::Process(KORSurface *source, KORSurface *destination, RECT rc) {
   return RunKernel(source, destination, rc, &pixelator::matrixBlurr);
+}
+
+int effectMatrixBlurr::ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) {
+  if (!source || !destination || source->width != destination->width || source->height != destination->height)
+    return effectMatrix::ProcessOntoCopy(source, destination, rc);
+  return RunKernel(source, destination, rc, &pixelator::matrixBlurr, true);
 }
 
 effectMatrixKeySmothe::effectMatrixKeySmothe(clip *owner, vemowin *w, surface *s) {

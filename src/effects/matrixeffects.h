@@ -18,8 +18,9 @@ class effectMatrix : public effectVideo {
   // The size and level at the current time.
   int MatrixSize();
   unsigned char MatrixLevel();
-  // RunSingleMatrix with `kernel` over rc from source to destination.
-  int RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel);
+  // RunSingleMatrix with `kernel` over rc from source to destination (onto a copy of source:
+  // RunSingleMatrixOntoCopy).
+  int RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel, bool onto_copy = false);
 };
 
 class effectMatrixEdge : public effectMatrix {
@@ -34,6 +35,8 @@ class effectMatrixBlurr : public effectMatrix {
   static constexpr int kType = 149;
   effectMatrixBlurr(clip *owner, vemowin *window, surface *surfaces);
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
+  // The box filter writes every pixel of an opaque rectangle: nothing there is copied first.
+  int ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) override;
 };
 
 // Softens the alpha edge of a keyed picture; the level byte is RunKeyBlend's softness, which

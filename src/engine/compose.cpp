@@ -34,8 +34,7 @@ void RunEffect(effectVideo *fx, KORSurface *&cur, KORSurface *&other, RECT area)
     fx->Process(cur, cur, area);
     return;
   }
-  surface::SurfaceCopy(cur, other);
-  fx->Process(cur, other, area);
+  fx->ProcessOntoCopy(cur, other, area);
   std::swap(cur, other);
 }
 

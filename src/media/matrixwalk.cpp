@@ -424,14 +424,18 @@ struct divisor16 {
 #endif
 };
 
-// One output row from the padded column sums v (four uint16 per column, the first W/2 and last
-// W/2 columns repeated): colour mean mixed into d by level, d's alpha kept.
-void box_row_ref(const uint16_t *v, pix32 *d, int from, int to, int W, const divisor16 &mean, int level) {
+// One output row d from the padded column sums v (four uint16 per column, the first W/2 and
+// last W/2 columns repeated): colour mean mixed by level into the old pixels, their alpha kept.
+// The old pixels are d's own, or those of the row d is to become a copy of.
+void box_row_ref(const uint16_t *v, const pix32 *old, pix32 *d, int from, int to, int W, const divisor16 &mean,
+                 int level) {
   for (int x = from; x < to; ++x) {
     uint32_t t[3] = {0, 0, 0};
     for (int i = 0; i < W; ++i)
       for (int ch = 0; ch < 3; ++ch) t[ch] += v[size_t(x + i) * 4 + size_t(ch)];
-    mix(d[x], mean(t[0]), mean(t[1]), mean(t[2]), level);
+    pix32 p = old[x];
+    mix(p, mean(t[0]), mean(t[1]), mean(t[2]), level);
+    d[x] = p;
   }
 }
 
@@ -458,7 +462,7 @@ AVX2_INLINE __m256i mixed_means(__m256i lo, __m256i hi, __m256i dv, int level) {
 
 // Eight pixels a step, in two registers of four.
 template <bool Full>
-__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, int n, int W,
+__attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, const pix32 *old, pix32 *d, int n, int W,
                                                  const divisor16 &mean, int level) {
   const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
   int x = 0;
@@ -470,7 +474,7 @@ __attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, pix32 *d, in
       lo = _mm256_add_epi16(lo, _mm256_loadu_si256(q));
       hi = _mm256_add_epi16(hi, _mm256_loadu_si256(q + 1));
     }
-    const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(d + x));
+    const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(old + x));
     const __m256i colours = mixed_means<Full>(mean.apply(lo), mean.apply(hi), dv, level);
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(colours, dv, amask));
   }
@@ -605,8 +609,9 @@ bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
 // The blur as a box filter down to the first row with a skipped pixel: up to there the walker
 // filters every pixel, so its record is the clamped window. Each source row is looked at as it
 // first enters the column sums, while it is at hand. Returns the first row not written: c.top
-// when the box cannot take this record, c.bottom when it took the whole rectangle.
-int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
+// when the box cannot take this record, c.bottom when it took the whole rectangle. Fresh: dst
+// is to come out as if it had been a copy of src, so the old pixels are read from src.
+int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level, bool fresh) {
   if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return c.top;
   const divisor16 mean(W, H);
   if (!mean) return c.top;
@@ -634,13 +639,14 @@ int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t leve
       std::copy_n(v + size_t(cw - 1) * 4, 4, v + size_t(cw - 1 + k) * 4);
     }
     pix32 *d = row(dst, y) + c.left;
+    const pix32 *old = fresh ? row(src, y) + c.left : d;
     int done = 0;
 #if MATRIX_X86
     if (avx2)
-      done = level == 255 ? box_row_avx2<true>(padded.data(), d, cw, W, mean, level)
-                          : box_row_avx2<false>(padded.data(), d, cw, W, mean, level);
+      done = level == 255 ? box_row_avx2<true>(padded.data(), old, d, cw, W, mean, level)
+                          : box_row_avx2<false>(padded.data(), old, d, cw, W, mean, level);
 #endif
-    box_row_ref(padded.data(), d, done, cw, W, mean, level);
+    box_row_ref(padded.data(), old, d, done, cw, W, mean, level);
   }
   return stop;
 }
@@ -852,18 +858,42 @@ int matrixwalk::Reference(surf32 *src, surf32 *dst, RECT r, int w, int h, matrix
   return 1;
 }
 
-int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
-                               void *extra, unsigned char level) {
+namespace {
+
+// Rows y0..y1, columns x0..x1 of src copied onto dst.
+void copy_block(const surf32 *src, surf32 *dst, int x0, int x1, int y0, int y1) {
+  if (x1 <= x0 || src->bits == dst->bits) return;
+  for (int y = y0; y < y1; ++y)
+    std::memcpy(row(dst, y) + x0, row(src, y) + x0, size_t(x1 - x0) * sizeof(pix32));
+}
+
+// RunSingleMatrix; fresh: dst (src's size) holds nothing yet and is to come out as if src had
+// been copied onto it first, so only what the walk leaves is copied.
+int run_matrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel, void *extra,
+               unsigned char level, bool fresh) {
   if (!usable(src) || !usable(dst) || !kernel) return 0;
   const int W = odd_size(w), H = odd_size(h);
   const bool fast = (kernel == &pixelator::matrixBlurr && W <= kFastLimit && H <= kFastLimit) ||
                     (kernel == &pixelator::matrixEdge && W <= kPackedLimit && H <= kPackedLimit);
-  if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
   const RECT c = inside(src, dst, r);
-  if (c.right <= c.left || c.bottom <= c.top) return 1;
+  const bool empty = c.right <= c.left || c.bottom <= c.top;
+  if (fresh && (!fast || empty || kernel != &pixelator::matrixBlurr || src->bits == dst->bits)) {
+    copy_block(src, dst, 0, src->width, 0, src->height);
+    fresh = false;
+  }
+  if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
+  if (empty) return 1;
+  if (fresh) {  // all but c, whose rows the box and the walk fill
+    copy_block(src, dst, 0, src->width, 0, c.top);
+    copy_block(src, dst, 0, src->width, c.bottom, src->height);
+    copy_block(src, dst, 0, c.left, c.top, c.bottom);
+    copy_block(src, dst, c.right, src->width, c.top, c.bottom);
+  }
   const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
-  const int boxed = kernel == &pixelator::matrixBlurr ? box_fast(src, dst, c, W, H, level) : c.top;
+  const int boxed = kernel == &pixelator::matrixBlurr ? box_fast(src, dst, c, W, H, level, fresh) : c.top;
   if (boxed == c.bottom) return 1;
+  // The walk keeps the old pixel where the source is skipped.
+  if (fresh) copy_block(src, dst, c.left, c.right, boxed, c.bottom);
   if (kernel == &pixelator::matrixEdge && edge3_fast(src, dst, c, W, H, level)) return 1;
   if (kernel == &pixelator::matrixEdge && W == 3 && H == 3 && avx2 && src->bits != dst->bits) {
     edge3_walk(src, dst, c, level);
@@ -881,6 +911,19 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
   else
     edge_fast(src, dst, c, W, H, level);
   return 1;
+}
+
+}  // namespace
+
+int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
+                               void *extra, unsigned char level) {
+  return run_matrix(src, dst, r, w, h, kernel, extra, level, false);
+}
+
+int pixelator::RunSingleMatrixOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
+                                       void *extra, unsigned char level) {
+  if (!usable(src) || !usable(dst) || src->width != dst->width || src->height != dst->height) return 0;
+  return run_matrix(src, dst, r, w, h, kernel, extra, level, true);
 }
 
 pix32 pixelator::matrixBlurr(matrixrecord *m) {

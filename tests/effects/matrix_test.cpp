@@ -107,6 +107,14 @@ TEST(MatrixWalk, ColumnSumPathsGiveThePlainWalksBytes) {
       matrixwalk::Reference(&s, &p, r, n, n, k, nullptr, level);
       ASSERT_EQ(fast.pixels(), plain.pixels())
           << "round " << round << (k == &pixelator::matrixEdge ? " edge" : " blur");
+      // Onto a destination that holds something else: as if src had been copied there first.
+      fast.randomise(rng);
+      plain.set(src.pixels());
+      pixelator::RunSingleMatrixOntoCopy(&s, &f, r, n, n, k, nullptr, level);
+      matrixwalk::Reference(&s, &p, r, n, n, k, nullptr, level);
+      ASSERT_EQ(fast.pixels(), plain.pixels())
+          << "onto a copy, round " << round << (k == &pixelator::matrixEdge ? " edge" : " blur");
+      plain.set(fast.pixels());
     }
   }
   kernels::LimitTier(best);
