@@ -58,8 +58,6 @@ int effectMatrixBlurr::Process(KORSurface *source, KORSurface *destination, RECT
 }
 
 int effectMatrixBlurr::ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) {
-  if (!source || !destination || source->width != destination->width || source->height != destination->height)
-    return effectMatrix::ProcessOntoCopy(source, destination, rc);
   return RunKernel(source, destination, rc, &pixelator::matrixBlurr, true);
 }
 

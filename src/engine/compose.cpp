@@ -305,13 +305,16 @@ int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *pare
   KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
   KORSurface *mid = parent->worksurfaces[CLIP_SURFACE_EFFECT1];
   if (!frame || !dst || !mid || !parent->arrangement) return -1;
-  const RECT whole{0, 0, mid->width, mid->height};
+  // The effects that run this frame, each found pointwise over the whole picture.
+  effectVideo *runs[CLIP_MAX_EFFECTS];
+  int runcount = 0;
   for (int i = 0; i < videoeffectcount; ++i) {
     effectVideo *fx = videoeffects[i];
     RECT area;
-    if (!fx->GetEffectRect(whole.right, whole.bottom, &area) || !fx->IsActive()) continue;
+    if (!fx->GetEffectRect(mid->width, mid->height, &area) || !fx->IsActive()) continue;
     if (fx->GetID() == effectExtraOutput::kType || !fx->IsPointwise() || !fx->WorksInPlace()) return -1;
-    if (area.left != 0 || area.top != 0 || area.right != whole.right || area.bottom != whole.bottom) return -1;
+    if (area.left != 0 || area.top != 0 || area.right != mid->width || area.bottom != mid->height) return -1;
+    runs[runcount++] = fx;
   }
   RECT rs, rd;
   if (!PlaceOnParent(mid, frect(0.0, 0.0, 1.0, 1.0), d, parent->outputrect, &rs, &rd)) return -1;
@@ -319,8 +322,9 @@ int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *pare
   const int ph = std::min(rd.bottom, dst->height) - std::max(rd.top, 0);
   if (pw < 2 || ph < 2) return -1;
   if (!placedpicture || placedpicture->width < pw || placedpicture->height < ph) {
-    placedpicture.reset(surface::SurfaceCreate(std::max(pw, placedpicture ? placedpicture->width : 0),
-                                               std::max(ph, placedpicture ? placedpicture->height : 0)));
+    const int w = placedpicture ? std::max(pw, placedpicture->width) : pw;
+    const int h = placedpicture ? std::max(ph, placedpicture->height) : ph;
+    placedpicture.reset(surface::SurfaceCreate(w, h));
     if (!placedpicture) return -1;
   }
   KORSurface *pic = placedpicture.get();
@@ -330,12 +334,9 @@ int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *pare
     return -1;
   const RECT part{0, 0, placed.right - placed.left, placed.bottom - placed.top};
   if (part.right < 2 || part.bottom < 2) return -1;
-  for (int i = 0; i < videoeffectcount; ++i) {
-    effectVideo *fx = videoeffects[i];
-    RECT area;
-    if (!fx->GetEffectRect(whole.right, whole.bottom, &area) || !fx->IsActive()) continue;
-    if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
-    fx->Process(pic, pic, part);
+  for (int i = 0; i < runcount; ++i) {
+    if (listening) Message(this, "Processing", EffectName(runs[i]->GetID()), GetName());
+    runs[i]->Process(pic, pic, part);
   }
   if (listening) Message(this, "Processing", "Adding To Destination", GetName());
   surface::SurfaceScale(pic, part, dst, placed, blend);

@@ -867,8 +867,8 @@ void copy_block(const surf32 *src, surf32 *dst, int x0, int x1, int y0, int y1) 
     std::memcpy(row(dst, y) + x0, row(src, y) + x0, size_t(x1 - x0) * sizeof(pix32));
 }
 
-// RunSingleMatrix; fresh: dst (src's size) holds nothing yet and is to come out as if src had
-// been copied onto it first, so only what the walk leaves is copied.
+// RunSingleMatrix; fresh: dst holds nothing yet and is to come out as if src had been copied
+// onto it first (their common part), so only what the walk leaves is copied.
 int run_matrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel, void *extra,
                unsigned char level, bool fresh) {
   if (!usable(src) || !usable(dst) || !kernel) return 0;
@@ -877,8 +877,9 @@ int run_matrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kern
                     (kernel == &pixelator::matrixEdge && W <= kPackedLimit && H <= kPackedLimit);
   const RECT c = inside(src, dst, r);
   const bool empty = c.right <= c.left || c.bottom <= c.top;
-  if (fresh && (!fast || empty || kernel != &pixelator::matrixBlurr || src->bits == dst->bits)) {
-    copy_block(src, dst, 0, src->width, 0, src->height);
+  const bool samesize = src->width == dst->width && src->height == dst->height;
+  if (fresh && (!fast || empty || !samesize || kernel != &pixelator::matrixBlurr || src->bits == dst->bits)) {
+    copy_block(src, dst, 0, std::min(src->width, dst->width), 0, std::min(src->height, dst->height));
     fresh = false;
   }
   if (!fast) return matrixwalk::Reference(src, dst, r, w, h, kernel, extra, level);
@@ -922,7 +923,6 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
 
 int pixelator::RunSingleMatrixOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
                                        void *extra, unsigned char level) {
-  if (!usable(src) || !usable(dst) || src->width != dst->width || src->height != dst->height) return 0;
   return run_matrix(src, dst, r, w, h, kernel, extra, level, true);
 }
 

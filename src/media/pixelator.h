@@ -71,8 +71,8 @@ class pixelator : public vemo {
   // frames. 0 when the record cannot be allocated.
   static int RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel, void *extra,
                              unsigned char level);
-  // RunSingleMatrix onto a dst of src's size that does not hold src's picture yet: dst comes
-  // out as if src had been copied onto it first, but only what the walk leaves is copied.
+  // RunSingleMatrix onto a dst that does not hold src's picture yet: dst comes out as if src had
+  // been copied onto it first (as far as both reach), but only what the walk leaves is copied.
   static int RunSingleMatrixOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
                                      void *extra, unsigned char level);
   // Mean of each colour over the record (truncating); alpha 0. `extra` is not used.
