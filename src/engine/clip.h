@@ -21,6 +21,7 @@
 // and help in the editing window).
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -397,6 +398,10 @@ class clip : public vemotime {
   // composed ahead elsewhere); empty: the root composes.
   using frames_fn = std::function<KORSurface *(int i)>;
   void SetFrameSource(frames_fn fn) { makeframes = std::move(fn); }
+  // Where the make loop takes frame i's sound from instead of mixing it itself; empty: the root
+  // mixes.
+  using sounds_fn = std::function<int16_t *(int i)>;
+  void SetSoundSource(sounds_fn fn) { makesounds = std::move(fn); }
   // Asks the stop of the running make before its next frame; while playing, ends the play job
   // at once (waiting for it unless called from the worker) and cleans the media players up. 128.
   uint32_t Stop();
@@ -458,6 +463,8 @@ class clip : public vemotime {
   }
   // The sound bytes of a frame of `ms` milliseconds: 44.1 sample frames per ms, 4 bytes each.
   static int64_t MakeAudioBytes(int64_t ms) { return (ms * 441 / 10) * 4; }
+  // What the make loop hands on for a frame of `ms`: as much of that as one mix holds.
+  static int MakeSoundBytes(int64_t ms) { return int(std::min<int64_t>(MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES)); }
   // The frames of a make of `length` ms at `fps` frames per second.
   static int MakeFrameCount(double fps, int length) { return length > 0 ? int(fps * length / 1000.0) : 0; }
   // Makes only frames [first, last) of the make range (last < 0: up to its end). Frame times,
@@ -749,6 +756,7 @@ class clip : public vemotime {
   progress_fn progressfn;
   // Above zero while the interface thread changes the tree: the worker starts no job then.
   frames_fn makeframes;
+  sounds_fn makesounds;
   std::atomic<int32_t> criticalcount{0};
   std::atomic<int32_t> busystate{0};  // 1 making, 2 playing
   playqueue *playout = nullptr;

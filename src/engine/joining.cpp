@@ -129,7 +129,7 @@ bool OpenContainers(const std::vector<std::string> &paths, std::vector<container
 int64_t FrameSoundBytes(const makesegment &s, int i) {
   const int64_t ms = clip::MakeFrameTime(s.start, s.length, s.count, i + 1) -
                      clip::MakeFrameTime(s.start, s.length, s.count, i);
-  return std::min<int64_t>(clip::MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES);
+  return clip::MakeSoundBytes(ms);
 }
 
 // The muxer that writes what the demuxer read.

@@ -202,12 +202,16 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     }
     if (root->progressfn) root->progressfn(i + 1 - first, last - first);
     if (root->makehasaudio && !failed) {
-      int64_t bytes = MakeAudioBytes(framelength);
-      if (bytes > CLIP_AUDIO_WORK_BYTES) bytes = CLIP_AUDIO_WORK_BYTES;
-      std::memset(buffer, 0, size_t(bytes));  // the clips add into it; only this much is used
-      root->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
-      root->ClipAudioGet44100(buffer, work1, work2, int(framelength), int(bytes));
-      if (!plugin->PutAudio(i, buffer, int(bytes))) failed = true;
+      const int bytes = MakeSoundBytes(framelength);
+      int16_t *sound = buffer;
+      if (root->makesounds) {
+        sound = root->makesounds(i);
+      } else {
+        std::memset(buffer, 0, size_t(bytes));  // the clips add into it; only this much is used
+        root->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+        root->ClipAudioGet44100(buffer, work1, work2, int(framelength), bytes);
+      }
+      if (!sound || !plugin->PutAudio(i, sound, bytes)) failed = true;
     }
     root->WinMsgs();
   }

@@ -1,5 +1,9 @@
-// Frame-parallel making: composer threads on copies of the project, frames handed on in order.
+// Frame-parallel making: composer and mixer threads on copies of the project, frames handed on
+// in order.
 #include "engine/parallelmaking.h"
+
+#include <algorithm>
+#include <cstring>
 
 #include "engine/clip.h"
 #include "engine/project.h"
@@ -7,7 +11,9 @@
 
 std::unique_ptr<parallelmaking> parallelmaking::Start(clip *root, const std::string &path, int threads, int first,
                                                       int last) {
-  if (!root || threads < 2 || !root->CheckVideo()) return nullptr;
+  if (!root || threads < 2) return nullptr;
+  const bool pictures = root->CheckVideo(), sound = root->CheckAudio();
+  if (!pictures && !sound) return nullptr;
   const int start = root->GetMakeStart();
   const int length = root->GetMakeEnd() - start;
   const int count = clip::MakeFrameCount(root->GetFps(), length);
@@ -17,18 +23,24 @@ std::unique_ptr<parallelmaking> parallelmaking::Start(clip *root, const std::str
   std::unique_ptr<parallelmaking> m(new parallelmaking(root, count, start, length, first, last));
   const RECT r = root->GetSurfaceRectangle();
   const int makestart = root->GetMakeStart(), makeend = root->GetMakeEnd();
+  // Each copy loads the project with the root's make range; a composer also makes its slots.
+  const auto load = [&path, makestart, makeend](vemoproject &p) {
+    if (!p.Load(path.c_str())) return false;
+    p.Root()->SetMakeRange(makestart, makeend);
+    return true;
+  };
   // The copies load side by side: opening the media is most of the time before the first frame.
   // (Projects are made one after the other: their start-up shares the program's settings.)
   std::vector<std::thread> loaders;
-  std::vector<char> loaded(size_t(threads), 0);
-  for (int k = 0; k < threads; ++k) {
+  const int copies = (pictures ? threads : 0) + (sound ? 1 : 0);
+  std::vector<char> loaded(size_t(copies), 0);
+  for (int k = 0; pictures && k < threads; ++k) {
     m->composers.push_back(std::make_unique<composer>());
     composer *c = m->composers.back().get();
     c->project = std::make_unique<vemoproject>();
-    if (!c->project->Ok()) break;
-    loaders.emplace_back([c, ok = &loaded[size_t(k)], &path, r, makestart, makeend] {
-      if (!c->project->Load(path.c_str())) return;
-      c->project->Root()->SetMakeRange(makestart, makeend);
+    if (!c->project->Ok()) break;  // its flag stays 0
+    loaders.emplace_back([c, ok = &loaded[size_t(k)], load, r] {
+      if (!load(*c->project)) return;
       for (int s = 0; s < kDepth; ++s) {
         c->slots[s] = surface::SurfaceCreate(r.right - r.left, r.bottom - r.top);
         c->ready[s] = -1;
@@ -37,14 +49,22 @@ std::unique_ptr<parallelmaking> parallelmaking::Start(clip *root, const std::str
       *ok = 1;
     });
   }
+  if (sound) {
+    m->sound = std::make_unique<mixer>();
+    m->sound->project = std::make_unique<vemoproject>();
+    if (m->sound->project->Ok())
+      loaders.emplace_back([p = m->sound->project.get(), ok = &loaded.back(), load] { *ok = load(*p); });
+  }
   for (std::thread &t : loaders) t.join();
   for (char ok : loaded)
     if (!ok) return nullptr;
-  for (int k = 0; k < threads; ++k) {
+  for (int k = 0; k < int(m->composers.size()); ++k) {
     composer *c = m->composers[size_t(k)].get();
     c->thread = std::thread([p = m.get(), c, k] { p->Compose(c, k); });
   }
-  root->SetFrameSource([p = m.get()](int i) { return p->Picture(i); });
+  if (m->sound) m->sound->thread = std::thread([p = m.get()] { p->Mix(); });
+  if (pictures) root->SetFrameSource([p = m.get()](int i) { return p->Picture(i); });
+  if (sound) root->SetSoundSource([p = m.get()](int i) { return p->Sound(i); });
   return m;
 }
 
@@ -53,6 +73,7 @@ parallelmaking::parallelmaking(clip *r, int n, int s, int l, int f, int e)
 
 parallelmaking::~parallelmaking() {
   root->SetFrameSource(nullptr);
+  root->SetSoundSource(nullptr);
   {
     std::lock_guard<std::mutex> g(lock);
     stopping = true;
@@ -62,6 +83,7 @@ parallelmaking::~parallelmaking() {
     if (c->thread.joinable()) c->thread.join();
     for (KORSurface *s : c->slots) surface::SurfaceDelete(s);
   }
+  if (sound && sound->thread.joinable()) sound->thread.join();
 }
 
 // Composer k makes frames first + k, first + k + n, ... into its slots in turn, waiting while
@@ -111,4 +133,63 @@ KORSurface *parallelmaking::Picture(int i) {
   changed.wait(g, [&] { return c->ready[s] == i; });
   shown = i;
   return c->failed[s] ? nullptr : c->slots[s];
+}
+
+// The mixer fills the chunks in turn, each with the sound of up to kChunkFrames frames in order,
+// waiting while the chunk it needs still holds frames the make loop has not taken.
+void parallelmaking::Mix() {
+  clip *own = sound->project->Root();
+  int16_t *work1 = nullptr, *work2 = nullptr;
+  if (!own->ClipAllocAudioProcessingBuffer(&work1, &work2)) {
+    {
+      std::lock_guard<std::mutex> g(lock);
+      sound->failed = true;
+    }
+    changed.notify_all();
+    return;
+  }
+  for (int f0 = first, round = 0; f0 < last; f0 += kChunkFrames, ++round) {
+    soundchunk &ch = sound->chunks[round % kChunks];
+    {
+      std::unique_lock<std::mutex> g(lock);
+      changed.wait(g, [&] { return stopping || ch.begin < 0; });
+      if (stopping) return;
+    }
+    const auto at = [&](int i) { return clip::MakeFrameTime(start, length, count, i); };
+    const int f1 = std::min(last, f0 + kChunkFrames);
+    size_t total = 0;
+    for (int i = f0; i < f1; ++i) {
+      ch.offsets[i - f0] = int(total);
+      total += size_t(clip::MakeSoundBytes(at(i + 1) - at(i))) / 2;
+    }
+    if (ch.samples.size() < total) ch.samples.resize(total);
+    for (int i = f0; i < f1; ++i) {
+      const int bytes = clip::MakeSoundBytes(at(i + 1) - at(i));
+      int16_t *out = ch.samples.data() + ch.offsets[i - f0];
+      own->SetCurrentTime(int(at(i)));
+      std::memset(out, 0, size_t(bytes));  // the clips add into it
+      own->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+      own->ClipAudioGet44100(out, work1, work2, int(at(i + 1) - at(i)), bytes);
+    }
+    {
+      std::lock_guard<std::mutex> g(lock);
+      ch.begin = f0;
+    }
+    changed.notify_all();
+  }
+}
+
+int16_t *parallelmaking::Sound(int i) {
+  if (!sound || i < first || i >= last) return nullptr;
+  const int round = (i - first) / kChunkFrames, f0 = first + round * kChunkFrames;
+  soundchunk &ch = sound->chunks[round % kChunks];
+  std::unique_lock<std::mutex> g(lock);
+  // Moving on to the next chunk gives the last one back to the mixer.
+  if (heard >= 0 && heard != round) {
+    sound->chunks[heard % kChunks].begin = -1;
+    changed.notify_all();
+  }
+  heard = round;
+  changed.wait(g, [&] { return ch.begin == f0 || sound->failed; });
+  return sound->failed ? nullptr : ch.samples.data() + ch.offsets[i - f0];
 }
