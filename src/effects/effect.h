@@ -160,6 +160,9 @@ class effectVideo : public effect {
   // True when each pixel comes out as a function of that pixel alone, wherever it lies: the
   // effect may then run on a picture already scaled to its place instead of before the scaling.
   virtual bool IsPointwise() const { return false; }
+  // True when a picture whose every alpha is 255 comes out with every alpha 255 (onto a copy as
+  // ProcessOntoCopy makes it): a clip whose chain has only such effects stays opaque.
+  virtual bool KeepsOpaque() const { return false; }
   // Process onto a destination that is first to become a copy of the source, as the chain
   // hands an effect that does not work in place. The base copies the whole picture; an effect
   // that writes most pixels itself copies only the rest.

@@ -37,6 +37,8 @@ class effectMatrixBlurr : public effectMatrix {
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
   // The box filter writes every pixel of an opaque rectangle: nothing there is copied first.
   int ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) override;
+  // The means go into the colours; every pixel keeps its own alpha.
+  bool KeepsOpaque() const override { return true; }
 };
 
 // Softens the alpha edge of a keyed picture; the level byte is RunKeyBlend's softness, which

@@ -464,7 +464,9 @@ class clip : public vemotime {
   // The sound bytes of a frame of `ms` milliseconds: 44.1 sample frames per ms, 4 bytes each.
   static int64_t MakeAudioBytes(int64_t ms) { return (ms * 441 / 10) * 4; }
   // What the make loop hands on for a frame of `ms`: as much of that as one mix holds.
-  static int MakeSoundBytes(int64_t ms) { return int(std::min<int64_t>(MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES)); }
+  static int MakeSoundBytes(int64_t ms) {
+    return int(std::min<int64_t>(MakeAudioBytes(ms), CLIP_AUDIO_WORK_BYTES));
+  }
   // The frames of a make of `length` ms at `fps` frames per second.
   static int MakeFrameCount(double fps, int length) { return length > 0 ? int(fps * length / 1000.0) : 0; }
   // Makes only frames [first, last) of the make range (last < 0: up to its end). Frame times,
@@ -737,6 +739,9 @@ class clip : public vemotime {
   // done, where that does not hold or the scalings cannot be fused.
   int CompositePointwiseChain(KORSurface *src, RECT prs, frect destination, clip *parent, bool blend,
                               bool listening);
+  // True when this child is sure to cover the whole of the parent's destination with alpha 255
+  // this frame, so that nothing drawn before it shows.
+  bool HidesWhatLiesBelow(const clip *parent);
 
   // Audio blocks.
   int32_t blocksize = 0;

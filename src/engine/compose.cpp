@@ -74,7 +74,6 @@ int clip::ClipVideoComposite(uint32_t flags) {
   if (!arrangement || !EnsureWorkSurfaces()) return 0;
   KORSurface *dst = worksurfaces[CLIP_SURFACE_DESTINATION];
   if (!dst) return 0;
-  surface::SurfaceClear(dst);
 
   // Track 0 lies on top: the highest track is drawn first, children of a track in child
   // order. Walking the tracks that hold children (rather than every number up to the highest)
@@ -84,12 +83,27 @@ int clip::ClipVideoComposite(uint32_t flags) {
   for (int i = 0; i < childcount; ++i) order[i] = i;
   std::stable_sort(order, order + childcount,
                    [&](int a, int b) { return children[a]->track > children[b]->track; });
+  const auto shown = [&](int k) {
+    return !children[order[k]]->videomuted && children[order[k]]->ClipIsActive();
+  };
+  // Under a child that covers everything opaquely, nothing drawn shows: the clear and the
+  // children below are left out (the editor draws them all, its marks among them).
+  int from = -1;
+  for (int k = childcount - 1; k >= 0 && from < 0 && !(flags & CLIP_COMPOSE_EDIT); --k)
+    if (shown(k) && children[order[k]]->HidesWhatLiesBelow(this)) from = k;
+  if (from < 0) surface::SurfaceClear(dst);
   const bool listening = GetRootClip()->messagefn != nullptr;
-  for (int k = 0; k < childcount; ++k) {
+  const auto draw = [&](int k) {
     clip *c = children[order[k]];
-    if (c->videomuted || !c->ClipIsActive()) continue;
     if (listening) Message(this, "Processing", c->GetName());
-    c->ClipVideoUpdate(this, c == currentchild ? flags : flags & ~CLIP_COMPOSE_EDIT, true);
+    return c->ClipVideoUpdate(this, c == currentchild ? flags : flags & ~CLIP_COMPOSE_EDIT, true);
+  };
+  for (int k = std::max(from, 0); k < childcount; ++k) {
+    if (!shown(k) || draw(k) || k != from) continue;
+    // The covering child drew nothing after all: what it was to hide is drawn, then the rest.
+    surface::SurfaceClear(dst);
+    for (int j = 0; j < from; ++j)
+      if (shown(j)) draw(j);
   }
 
   if (parentclip) {
@@ -275,6 +289,36 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     CompositeToParent(pic, frect(0.0, 0.0, 1.0, 1.0), d, parent, blend);
   }
   return done;
+}
+
+bool clip::HidesWhatLiesBelow(const clip *parent) {
+  // A medium or a still, whose picture is there before this frame is read: a frame that cannot
+  // be read is cleared and drawn all the same.
+  if (arrangement || source || !frame || frame->width < 2 || frame->height < 2) return false;
+  const KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
+  const RECT &out = parent->outputrect;
+  if (!dst || out.left != 0 || out.top != 0 || out.right != dst->width || out.bottom != dst->height ||
+      out.right < 2 || out.bottom < 2)
+    return false;
+  // The whole picture onto the whole parent: every pixel there is drawn from one of the picture.
+  const auto whole = [](const frect &f) {
+    return f.left == 0.0 && f.top == 0.0 && f.right == 1.0 && f.bottom == 1.0;
+  };
+  if (!whole(GetTimeRect(clipvar::IDS_SRC_L, clipvar::IDS_SRC_T, clipvar::IDS_SRC_R, clipvar::IDS_SRC_B)) ||
+      !whole(GetTimeRect(clipvar::IDS_DST_L, clipvar::IDS_DST_T, clipvar::IDS_DST_R, clipvar::IDS_DST_B)))
+    return false;
+  // The opacity's step leaves every alpha 255, and every effect that runs keeps it so; blended
+  // at 255, a pixel is (s * 255 + d * 0) >> 8, whatever lay below.
+  if (surface::OpacityStep(GetTimeFloat(clipvar::IDS_START_OPACITY)) < 255) return false;
+  for (int i = 0; i < videoeffectcount; ++i) {
+    effectVideo *fx = videoeffects[i];
+    RECT area;
+    if (fx->GetID() == effectExtraOutput::kType || !fx->IsActive() ||
+        !fx->GetEffectRect(out.right, out.bottom, &area))
+      continue;
+    if (!fx->KeepsOpaque()) return false;
+  }
+  return true;
 }
 
 void clip::surface_deleter::operator()(KORSurface *s) const { surface::SurfaceDelete(s); }

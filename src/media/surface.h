@@ -170,6 +170,8 @@ class surface : public pixelator, public amplay {
   static int SurfaceChecker(KORSurface *s, int n);
   // Adds trunc(d * 256.1) to every alpha, clamped to 0..255; 1 at once when that is 0.
   static int SurfaceOpacityAdjust(KORSurface *s, double d);
+  // That step, trunc(d * 256.1) (0 for NaN): from 255 on it leaves every alpha 255.
+  static int OpacityStep(double d);
   // SurfaceCopy and SurfaceOpacityAdjust of the copy in one pass (src unchanged); 1 when done.
   static int SurfaceCopyOpacityAdjust(KORSurface *src, KORSurface *dst, double d);
   // Halves blue, green and red (rounded down); alpha unchanged.

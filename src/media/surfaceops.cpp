@@ -58,14 +58,6 @@ bool pair_rows(KORSurface *src, KORSurface *dst, Fn &&fn) {
   return true;
 }
 
-// The step SurfaceOpacityAdjust adds to every alpha: trunc(d * 256.1), so d = 1 reaches +256
-// and saturates every alpha. Values far outside -1..1 saturate the same way; NaN adjusts
-// nothing.
-int OpacityDelta(double d) {
-  if (std::isnan(d)) return 0;
-  return int(std::clamp(d * 256.1, -1000.0, 1000.0));
-}
-
 // Scaling works with rectangles of at least 2 x 2 pixels on both sides.
 bool scalable(RECT rs, RECT rd) {
   const int64_t sw = int64_t(rs.right) - rs.left, sh = int64_t(rs.bottom) - rs.top;
@@ -89,6 +81,13 @@ int scale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend, int de
 }
 
 }  // namespace
+
+// d = 1 reaches +256 and saturates every alpha. Values far outside -1..1 saturate the same way;
+// NaN adjusts nothing.
+int surface::OpacityStep(double d) {
+  if (std::isnan(d)) return 0;
+  return int(std::clamp(d * 256.1, -1000.0, 1000.0));
+}
 
 int surface::SurfaceCopy(KORSurface *src, KORSurface *dst) {
   pair_rows(src, dst, [](const pix32 *in, pix32 *out, int w) { std::memcpy(out, in, size_t(w) * sizeof(pix32)); });
@@ -116,7 +115,7 @@ int surface::SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bo
 
 int surface::SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend,
                                        double d) {
-  return scale(src, rs, dst, rd, blend, OpacityDelta(d));
+  return scale(src, rs, dst, rd, blend, surface::OpacityStep(d));
 }
 
 bool surface::SurfaceScaleThrough(KORSurface *src, RECT rs1, RECT rd1, int w, int h, RECT rs2, KORSurface *dst,
@@ -133,7 +132,7 @@ bool surface::SurfaceScaleThrough(KORSurface *src, RECT rs1, RECT rd1, int w, in
     SurfaceDataUnlock(&a);
     return false;
   }
-  const bool done = kernels::scale_rect_through(a, rs1, rd1, w, h, rs2, b, rd2, m, OpacityDelta(d), placed);
+  const bool done = kernels::scale_rect_through(a, rs1, rd1, w, h, rs2, b, rd2, m, OpacityStep(d), placed);
   SurfaceDataUnlock(&m);
   SurfaceDataUnlock(&b);
   SurfaceDataUnlock(&a);
@@ -181,7 +180,7 @@ int surface::SurfaceChecker(KORSurface *s, int n) {
 }
 
 int surface::SurfaceOpacityAdjust(KORSurface *s, double d) {
-  const int delta = OpacityDelta(d);
+  const int delta = OpacityStep(d);
   if (delta == 0) return 1;
   surf a;
   if (!SurfaceDataLock(s, &a)) return 0;
@@ -193,7 +192,7 @@ int surface::SurfaceOpacityAdjust(KORSurface *s, double d) {
 }
 
 int surface::SurfaceCopyOpacityAdjust(KORSurface *src, KORSurface *dst, double d) {
-  const int delta = OpacityDelta(d);
+  const int delta = OpacityStep(d);
   return pair_rows(src, dst, [delta](const pix32 *in, pix32 *out, int w) {
     kernels::copy_alpha_add_row(in, out, w, delta);
   });

@@ -212,6 +212,38 @@ TEST(Compose, PointwiseChainGivesTheParentSizedCopysPixelsWhereverThePictureGoes
   }
 }
 
+// A picture over the whole frame whose every alpha comes out 255 hides what lies below, which
+// is then left undrawn; a picture that lets any of it through must have it drawn: a hair less
+// opacity (a step of 253), a hair less height, an effect that takes alpha away.
+TEST(Compose, OnlyAPictureOpaqueOverTheWholeFrameLeavesTheLayersBelowUndrawn) {
+  project pr;
+  pr.Solid(pr.root(), pix32(0, 90, 0, 255), 0, 5000, 1);
+  clip *b = pr.Still(pr.root(), "b.bmp", 64, 48, 0, 5000, 0, Other);
+  ASSERT_NE(b, nullptr);
+  struct layer {
+    double opacity;
+    frac dst;
+  };
+  for (const layer l : {layer{1.0, kUnit}, layer{0.99, kUnit}, layer{1.0, frac{0, 0, 1, 0.99}}}) {
+    Key(b, clipvar::IDS_START_OPACITY, 0, l.opacity);
+    SetDst(b, 0, l.dst);
+    refpic e = Pattern(64, 48, Other);
+    RefOpacity(e, l.opacity);
+    refpic want = Ground(pix32(0, 90, 0, 255));
+    RefComposite(want, e, kUnit, l.dst, true);
+    EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "") << l.opacity << ", " << l.dst.b;
+  }
+  // Opaque after the opacity step, then 63 taken off every alpha by the opacity effect.
+  SetDst(b, 0, kUnit);
+  Key(b, clipvar::IDS_START_OPACITY, 0, 1.0);
+  Key(b->VideoEffectAdd(103), fxid::IDS_OPACITY, 0, -0.25);
+  refpic e = RefEffectSurface(Pattern(64, 48, Other), kUnit, W, H);
+  for (pix32 &q : e.px) q.a = 255 - 63;
+  refpic want = Ground(pix32(0, 90, 0, 255));
+  RefComposite(want, e, kUnit, kUnit, true);
+  EXPECT_EQ(FirstDifference(pr.At(1000), Finished(want)), "");
+}
+
 TEST(Compose, SubArrangementKeepsItsOwnAlphaOverTheParent) {
   project pr;
   pr.Solid(pr.root(), pix32(0, 0, 255, 255), 0, 5000, 1);

@@ -211,14 +211,15 @@ TEST(Joining, PartsThatDoNotFitAreRefused) {
 }
 
 // Makes the saved project with 1, 2 and 4 threads; every file must be the first one's.
-std::vector<uint8_t> SameForOneTwoAndFourThreads(segmentproject &pr, const std::string &saved, const char *plugin,
-                                                 const char *codec) {
+std::vector<uint8_t> SameForOneTwoAndFourThreads(segmentproject &pr, const std::string &saved,
+                                                 const char *plugin, const char *codec) {
   std::vector<uint8_t> alone;
   for (int threads : {1, 2, 4}) {
     const auto helpers = parallelmaking::Start(pr.root(), saved, threads);
     EXPECT_EQ(helpers != nullptr, threads > 1);
-    const std::vector<uint8_t> made = ReadFileBytes(
-        pr.Make(plugin, codec, "t" + std::to_string(threads) + "." + std::string(plugin == std::string("wav") ? "wav" : "avi")));
+    const std::vector<uint8_t> made = ReadFileBytes(pr.Make(
+        plugin, codec,
+        "t" + std::to_string(threads) + "." + std::string(plugin == std::string("wav") ? "wav" : "avi")));
     if (threads == 1) alone = made;
     EXPECT_TRUE(made == alone) << threads << " threads";
   }
