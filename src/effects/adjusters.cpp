@@ -192,7 +192,7 @@ template <bool Desat>
 void adjust_row(pix32 *p, int n, const adjuster &a, int da) {
   int i = 0;
 #if FX_SSE2
-  if (kernels::ActiveTier() == kernels::tier::avx2) i = adjust_row_avx2<Desat>(p, n, a, da);
+  if (kernels::ActiveTier() >= kernels::tier::avx2) i = adjust_row_avx2<Desat>(p, n, a, da);
   const shift4 sh(a, da);
   const desat2 ds(a);
   for (; i + 4 <= n; i += 4) store4(p + i, adjust4<Desat>(load4(p + i), sh, ds));
@@ -204,7 +204,7 @@ template <bool Desat>
 void masked_row(const pix32 *m, pix32 *p, int n, const adjuster &a) {
   int i = 0;
 #if FX_SSE2
-  if (kernels::ActiveTier() == kernels::tier::avx2) i = masked_row_avx2<Desat>(m, p, n, a);
+  if (kernels::ActiveTier() >= kernels::tier::avx2) i = masked_row_avx2<Desat>(m, p, n, a);
   const shift4 sh(a, 0);
   const desat2 ds(a);
   const __m128i zero = _mm_setzero_si128();
@@ -319,7 +319,7 @@ void map(const surf &s, RECT r, const maplines &l) {
   MakeMapTable(t.green, l.green.low, l.green.high);
   MakeMapTable(t.blue, l.blue.low, l.blue.high);
   MakeMapTable(t.alpha, l.alpha.low, l.alpha.high);
-  const bool avx2 = !Ref && kernels::ActiveTier() == kernels::tier::avx2;
+  const bool avx2 = !Ref && kernels::ActiveTier() >= kernels::tier::avx2;
   for_rows(c, [&](int y0, int y1) {
     for (int y = y0; y < y1; ++y) {
       pix32 *p = row(s, y) + c.left;

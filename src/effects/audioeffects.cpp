@@ -76,7 +76,7 @@ int effectAudio::ProcessVolPanComp(int16_t *in, int16_t *out, int count) {
     const int to = std::min(frames, from == 0 ? 1 : from + kFramesPerStep);
     int done = from;
 #if AUDIO_X86
-    if (kernels::ActiveTier() == kernels::tier::avx2 && bounded(v) && bounded(gl) && bounded(gr))
+    if (kernels::ActiveTier() >= kernels::tier::avx2 && bounded(v) && bounded(gl) && bounded(gr))
       done = volume_frames_avx2(in, out, from, to, v, gl, gr);
 #endif
     volume_frames(in, out, done, to, v, gl, gr);

@@ -24,6 +24,9 @@ inline uint8_t mix(int s, int d, int a) { return uint8_t((s * a + d * (255 - a))
 tier detect() {
 #if KERNELS_X86
   __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512vl") &&
+      __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi"))
+    return tier::avx512;
   if (__builtin_cpu_supports("avx2")) return tier::avx2;
   return tier::sse2;
 #else
@@ -32,7 +35,7 @@ tier detect() {
 }
 
 const tier kBest = detect();
-std::atomic<int> g_cap{int(tier::avx2)};
+std::atomic<int> g_cap{int(tier::avx512)};
 
 inline tier use() { return tier(std::min(int(kBest), g_cap.load(std::memory_order_relaxed))); }
 
@@ -569,7 +572,7 @@ void fill_row(pix32 *p, int n, pix32 value) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = fill_avx2(p, n, value);
   else if (t == tier::sse2)
     i = fill_sse2(p, n, value);
@@ -581,7 +584,7 @@ void blend_row(const pix32 *src, pix32 *dst, int n) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = blend_avx2(src, dst, n);
   else if (t == tier::sse2)
     i = blend_sse2(src, dst, n);
@@ -607,7 +610,7 @@ void gather_rows(const pix32 *src, const int32_t *index, const uint8_t *kinds, p
                  int rows, int n, bool blend, int alpha_delta) {
   int i = 0;
 #if KERNELS_X86
-  if (use() == tier::avx2) {
+  if (use() >= tier::avx2) {
     i = gather_avx2(src, index, kinds, dst, pitch, rows, n, blend, alpha_delta);
     for (int r = 0; r < rows; ++r)
       gather_row_ref(src, index + i, dst + pitch * r + i, n - i, blend, alpha_delta);
@@ -622,7 +625,7 @@ void gather_row(const pix32 *src, const int32_t *index, const uint8_t *kinds, pi
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2) return gather_rows(src, index, kinds, dst, 0, 1, n, blend, alpha_delta);
+  if (t >= tier::avx2) return gather_rows(src, index, kinds, dst, 0, 1, n, blend, alpha_delta);
   if (t == tier::sse2 && blend) i = gather_blend_sse2(src, index, dst, n, alpha_delta);
 #else
   (void)kinds;
@@ -634,7 +637,7 @@ void mix_row(const pix32 *src, pix32 *dst, int n, int a) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = mix_avx2(src, dst, n, a);
   else if (t == tier::sse2)
     i = mix_sse2(src, dst, n, a);
@@ -648,7 +651,7 @@ void copy_alpha_add_row(const pix32 *src, pix32 *dst, int n, int delta) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = alpha_add_avx2(src, dst, n, delta);
   else if (t == tier::sse2)
     i = alpha_add_sse2(src, dst, n, delta);
@@ -659,7 +662,7 @@ void copy_alpha_add_row(const pix32 *src, pix32 *dst, int n, int delta) {
 void bgr24_row(const uint8_t *in, pix32 *out, int n) {
   int i = 0;
 #if KERNELS_X86
-  if (use() == tier::avx2) i = bgr24_avx2(in, out, n);
+  if (use() >= tier::avx2) i = bgr24_avx2(in, out, n);
 #endif
   bgr24_row_ref(in + 3 * i, out + i, n - i);
 }
@@ -668,7 +671,7 @@ void alpha_set_row(pix32 *p, int n, uint8_t alpha) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = alpha_set_avx2(p, n, alpha);
   else if (t == tier::sse2)
     i = alpha_set_sse2(p, n, alpha);
@@ -697,7 +700,7 @@ void mix256_row(const pix32 *a, const pix32 *b, pix32 *out, int n, int w) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = mix256_avx2(a, b, out, n, w);
   else if (t == tier::sse2)
     i = mix256_sse2(a, b, out, n, w);
@@ -718,7 +721,7 @@ void paint_row_ref(pix32 *p, int n, pix32 colour, int alpha) {
 void paint_row(pix32 *p, int n, pix32 colour, int alpha) {
   int i = 0;
 #if KERNELS_X86
-  if (use() == tier::avx2) i = paint_avx2(p, n, colour, alpha);
+  if (use() >= tier::avx2) i = paint_avx2(p, n, colour, alpha);
 #endif
   paint_row_ref(p + i, n - i, colour, alpha);
 }
@@ -730,7 +733,7 @@ void mix256_mirrored_row_ref(const pix32 *a, const pix32 *b, pix32 *out, int n, 
 void mix256_mirrored_row(const pix32 *a, const pix32 *b, pix32 *out, int n, const uint16_t *w) {
   int i = 0;
 #if KERNELS_X86
-  if (use() == tier::avx2) i = mix256_mirrored_avx2(a, b, out, n, w);
+  if (use() >= tier::avx2) i = mix256_mirrored_avx2(a, b, out, n, w);
 #endif
   mix256_mirrored_row_ref(a - i, b + i, out + i, n - i, w + i);
 }
@@ -746,7 +749,7 @@ void shade_row_ref(pix32 *p, int n, const uint16_t *w) {
 void shade_row(pix32 *p, int n, const uint16_t *w) {
   int i = 0;
 #if KERNELS_X86
-  if (use() == tier::avx2) i = shade_avx2(p, n, w);
+  if (use() >= tier::avx2) i = shade_avx2(p, n, w);
 #endif
   shade_row_ref(p + i, n - i, w + i);
 }
@@ -755,7 +758,7 @@ void mean_row(const pix32 *a, const pix32 *b, pix32 *out, int n) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = mean_avx2(a, b, out, n);
   else if (t == tier::sse2)
     i = mean_sse2(a, b, out, n);
@@ -767,7 +770,7 @@ void swap_rows(pix32 *a, pix32 *b, int n) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = swap_avx2(a, b, n);
   else if (t == tier::sse2)
     i = swap_sse2(a, b, n);
@@ -779,7 +782,7 @@ void mirror_row(pix32 *p, int n) {
   int k = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     k = mirror_avx2(p, n);
   else if (t == tier::sse2)
     k = mirror_sse2(p, n);
@@ -791,7 +794,7 @@ void dimm_row(pix32 *p, int n) {
   int i = 0;
 #if KERNELS_X86
   const tier t = use();
-  if (t == tier::avx2)
+  if (t >= tier::avx2)
     i = dimm_avx2(p, n);
   else if (t == tier::sse2)
     i = dimm_sse2(p, n);

@@ -14,8 +14,10 @@
 namespace kernels {
 
 // The instruction sets the fast paths may use. The best one the processor has is chosen at
-// start; tests lower it to check every tier against the references.
-enum class tier { scalar = 0, sse2 = 1, avx2 = 2 };
+// start; tests lower it to check every tier against the references. avx512 is AVX-512 with its
+// VL, BW and VBMI parts, used on 256-bit registers for the byte permutes and the comparisons into
+// mask registers; a kernel without such a path takes its AVX2 one there.
+enum class tier { scalar = 0, sse2 = 1, avx2 = 2, avx512 = 3 };
 tier ActiveTier();
 // Uses at most `t` from now on (never more than the processor has); returns the previous cap.
 tier LimitTier(tier t);

@@ -174,7 +174,7 @@ int pixelator::RunKeyBlend(surf32 *src, surf32 *dst, RECT r, int n, double soft)
     if (!copy || !pixelator::BitBlt(src, copy.get(), &whole)) return 0;
     src = copy.get();
   }
-  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
+  const bool avx2 = kernels::ActiveTier() >= kernels::tier::avx2;
   for_rows(c, [&](int y0, int y1) { smooth_rows(src, dst, c, y0, y1, k, level, avx2); });
   return 1;
 }

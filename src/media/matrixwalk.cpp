@@ -615,7 +615,7 @@ int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t leve
   if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return c.top;
   const divisor16 mean(W, H);
   if (!mean) return c.top;
-  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
+  const bool avx2 = kernels::ActiveTier() >= kernels::tier::avx2;
   const int cw = c.right - c.left, pad = W / 2;
   int looked = c.top - 1, stop = c.bottom;  // the last row looked at; the first with a skipped pixel
   auto enter = [&](int y) {
@@ -737,7 +737,7 @@ __attribute__((target("avx2"))) int edge3_avx2(const pix32 *r0, const pix32 *r1,
 
 bool edge3_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level) {
 #if MATRIX_X86
-  if (W != 3 || H != 3 || src->bits == dst->bits || kernels::ActiveTier() != kernels::tier::avx2 ||
+  if (W != 3 || H != 3 || src->bits == dst->bits || kernels::ActiveTier() < kernels::tier::avx2 ||
       !all_filtered(src, c, true))
     return false;
   for (int y = c.top; y < c.bottom; ++y) {
@@ -890,7 +890,7 @@ int run_matrix(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kern
     copy_block(src, dst, 0, c.left, c.top, c.bottom);
     copy_block(src, dst, c.right, src->width, c.top, c.bottom);
   }
-  const bool avx2 = kernels::ActiveTier() == kernels::tier::avx2;
+  const bool avx2 = kernels::ActiveTier() >= kernels::tier::avx2;
   const int boxed = kernel == &pixelator::matrixBlurr ? box_fast(src, dst, c, W, H, level, fresh) : c.top;
   if (boxed == c.bottom) return 1;
   // The walk keeps the old pixel where the source is skipped.

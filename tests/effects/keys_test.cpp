@@ -201,8 +201,9 @@ TEST(Keys, ColourVectorPathsMatchTheReferenceOverEveryWidthAndTail) {
   std::uniform_int_distribution<int> byte(0, 255), tol(0, 60);
   auto u8 = [](int v) { return uint8_t(v); };
   const kernels::tier best = kernels::ActiveTier();
-  for (int step = 0; step < 74; ++step) {
-    kernels::LimitTier(step < 37 ? best : kernels::tier::sse2);  // each vector width with its tails
+  for (int step = 0; step < 111; ++step) {
+    // Each vector width with its tails.
+    kernels::LimitTier(std::array{best, kernels::tier::avx2, kernels::tier::sse2}[step / 37]);
     const int w = step % 37 + 1;
     for (int round = 0; round < 8; ++round) {
       canvas a(w, 2), b(w, 2);
