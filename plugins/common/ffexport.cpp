@@ -474,17 +474,15 @@ int ffexport::PutVideo(int index, surf32 *frame) {
   return 1;
 }
 
-// Encodes the first `frames` sample frames of the pending sound; sound missing at the end (the
-// last block of a fixed-size encoder) is silence.
-bool ffexport::EncodeAudioBlock(int frames) {
+// Encodes `frames` sample frames of which the first `have` are at `in`; the rest (the last block
+// of a fixed-size encoder) is silence.
+bool ffexport::EncodeSamples(const int16_t *in, int have, int frames) {
   av_frame_unref(aframe);
   aframe->format = aenc->sample_fmt;
   aframe->sample_rate = aenc->sample_rate;
   if (av_channel_layout_copy(&aframe->ch_layout, &aenc->ch_layout) < 0) return Fail("out of memory");
   aframe->nb_samples = frames;
   if (av_frame_get_buffer(aframe, 0) < 0) return Fail("out of memory");
-  const int have = std::min(frames, int(pending.size() / 2));
-  const int16_t *in = pending.data();
   switch (aenc->sample_fmt) {
     case AV_SAMPLE_FMT_S16: {
       auto *out = reinterpret_cast<int16_t *>(aframe->data[0]);
@@ -504,22 +502,30 @@ bool ffexport::EncodeAudioBlock(int frames) {
     default:
       return Fail("unexpected sound encoder format");
   }
-  pending.erase(pending.begin(), pending.begin() + ptrdiff_t(have) * 2);
   aframe->pts = audiopos;
   audiopos += frames;
   return Encode(aenc, ast, aframe);
+}
+
+// Encodes the first `frames` sample frames of the pending sound.
+bool ffexport::EncodeAudioBlock(int frames) {
+  const int have = std::min(frames, int(pending.size() / 2));
+  const bool ok = EncodeSamples(pending.data(), have, frames);
+  pending.erase(pending.begin(), pending.begin() + ptrdiff_t(have) * 2);
+  return ok;
 }
 
 int ffexport::PutAudio(int, short *samples, int bytes) {
   if (!aenc || !headerwritten) return Fail("no sound stream is open"), 0;
   if (!samples || bytes < 0) return Fail("no sound"), 0;
   const int frames = bytes / INTERNAL_BYTES_PER_FRAME;
-  pending.insert(pending.end(), samples, samples + size_t(frames) * 2);
   const bool fixed = aenc->frame_size > 0 && !(aenc->codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
   bool ok = true;
   if (!fixed) {
-    if (!pending.empty()) ok = EncodeAudioBlock(int(pending.size() / 2));
+    // Any size goes: the frame's sound is encoded as it comes, nothing waits.
+    if (frames > 0) ok = EncodeSamples(samples, frames, frames);
   } else {
+    pending.insert(pending.end(), samples, samples + size_t(frames) * 2);
     while (ok && int(pending.size() / 2) >= aenc->frame_size) ok = EncodeAudioBlock(aenc->frame_size);
   }
   if (!ok) {

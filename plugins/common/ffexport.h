@@ -78,6 +78,7 @@ class ffexport : public imgio_export {
   // Writes pkt (timed in `timebase`) to the stream st of the container.
   bool WritePacket(AVRational timebase, AVStream *st);
   bool FillVideoFrame(const surf32 *frame);
+  bool EncodeSamples(const int16_t *in, int have, int frames);
   bool EncodeAudioBlock(int frames);
   // The output file, written through FFmpeg's I/O with `direct` set: a whole picture's packet
   // goes to the file in one write, not copied through the I/O buffer first.
