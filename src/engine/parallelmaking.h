@@ -28,7 +28,7 @@ class parallelmaking {
   // cannot be loaded.
   static std::unique_ptr<parallelmaking> Start(clip *root, const std::string &path, int threads, int first = 0,
                                                int last = -1);
-  ~parallelmaking();  // stops the composers, waits for them and gives the root its own frames back
+  ~parallelmaking();  // stops and waits for the helpers; the root makes its own frames and sound again
   parallelmaking(const parallelmaking &) = delete;
   parallelmaking &operator=(const parallelmaking &) = delete;
 
