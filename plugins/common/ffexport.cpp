@@ -60,7 +60,10 @@ ffexport::ffexport(ffexportformat f) : format(std::move(f)) {
   SetDescription(format.description);
   SetFileTypes(format.filetypes);
   SetExtension(format.extension);
-  SetOptionsText(format.options);
+  // The host passes its thread count on; the picture formats list it with their own options.
+  std::string options = format.options ? format.options : "";
+  if (!format.videocodecs.empty()) options += " threads=1..256";
+  SetOptionsText(options.c_str());
   // The default coding is the first whose encoder this FFmpeg has.
   for (size_t i = 0; i < format.videocodecs.size(); ++i)
     if (FirstEncoder(format.videocodecs[i])) {
@@ -112,6 +115,8 @@ int ffexport::SetOption(const char *name, const char *value) {
   if (strcasecmp(name, "qscale") == 0 && (uses("mjpeg") || uses("mpeg4")))
     return ParseInt(value, 1, 31, &qscale) ? 1 : 0;
   if (strcasecmp(name, "crf") == 0 && uses("libx264")) return ParseInt(value, 0, 51, &crf) ? 1 : 0;
+  if (strcasecmp(name, "threads") == 0 && !format.videocodecs.empty())
+    return ParseInt(value, 1, 256, &threads) ? 1 : 0;
   if (strcasecmp(name, "abitrate") == 0 && format.audioencoder &&
       std::strcmp(format.audioencoder, "aac") == 0)
     return ParseInt(value, 32, 512, &abitrate) ? 1 : 0;
@@ -285,6 +290,12 @@ bool ffexport::OpenVideo(int w, int h, double rate) {
     venc->flags |= AV_CODEC_FLAG_QSCALE;
     venc->global_quality = FF_QP2LAMBDA * qscale;
     venc->gop_size = 12;
+  }
+  // Each Motion JPEG picture is coded on its own at a fixed quantiser: pictures coded side by
+  // side come out as they do one after the other. (Slices would change the bytes.)
+  if (name == "mjpeg" && threads > 1) {
+    venc->thread_count = threads;
+    venc->thread_type = FF_THREAD_FRAME;
   } else if (name == "libx264") {
     av_opt_set(venc->priv_data, "preset", "veryfast", 0);
     av_opt_set_double(venc->priv_data, "crf", crf, 0);
@@ -424,21 +435,51 @@ bool ffexport::FillVideoFrame(const surf32 *frame) {
     return true;
   }
   // The converter is made once per source size, with BT.601 coefficients and the codec's range.
+  // Its threads share each picture's rows, which gives the same bytes for any count.
   if (!sws || srcw != swswidth || srch != swsheight) {
     sws_freeContext(sws);
-    sws = sws_getContext(srcw, srch, AV_PIX_FMT_BGRA, ew, eh, AVPixelFormat(vframe->format),
-                         SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
+    sws = sws_alloc_context();
     if (!sws) return Fail("no picture converter");
+    av_opt_set_int(sws, "srcw", srcw, 0);
+    av_opt_set_int(sws, "srch", srch, 0);
+    av_opt_set_int(sws, "src_format", AV_PIX_FMT_BGRA, 0);
+    av_opt_set_int(sws, "dstw", ew, 0);
+    av_opt_set_int(sws, "dsth", eh, 0);
+    av_opt_set_int(sws, "dst_format", vframe->format, 0);
+    av_opt_set_int(sws, "sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND, 0);
+    av_opt_set_int(sws, "threads", threads, 0);
+    if (sws_init_context(sws, nullptr, nullptr) < 0) {
+      sws_freeContext(sws);
+      sws = nullptr;
+      return Fail("no picture converter");
+    }
     swswidth = srcw;
     swsheight = srch;
     const int full = venc->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
     const int *coefs = sws_getCoefficients(SWS_CS_ITU601);
     sws_setColorspaceDetails(sws, coefs, 1, coefs, full, 0, 1 << 16, 1 << 16);
   }
-  const uint8_t *planes[1] = {reinterpret_cast<const uint8_t *>(src)};
-  const int strides[1] = {pitch * 4};
-  sws_scale(sws, planes, strides, 0, srch, vframe->data, vframe->linesize);
-  return true;
+  // The frame API is the one that threads. The surface's pixels are lent to it in a buffer that
+  // frees nothing (a frame without a buffer would be copied), and the picture is written at the
+  // conversion size into the encoder's frame.
+  AVFrame *in = av_frame_alloc(), *out = av_frame_alloc();
+  bool ok = in && out && av_frame_ref(out, vframe) >= 0;
+  if (ok) {
+    in->format = AV_PIX_FMT_BGRA;
+    in->width = srcw;
+    in->height = srch;
+    in->data[0] = reinterpret_cast<uint8_t *>(const_cast<pix32 *>(src));
+    in->linesize[0] = pitch * 4;
+    in->buf[0] = av_buffer_create(
+        in->data[0], size_t(pitch) * 4 * size_t(srch), [](void *, uint8_t *) {}, nullptr,
+        AV_BUFFER_FLAG_READONLY);
+    out->width = ew;
+    out->height = eh;
+    ok = in->buf[0] && sws_scale_frame(sws, out, in) >= 0;
+  }
+  av_frame_free(&in);
+  av_frame_free(&out);
+  return ok || Fail("the picture could not be converted");
 }
 
 int ffexport::PutVideo(int index, surf32 *frame) {

@@ -91,6 +91,7 @@ class ffexport : public imgio_export {
   int qscale = 3;      // Motion JPEG and MPEG-4 quantiser
   int crf = 18;        // H.264 constant rate factor
   int abitrate = 192;  // AAC kbit/s
+  int threads = 1;     // for the picture converter and an encoder whose frames are independent
   std::string lasterror;
   std::string encodername;
 

@@ -140,6 +140,9 @@ int CmdMake(int argc, char **argv, int first) {
     threads = std::strtol(n.c_str(), &end, 10);
     if (n.empty() || *end || threads < 1 || threads > 256) return cli::Fail("--threads takes a whole number from 1 to 256");
   }
+  // The plugin may convert and code pictures on as many (a plugin that has no such option
+  // refuses it and works as ever).
+  out->SetOption("threads", std::to_string(threads).c_str());
   const std::unique_ptr<parallelmaking> composers = parallelmaking::Start(root, args.positional[0], int(threads), firstframe,
                                                                                      lastframe);
 

@@ -72,6 +72,10 @@ TEST_F(Export, AviHoldsExactRawPicturesOrMotionJpegAndExactSound) {
             (std::vector{63, 47, 25 * r->rateden, 400}));
   for (int i = 0; i < 10; ++i) EXPECT_EQ(AVIFrame(r.get(), i * 40 + 20, 10), i);
   EXPECT_EQ(WrongSamples(mediareaders::AVIReadAudioSecond(r.get(), 0), 0), 0);
+  // Pictures converted and coded on three threads: the same file.
+  ASSERT_EQ(Plugin("avi")->SetOption("threads", "3"), 1);
+  EXPECT_TRUE(ReadFileBytes(Make("avi", "mjpeg3.avi", mjpeg)) == ReadFileBytes(dir.file("mjpeg.avi")));
+  ASSERT_EQ(Plugin("avi")->SetOption("threads", "1"), 1);
 }
 
 TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
