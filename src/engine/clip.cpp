@@ -513,6 +513,8 @@ bool clip::ChangeVideoFormat(int id) {
     if (slot && slot->width == f.width && slot->height == f.height) continue;
     KORSurface *s = surface::SurfaceCreate(f.width, f.height);
     if (!s) return false;
+    if (&slot == &worksurfaces[CLIP_SURFACE_DESTINATION])
+      surface::SurfacePrefault(s);  // drawn on every frame
     if (frame == slot) frame = nullptr;
     surface::SurfaceDelete(slot);
     slot = s;

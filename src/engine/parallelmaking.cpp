@@ -45,6 +45,7 @@ std::unique_ptr<parallelmaking> parallelmaking::Start(clip *root, const std::str
         c->slots[s] = surface::SurfaceCreate(r.right - r.left, r.bottom - r.top);
         c->ready[s] = -1;
         if (!c->slots[s]) return;
+        surface::SurfacePrefault(c->slots[s]);  // each becomes the destination in turn
       }
       *ok = 1;
     });

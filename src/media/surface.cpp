@@ -105,6 +105,12 @@ KORSurface *surface::SurfaceCreate(int w, int h) {
   return s;
 }
 
+void surface::SurfacePrefault(KORSurface *s) {
+  if (!s || !s->mapped) return;  // a heap block was written when it was zeroed
+  if (madvise(s->dds, s->mapped, MADV_POPULATE_WRITE) != 0)
+    std::memset(static_cast<void *>(s->dds), 0, s->mapped);  // kernels before 5.14: write the zeros
+}
+
 int surface::SurfaceDelete(KORSurface *s) {
   if (!s) return 0;
   s->Release();

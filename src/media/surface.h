@@ -123,6 +123,10 @@ class surface : public pixelator, public amplay {
   // ---- Creation and access ----
   // A zeroed w x h surface, or null (w or h below 1, or absurdly large, or out of memory).
   static KORSurface *SurfaceCreate(int w, int h);
+  // Takes the memory of a surface that is sure to be drawn on at once, in one call: otherwise a
+  // first read (a blend reads what it draws over) maps the shared zero page, and the write after
+  // it must replace that page and flush it from every core the process runs on.
+  static void SurfacePrefault(KORSurface *s);
   // Frees the pixels and the record; null is accepted. Returns 1 (0 for null).
   static int SurfaceDelete(KORSurface *s);
   static KORSurface *SurfaceClone(KORSurface *s);
