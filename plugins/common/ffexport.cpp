@@ -290,15 +290,15 @@ bool ffexport::OpenVideo(int w, int h, double rate) {
     venc->flags |= AV_CODEC_FLAG_QSCALE;
     venc->global_quality = FF_QP2LAMBDA * qscale;
     venc->gop_size = 12;
+  } else if (name == "libx264") {
+    av_opt_set(venc->priv_data, "preset", "veryfast", 0);
+    av_opt_set_double(venc->priv_data, "crf", crf, 0);
   }
   // Each Motion JPEG picture is coded on its own at a fixed quantiser: pictures coded side by
   // side come out as they do one after the other. (Slices would change the bytes.)
   if (name == "mjpeg" && threads > 1) {
     venc->thread_count = threads;
     venc->thread_type = FF_THREAD_FRAME;
-  } else if (name == "libx264") {
-    av_opt_set(venc->priv_data, "preset", "veryfast", 0);
-    av_opt_set_double(venc->priv_data, "crf", crf, 0);
   }
   if (oc->oformat->flags & AVFMT_GLOBALHEADER) venc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   int rc = avcodec_open2(venc, enc, nullptr);

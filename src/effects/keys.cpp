@@ -208,7 +208,8 @@ constexpr channelbytes kChannelBytes;
 // the sixteen pixels in order into 16-bit lanes, the sums come out less their boxes' lower
 // bounds, and a channel is inside when that difference, read unsigned, is at most the box's
 // width. The comparisons go to mask registers, which clear alpha straight from their bits. Every
-// box must be non-empty (a wider-than-its-range difference would pass as a small one).
+// box must be non-empty (a wider-than-its-range difference would pass as a small one): key_chroma
+// answers empty boxes itself.
 template <bool Inv>
 __attribute__((target("avx2,avx512f,avx512vl,avx512bw,avx512vbmi"))) int chroma_row_avx512(
     pix32 *p, int n, const chromabox &b) {
@@ -260,7 +261,7 @@ void chroma_row(pix32 *p, int n, const chromabox &b) {
   int i = 0;
 #if FX_SSE2
   const kernels::tier t = kernels::ActiveTier();
-  if (t >= kernels::tier::avx512 && b.hy >= b.ly && b.hv >= b.lu && b.hv >= b.lv)
+  if (t >= kernels::tier::avx512)
     i = chroma_row_avx512<Inv>(p, n, b);
   else if (t >= kernels::tier::avx2)
     i = chroma_row_avx2<Inv>(p, n, b);

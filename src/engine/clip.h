@@ -509,6 +509,9 @@ class clip : public vemotime {
   bool ClipAudioUpdate(uint32_t flags);
   bool ClipAudioGetData(void *out, int ms, int *bytes);
   int ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms, int bytes);
+  // The made sound of the `ms` from the current time into out, `bytes` long: cleared, then each
+  // clip that sounds adds its own (ClipAudioUpdate for making, then ClipAudioGet44100).
+  void MixMadeSound(int16_t *out, int16_t *work1, int16_t *work2, int ms, int bytes);
   // One allocation of three two-second internal buffers; the first, the others through
   // `second` and `third`. Kept by the clip and freed by Reset.
   int16_t *ClipAllocAudioProcessingBuffer(int16_t **second, int16_t **third);

@@ -38,6 +38,11 @@ void RunEffect(effectVideo *fx, KORSurface *&cur, KORSurface *&other, RECT area)
   std::swap(cur, other);
 }
 
+// Whether an effect runs this frame (switched on, its rectangle on the w x h picture), and where.
+bool Runs(effectVideo *fx, int w, int h, RECT *area) {
+  return fx->IsActive() && fx->GetEffectRect(w, h, area);
+}
+
 // Where a picture's part s goes on the parent's part d: the source cut to the picture moves the
 // destination in proportion, then the other way, both in whole pixels.
 bool PlaceOnParent(const KORSurface *pic, frect s, frect d, const RECT &out, RECT *rs, RECT *rd) {
@@ -125,9 +130,9 @@ int clip::ClipVideoComposite(uint32_t flags) {
       KORSurface *cur = e1, *other = e2;
       for (int i = 0; i < videoeffectcount; ++i) {
         effectVideo *fx = videoeffects[i];
-        if (fx->GetID() == effectExtraOutput::kType || !fx->IsActive()) continue;
         RECT area;
-        if (!fx->GetEffectRect(outputrect.right, outputrect.bottom, &area)) continue;
+        if (fx->GetID() == effectExtraOutput::kType || !Runs(fx, outputrect.right, outputrect.bottom, &area))
+          continue;
         if (messagefn) Message(this, "Processing", EffectName(fx->GetID()), GetName());
         RunEffect(fx, cur, other, area);
       }
@@ -259,16 +264,16 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     effectVideo *fx = videoeffects[i];
     // Effects span their clip: while the clip is active, so are they.
     RECT area;
-    const bool inside = fx->GetEffectRect(w, h, &area) != 0;
+    const bool runs = Runs(fx, w, h, &area);
     if (fx->GetID() == effectExtraOutput::kType) {
       // Not part of the picture: it takes a copy of the picture as it stands here.
-      if (inside && fx->IsActive() && KeepExtraPicture(extracount, cur)) {
+      if (runs && KeepExtraPicture(extracount, cur)) {
         extras[extracount] = i;
         extraareas[extracount++] = area;
       }
       continue;
     }
-    if (inside && fx->IsActive()) {
+    if (runs) {
       if (listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
       RunEffect(fx, cur, other, area);
     }
@@ -313,10 +318,9 @@ bool clip::HidesWhatLiesBelow(const clip *parent) {
   for (int i = 0; i < videoeffectcount; ++i) {
     effectVideo *fx = videoeffects[i];
     RECT area;
-    if (fx->GetID() == effectExtraOutput::kType || !fx->IsActive() ||
-        !fx->GetEffectRect(out.right, out.bottom, &area))
-      continue;
-    if (!fx->KeepsOpaque()) return false;
+    if (fx->GetID() != effectExtraOutput::kType && Runs(fx, out.right, out.bottom, &area) &&
+        !fx->KeepsOpaque())
+      return false;
   }
   return true;
 }
@@ -355,7 +359,7 @@ int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *pare
   for (int i = 0; i < videoeffectcount; ++i) {
     effectVideo *fx = videoeffects[i];
     RECT area;
-    if (!fx->GetEffectRect(mid->width, mid->height, &area) || !fx->IsActive()) continue;
+    if (!Runs(fx, mid->width, mid->height, &area)) continue;
     if (fx->GetID() == effectExtraOutput::kType || !fx->IsPointwise() || !fx->WorksInPlace()) return -1;
     if (area.left != 0 || area.top != 0 || area.right != mid->width || area.bottom != mid->height) return -1;
     runs[runcount++] = fx;

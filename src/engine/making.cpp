@@ -1,7 +1,6 @@
 // The root's worker, the critical section, the stop request and the make loop that hands each
 // frame's picture and sound to an export plugin.
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "core/dialogs.h"
@@ -204,13 +203,10 @@ int clip::ClipMakeOutput(imgio_export *plugin) {
     if (root->makehasaudio && !failed) {
       const int bytes = MakeSoundBytes(framelength);
       int16_t *sound = buffer;
-      if (root->makesounds) {
+      if (root->makesounds)
         sound = root->makesounds(i);
-      } else {
-        std::memset(buffer, 0, size_t(bytes));  // the clips add into it; only this much is used
-        root->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
-        root->ClipAudioGet44100(buffer, work1, work2, int(framelength), bytes);
-      }
+      else
+        root->MixMadeSound(buffer, work1, work2, int(framelength), bytes);
       if (!sound || !plugin->PutAudio(i, sound, bytes)) failed = true;
     }
     root->WinMsgs();

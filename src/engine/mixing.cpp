@@ -204,6 +204,12 @@ static void AddWrapped(int16_t *out, const int16_t *in, int n) {
   for (; i < n; ++i) out[i] = int16_t(uint16_t(out[i]) + uint16_t(in[i]));
 }
 
+void clip::MixMadeSound(int16_t *out, int16_t *work1, int16_t *work2, int ms, int bytes) {
+  std::memset(out, 0, size_t(bytes));
+  ClipAudioUpdate(CLIP_COMPOSE_MAKE);
+  ClipAudioGet44100(out, work1, work2, ms, bytes);
+}
+
 int clip::ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms, int bytes) {
   if (!out || bytes < 0 || bytes > CLIP_AUDIO_WORK_BYTES) return 0;
   if (parentclip && !ClipIsActive()) return 0;

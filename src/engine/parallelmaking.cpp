@@ -3,7 +3,6 @@
 #include "engine/parallelmaking.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "engine/clip.h"
 #include "engine/project.h"
@@ -157,20 +156,14 @@ void parallelmaking::Mix() {
       if (stopping) return;
     }
     const auto at = [&](int i) { return clip::MakeFrameTime(start, length, count, i); };
-    const int f1 = std::min(last, f0 + kChunkFrames);
-    size_t total = 0;
-    for (int i = f0; i < f1; ++i) {
-      ch.offsets[i - f0] = int(total);
-      total += size_t(clip::MakeSoundBytes(at(i + 1) - at(i))) / 2;
-    }
-    if (ch.samples.size() < total) ch.samples.resize(total);
-    for (int i = f0; i < f1; ++i) {
-      const int bytes = clip::MakeSoundBytes(at(i + 1) - at(i));
-      int16_t *out = ch.samples.data() + ch.offsets[i - f0];
-      own->SetCurrentTime(int(at(i)));
-      std::memset(out, 0, size_t(bytes));  // the clips add into it
-      own->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
-      own->ClipAudioGet44100(out, work1, work2, int(at(i + 1) - at(i)), bytes);
+    const int n = std::min(last - f0, kChunkFrames);
+    for (int k = 0; k < n; ++k)
+      ch.offsets[k + 1] = ch.offsets[k] + clip::MakeSoundBytes(at(f0 + k + 1) - at(f0 + k)) / 2;
+    if (ch.samples.size() < size_t(ch.offsets[n])) ch.samples.resize(size_t(ch.offsets[n]));
+    for (int k = 0; k < n; ++k) {
+      own->SetCurrentTime(int(at(f0 + k)));
+      own->MixMadeSound(ch.samples.data() + ch.offsets[k], work1, work2, int(at(f0 + k + 1) - at(f0 + k)),
+                        2 * (ch.offsets[k + 1] - ch.offsets[k]));
     }
     {
       std::lock_guard<std::mutex> g(lock);

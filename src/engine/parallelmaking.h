@@ -54,7 +54,7 @@ class parallelmaking {
   static constexpr int kChunkFrames = 16, kChunks = 4;
   struct soundchunk {
     std::vector<int16_t> samples;
-    int offsets[kChunkFrames] = {};  // where each frame's sound starts in samples
+    int offsets[kChunkFrames + 1] = {};  // where each frame's sound starts in samples, and the end
     int begin = -1;                  // the first frame held, -1 while the chunk is free
   };
   struct mixer {

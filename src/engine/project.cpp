@@ -2,7 +2,6 @@
 // and building clips.
 #include "engine/project.h"
 
-#include <cstring>
 #include <new>
 
 #include "core/vemowin.h"
@@ -84,10 +83,8 @@ bool vemoproject::Mix(int from_ms, int ms, std::vector<int16_t> &out) {
   for (int done = 0; done < ms;) {
     const int step = ms - done < kMixStep ? ms - done : kMixStep;
     const int bytes = (step * 441 / 10) * INTERNAL_BYTES_PER_FRAME;
-    std::memset(mixbuffer, 0, size_t(bytes));
     root->SetCurrentTime(from_ms + done);
-    root->ClipAudioUpdate(CLIP_COMPOSE_MAKE);
-    root->ClipAudioGet44100(mixbuffer, work1, work2, step, bytes);
+    root->MixMadeSound(mixbuffer, work1, work2, step, bytes);
     out.insert(out.end(), mixbuffer, mixbuffer + bytes / 2);
     done += step;
   }

@@ -115,7 +115,7 @@ int surface::SurfaceScale(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bo
 
 int surface::SurfaceScaleOpacityAdjust(KORSurface *src, RECT rs, KORSurface *dst, RECT rd, bool blend,
                                        double d) {
-  return scale(src, rs, dst, rd, blend, surface::OpacityStep(d));
+  return scale(src, rs, dst, rd, blend, OpacityStep(d));
 }
 
 bool surface::SurfaceScaleThrough(KORSurface *src, RECT rs1, RECT rd1, int w, int h, RECT rs2, KORSurface *dst,
