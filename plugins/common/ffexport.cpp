@@ -518,6 +518,22 @@ int ffexport::PutVideo(int index, surf32 *frame) {
 // Encodes `frames` sample frames of which the first `have` are at `in`; the rest (the last block
 // of a fixed-size encoder) is silence.
 bool ffexport::EncodeSamples(const int16_t *in, int have, int frames) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  // Sixteen-bit little-endian PCM needs no coding: the samples are the packet, which the encoder
+  // would fill by copying them from a frame they were first copied into.
+  if (aenc->codec_id == AV_CODEC_ID_PCM_S16LE) {
+    av_packet_unref(pkt);
+    if (av_new_packet(pkt, frames * INTERNAL_BYTES_PER_FRAME) < 0) return Fail("out of memory");
+    std::memcpy(pkt->data, in, size_t(have) * INTERNAL_BYTES_PER_FRAME);
+    std::memset(pkt->data + size_t(have) * INTERNAL_BYTES_PER_FRAME, 0,
+                size_t(frames - have) * INTERNAL_BYTES_PER_FRAME);
+    pkt->pts = pkt->dts = audiopos;
+    pkt->duration = frames;
+    pkt->flags |= AV_PKT_FLAG_KEY;
+    audiopos += frames;
+    return WritePacket(aenc->time_base, ast);
+  }
+#endif
   av_frame_unref(aframe);
   aframe->format = aenc->sample_fmt;
   aframe->sample_rate = aenc->sample_rate;

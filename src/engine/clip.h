@@ -635,6 +635,10 @@ class clip : public vemotime {
   void DrawEditMarks(clip *parent, KORSurface *current, effectVideo *fx);
   bool ReadVideoFrame();
   void FillAudioBlock(uint8_t *block, int s);
+  // Hands each run of the source bytes of the `ms` from the audio time, within the blocks and in
+  // order, to take(bytes, count); false where the clip's sound is not 8 or 16-bit mono or stereo.
+  template <class Take>
+  bool ForEachSourceRun(int ms, Take take);
   bool MissingFile(const char *file, std::string &use);
   void PlayArrangement();
   void PlayMedia();

@@ -93,16 +93,21 @@ int16_t *clip::ClipAllocAudioProcessingBuffer(int16_t **second, int16_t **third)
 
 void clip::FillAudioBlock(uint8_t *blk, int s) {
   const WAVEFORMATEX *f = AudioFormat();
+  const int n = f ? std::min<int>(blocksize, int(f->nAvgBytesPerSec)) : 0;
   const uint8_t *src = nullptr;
   if (s >= 0) {
     if (stream && stream->audiovalid)
       src = mediareaders::StreamReadAudioSample(stream, s);
     else if (avi && avi->audiovalid)
       src = mediareaders::AVIReadAudioSecond(avi, s);
-    else if (wav)
-      src = mediareaders::WaveFileRead(wav, s);
+    else if (wav && n > 0) {
+      // A wave file is read straight into the block; its reader silences what it does not fill.
+      mediareaders::WaveFileReadInto(wav, s, BlockData(blk), size_t(n));
+      if (n < blocksize) std::memset(BlockData(blk) + n, SilenceByte(f->wBitsPerSample), size_t(blocksize - n));
+      BlockTime(blk) = s;
+      return;
+    }
   }
-  const int n = f ? std::min<int>(blocksize, int(f->nAvgBytesPerSec)) : 0;
   if (src && n > 0) {
     std::memcpy(BlockData(blk), src, size_t(n));
     if (n < blocksize) std::memset(BlockData(blk) + n, SilenceByte(f->wBitsPerSample), size_t(blocksize - n));
@@ -162,12 +167,12 @@ bool clip::ClipAudioUpdate(uint32_t flags) {
   return true;
 }
 
-bool clip::ClipAudioGetData(void *out, int ms, int *bytes) {
-  if (bytes) *bytes = 0;
+template <class Take>
+bool clip::ForEachSourceRun(int ms, Take take) {
   const WAVEFORMATEX *f = AudioFormat();
   if (!f || (f->wBitsPerSample != 8 && f->wBitsPerSample != 16) || (f->nChannels != 1 && f->nChannels != 2))
     return false;
-  if (!out || ms < 0) return true;
+  if (ms < 0) return true;
   const int64_t sps = f->nSamplesPerSec;
   const int64_t align = int64_t(f->nChannels) * f->wBitsPerSample / 8;
   const int64_t a = int64_t(audiotime) - firstblocktime;
@@ -177,15 +182,23 @@ bool clip::ClipAudioGetData(void *out, int ms, int *bytes) {
   if (fb < 0 || fb >= currentblockcount || lb < 0 || lb >= currentblockcount) return true;
   // A block holds one second: never read past it, whatever the format claims.
   const int64_t perblock = std::min<int64_t>(sps, blocksize / std::max<int64_t>(align, 1));
-  auto *dst = static_cast<uint8_t *>(out);
-  int64_t written = 0;
   for (int64_t k = fb; k <= lb; ++k) {
     const int64_t from = std::min(k == fb ? first : 0, perblock);
     const int64_t to = std::min(k == lb ? last : sps, perblock);
-    if (to <= from) continue;
-    std::memcpy(dst + written, BlockData(currentblocks[k]) + from * align, size_t((to - from) * align));
-    written += (to - from) * align;
+    if (to > from) take(BlockData(currentblocks[k]) + from * align, size_t((to - from) * align));
   }
+  return true;
+}
+
+bool clip::ClipAudioGetData(void *out, int ms, int *bytes) {
+  if (bytes) *bytes = 0;
+  auto *dst = static_cast<uint8_t *>(out);
+  size_t written = 0;
+  if (!ForEachSourceRun(out ? ms : -1, [&](const uint8_t *run, size_t n) {
+        std::memcpy(dst + written, run, n);
+        written += n;
+      }))
+    return false;
   if (bytes) *bytes = int(written);
   return true;
 }
@@ -234,6 +247,21 @@ int clip::ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms
   if (need > CLIP_AUDIO_WORK_BYTES) {
     if (widesource.size() < size_t(need)) widesource.resize(size_t(need));
     src = widesource.data();
+  }
+  const bool processed = std::any_of(audioeffects, audioeffects + audioeffectcount,
+                                     [](effectAudio *fx) { return fx->IsActive(); });
+  if (IsInternal(*f) && src == reinterpret_cast<uint8_t *>(work1) && !processed) {
+    // Nothing converts or changes the samples: they are added from the blocks where they lie
+    // (what the span lacks would add zeros).
+    int at = 0;
+    const int samples = bytes / 2;
+    return ForEachSourceRun(ms, [&](const uint8_t *run, size_t n) {
+             const int take = std::min(int(n / 2), samples - at);
+             AddWrapped(out + at, reinterpret_cast<const int16_t *>(run), take);
+             at += take;
+           })
+               ? 1
+               : 0;
   }
   int got = 0;
   if (!ClipAudioGetData(src, ms, &got)) return 0;

@@ -93,6 +93,9 @@ class mediareaders {
   // The buffer holding the second that contains ms, the part after the sound's end silent;
   // null before 0, at or after the length.
   static uint8_t *WaveFileRead(rwav *r, int ms);
+  // The same second read straight into out, at most size bytes of it and silence after them;
+  // false (all silence) where WaveFileRead gives null.
+  static bool WaveFileReadInto(rwav *r, int ms, uint8_t *out, size_t size);
   // Frees buffer, file and record; null is accepted.
   static void WaveFileReadClose(rwav *r);
   // The same reader over a file already open (the record takes it); for in-memory parsing.

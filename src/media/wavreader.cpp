@@ -1,4 +1,5 @@
 // The wave file reader: our own RIFF walk over the file, one second of PCM at a time.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -67,11 +68,16 @@ rwav *mediareaders::WaveFileReadOpenFile(FILE *f) {
 
 uint8_t *mediareaders::WaveFileRead(rwav *r, int ms) {
   if (!r || !r->buffer) return nullptr;
+  return WaveFileReadInto(r, ms, r->buffer, r->wfx.nAvgBytesPerSec) ? r->buffer : nullptr;
+}
+
+bool mediareaders::WaveFileReadInto(rwav *r, int ms, uint8_t *out, size_t size) {
+  if (!r || !out) return false;
   const uint32_t second_bytes = r->wfx.nAvgBytesPerSec;
   const uint8_t silence = SilenceByte(r->wfx.wBitsPerSample);
   // Whatever is not read is silence, even when nothing is returned.
   auto silent_from = [&](size_t from) {
-    if (from < second_bytes) std::memset(r->buffer + from, silence, second_bytes - from);
+    if (from < size) std::memset(out + from, silence, size - from);
   };
   const int64_t second = ms / 1000;
   const int64_t start = second * second_bytes;
@@ -80,11 +86,11 @@ uint8_t *mediareaders::WaveFileRead(rwav *r, int ms) {
   if (ms < 0 || ms >= r->length || end - start < 1 ||
       std::fseek(r->handle, static_cast<long>(r->dataoffset + start), SEEK_SET) != 0) {
     silent_from(0);
-    return nullptr;
+    return false;
   }
   // A short read (a file cut after opening) leaves the rest silent.
-  silent_from(std::fread(r->buffer, 1, static_cast<size_t>(end - start), r->handle));
-  return r->buffer;
+  silent_from(std::fread(out, 1, std::min(size_t(end - start), size), r->handle));
+  return true;
 }
 
 void mediareaders::WaveFileReadClose(rwav *r) {
