@@ -2,15 +2,15 @@
 # from the same rules:
 #   bin/lumivaxel
 #   lib/libvemo.so (and its versioned names), lib/pkgconfig/vemo.pc
+#   lib/lumivaxel/windows.so             (the preview and editing windows, loaded by the program)
 #   lib/lumivaxel/plugins/*.so           (added by plugins/common/plugin.cmake)
 #   include/lumivaxel/vemodll.h and the public headers under core/ time/ media/ effects/ engine/
 #   share/man/man1/lumivaxel.1, share/mime/packages/lumi-vaxel.xml,
 #   share/applications/lumi-vaxel.desktop
 
 install(TARGETS vemo LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-if(TARGET lumivaxel)
-  install(TARGETS lumivaxel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
+install(TARGETS lumivaxel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS windows LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/lumivaxel)
 
 # The headers a host compiles against: the umbrella header and everything it includes. The
 # decoders' and kernels' own headers stay inside the engine.

@@ -29,6 +29,9 @@ int CmdFarm(int argc, char **argv, int first);
 int CmdMake(int argc, char **argv, int first);
 int CmdPlugins(int argc, char **argv, int first);
 int CmdRun(int argc, char **argv, int first);
+// "preview" and "edit": loads the windows module and runs the command there.
+int CmdWindow(int argc, char **argv, int first);
+// The windows module's commands (windows_entry.cpp).
 int CmdPreview(int argc, char **argv, int first);
 int CmdEdit(int argc, char **argv, int first);
 

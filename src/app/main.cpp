@@ -121,7 +121,7 @@ const command COMMANDS[] = {
      "J/K/L shuttle back/pause/forward (again: faster); M the current clip's own medium on its\n"
      "own; Tab the next clip becomes current; F full screen; F12 a screenshot preview-FRAME.png;\n"
      "Q or Escape quit.\n",
-     CmdPreview},
+     CmdWindow},
     {"edit", "the editing window: arrangement, variables and curves, effects, preview, making",
      "usage: lumivaxel edit [PROJECT.vmp] [--at SEC] [--select CLIP] [--size WxH] [--screenshot OUT.png]\n"
      "                      [--yes] [--verbose]\n"
@@ -138,7 +138,7 @@ const command COMMANDS[] = {
      "  --screenshot FILE   draw the window once into a PNG or BMP and end\n"
      "  -y, --yes           answer yes to the engine's questions while the project loads\n"
      "  --verbose           print the layout of the arrangement and the curve when it changes\n",
-     CmdEdit},
+     CmdWindow},
     {nullptr, nullptr, nullptr, nullptr},
 };
 

@@ -27,6 +27,8 @@ if [ "$mode" = prefix ]; then
   soname="$(objdump -p "$prefix/lib/libvemo.so" | awk '$1 == "SONAME" {print $2}')"
   [ "$soname" = libvemo.so.0 ] || fail "soname is '$soname'"
   [ ! -e "$prefix/include/lumivaxel/media/ffinput.h" ] || fail "a decoder's own header was installed"
+  # The windows are a module the program loads from beside its library.
+  "$prefix/bin/lumivaxel" edit --help | grep -q "usage: lumivaxel edit" || fail "the installed windows do not load"
 
   cp -r "$source/examples/host" "$dir/host"
   PKG_CONFIG_PATH="$prefix/lib/pkgconfig" make -s -C "$dir/host" > /dev/null || fail "examples/host does not build"
@@ -49,6 +51,9 @@ elif [ "$mode" = package ]; then
   done
   dpkg-deb -x "$deb" "$dir/root"
   [ -e "$dir/root/usr/lib/lumivaxel/plugins/avi.so" ] || fail "the package holds no plugins"
+  [[ "$depends" == *libsdl2* ]] || fail "the package does not depend on SDL2 for its windows: $depends"
+  "$dir/root/usr/bin/lumivaxel" preview --help | grep -q "usage: lumivaxel preview" ||
+    fail "the packaged windows do not load"
   made="$("$dir/root/usr/bin/lumivaxel" make "$dir/demo.vmp" -o "$dir/demo.avi" 2> "$dir/err")" ||
     { cat "$dir/err"; fail "the packaged lumivaxel could not make the demo"; }
   [ "$made" = "$dir/demo.avi" ] || fail "it made '$made'"
