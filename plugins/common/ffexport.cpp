@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 extern "C" {
@@ -156,11 +157,41 @@ int64_t Seek(void *opaque, int64_t offset, int whence) {
   return at < 0 ? AVERROR(errno) : int64_t(at);
 }
 
+// The old file of that name, no longer under it, open for its pages to be freed by closing it;
+// -1 (left to be truncated) for anything but a plain file of ours of at least 16 MiB, with one
+// name, that is still the one looked at when it is unlinked. *mode gets its permissions.
+int DetachOldFile(const char *file, mode_t *mode) {
+  constexpr off_t kLarge = off_t(16) << 20;
+  struct stat seen, opened;
+  if (lstat(file, &seen) != 0 || !S_ISREG(seen.st_mode) || seen.st_nlink != 1 || seen.st_uid != geteuid() ||
+      seen.st_size < kLarge)
+    return -1;
+  const int old = open(file, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (old < 0) return -1;
+  if (fstat(old, &opened) != 0 || opened.st_ino != seen.st_ino || opened.st_dev != seen.st_dev ||
+      unlink(file) != 0) {
+    close(old);
+    return -1;
+  }
+  *mode = seen.st_mode & 07777;
+  return old;
+}
+
 }  // namespace
 
 bool ffexport::OpenFile(const char *file) {
   constexpr int kBufferSize = 1 << 16;  // for the muxer's small writes
-  fd = open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  mode_t mode = 0;
+  if (const int old = DetachOldFile(file, &mode); old >= 0) {
+    fd = open(file, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd >= 0) fchmod(fd, mode);
+    try {
+      releaser = std::thread([old] { close(old); });
+    } catch (const std::system_error &) {
+      close(old);
+    }
+  }
+  if (fd < 0) fd = open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) return Fail(std::string("cannot create ") + file + ": " + std::strerror(errno));
   uint8_t *buffer = static_cast<uint8_t *>(av_malloc(kBufferSize));
   oc->pb = buffer ? avio_alloc_context(buffer, kBufferSize, 1, &fd, nullptr, WriteAll, Seek) : nullptr;
@@ -186,6 +217,7 @@ bool ffexport::CloseFile() {
   }
   if (fd >= 0 && close(fd) != 0) ok = false;
   fd = -1;
+  if (releaser.joinable()) releaser.join();
   return ok;
 }
 

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "media/plugin_abi.h"
@@ -82,6 +83,11 @@ class ffexport : public imgio_export {
   bool EncodeAudioBlock(int frames);
   // The output file, written through FFmpeg's I/O with `direct` set: a whole picture's packet
   // goes to the file in one write, not copied through the I/O buffer first.
+  // An old file of that name is unlinked and its pages are freed on a thread of their own, joined
+  // by CloseFile, when it is large, a plain file of ours with no other name: freeing a large
+  // file takes about as long as writing a third of it, and nothing of the old file is kept
+  // either way (truncating it in place, as is done otherwise, frees them before the first write).
+  // The new file keeps the old one's permissions.
   bool OpenFile(const char *file);
   bool CloseFile();  // false when a write or the close failed
   void Free();
@@ -97,6 +103,7 @@ class ffexport : public imgio_export {
 
   AVFormatContext *oc = nullptr;
   int fd = -1;  // the output file
+  std::thread releaser;  // frees the pages of the old file of the same name (OpenFile)
   AVCodecContext *venc = nullptr;
   AVCodecContext *aenc = nullptr;
   AVStream *vst = nullptr;

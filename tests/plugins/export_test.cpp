@@ -1,7 +1,11 @@
 // The export plugins' files read back with the engine's readers; stops and bad set-ups.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cmath>
+#include <fstream>
 
 #include "media/surface.h"
 #include "plugins/plugintest.h"
@@ -102,7 +106,17 @@ TEST_F(Export, Mp4HoldsItsFramesAndAacSound) {
 
 TEST_F(Export, WavHoldsTheSoundAlone) {
   const make_spec recipe{.fps = 15, .ms = 1500, .video = false};
+  // Made over a large old file, which is let go of on a thread: the new file takes its name and
+  // its permissions.
+  const std::string old = dir.file("sound.wav");
+  std::ofstream(old).put('x');
+  ASSERT_EQ(truncate(old.c_str(), off_t(16) << 20), 0);
+  ASSERT_EQ(chmod(old.c_str(), 0640), 0);
   wave_handle r = OpenWave(Make("wav", "sound.wav", recipe));
+  struct stat made;
+  ASSERT_EQ(stat(old.c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 0777, 0640u);
+  EXPECT_LT(made.st_size, 1 << 20);
   ASSERT_NE(r, nullptr);
   EXPECT_EQ(FormatRow(r->wfx), (std::vector<uint32_t>{WAVE_FORMAT_PCM, 2, 44100, 16, 4, 176400}));
   EXPECT_EQ(int64_t(r->datasize), samples * 4);
