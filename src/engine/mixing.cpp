@@ -103,7 +103,8 @@ void clip::FillAudioBlock(uint8_t *blk, int s) {
     else if (wav && n > 0) {
       // A wave file is read straight into the block; its reader silences what it does not fill.
       mediareaders::WaveFileReadInto(wav, s, BlockData(blk), size_t(n));
-      if (n < blocksize) std::memset(BlockData(blk) + n, SilenceByte(f->wBitsPerSample), size_t(blocksize - n));
+      if (n < blocksize)
+        std::memset(BlockData(blk) + n, SilenceByte(f->wBitsPerSample), size_t(blocksize - n));
       BlockTime(blk) = s;
       return;
     }
@@ -255,11 +256,12 @@ int clip::ClipAudioGet44100(int16_t *out, int16_t *work1, int16_t *work2, int ms
     // (what the span lacks would add zeros).
     int at = 0;
     const int samples = bytes / 2;
-    return ForEachSourceRun(ms, [&](const uint8_t *run, size_t n) {
-             const int take = std::min(int(n / 2), samples - at);
-             AddWrapped(out + at, reinterpret_cast<const int16_t *>(run), take);
-             at += take;
-           })
+    return ForEachSourceRun(ms,
+                            [&](const uint8_t *run, size_t n) {
+                              const int take = std::min(int(n / 2), samples - at);
+                              AddWrapped(out + at, reinterpret_cast<const int16_t *>(run), take);
+                              at += take;
+                            })
                ? 1
                : 0;
   }

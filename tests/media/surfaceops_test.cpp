@@ -152,7 +152,7 @@ TEST(SurfaceOps, OpacityAdjustDimmAndOpacity) {
 
 // Every fast row kernel on every tier against its scalar reference, widths 1..67, unaligned starts.
 TEST(SurfaceKernels, FastPathsAreBitIdenticalToReferences) {
-  for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2}) {
+  for (kernels::tier t : {kernels::tier::sse2, kernels::tier::avx2, kernels::tier::avx512}) {
     const kernels::tier previous = kernels::LimitTier(t);
     SCOPED_TRACE(int(kernels::ActiveTier()));
     std::mt19937 rng(2024);
