@@ -749,6 +749,9 @@ class clip : public vemotime {
   // True when this child is sure to cover the whole of the parent's destination with alpha 255
   // this frame, so that nothing drawn before it shows.
   bool HidesWhatLiesBelow(const clip *parent);
+  // True when every video effect that runs this frame on a w x h picture keeps an opaque
+  // picture opaque.
+  bool EffectsKeepOpaque(int w, int h);
 
   // Audio blocks.
   int32_t blocksize = 0;

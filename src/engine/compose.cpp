@@ -249,7 +249,8 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   }
   if (covers) {
     // The picture fills the whole effect surface: its opacity goes on in the same pass.
-    if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, false, GetTimeFloat(clipvar::IDS_START_OPACITY)))
+    if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, false,
+                                            GetTimeFloat(clipvar::IDS_START_OPACITY)))
       return 0;
   } else {
     if (!surface::SurfaceScale(src, prs, cur, out, false)) return 0;
@@ -281,7 +282,12 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   }
 
   if (listening) Message(this, "Processing", "Adding To Destination", GetName());
-  const int done = CompositeToParent(cur, frect(0.0, 0.0, 1.0, 1.0), rd, parent, blend);
+  // A picture made opaque by its opacity and kept so by every effect is placed with its alpha
+  // moved up once more, which changes none of it and lets the blend skip what lies below.
+  const double lift =
+      surface::OpacityStep(GetTimeFloat(clipvar::IDS_START_OPACITY)) >= 255 && EffectsKeepOpaque(w, h) ? 1.0
+                                                                                                       : 0.0;
+  const int done = CompositeToParent(cur, frect(0.0, 0.0, 1.0, 1.0), rd, parent, blend, lift);
   // Each second output over the clip: its copy colour-mapped by its own variables, then placed
   // through its own destination rectangle with the clip's blending.
   for (int k = 0; k < extracount; ++k) {
@@ -314,13 +320,15 @@ bool clip::HidesWhatLiesBelow(const clip *parent) {
     return false;
   // The opacity's step leaves every alpha 255, and every effect that runs keeps it so; blended
   // at 255, a pixel is (s * 255 + d * 0) >> 8, whatever lay below.
-  if (surface::OpacityStep(GetTimeFloat(clipvar::IDS_START_OPACITY)) < 255) return false;
+  return surface::OpacityStep(GetTimeFloat(clipvar::IDS_START_OPACITY)) >= 255 &&
+         EffectsKeepOpaque(out.right, out.bottom);
+}
+
+bool clip::EffectsKeepOpaque(int w, int h) {
   for (int i = 0; i < videoeffectcount; ++i) {
     effectVideo *fx = videoeffects[i];
     RECT area;
-    if (fx->GetID() != effectExtraOutput::kType && Runs(fx, out.right, out.bottom, &area) &&
-        !fx->KeepsOpaque())
-      return false;
+    if (fx->GetID() != effectExtraOutput::kType && Runs(fx, w, h, &area) && !fx->KeepsOpaque()) return false;
   }
   return true;
 }
@@ -349,7 +357,8 @@ int clip::CompositeToParent(KORSurface *pic, frect s, frect d, clip *parent, boo
   return 1;
 }
 
-int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *parent, bool blend, bool listening) {
+int clip::CompositePointwiseChain(KORSurface *src, RECT prs, frect d, clip *parent, bool blend,
+                                  bool listening) {
   KORSurface *dst = parent->worksurfaces[CLIP_SURFACE_DESTINATION];
   KORSurface *mid = parent->worksurfaces[CLIP_SURFACE_EFFECT1];
   if (!frame || !dst || !mid || !parent->arrangement) return -1;

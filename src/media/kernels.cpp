@@ -328,8 +328,23 @@ AVX2_FN int gather_copy_avx2(const pix32 *src, const int32_t *index, const uint8
   return i;
 }
 
+// A blend whose alpha is moved up by 255 or more: every source alpha is 255, so each channel
+// is (s * 255 + d * 0) >> 8, which is s - 1 (0 stays 0), and the alpha 254, whatever lay below.
+// The destination is not read.
+AVX2_FN int gather_opaque_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
+                               ptrdiff_t pitch, int rows, int n) {
+  const __m256i alpha = _mm256_set1_epi32(int(0xFF000000u)), one = _mm256_set1_epi8(1);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256i s = _mm256_subs_epu8(_mm256_or_si256(fetch8(src, index + i, kinds[i / 8]), alpha), one);
+    for (int r = 0; r < rows; ++r) store8(dst + pitch * r + i, s);
+  }
+  return i;
+}
+
 AVX2_FN int gather_avx2(const pix32 *src, const int32_t *index, const uint8_t *kinds, pix32 *dst,
                         ptrdiff_t pitch, int rows, int n, bool blend, int delta) {
+  if (blend && delta >= 255) return gather_opaque_avx2(src, index, kinds, dst, pitch, rows, n);
   const __m256i step = _mm256_set1_epi32(int(uint32_t(std::min(delta < 0 ? -delta : delta, 255)) << 24));
   if (delta > 0)
     return blend ? gather_blend_avx2<1>(src, index, kinds, dst, pitch, rows, n, step)
