@@ -199,8 +199,13 @@ RECT surface::SurfaceGetRect(const KORSurface *s) {
 
 KORSurface *surface::CacheSurfaceGet(int key) {
   if (key == 0) return nullptr;
-  for (int i = 1; i < cachecount; ++i)
-    if (cachekeys[i] == key) return cachesurfaces[i];
+  for (int i = 1; i < cachecount; ++i) {
+    if (cachekeys[i] != key) continue;
+    // A logo is drawn the first time it is asked for (see LoadLogos).
+    if (!cachesurfaces[i] && (key == LOGO_KEY_FIRST || key == LOGO_KEY_SECOND))
+      cachesurfaces[i] = MakeLogo(key == LOGO_KEY_FIRST ? 0 : 1);
+    return cachesurfaces[i];
+  }
   return nullptr;
 }
 
@@ -281,10 +286,15 @@ surface::~surface() {
   plugins->FreeAll();
 }
 
-// The logos are drawn in code and cached directly; no temporary file is needed.
+// The logos are drawn in code, so no temporary file is needed, and only when first asked for:
+// their places in the cache are taken now, but drawing them starts the font machinery, which
+// costs every start of the program a few milliseconds for pictures a make never shows.
 void surface::LoadLogos() {
-  CacheSurfaceInsert(LOGO_KEY_FIRST, MakeLogo(0));
-  CacheSurfaceInsert(LOGO_KEY_SECOND, MakeLogo(1));
+  for (int key : {LOGO_KEY_FIRST, LOGO_KEY_SECOND}) {
+    if (cachecount >= CACHE_SIZE) return;
+    cachekeys[cachecount] = key;
+    cachesurfaces[cachecount++] = nullptr;
+  }
 }
 
 // Every shared library in the program's folder, in the installed plugin folder beside this

@@ -98,7 +98,7 @@ class surface : public pixelator, public amplay {
   static constexpr int CACHE_SIZE = 1024;
   static constexpr int RENDER_WIDTH = 1280;
   static constexpr int RENDER_HEIGHT = 1024;
-  // Keys of the two built-in logos in the cache.
+  // Keys of the two built-in logos in the cache (drawn the first time CacheSurfaceGet asks).
   static constexpr int LOGO_KEY_FIRST = -2;
   static constexpr int LOGO_KEY_SECOND = -3;
 
