@@ -167,6 +167,10 @@ class effectVideo : public effect {
   // hands an effect that does not work in place. The base copies the whole picture; an effect
   // that writes most pixels itself copies only the rest.
   virtual int ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc);
+  // ProcessOntoCopy of the source with every alpha read as 255, the destination coming out with
+  // every alpha 255: for a picture that its opacity makes opaque, without first making the copy
+  // that the opacity goes on. 0, with nothing written, where the effect cannot (the base).
+  virtual int ProcessOpaqueOntoCopy(KORSurface *, KORSurface *, RECT) { return 0; }
 
   // ---- Factories ----
   // The effect of that type with its variables at their defaults, or null for a type that is

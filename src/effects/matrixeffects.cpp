@@ -61,6 +61,14 @@ int effectMatrixBlurr::ProcessOntoCopy(KORSurface *source, KORSurface *destinati
   return RunKernel(source, destination, rc, &pixelator::matrixBlurr, true);
 }
 
+int effectMatrixBlurr::ProcessOpaqueOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) {
+  const int n = MatrixSize();
+  fxsample::locked_pair lk(source, destination);
+  if (!lk.ok()) return 0;
+  surf32 from = frame_of(lk.first), to = frame_of(lk.second);
+  return pixelator::RunBlurOpaqueOntoCopy(&from, &to, rc, n, n, MatrixLevel());
+}
+
 effectMatrixKeySmothe::effectMatrixKeySmothe(clip *owner, vemowin *w, surface *s) {
   initEffect(owner, w, s);
   SetID(kType);

@@ -20,7 +20,8 @@ class effectMatrix : public effectVideo {
   unsigned char MatrixLevel();
   // RunSingleMatrix with `kernel` over rc from source to destination (onto a copy of source:
   // RunSingleMatrixOntoCopy).
-  int RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel, bool onto_copy = false);
+  int RunKernel(KORSurface *source, KORSurface *destination, RECT rc, matrixkernel kernel,
+                bool onto_copy = false);
 };
 
 class effectMatrixEdge : public effectMatrix {
@@ -37,6 +38,8 @@ class effectMatrixBlurr : public effectMatrix {
   int Process(KORSurface *source, KORSurface *destination, RECT rc) override;
   // The box filter writes every pixel of an opaque rectangle: nothing there is copied first.
   int ProcessOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) override;
+  // Records the box filter takes; larger ones return 0.
+  int ProcessOpaqueOntoCopy(KORSurface *source, KORSurface *destination, RECT rc) override;
   // The means go into the colours; every pixel keeps its own alpha.
   bool KeepsOpaque() const override { return true; }
 };

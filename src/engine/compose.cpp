@@ -247,11 +247,21 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
     const int done = CompositePointwiseChain(src, prs, rd, parent, blend, listening);
     if (done >= 0) return done;
   }
+  int first = 0;  // the first effect of the chain still to run
   if (covers) {
-    // The picture fills the whole effect surface: its opacity goes on in the same pass.
-    if (!surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, false,
-                                            GetTimeFloat(clipvar::IDS_START_OPACITY)))
-      return 0;
+    // A picture of the effect surface's size that its opacity makes opaque goes to a first
+    // effect that can read it as such, without the copy; otherwise the picture fills the whole
+    // effect surface, its opacity going on in the same pass.
+    const double opacity = GetTimeFloat(clipvar::IDS_START_OPACITY);
+    effectVideo *fx = videoeffects[0];
+    RECT area;
+    if (!editing && prs.left == 0 && prs.top == 0 && prs.right == src->width && prs.bottom == src->height &&
+        src->width == cur->width && src->height == cur->height && surface::OpacityStep(opacity) >= 255 &&
+        fx->GetID() != effectExtraOutput::kType && Runs(fx, w, h, &area)) {
+      if (fx->ProcessOpaqueOntoCopy(src, cur, area)) first = 1;
+      if (first && listening) Message(this, "Processing", EffectName(fx->GetID()), GetName());
+    }
+    if (!first && !surface::SurfaceScaleOpacityAdjust(src, prs, cur, out, false, opacity)) return 0;
   } else {
     if (!surface::SurfaceScale(src, prs, cur, out, false)) return 0;
     surface::SurfaceOpacityAdjust(cur, GetTimeFloat(clipvar::IDS_START_OPACITY));
@@ -261,7 +271,7 @@ int clip::ClipVideoUpdate(clip *parent, uint32_t flags, bool blend) {
   int extras[CLIP_MAX_EFFECTS];
   RECT extraareas[CLIP_MAX_EFFECTS];
   int extracount = 0;
-  for (int i = 0; i < videoeffectcount; ++i) {
+  for (int i = first; i < videoeffectcount; ++i) {
     effectVideo *fx = videoeffects[i];
     // Effects span their clip: while the clip is active, so are they.
     RECT area;

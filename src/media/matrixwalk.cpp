@@ -425,17 +425,18 @@ struct divisor16 {
 };
 
 // One output row d from the padded column sums v (four uint16 per column, the first W/2 and
-// last W/2 columns repeated): colour mean mixed by level into the old pixels, their alpha kept.
-// The old pixels are d's own, or those of the row d is to become a copy of.
-void box_row_ref(const uint16_t *v, const pix32 *old, pix32 *d, int from, int to, int W, const divisor16 &mean,
-                 int level) {
+// last W/2 columns repeated): colour mean mixed by level into the old pixels, their alpha kept
+// (`opaque` is ORed into each pixel: 0xFF000000 makes every alpha 255). The old pixels are d's
+// own, or those of the row d is to become a copy of.
+void box_row_ref(const uint16_t *v, const pix32 *old, pix32 *d, int from, int to, int W,
+                 const divisor16 &mean, int level, uint32_t opaque) {
   for (int x = from; x < to; ++x) {
     uint32_t t[3] = {0, 0, 0};
     for (int i = 0; i < W; ++i)
       for (int ch = 0; ch < 3; ++ch) t[ch] += v[size_t(x + i) * 4 + size_t(ch)];
     pix32 p = old[x];
     mix(p, mean(t[0]), mean(t[1]), mean(t[2]), level);
-    d[x] = p;
+    d[x] = pix32::from_word(p.word() | opaque);
   }
 }
 
@@ -463,8 +464,8 @@ AVX2_INLINE __m256i mixed_means(__m256i lo, __m256i hi, __m256i dv, int level) {
 // Eight pixels a step, in two registers of four.
 template <bool Full>
 __attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, const pix32 *old, pix32 *d, int n, int W,
-                                                 const divisor16 &mean, int level) {
-  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u));
+                                                 const divisor16 &mean, int level, uint32_t opaque) {
+  const __m256i amask = _mm256_set1_epi32(int(0xFF000000u)), lift = _mm256_set1_epi32(int(opaque));
   int x = 0;
   for (; x + 8 <= n; x += 8) {
     const __m256i *p = reinterpret_cast<const __m256i *>(v + size_t(x) * 4);
@@ -476,7 +477,8 @@ __attribute__((target("avx2"))) int box_row_avx2(const uint16_t *v, const pix32 
     }
     const __m256i dv = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(old + x));
     const __m256i colours = mixed_means<Full>(mean.apply(lo), mean.apply(hi), dv, level);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x), _mm256_blendv_epi8(colours, dv, amask));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(d + x),
+                        _mm256_or_si256(_mm256_blendv_epi8(colours, dv, amask), lift));
   }
   return x;
 }
@@ -606,15 +608,21 @@ bool all_filtered(const surf32 *src, const RECT &c, bool avx2) {
   return true;
 }
 
+// Whether the box filter's 16-bit sums and one-multiply means serve a W x H record.
+bool box_takes(int W, int H) { return W * H <= kBoxCells && W <= kBoxWidth && divisor16(W, H); }
+
 // The blur as a box filter down to the first row with a skipped pixel: up to there the walker
 // filters every pixel, so its record is the clamped window. Each source row is looked at as it
 // first enters the column sums, while it is at hand. Returns the first row not written: c.top
 // when the box cannot take this record, c.bottom when it took the whole rectangle. Fresh: dst
 // is to come out as if it had been a copy of src, so the old pixels are read from src.
-int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level, bool fresh) {
-  if (W * H > kBoxCells || W > kBoxWidth || src->bits == dst->bits) return c.top;
+// Opaque: every source alpha is read as 255 (the picture as an opacity of 100 % would leave it),
+// so every pixel is filtered and each row written comes out with alpha 255.
+int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t level, bool fresh,
+             bool opaque = false) {
+  if (!box_takes(W, H) || src->bits == dst->bits) return c.top;
   const divisor16 mean(W, H);
-  if (!mean) return c.top;
+  const uint32_t lift = opaque ? 0xFF000000u : 0u;  // ORed into every pixel written
   const bool avx2 = kernels::ActiveTier() >= kernels::tier::avx2;
   const int cw = c.right - c.left, pad = W / 2;
   int looked = c.top - 1, stop = c.bottom;  // the last row looked at; the first with a skipped pixel
@@ -622,7 +630,7 @@ int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t leve
     const pix32 *p = row(src, y) + c.left;
     if (y > looked) {
       looked = y;
-      if (stop == c.bottom && any_skipped(p, cw, avx2)) stop = y;
+      if (stop == c.bottom && !opaque && any_skipped(p, cw, avx2)) stop = y;
     }
     return p;
   };
@@ -643,10 +651,10 @@ int box_fast(surf32 *src, surf32 *dst, const RECT &c, int W, int H, uint8_t leve
     int done = 0;
 #if MATRIX_X86
     if (avx2)
-      done = level == 255 ? box_row_avx2<true>(padded.data(), old, d, cw, W, mean, level)
-                          : box_row_avx2<false>(padded.data(), old, d, cw, W, mean, level);
+      done = level == 255 ? box_row_avx2<true>(padded.data(), old, d, cw, W, mean, level, lift)
+                          : box_row_avx2<false>(padded.data(), old, d, cw, W, mean, level, lift);
 #endif
-    box_row_ref(padded.data(), old, d, done, cw, W, mean, level);
+    box_row_ref(padded.data(), old, d, done, cw, W, mean, level, lift);
   }
   return stop;
 }
@@ -924,6 +932,29 @@ int pixelator::RunSingleMatrix(surf32 *src, surf32 *dst, RECT r, int w, int h, m
 int pixelator::RunSingleMatrixOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
                                        void *extra, unsigned char level) {
   return run_matrix(src, dst, r, w, h, kernel, extra, level, true);
+}
+
+int pixelator::RunBlurOpaqueOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, unsigned char level) {
+  const int W = odd_size(w), H = odd_size(h);
+  if (!usable(src) || !usable(dst) || src->bits == dst->bits || src->width != dst->width ||
+      src->height != dst->height || !box_takes(W, H))
+    return 0;
+  // What the box does not write is the source with its alpha lifted to 255.
+  const RECT c = inside(src, dst, r);
+  auto lifted = [&](int x0, int x1, int y0, int y1) {
+    for (int y = y0; x1 > x0 && y < y1; ++y)
+      kernels::copy_alpha_add_row(row(src, y) + x0, row(dst, y) + x0, x1 - x0, 255);
+  };
+  if (c.right <= c.left || c.bottom <= c.top) {
+    lifted(0, src->width, 0, src->height);
+    return 1;
+  }
+  lifted(0, src->width, 0, c.top);
+  lifted(0, src->width, c.bottom, src->height);
+  lifted(0, c.left, c.top, c.bottom);
+  lifted(c.right, src->width, c.top, c.bottom);
+  box_fast(src, dst, c, W, H, level, true, true);
+  return 1;
 }
 
 pix32 pixelator::matrixBlurr(matrixrecord *m) {

@@ -75,6 +75,11 @@ class pixelator : public vemo {
   // been copied onto it first (as far as both reach), but only what the walk leaves is copied.
   static int RunSingleMatrixOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, matrixkernel kernel,
                                      void *extra, unsigned char level);
+  // RunSingleMatrixOntoCopy of the blur with every alpha of src read as 255, which dst then
+  // has everywhere: for a picture an opacity of 100 % would make opaque, without that copy of it.
+  // src and dst are different frames of one size. 0, with nothing written, for a record too
+  // large for the box filter.
+  static int RunBlurOpaqueOntoCopy(surf32 *src, surf32 *dst, RECT r, int w, int h, unsigned char level);
   // Mean of each colour over the record (truncating); alpha 0. `extra` is not used.
   static pix32 matrixBlurr(matrixrecord *m);
   // A grey edge map: differences of the sums over the four pairs of halves, divided by the
